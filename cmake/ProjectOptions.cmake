@@ -1,0 +1,38 @@
+# Compiler settings that every target of the project shares, and the places where the build puts what it makes.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+set(QMFI_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, address or thread")
+set_property(CACHE QMFI_SANITIZE PROPERTY STRINGS "" address thread)
+
+# A unique symbol would pin a plug-in in memory for ever, and a framework must be able to unload it.
+add_compile_options(-Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor -Wformat=2
+                    "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-fno-gnu-unique>")
+remove_definitions(-DNDEBUG)
+
+if(QMFI_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(QMFI_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
+find_library(ACE_LIBRARY ACE REQUIRED)
