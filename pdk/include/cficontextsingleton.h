@@ -1,0 +1,43 @@
+// The per-plug-in singleton through which every long-lived object of a plug-in is reached.
+#ifndef CFICONTEXTSINGLETON_H
+#define CFICONTEXTSINGLETON_H
+
+#include "cfismartptr.h"
+
+namespace qmfi_pdk_4_4 {
+
+// The tag PluginName keeps the singletons of one plug-in apart from those of any other in the same process. May be used
+// from any thread; lock order: the singleton's mutex, then the object's count mutex.
+template <typename T, typename PluginName>
+class CFiContextSingleton {
+ public:
+  using Pointer = CFiSmartPtr<T, CFiContextSingletonAllocator<T>>;
+
+  // With false returns the object, creating it when there is none: always a live one, unless the singleton's mutex
+  // fails (errno is set then) or memory is short (std::bad_alloc). With true drops the singleton's own reference and
+  // returns an empty pointer; the object lives on while a caller still holds it, and the next call makes a new one.
+  static Pointer instance(bool destroy) {
+    static Pointer contextInstance;
+    static ACE_Thread_Mutex mutex;
+
+    // Declared ahead of the lock: the object's destructor may call anything, so it runs when the mutex is free again.
+    Pointer dropped;
+    const CFiCountLock lock(mutex);
+    if (!lock.owned()) {
+      return contextInstance;
+    }
+    if (destroy) {
+      dropped.swap(contextInstance);
+      return Pointer();
+    }
+    if (!contextInstance) {
+      Pointer created(true);
+      contextInstance = created;
+    }
+    return contextInstance;
+  }
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

@@ -1,0 +1,76 @@
+// The exceptions by which an operation gives up with a numeric code.
+#ifndef CFIERROR_H
+#define CFIERROR_H
+
+#include "K_strings.h"
+
+#include <cctype>
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace qmfi_pdk_4_4 {
+
+// Codes of CFiError.
+enum CFiErrorCode : std::int32_t {
+  CFI_ERROR_INVALID_ARGUMENT = 3,
+  CFI_ERROR_ALLOCATION = 5,
+  CFI_ERROR_STAT_FAILED = 18,
+  CFI_ERROR_INVALID_PREFIX = 19,
+  CFI_ERROR_NO_OBJECT_IDENTIFIER = 1024,
+};
+
+// A failure with an error number, a text and the place where it was thrown.
+class CFiError : public std::exception {
+ public:
+  CFiError(std::int32_t number, std::string text, std::string file, std::string function, std::int32_t line)
+      : m_number(number),
+        m_text(std::move(text)),
+        m_file(std::move(file)),
+        m_function(std::move(function)),
+        m_line(line) {}
+
+  // "MSG_ERROR_" + the name in upper case + "_" + the error number in four digits, counted from offset when it is
+  // greater.
+  virtual std::string getMessageId(const std::string& name, int offset) const {
+    std::string id = "MSG_ERROR_";
+    for (const unsigned char character : name) {
+      id += static_cast<char>(std::toupper(character));
+    }
+    char number[16];
+    K_snprintf(number, sizeof number, "_%04d", m_number > offset ? m_number - offset : m_number);
+    return id + number;
+  }
+
+  const char* what() const noexcept override { return m_text.c_str(); }
+
+  std::int32_t getNumber() const { return m_number; }
+  const std::string& getFile() const { return m_file; }
+  const std::string& getFunction() const { return m_function; }
+  std::int32_t getLine() const { return m_line; }
+
+ private:
+  std::int32_t m_number;
+  std::string m_text;
+  std::string m_file;
+  std::string m_function;
+  std::int32_t m_line;
+};
+
+// A device identifier that cannot be parsed.
+class CFiUdidException {
+ public:
+  CFiUdidException(std::string text, std::int32_t number) : m_text(std::move(text)), m_number(number) {}
+
+  const std::string& getText() const { return m_text; }
+  std::int32_t getNumber() const { return m_number; }
+
+ private:
+  std::string m_text;
+  std::int32_t m_number;
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

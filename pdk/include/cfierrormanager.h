@@ -1,0 +1,43 @@
+// The queue of pushed messages, and the handlers that each message is passed to.
+#ifndef CFIERRORMANAGER_H
+#define CFIERRORMANAGER_H
+
+#include "cfierrorhandlerbase.h"
+#include "cfimessage.h"
+
+#include <memory>
+#include <vector>
+
+namespace qmfi_pdk_4_4 {
+
+// Keeps the newest messages and passes each to the registered handlers. While the split context is open the handlers
+// wait until it closes, since they print and nothing may touch a disk while file systems are frozen. May be used from
+// any thread; handlers are called without a lock held, in the order of registration.
+class CFiErrorManager : public virtual CFiRefCount {
+ public:
+  CFiErrorManager();
+  ~CFiErrorManager() override;
+
+  // Keeps the message (the oldest gives way beyond 64) and hands it to the handlers. An empty pointer is ignored.
+  // Returns 0.
+  int pushError(const CFiMessageSPtr& message);
+
+  // Takes ownership of a handler made with new, until the manager is destroyed. Null is ignored. Returns 0.
+  int registerHandler(CFiErrorHandlerBase* handler);
+
+  // What was pushed since the last clear, newest first.
+  std::vector<CFiMessageSPtr> messages() const;
+
+  // Forgets what was kept.
+  void clear();
+
+ private:
+  struct Implementation;
+  const std::unique_ptr<Implementation> m_implementation;
+};
+
+using CFiErrorManagerSPtr = CFiSmartPtr<CFiErrorManager>;
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

@@ -1,0 +1,108 @@
+// The command pipe: runs a command line without any shell, captures what it prints and bounds its time.
+#ifndef CFIEXECPIPE_H
+#define CFIEXECPIPE_H
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qmfi_pdk_4_4 {
+
+// Results of a run.
+enum CFiExecPipeCode : std::int32_t {
+  KFI_EXEC_PIPE_SUCCESS = 0,
+  KFI_EXEC_PIPE_CREATE_PIPE_FAILED = 1,
+  KFI_EXEC_PIPE_DUPLICATE_HANDLE_FAILED = 2,
+  KFI_EXEC_PIPE_CLOSE_HANDLE_FAILED = 3,
+  KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED = 4,
+  KFI_EXEC_PIPE_READ_TIMEOUT = 5,
+  KFI_EXEC_PIPE_PARSE_COMMAND_FAILED = 6,
+  KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST = 7,
+  KFI_EXEC_PIPE_ERROR_UNEXPECTED = 8,
+  KFI_EXEC_PIPE_IMPERSONATION_TIMEOUT = 9,
+  KFI_EXEC_PIPE_CANNOT_IMPERSONATE = 10,
+  KFI_EXEC_PIPE_CMD_FAILED = 11,
+  KFI_EXEC_PIPE_CMD_KILLED = 12,
+  KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED = 13,
+};
+
+// Names of the codes, indexed by them.
+inline constexpr const char* KFI_EXEC_PIPE_ERROR_STRINGS[] = {
+    "KFI_EXEC_PIPE_SUCCESS",
+    "KFI_EXEC_PIPE_CREATE_PIPE_FAILED",
+    "KFI_EXEC_PIPE_DUPLICATE_HANDLE_FAILED",
+    "KFI_EXEC_PIPE_CLOSE_HANDLE_FAILED",
+    "KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED",
+    "KFI_EXEC_PIPE_READ_TIMEOUT",
+    "KFI_EXEC_PIPE_PARSE_COMMAND_FAILED",
+    "KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST",
+    "KFI_EXEC_PIPE_ERROR_UNEXPECTED",
+    "KFI_EXEC_PIPE_IMPERSONATION_TIMEOUT",
+    "KFI_EXEC_PIPE_CANNOT_IMPERSONATE",
+    "KFI_EXEC_PIPE_CMD_FAILED",
+    "KFI_EXEC_PIPE_CMD_KILLED",
+    "KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED",
+};
+
+// How a run failed.
+class EFiExecPipe {
+ public:
+  EFiExecPipe() = default;
+  EFiExecPipe(std::string text, std::int32_t code, std::int32_t exitStatus)
+      : m_text(std::move(text)), m_wideText(m_text.begin(), m_text.end()), m_code(code), m_exitStatus(exitStatus) {}
+
+  // The joined output for codes 11 and 12, otherwise one line with the program and the reason.
+  const std::string& getText() const { return m_text; }
+  // The same, byte for byte, as a wide string.
+  const std::wstring& getWideText() const { return m_wideText; }
+  // A CFiExecPipeCode.
+  std::int32_t getCode() const { return m_code; }
+  // The last program's exit status; 0 when it never ended by itself.
+  std::int32_t getExitStatus() const { return m_exitStatus; }
+
+ private:
+  std::string m_text;
+  std::wstring m_wideText;
+  std::int32_t m_code = KFI_EXEC_PIPE_SUCCESS;
+  std::int32_t m_exitStatus = 0;
+};
+
+// Name of a code; that of "unexpected" for a number outside the table.
+inline const char* execPipeErrorName(std::int32_t code) {
+  const bool known = code >= KFI_EXEC_PIPE_SUCCESS && code <= KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED;
+  return KFI_EXEC_PIPE_ERROR_STRINGS[known ? code : KFI_EXEC_PIPE_ERROR_UNEXPECTED];
+}
+
+// Runs commands one after another and remembers how the last one failed. One object belongs to one thread at a time.
+class CFiExecPipeBase {
+ public:
+  CFiExecPipeBase() = default;
+  CFiExecPipeBase(const CFiExecPipeBase&) = delete;
+  CFiExecPipeBase& operator=(const CFiExecPipeBase&) = delete;
+  virtual ~CFiExecPipeBase();
+
+  // Runs a command line: words separated by blanks, programs by a lone "|", nothing quoted or expanded. Appends the
+  // lines that the programs print to output and waits at most timeoutSeconds (at least 1). The other strings are
+  // reserved for pipes that impersonate a user and are ignored here. Returns a CFiExecPipeCode. Throws std::bad_alloc
+  // when memory is short, with no child left running.
+  virtual int Exec(const std::string& command, std::vector<std::string>& output, const std::string& input,
+                   int timeoutSeconds, const std::string& user, const std::string& domain, const std::string& password);
+
+  // How the last run failed; code 0 after a success.
+  const EFiExecPipe& getLastError() const { return m_lastError; }
+
+ private:
+  EFiExecPipe m_lastError;
+};
+
+// The command pipe of POSIX systems.
+class CFiExecPipePosix : public CFiExecPipeBase {
+ public:
+  // mode is always 1: programs are started directly and both of their outputs are captured.
+  explicit CFiExecPipePosix(int mode);
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

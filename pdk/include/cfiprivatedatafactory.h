@@ -1,0 +1,124 @@
+// Creates, finds and releases the private data of domains, by object name.
+#ifndef CFIPRIVATEDATAFACTORY_H
+#define CFIPRIVATEDATAFACTORY_H
+
+#include "cfiprivatedata.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace qmfi_pdk_4_4 {
+
+// Keeps ordinary and alternate nodes apart: the same name may have one object of each kind. May be used from any
+// thread; a domain's own slot is used by one thread at a time. Domains passed in have an object identifier with a name,
+// unless an operation says otherwise.
+class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  // The object attached to the domain, or an empty pointer. Looks at the domain's slot only.
+  virtual CFiPrivateDataSPtr access(kfi_domain* domain) = 0;
+
+  // The object attached to the domain; when there is none yet, the one that other domains of the same name and kind
+  // share, or a new one, is attached first. Throws std::bad_alloc when memory is short, and then nothing is attached.
+  virtual CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) = 0;
+
+  // Detaches the object and destroys it when no other domain shares it. Returns -1 for a null domain, an empty slot or
+  // a missing identifier, otherwise 0.
+  virtual int deallocate(kfi_domain* domain) = 0;
+
+  // The object of a name and kind, or an empty pointer.
+  virtual CFiPrivateDataSPtr accessByName(const ACE_String_Base<char>& name, bool alternate) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const Map& map = mapOf(alternate);
+    const auto found = map.find(std::string(name.c_str(), name.length()));
+    return found != map.end() ? found->second : CFiPrivateDataSPtr();
+  }
+
+  // All objects of a kind, by ascending name.
+  virtual std::vector<CFiPrivateDataSPtr> getPrivateDataList(bool alternate) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<CFiPrivateDataSPtr> list;
+    for (const auto& [name, data] : mapOf(alternate)) {
+      list.push_back(data);
+    }
+    return list;
+  }
+
+ protected:
+  using Map = std::map<std::string, CFiPrivateDataSPtr>;
+
+  Map& mapOf(bool alternate) { return alternate ? m_altNodes : m_nodes; }
+
+  // Guards both maps. No object is destroyed while it is held.
+  std::mutex m_mutex;
+
+ private:
+  Map m_nodes;
+  Map m_altNodes;
+};
+
+using CFiPrivateDataFactorySPtr = CFiSmartPtr<CFiPrivateDataFactory, CFiNullAllocator<CFiPrivateDataFactory>>;
+
+// The factory of one private-data type T, a CFiPrivateData with the same constructor.
+template <typename T>
+class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
+ public:
+  CFiPrivateDataSPtr access(kfi_domain* domain) override {
+    const auto* const holder = static_cast<CFiPrivateDataSPtr*>(domain->fid_private);
+    return holder != nullptr ? *holder : CFiPrivateDataSPtr();
+  }
+
+  CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) override {
+    if (domain->fid_private != nullptr) {
+      return access(domain);
+    }
+    auto holder = std::make_unique<CFiPrivateDataSPtr>();
+    const std::string key = domain->fid_objid->vid_name;
+    {
+      const std::lock_guard<std::mutex> lock(m_mutex);
+      Map& map = mapOf(alternate);
+      auto place = map.lower_bound(key);
+      if (place == map.end() || place->first != key) {
+        const CFiPrivateDataSPtr created(new T(domain->fid_objid, alternate));
+        created->registerTraceLog(traceLog());
+        place = map.emplace_hint(place, key, created);
+      }
+      *holder = place->second;
+    }
+    domain->fid_private = holder.release();
+    return access(domain);
+  }
+
+  int deallocate(kfi_domain* domain) override {
+    if (domain == nullptr || domain->fid_private == nullptr || domain->fid_objid == nullptr) {
+      return -1;
+    }
+    // Declared first, so that what the map gives up is destroyed after its mutex is unlocked.
+    CFiPrivateDataSPtr dropped;
+    const std::unique_ptr<CFiPrivateDataSPtr> holder(static_cast<CFiPrivateDataSPtr*>(domain->fid_private));
+    domain->fid_private = nullptr;
+    const bool alternate = (*holder)->getIsAltNode();
+    holder->release();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    Map& map = mapOf(alternate);
+    const auto found = map.find(domain->fid_objid->vid_name);
+    if (found == map.end() || countOf(found->second) != 1) {
+      return 0;
+    }
+    dropped.swap(found->second);
+    map.erase(found);
+    return 0;
+  }
+
+ private:
+  static int countOf(const CFiPrivateDataSPtr& data) {
+    const CFiCountLock lock(data->countMutex());
+    return data->getCount();
+  }
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

@@ -1,0 +1,50 @@
+// The registry of a plug-in's private-data factories.
+#ifndef CFIPRIVATEDATAMANAGER_H
+#define CFIPRIVATEDATAMANAGER_H
+
+#include "cfiprivatedatafactory.h"
+
+#include <mutex>
+
+namespace qmfi_pdk_4_4 {
+
+// May be used from any thread.
+class CFiPrivateDataManager : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  // Set once, together with the manager.
+  void setDefaultFactory(const CFiPrivateDataFactorySPtr& factory) { m_defaultFactory = factory; }
+  CFiPrivateDataFactorySPtr getDefaultFactory() const { return m_defaultFactory; }
+
+  // The provider's factory; empty until the provider's start installs it.
+  void setProviderFactory(const CFiPrivateDataFactorySPtr& factory) {
+    // Declared first, so that a factory that is replaced is destroyed after the mutex is unlocked.
+    CFiPrivateDataFactorySPtr replacement(factory);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_providerFactory.swap(replacement);
+  }
+  CFiPrivateDataFactorySPtr getProviderFactory() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_providerFactory;
+  }
+
+ private:
+  CFiPrivateDataFactorySPtr m_defaultFactory;
+  CFiPrivateDataFactorySPtr m_providerFactory;
+  mutable std::mutex m_mutex;
+};
+
+using CFiPrivateDataManagerSPtr = CFiSmartPtr<CFiPrivateDataManager>;
+
+// Builds the manager together with its default factory.
+template <>
+struct CFiContextSingletonAllocator<CFiPrivateDataManager> {
+  CFiPrivateDataManager* operator()() const {
+    auto manager = std::make_unique<CFiPrivateDataManager>();
+    manager->setDefaultFactory(CFiPrivateDataFactorySPtr(new CFiPrivateDataConcreteFactory<CFiPrivateData>()));
+    return manager.release();
+  }
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

@@ -1,0 +1,109 @@
+// Sessions: the split nodes that one snapshot operation runs over, by session identifier.
+#ifndef CFISESSION_H
+#define CFISESSION_H
+
+#include "cfismartptr.h"
+#include "cfitracelog.h"
+#include "kfi.h"
+
+#include <ace/SString.h>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace qmfi_pdk_4_4 {
+
+// One split node of a session. The second name and the numbers belong to the session-wide operations.
+struct CFiSplitNode {
+  ACE_String_Base<char> key;
+  ACE_String_Base<char> secondName;
+  std::string nodeName;
+  std::int32_t numbers[4] = {0, 0, 0, 0};
+};
+
+// The split nodes that share a session identifier. They only accumulate. May be used from any thread.
+class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  explicit CFiSession(std::string id) : m_id(std::move(id)) {}
+
+  const std::string& getId() const { return m_id; }
+
+  // Adds count nodes, none of them null and each with a name and a key; a count of 0 or less adds nothing. The first
+  // node under a key stays.
+  void addNodes(kfi_splitnode** nodes, int count) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (int i = 0; i < count; ++i) {
+      const char* const key = nodes[i]->ksn_domain->fid_name;
+      CFiSplitNode node;
+      node.key = ACE_String_Base<char>(key);
+      node.nodeName = nodes[i]->ksn_name;
+      m_splitNodes.emplace(key, std::move(node));
+    }
+  }
+
+  // Whether the session knows the key; then its entry is copied to node.
+  bool findNode(const std::string& key, CFiSplitNode& node) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_splitNodes.find(key);
+    if (found == m_splitNodes.end()) {
+      return false;
+    }
+    node = found->second;
+    return true;
+  }
+
+  // Gives a node its second name, by which make reports it. False when the session does not know the key.
+  bool setSecondName(const std::string& key, const std::string& name) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_splitNodes.find(key);
+    if (found == m_splitNodes.end()) {
+      return false;
+    }
+    found->second.secondName = ACE_String_Base<char>(name.c_str(), name.size());
+    return true;
+  }
+
+  std::size_t size() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_splitNodes.size();
+  }
+
+ private:
+  const std::string m_id;
+  mutable std::mutex m_mutex;
+  std::map<std::string, CFiSplitNode> m_splitNodes;
+};
+
+using CFiSessionSPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
+
+// The sessions of a plug-in. A session lives as long as the manager. May be used from any thread.
+class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {
+ public:
+  // The session of an identifier, made when there is none. A null identifier gives an empty pointer.
+  virtual CFiSessionSPtr getSession(const char* id) {
+    if (id == nullptr) {
+      return CFiSessionSPtr();
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto place = m_sessions.lower_bound(id);
+    if (place != m_sessions.end() && place->first == id) {
+      return place->second;
+    }
+    const CFiSessionSPtr session(new CFiSession(id));
+    m_sessions.emplace_hint(place, id, session);
+    return session;
+  }
+
+ private:
+  std::mutex m_mutex;
+  std::map<std::string, CFiSessionSPtr> m_sessions;
+};
+
+using CFiSessionManagerSPtr = CFiSmartPtr<CFiSessionManager>;
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

@@ -1,0 +1,144 @@
+// The intrusive counted pointer, and the policies that say whether it may create what it points to.
+#ifndef CFISMARTPTR_H
+#define CFISMARTPTR_H
+
+#include "cfirefcount.h"
+
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+namespace qmfi_pdk_4_4 {
+
+// Makes the object of a context singleton. Throws std::bad_alloc when memory is short.
+template <typename T>
+struct CFiContextSingletonAllocator {
+  T* operator()() const { return new T(); }
+};
+
+// For pointers that only adopt what was made elsewhere.
+template <typename T>
+struct CFiNullAllocator {
+  T* operator()() const { return nullptr; }
+};
+
+// Holds a mutex for a scope. A lock that fails is reported through errno and owned(), never by an exception, as the
+// counted pointers require.
+class CFiCountLock {
+ public:
+  explicit CFiCountLock(ACE_Thread_Mutex& mutex) : m_mutex(mutex), m_owned(mutex.acquire() == 0) {}
+  CFiCountLock(const CFiCountLock&) = delete;
+  CFiCountLock& operator=(const CFiCountLock&) = delete;
+  ~CFiCountLock() {
+    if (m_owned) {
+      m_mutex.release();
+    }
+  }
+
+  bool owned() const { return m_owned; }
+
+ private:
+  ACE_Thread_Mutex& m_mutex;
+  const bool m_owned;
+};
+
+// Points to a T (a class with the virtual base CFiRefCount) and keeps one count of it. One pointer object belongs to
+// one thread at a time; different pointers to the same object may be used from any thread.
+template <typename T, typename Allocator = CFiContextSingletonAllocator<T>>
+class CFiSmartPtr {
+ public:
+  CFiSmartPtr() = default;
+
+  // Adopts an object, which must have been made with new; null leaves the pointer empty. An object that cannot be
+  // counted because its mutex fails is not adopted and stays its maker's.
+  explicit CFiSmartPtr(T* object) { acquire(object); }
+
+  // With true creates an object through the allocator and adopts it, with false starts empty.
+  explicit CFiSmartPtr(bool create) {
+    if (create) {
+      std::unique_ptr<T> object(Allocator{}());
+      if (acquire(object.get()) > 0) {
+        static_cast<void>(object.release());
+      }
+    }
+  }
+
+  CFiSmartPtr(const CFiSmartPtr& other) { copyFrom(other); }
+
+  CFiSmartPtr& operator=(const CFiSmartPtr& other) {
+    if (this != &other) {
+      release();
+      copyFrom(other);
+    }
+    return *this;
+  }
+
+  ~CFiSmartPtr() { release(); }
+
+  // Replaces what is held by p. Returns the new count of p; for a null p the result of releasing what was held, -1 when
+  // there was nothing; -1 when p's mutex fails, and then the pointer is empty.
+  int acquire(T* p) {
+    const int released = m_object != nullptr ? release() : -1;
+    if (p == nullptr) {
+      m_object = nullptr;
+      return released;
+    }
+    const CFiCountLock lock(p->countMutex());
+    if (!lock.owned()) {
+      m_object = nullptr;
+      return -1;
+    }
+    m_object = p;
+    return p->increment();
+  }
+
+  // Gives the count back and empties the pointer; deletes the object with its last count. Returns the count that is
+  // left, or -1 for an empty pointer or a mutex that fails (the pointer is kept then).
+  int release() {
+    if (m_object == nullptr) {
+      return -1;
+    }
+    {
+      const CFiCountLock lock(m_object->countMutex());
+      if (!lock.owned()) {
+        return -1;
+      }
+      const int count = m_object->decrement();
+      if (count != 0) {
+        m_object = nullptr;
+        return count;
+      }
+      // Required: one count stays while the object is destroyed, so that a pointer to itself which its destructor
+      // copies and releases cannot delete it a second time.
+      m_object->increment();
+    }
+    delete m_object;
+    m_object = nullptr;
+    return 0;
+  }
+
+  void swap(CFiSmartPtr& other) noexcept { std::swap(m_object, other.m_object); }
+
+  T* get() const { return m_object; }
+  T* operator->() const { return m_object; }
+  T& operator*() const { return *m_object; }
+  explicit operator bool() const { return m_object != nullptr; }
+
+ private:
+  void copyFrom(const CFiSmartPtr& other) {
+    if (other.m_object == nullptr) {
+      return;
+    }
+    const CFiCountLock lock(other.m_object->countMutex());
+    if (lock.owned()) {
+      m_object = other.m_object;
+      m_object->increment();
+    }
+  }
+
+  T* m_object = nullptr;
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif
