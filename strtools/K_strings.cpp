@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <string>
@@ -17,10 +18,11 @@ template <typename Char>
 using Traits = std::char_traits<Char>;
 
 // The length of `text`, at most `limit`; nothing beyond the first `limit` characters is read.
-template <typename Char>
-std::size_t boundedLength(const Char* text, std::size_t limit) {
-  const Char* end = Traits<Char>::find(text, limit, Char{});
-  return end == nullptr ? limit : static_cast<std::size_t>(end - text);
+std::size_t boundedLength(const char* text, std::size_t limit) {
+  return strnlen(text, limit);
+}
+std::size_t boundedLength(const wchar_t* text, std::size_t limit) {
+  return wcsnlen(text, limit);
 }
 
 template <typename Char>
