@@ -1,0 +1,134 @@
+// The stand-in for the file system's kernel driver: answers the freeze requests of the filtered processes.
+#include "driver/driver.h"
+
+#include <seccomp.h>
+
+#include <cerrno>
+#include <optional>
+#include <thread>
+
+namespace testbed {
+
+struct Driver::Request {
+  std::uint64_t id;  // of the notification
+  pid_t thread;
+  RequestKind kind;
+  std::int32_t descriptor;
+  std::uint64_t argument;
+  unsigned ordinal;  // among those of its kind, from 1
+};
+
+namespace {
+
+RequestKind kindOf(std::uint64_t number) {
+  switch (static_cast<std::uint32_t>(number)) {
+    case requestFreeze:
+      return RequestKind::Freeze;
+    case requestThaw:
+      return RequestKind::Thaw;
+    default:
+      return RequestKind::FreezeAll;
+  }
+}
+
+std::chrono::seconds checkedTimeout(std::int32_t seconds) {
+  if (seconds < 1) throw RequestError{EINVAL};
+  return std::chrono::seconds(seconds);
+}
+
+}  // namespace
+
+Driver::Driver(dev_t pool, GuardianLink& guardian, std::vector<Fault> faults)
+    : m_faults(std::move(faults)), m_registry(pool, guardian) {}
+
+Driver::~Driver() {
+  stop();
+}
+
+void Driver::serve(int listener) {
+  seccomp_notif* notification = nullptr;
+  if (seccomp_notify_alloc(&notification, nullptr) != 0) return;
+  if (seccomp_notify_receive(listener, notification) == 0) {
+    const auto& data = notification->data;
+    Request request{.id = notification->id,
+                    .thread = static_cast<pid_t>(notification->pid),
+                    .kind = kindOf(data.args[1]),
+                    .descriptor = static_cast<std::int32_t>(data.args[0]),
+                    .argument = data.args[2],
+                    .ordinal = 0};
+    request.ordinal = ++m_counts[static_cast<std::size_t>(request.kind)];
+    {
+      const std::lock_guard lock(m_mutex);
+      ++m_underWay;
+    }
+    std::thread([this, listener, request] { answer(listener, request); }).detach();
+  }
+  seccomp_notify_free(notification, nullptr);
+}
+
+void Driver::answer(int listener, const Request& request) {
+  const int error = perform(request);
+  seccomp_notif_resp* response = nullptr;
+  if (seccomp_notify_alloc(nullptr, &response) == 0) {
+    response->id = request.id;
+    response->error = -error;
+    seccomp_notify_respond(listener, response);
+    seccomp_notify_free(nullptr, response);
+  }
+  const std::lock_guard lock(m_mutex);
+  --m_underWay;
+  m_changed.notify_all();
+}
+
+int Driver::perform(const Request& request) {
+  try {
+    if (const int error = spoil(request); error != 0) return error;
+    return act(Caller(request.thread), request);
+  } catch (const RequestError& error) {
+    return error.number;
+  }
+}
+
+int Driver::act(const Caller& caller, const Request& request) {
+  std::vector<Descriptor> descriptors;
+  descriptors.push_back(caller.takeDescriptor(request.descriptor));
+  switch (request.kind) {
+    case RequestKind::Thaw:
+      return m_registry.thaw(descriptors[0]);
+    case RequestKind::Freeze:
+      return m_registry.freeze(std::move(descriptors), checkedTimeout(static_cast<std::int32_t>(request.argument)));
+    case RequestKind::FreezeAll:
+      break;
+  }
+  const auto record = caller.readRecord(request.argument);
+  const auto timeout = checkedTimeout(record.timeout);
+  descriptors.clear();
+  for (const auto number : caller.readDescriptors(record)) descriptors.push_back(caller.takeDescriptor(number));
+  return m_registry.freeze(std::move(descriptors), timeout);
+}
+
+// Waits and answers with an error as the command line asked for.
+int Driver::spoil(const Request& request) {
+  int error = 0;
+  std::unique_lock lock(m_mutex);
+  for (const auto& fault : m_faults) {
+    if (fault.request != request.kind || fault.ordinal != request.ordinal) continue;
+    m_changed.wait_for(lock, fault.delay, [this] { return m_stopping; });
+    if (fault.error != 0) error = fault.error;
+  }
+  return m_stopping ? ENODEV : error;
+}
+
+void Driver::stop() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_stopping = true;
+    m_changed.notify_all();
+  }
+  // First the thaw: a request under way may wait for a file system that is frozen.
+  m_registry.thawEverything();
+  std::unique_lock lock(m_mutex);
+  m_changed.wait(lock, [this] { return m_underWay == 0; });
+}
+
+}  // namespace testbed

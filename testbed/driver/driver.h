@@ -1,0 +1,51 @@
+// The stand-in for the file system's kernel driver: answers the freeze requests of the filtered processes.
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "common/descriptor.h"
+#include "driver/caller.h"
+#include "driver/freeze_registry.h"
+#include "launcher/arguments.h"
+
+struct seccomp_notif;
+
+namespace testbed {
+
+// Every request is served by a thread of its own, so that none waits for another's delay.
+class Driver {
+ public:
+  // `pool`: the file system that holds the volumes' files; `guardian` outlives this object.
+  Driver(dev_t pool, GuardianLink& guardian, std::vector<Fault> faults);
+  Driver(const Driver&) = delete;
+  Driver& operator=(const Driver&) = delete;
+  ~Driver();
+
+  // Takes one request from `listener`, which is readable. To be called from one thread only.
+  void serve(int listener);
+
+  // Thaws everything, refuses every further request with ENODEV and waits for those under way.
+  void stop();
+
+ private:
+  struct Request;
+
+  void answer(int listener, const Request& request);
+  int perform(const Request& request);
+  int act(const Caller& caller, const Request& request);
+  int spoil(const Request& request);
+
+  const std::vector<Fault> m_faults;
+  FreezeRegistry m_registry;
+  std::array<unsigned, requestKinds> m_counts{};  // of the serving thread
+
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  int m_underWay = 0;       // under m_mutex
+  bool m_stopping = false;  // under m_mutex
+};
+
+}  // namespace testbed

@@ -1,0 +1,225 @@
+// The file systems that the driver has frozen, and their time-outs.
+#include "driver/freeze_registry.h"
+
+#include <linux/fs.h>
+#include <linux/membarrier.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+
+#include "common/loop_device.h"
+
+namespace testbed {
+
+namespace {
+
+// A freeze mostly waits for the kernel's grace periods. One that has begun when all freezes start makes them wait for
+// the same next one, and so end together instead of one after another.
+constexpr std::chrono::microseconds gracePeriodLead(300);
+
+dev_t deviceOf(const Descriptor& descriptor) {
+  struct stat status {};
+  return fstat(descriptor.get(), &status) == 0 ? status.st_dev : 0;
+}
+
+int freezeNow(int descriptor) {
+  return ioctl(descriptor, FIFREEZE, 0) == 0 ? 0 : errno;
+}
+int thawNow(int descriptor) {
+  return ioctl(descriptor, FITHAW, 0) == 0 ? 0 : errno;
+}
+
+// The result of freezing each of the descriptors, in their order.
+std::vector<int> freezeTogether(const std::vector<int>& descriptors) {
+  std::vector<int> results(descriptors.size());
+  if (descriptors.size() == 1) {
+    results[0] = freezeNow(descriptors[0]);
+    return results;
+  }
+  // Nobody waits for this one: where the kernel needs no grace period the freezes are done long before it ends.
+  std::thread([] { syscall(SYS_membarrier, MEMBARRIER_CMD_GLOBAL, 0, 0); }).detach();
+  std::this_thread::sleep_for(gracePeriodLead);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < descriptors.size(); ++i) {
+    threads.emplace_back([&result = results[i], descriptor = descriptors[i]] { result = freezeNow(descriptor); });
+  }
+  for (auto& thread : threads) thread.join();
+  return results;
+}
+
+}  // namespace
+
+FreezeRegistry::FreezeRegistry(dev_t pool, GuardianLink& guardian)
+    : m_pool(pool), m_guardian(guardian), m_expiry([this] { expire(); }) {}
+
+FreezeRegistry::~FreezeRegistry() {
+  thawEverything();
+  m_expiry.join();
+}
+
+int FreezeRegistry::freeze(std::vector<Descriptor> descriptors, std::chrono::seconds timeout) {
+  std::vector<dev_t> devices;
+  if (const int error = reserve(std::move(descriptors), devices); error != 0) return error;
+  std::vector<dev_t> frozen;
+  int error = freezeReserved(devices, frozen);
+  if (error == 0 && !commit(devices, timeout)) error = ENODEV;
+  if (error == 0) return 0;
+
+  std::for_each(frozen.rbegin(), frozen.rend(), [this](dev_t device) { thawOwned(device); });
+  for (const dev_t device : devices) forget(device);
+  return error;
+}
+
+// Enters every file system as one to be frozen by this thread, or none.
+int FreezeRegistry::reserve(std::vector<Descriptor> descriptors, std::vector<dev_t>& devices) {
+  int error = 0;
+  for (auto& descriptor : descriptors) {
+    const dev_t device = deviceOf(descriptor);
+    const int distance = distanceFromPool(device, m_pool);
+    const std::lock_guard lock(m_mutex);
+    if (distance == 0) error = ENOTTY;
+    if (m_entries.contains(device)) error = EBUSY;
+    if (m_stopping) error = ENODEV;
+    if (error != 0) break;
+    m_entries.emplace(device, Entry{.descriptor = std::move(descriptor), .distance = distance});
+    devices.push_back(device);
+  }
+  if (error != 0) {
+    for (const dev_t device : devices) forget(device);
+  }
+  return error;
+}
+
+// The file systems in the order of their freezing: each level lies in images on the next ones.
+std::vector<std::vector<dev_t>> FreezeRegistry::levels(const std::vector<dev_t>& devices) {
+  const std::lock_guard lock(m_mutex);
+  std::map<int, std::vector<dev_t>, std::greater<>> byDistance;
+  for (const dev_t device : devices) byDistance[m_entries.at(device).distance].push_back(device);
+  std::vector<std::vector<dev_t>> ordered;
+  for (auto& [distance, level] : byDistance) ordered.push_back(std::move(level));
+  return ordered;
+}
+
+// Stops at the first level with a failure. `frozen`: receives those that are frozen now.
+int FreezeRegistry::freezeReserved(const std::vector<dev_t>& devices, std::vector<dev_t>& frozen) {
+  int error = 0;
+  for (const auto& level : levels(devices)) {
+    std::vector<int> descriptors;
+    for (const dev_t device : level) {
+      const std::lock_guard lock(m_mutex);
+      descriptors.push_back(m_entries.at(device).descriptor.get());
+    }
+    for (std::size_t i = 0; i < level.size(); ++i) m_guardian.hold(level[i], descriptors[i]);
+    const auto results = freezeTogether(descriptors);
+    for (std::size_t i = 0; i < level.size(); ++i) {
+      if (results[i] == 0) frozen.push_back(level[i]);
+      if (results[i] != 0 && error == 0) error = results[i];
+    }
+    if (error != 0) break;
+  }
+  return error;
+}
+
+// Hands the frozen file systems over to their time-outs; false when it is too late for that.
+bool FreezeRegistry::commit(const std::vector<dev_t>& devices, std::chrono::seconds timeout) {
+  const std::lock_guard lock(m_mutex);
+  if (m_stopping) return false;
+  for (const dev_t device : devices) {
+    auto& entry = m_entries.at(device);
+    entry.state = State::Frozen;
+    entry.deadline = Clock::now() + timeout;
+    entry.order = ++m_order;
+    m_expired.erase(device);
+  }
+  m_changed.notify_all();
+  return true;
+}
+
+int FreezeRegistry::thaw(const Descriptor& descriptor) {
+  const dev_t device = deviceOf(descriptor);
+  if (distanceFromPool(device, m_pool) == 0) return ENOTTY;
+  {
+    std::unique_lock lock(m_mutex);
+    auto found = m_entries.end();
+    m_changed.wait(lock, [&] {
+      found = m_entries.find(device);
+      return found == m_entries.end() || found->second.state != State::Thawing;
+    });
+    if (found == m_entries.end()) return m_expired.erase(device) != 0 ? ETIMEDOUT : EINVAL;
+    if (found->second.state == State::Freezing) return EINVAL;
+    found->second.state = State::Thawing;
+  }
+  const int error = thawOwned(device);
+  forget(device);
+  return error;
+}
+
+void FreezeRegistry::thawEverything() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_stopping = true;
+    m_changed.notify_all();
+  }
+  for (dev_t device; takeFrozen(Clock::time_point::max(), device);) {
+    thawOwned(device);
+    forget(device);
+  }
+}
+
+int FreezeRegistry::thawOwned(dev_t device) {
+  std::unique_lock lock(m_mutex);
+  const int descriptor = m_entries.at(device).descriptor.get();
+  lock.unlock();
+  return thawNow(descriptor);
+}
+
+// Nobody keeps the file system busy any more when this returns.
+void FreezeRegistry::forget(dev_t device, bool byTimeout) {
+  m_guardian.release(device);
+  const std::lock_guard lock(m_mutex);
+  m_entries.erase(device);
+  if (byTimeout) m_expired.insert(device);
+  m_changed.notify_all();
+}
+
+// Finds the file system that was frozen last among those whose deadline has come, and gives it to the calling thread to
+// thaw.
+bool FreezeRegistry::takeFrozen(Clock::time_point latestDeadline, dev_t& device) {
+  const std::lock_guard lock(m_mutex);
+  Entry* last = nullptr;
+  for (auto& [candidate, entry] : m_entries) {
+    if (entry.state != State::Frozen || entry.deadline > latestDeadline) continue;
+    if (last != nullptr && last->order > entry.order) continue;
+    last = &entry;
+    device = candidate;
+  }
+  if (last != nullptr) last->state = State::Thawing;
+  return last != nullptr;
+}
+
+void FreezeRegistry::expire() {
+  for (;;) {
+    for (dev_t device; takeFrozen(Clock::now(), device);) {
+      thawOwned(device);
+      forget(device, true);
+    }
+    std::unique_lock lock(m_mutex);
+    if (m_stopping) return;
+    auto next = Clock::time_point::max();
+    for (const auto& [device, entry] : m_entries) {
+      if (entry.state == State::Frozen) next = std::min(next, entry.deadline);
+    }
+    if (next == Clock::time_point::max()) {
+      m_changed.wait(lock);
+    } else {
+      m_changed.wait_until(lock, next);
+    }
+  }
+}
+
+}  // namespace testbed

@@ -1,0 +1,49 @@
+// The guardian: a second process that holds every frozen file system, so that the supervisor's death cannot leave one
+// frozen.
+#include "driver/guardian.h"
+
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+
+#include "common/local_socket.h"
+#include "common/loop_device.h"
+
+namespace testbed {
+
+void GuardianLink::call(const GuardianMessage& message, int descriptor) {
+  const std::lock_guard lock(m_mutex);
+  char answer;
+  if (!m_socket.valid()) return;
+  if (!sendMessage(m_socket.get(), &message, sizeof message, descriptor) ||
+      !receiveMessage(m_socket.get(), &answer, sizeof answer)) {
+    m_socket.close();
+  }
+}
+
+bool Guardian::serve() {
+  GuardianMessage message{};
+  Descriptor passed;
+  if (!receiveMessage(m_socket.get(), &message, sizeof message, &passed)) {
+    thawAll();
+    m_socket.close();
+    return false;
+  }
+  if (message.kind == GuardianMessage::Hold && passed.valid())
+    m_held.insert_or_assign(message.device, std::move(passed));
+  if (message.kind == GuardianMessage::Release) m_held.erase(message.device);
+  if (message.kind == GuardianMessage::Pool) m_pool = message.device;
+  const char answer = 0;
+  sendMessage(m_socket.get(), &answer, sizeof answer);
+  return true;
+}
+
+void Guardian::thawAll() {
+  for (const auto& [device, descriptor] : m_held) ioctl(descriptor.get(), FITHAW, 0);
+  m_held.clear();
+}
+
+void Guardian::detachLeftovers() const {
+  if (m_pool != 0) detachLoopDevicesOf(m_pool);
+}
+
+}  // namespace testbed

@@ -1,0 +1,165 @@
+// The command line of the testbed.
+#include "launcher/arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <regex>
+
+namespace testbed {
+
+namespace {
+
+constexpr std::uint64_t smallestMountable = 300ULL << 20;
+constexpr int largestErrorNumber = 4095;
+
+template <typename Number>
+Number parseNumber(const std::string& text, Number smallest, Number largest, const std::string& what) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < smallest || number > largest) {
+    throw UsageError(what + " \"" + text + "\" is not a number from " + std::to_string(smallest) + " to " +
+                     std::to_string(largest));
+  }
+  return number;
+}
+
+std::uint64_t parseSize(const std::string& text) {
+  static const std::regex form("([0-9]+)([KMGT]?)");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) {
+    throw UsageError("size \"" + text + "\" is not a number of bytes, or one followed by K, M, G or T");
+  }
+  const auto shift = parts[2].length() == 0 ? 0 : 10 * (1 + std::strchr("KMGT", *parts[2].first) - "KMGT");
+  const std::uint64_t limit = (16ULL << 40) >> shift;
+  return parseNumber<std::uint64_t>(parts[1], 1, limit, "size") << shift;
+}
+
+VolumeSpec parseVolume(const std::string& text) {
+  static const std::regex form("([A-Za-z0-9_][A-Za-z0-9_.-]*)(:([^:]*)(:(.*))?)?");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) {
+    throw UsageError("volume \"" + text + "\" is not of the form NAME[:SIZE[:MOUNTPOINT]]");
+  }
+  VolumeSpec volume{.name = parts[1]};
+  if (parts[3].length() != 0) volume.bytes = parseSize(parts[3]);
+  if (!parts[4].matched) return volume;
+  volume.mountPoint = parts[5];
+  if (volume.mountPoint->size() < 2 || volume.mountPoint->front() != '/') {
+    throw UsageError("the mount point of volume \"" + text + "\" is not an absolute path");
+  }
+  if (volume.bytes < smallestMountable)
+    throw UsageError("volume \"" + text + "\" is smaller than the 300M of a file system");
+  return volume;
+}
+
+Setting parseSetting(const std::string& text) {
+  static const std::regex form("([A-Za-z0-9_]+)=([^\r\n]*)");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) throw UsageError("setting \"" + text + "\" is not of the form KEY=VALUE");
+  return {.key = parts[1], .value = parts[2]};
+}
+
+RequestKind parseRequest(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return c == '-' ? '_' : std::toupper(c); });
+  if (text.starts_with("QM_")) text.erase(0, 3);
+  if (text == "FREEZE") return RequestKind::Freeze;
+  if (text == "THAW") return RequestKind::Thaw;
+  if (text == "FREEZE_ALL") return RequestKind::FreezeAll;
+  throw UsageError("request \"" + text + "\" is none of QM_FREEZE, QM_THAW and QM_FREEZE_ALL");
+}
+
+int parseErrorNumber(const std::string& text) {
+  for (int number = 1; number <= largestErrorNumber; ++number) {
+    const char* name = strerrorname_np(number);
+    if (name != nullptr && text == name) return number;
+  }
+  return parseNumber<int>(text, 1, largestErrorNumber, "error");
+}
+
+Fault parseFault(const std::string& text) {
+  static const std::regex form("(fail|delay)=([A-Za-z_-]+)@([0-9]+):(.+)");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) {
+    throw UsageError("driver behaviour \"" + text + "\" is neither fail=REQUEST@N:ERRNO nor delay=REQUEST@N:MS");
+  }
+  Fault fault{.request = parseRequest(parts[2]),
+              .ordinal = parseNumber<unsigned>(parts[3], 1, 1'000'000, "request number")};
+  if (parts[1] == "fail") {
+    fault.error = parseErrorNumber(parts[4]);
+  } else {
+    fault.delay = std::chrono::milliseconds(parseNumber<int>(parts[4], 0, 3'600'000, "delay"));
+  }
+  return fault;
+}
+
+std::filesystem::path findBuildTree() {
+  const char* tree = std::getenv("QMFS_BUILD_DIR");
+  if (tree == nullptr || *tree == '\0') throw UsageError("QMFS_BUILD_DIR does not name the build tree");
+  std::error_code error;
+  auto path = std::filesystem::canonical(tree, error);
+  if (error) throw UsageError("the build tree " + std::string(tree) + " cannot be read: " + error.message());
+  return path;
+}
+
+// Two volumes of one name would be one file, two at one mount point would hide each other.
+void refuseDoubles(const std::vector<VolumeSpec>& volumes) {
+  for (auto one = volumes.begin(); one != volumes.end(); ++one) {
+    for (auto other = volumes.begin(); other != one; ++other) {
+      if (one->name == other->name) throw UsageError("volume " + one->name + " is given twice");
+      if (one->mountPoint && one->mountPoint == other->mountPoint) {
+        throw UsageError("mount point " + *one->mountPoint + " is given twice");
+      }
+    }
+  }
+}
+
+template <typename Parsed>
+std::vector<Parsed> parseAll(const std::vector<std::string>& texts, Parsed (*parse)(const std::string&)) {
+  std::vector<Parsed> parsed;
+  for (const auto& text : texts) parsed.push_back(parse(text));
+  return parsed;
+}
+
+}  // namespace
+
+Arguments parseArguments(int count, const char* const* words) {
+  std::vector<std::string> volumes;
+  std::vector<std::string> settings;
+  std::vector<std::string> faults;
+  CLI::App app(
+      "qmfs-testbed [OPTIONS] -- COMMAND [ARGUMENTS...]\nRuns COMMAND in a private root with mounted qmfs file systems "
+      "and a driver that freezes them.",
+      "qmfs-testbed");
+  const auto list = [&app](const char* name, std::vector<std::string>& values, const char* form, const char* what) {
+    app.add_option(name, values, what)->option_text(form)->allow_extra_args(false);
+  };
+  list("--volume", volumes, "NAME[:SIZE[:MOUNTPOINT]]", "make a volume; with a mount point, format and mount it");
+  list("--set", settings, "KEY=VALUE", "set a parameter of the plug-in's configuration");
+  list("--driver", faults, "fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS", "spoil the driver's N-th request of a kind");
+
+  const auto* const end = words + count;
+  const auto* const mark = std::find_if(words + 1, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+  std::vector<std::string> options(std::make_reverse_iterator(mark), std::make_reverse_iterator(words + 1));
+  try {
+    app.parse(options);
+  } catch (const CLI::CallForHelp&) {
+    throw HelpRequest(app.help());
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+  if (mark == end || mark + 1 == end) throw UsageError("no command is given after \"--\"");
+
+  Arguments arguments{.volumes = parseAll(volumes, parseVolume),
+                      .settings = parseAll(settings, parseSetting),
+                      .faults = parseAll(faults, parseFault),
+                      .command = std::vector<std::string>(mark + 1, end),
+                      .buildTree = findBuildTree()};
+  refuseDoubles(arguments.volumes);
+  return arguments;
+}
+
+}  // namespace testbed

@@ -1,0 +1,60 @@
+// The command line of the testbed.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "driver/freeze_requests.h"
+
+namespace testbed {
+
+// A volume to be made.
+struct VolumeSpec {
+  std::string name;                         // last part of /dev/qm/dsk/dg1/NAME
+  std::uint64_t bytes = 512ULL << 20;       // the file system wants 300 MiB or more
+  std::optional<std::string> mountPoint{};  // where it is mounted after formatting; without it, it stays blank
+};
+
+// One parameter of the plug-in's configuration.
+struct Setting {
+  std::string key;
+  std::string value;
+};
+
+// Something that the driver does to the n-th request of a kind before it acts on it.
+struct Fault {
+  RequestKind request;
+  unsigned ordinal;                    // counted from 1, each kind for itself
+  int error = 0;                       // the request fails with this error number; 0: it does not
+  std::chrono::milliseconds delay{0};  // the request waits this long first
+};
+
+struct Arguments {
+  std::vector<VolumeSpec> volumes;
+  std::vector<Setting> settings;
+  std::vector<Fault> faults;
+  std::vector<std::string> command;  // at least one word
+  std::filesystem::path buildTree;   // absolute, without symbolic links
+};
+
+// A command line that cannot be understood; the text says why.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Asked for help instead of a run; the text is the help.
+class HelpRequest : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Reads the command line (with the program's name at its head). Throws UsageError or HelpRequest.
+Arguments parseArguments(int count, const char* const* words);
+
+}  // namespace testbed

@@ -1,0 +1,128 @@
+// The launcher: starts the testbed in namespaces of its own, guards it from outside and reports the command's status.
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/signalfd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+
+#include "common/checked.h"
+#include "common/child_process.h"
+#include "common/local_socket.h"
+#include "driver/guardian.h"
+#include "launcher/arguments.h"
+#include "launcher/session.h"
+#include "launcher/volume_pool.h"
+
+namespace testbed {
+
+namespace {
+
+constexpr int usageStatus = 2;
+
+// The signals that end a testbed, delivered through a descriptor.
+Descriptor listenForEnd() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&signals, number);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  return Descriptor(checked(signalfd(-1, &signals, SFD_CLOEXEC), "signalfd"));
+}
+
+int sessionStatus(const Arguments& arguments, const Descriptor& lifeline, Descriptor guardian, Descriptor poolImage) {
+  try {
+    return runSession(arguments, lifeline, std::move(guardian), std::move(poolImage));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qmfs-testbed: %s\n", error.what());
+    return setUpFailed;
+  }
+}
+
+// Guards the session until its last process is gone. Returns the number of the signal that ended it early, or 0.
+int guard(Guardian& guardian, pid_t session, Descriptor lifeline, const Descriptor& endSignals) {
+  const Descriptor process(static_cast<int>(checked(syscall(SYS_pidfd_open, session, 0), "pidfd_open")));
+  std::array<pollfd, 3> watched = {pollfd{guardian.socket(), POLLIN, 0}, pollfd{endSignals.get(), POLLIN, 0},
+                                   pollfd{process.get(), POLLIN, 0}};
+  auto& [message, signalled, ended] = watched;
+  int endedBy = 0;
+  while (ended.revents == 0) {
+    if (poll(watched.data(), watched.size(), -1) < 0) continue;
+    if (message.revents != 0 && !guardian.serve()) message.fd = -1;
+    if (signalled.revents != 0) {
+      signalfd_siginfo signal;
+      if (read(endSignals.get(), &signal, sizeof signal) == sizeof signal && endedBy == 0) {
+        endedBy = static_cast<int>(signal.ssi_signo);
+      }
+      lifeline.close();
+    }
+  }
+  return endedBy;
+}
+
+int launch(const Arguments& arguments) {
+  Descriptor poolImage = makePoolImage();
+  const Descriptor endSignals = listenForEnd();
+  auto [guardianSide, sessionSide] = makeSocketPair();
+  int ends[2];
+  checked(pipe2(ends, O_CLOEXEC), "pipe");
+  Descriptor lifelineReader(ends[0]);
+  Descriptor lifelineWriter(ends[1]);
+
+  checked(unshare(CLONE_NEWPID), "unshare");
+  const pid_t session = checked(fork(), "fork");
+  if (session == 0) {
+    lifelineWriter.close();
+    guardianSide.close();
+    return sessionStatus(arguments, lifelineReader, std::move(sessionSide), std::move(poolImage));
+  }
+  sessionSide.close();
+  lifelineReader.close();
+  poolImage.close();
+
+  Guardian guardian(std::move(guardianSide));
+  const int endedBy = guard(guardian, session, std::move(lifelineWriter), endSignals);
+  int status = 0;
+  checked(waitpid(session, &status, 0), "waitpid");
+  guardian.detachLeftovers();
+  if (endedBy != 0) return 128 + endedBy;
+  if (!WIFSIGNALED(status)) return shellStatus(status);
+  std::fprintf(stderr, "qmfs-testbed: the supervisor was killed\n");
+  return setUpFailed;
+}
+
+int runLauncher(int count, char** words) {
+  try {
+    const Arguments arguments = parseArguments(count, words);
+    if (geteuid() != 0) {
+      std::fprintf(stderr, "qmfs-testbed: it must be run by root\n");
+      return setUpFailed;
+    }
+    return launch(arguments);
+  } catch (const HelpRequest& help) {
+    std::fputs(help.what(), stdout);
+    return 0;
+  } catch (const UsageError& error) {
+    std::fprintf(stderr,
+                 "qmfs-testbed: %s\nUsage: qmfs-testbed [--volume NAME[:SIZE[:MOUNTPOINT]]]... "
+                 "[--set KEY=VALUE]...\n       [--driver fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS]... -- COMMAND...\n",
+                 error.what());
+    return usageStatus;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qmfs-testbed: %s\n", error.what());
+    return setUpFailed;
+  }
+}
+
+}  // namespace
+
+}  // namespace testbed
+
+int main(int count, char** words) {
+  return testbed::runLauncher(count, words);
+}

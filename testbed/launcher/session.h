@@ -1,0 +1,20 @@
+// The inside of a testbed, from its private root to the command's end.
+#pragma once
+
+#include "common/descriptor.h"
+#include "launcher/arguments.h"
+
+namespace testbed {
+
+// A testbed that could not be set up ends with this status.
+constexpr int setUpFailed = 125;
+
+// Sets everything up, runs the command, answers its freeze requests and takes everything down: nothing is frozen and no
+// process is left when it returns. To be called as process 1 of a PID namespace, which dies with it.
+//  - `lifeline`: the reading end of a pipe; its end of file asks for the take-down at once;
+//  - `guardian`: the socket to the process that thaws if this one is killed;
+//  - `poolImage`: the file for the pool.
+// Returns the command's status as a shell reports it. Throws std::exception when the testbed cannot be set up.
+int runSession(const Arguments& arguments, const Descriptor& lifeline, Descriptor guardian, Descriptor poolImage);
+
+}  // namespace testbed

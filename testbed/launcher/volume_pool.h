@@ -1,0 +1,44 @@
+// The pool of sparse volume files, and the volumes over it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "common/descriptor.h"
+#include "common/loop_device.h"
+#include "launcher/arguments.h"
+
+namespace testbed {
+
+// Where the pool is mounted in the private root. Volume NAME is the file dg1/NAME in it.
+inline const std::string poolDirectory = "/qmfs-pool";
+
+// A sparse file without a name in $TMPDIR or /var/tmp, for the pool to lie in: it is gone with its last user.
+// To be called while the machine's own disks are in sight. Throws std::system_error.
+Descriptor makePoolImage();
+
+// A mounted file system that can share blocks between files, so that a volume is copied in no time.
+class VolumePool {
+ public:
+  // Formats `image` and mounts it in the private root. Throws std::system_error or std::runtime_error.
+  explicit VolumePool(Descriptor image);
+
+  // The device number of the pool's file system.
+  dev_t device() const { return m_device; }
+
+  // Makes the volume with its block and raw device; it stays attached as long as this object lives.
+  // Throws std::system_error.
+  void add(const VolumeSpec& volume);
+
+ private:
+  dev_t m_device = 0;
+  std::vector<LoopDevice> m_volumes;
+};
+
+// The volume's block device and its raw device, which on this system is the same under another name.
+std::string blockDeviceOf(const VolumeSpec& volume);
+std::string rawDeviceOf(const VolumeSpec& volume);
+
+}  // namespace testbed
