@@ -5,7 +5,8 @@
 // characters of `dst`, and what it writes is terminated. The copying and appending functions return the number of
 // characters that they wrote, not the number that was wanted. Source and destination must not overlap. Every function
 // may be called from any thread; two threads must not share a destination.
-#pragma once
+#ifndef K_STRINGS_H
+#define K_STRINGS_H
 
 #include <cstdarg>
 #include <cstddef>
@@ -55,3 +56,5 @@ int K_snwprintf(wchar_t* dst, std::size_t size, const wchar_t* format, ...);
 void* K_dumb_realloc(void** block, std::size_t size);
 
 }  // extern "C"
+
+#endif

@@ -1,6 +1,7 @@
 // Time conversions that keep their results in the caller's own records and buffers, and so may be called from any
 // thread.
-#pragma once
+#ifndef K_TIME_H
+#define K_TIME_H
 
 #include <cstddef>
 #include <ctime>
@@ -23,3 +24,5 @@ char* K_asctime(const std::tm* time, char* buffer, std::size_t size);
 char* K_ctime(const std::time_t* time, char* buffer, std::size_t size);
 
 }  // extern "C"
+
+#endif

@@ -1,0 +1,251 @@
+// Running of pipelines.
+#include "process_pipeline.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <list>
+#include <utility>
+
+#include "child_process.h"
+#include "unique_fd.h"
+
+namespace qmfi_runtime {
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+using Clock = std::chrono::steady_clock;
+
+// A relative name is never looked up: nothing that the host's directory or environment says may choose a program.
+bool isMissing(const ProgramWords& program) {
+  if (program.front().front() != '/') return true;
+  struct stat status;
+  return stat(program.front().c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Moves a descriptor out of the range that a child's standard streams take; a host may have closed its own.
+UniqueFd aboveStandardStreams(UniqueFd fd) {
+  if (!fd.valid() || fd.get() > STDERR_FILENO) return fd;
+  return UniqueFd(fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+// Both ends of a pipe, or none and errno.
+struct Pipe {
+  UniqueFd readEnd;
+  UniqueFd writeEnd;
+
+  static Pipe make() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return {};
+    Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
+    pipe.readEnd = aboveStandardStreams(std::move(pipe.readEnd));
+    pipe.writeEnd = aboveStandardStreams(std::move(pipe.writeEnd));
+    return pipe;
+  }
+  bool valid() const { return readEnd.valid() && writeEnd.valid(); }
+};
+
+// Waits until a descriptor of the set is ready or the deadline has passed; false at the deadline or when it cannot
+// wait.
+bool pollUntil(std::vector<pollfd>& set, Clock::time_point deadline) {
+  for (;;) {
+    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
+    if (left <= 0) return false;
+    const timespec timeout{left / 1'000'000'000, left % 1'000'000'000};
+    const int ready = ppoll(set.data(), set.size(), &timeout, nullptr);
+    if (ready > 0) return true;
+    if (ready < 0 && errno != EINTR) return false;
+  }
+}
+
+class Pipeline {
+ public:
+  Pipeline(const std::vector<ProgramWords>& programs, const PipelineLimits& limits)
+      : m_programs(programs), m_limits(limits), m_deadline(Clock::now() + limits.time) {}
+  ~Pipeline() { endAll(); }
+  Pipeline(const Pipeline&) = delete;
+  Pipeline& operator=(const Pipeline&) = delete;
+
+  PipelineResult run();
+
+ private:
+  void start();
+  bool startProgram(const ProgramWords& program, const StandardStreams& streams);
+  bool waitForEnd(Clock::time_point deadline);
+  std::size_t capture(std::size_t limit);
+  void captureRest();
+  void reapAll();
+  void endAll() noexcept;
+  void fail(CFiExecPipeCode code, const ProgramWords& program, const std::string& reason);
+  const ProgramWords& firstRunning() const;
+
+  const std::vector<ProgramWords>& m_programs;
+  const PipelineLimits m_limits;
+  const Clock::time_point m_deadline;
+  UniqueFd m_captured;
+  std::vector<pollfd> m_watched;       // the captured stream, then the children; -1 for those that have ended
+  std::list<ChildProcess> m_children;  // in the order of the programs; not yet reaped
+  PipelineResult m_result;
+};
+
+PipelineResult Pipeline::run() {
+  start();
+  if (m_result.code == KFI_EXEC_PIPE_SUCCESS) {
+    const bool ended = waitForEnd(m_deadline);
+    captureRest();
+    if (ended) {
+      reapAll();
+    } else if (Clock::now() >= m_deadline) {
+      fail(KFI_EXEC_PIPE_READ_TIMEOUT, firstRunning(), "did not end in time");
+    } else {
+      fail(KFI_EXEC_PIPE_ERROR_UNEXPECTED, firstRunning(), "cannot be waited for");
+    }
+  }
+  endAll();
+  return std::move(m_result);
+}
+
+void Pipeline::start() {
+  const auto missing = std::find_if(m_programs.begin(), m_programs.end(), isMissing);
+  if (missing != m_programs.end()) return fail(KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST, *missing, "no such program");
+
+  UniqueFd input = aboveStandardStreams(UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)));
+  Pipe captured = Pipe::make();
+  if (!input.valid() || !captured.valid()) {
+    return fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, m_programs.front(), "no descriptors for its streams");
+  }
+  m_captured = std::move(captured.readEnd);
+  // All memory is there before the first child, so that none is ever forgotten.
+  m_watched.reserve(m_programs.size() + 1);
+  m_watched.push_back({m_captured.get(), POLLIN, 0});
+
+  const int errors = captured.writeEnd.get();
+  for (const ProgramWords& program : m_programs) {
+    const bool last = &program == &m_programs.back();
+    Pipe next = last ? Pipe{} : Pipe::make();
+    if (!last && !next.valid()) {
+      return fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, program, "no descriptors for its streams");
+    }
+    if (!startProgram(program, {input.get(), last ? errors : next.writeEnd.get(), errors})) return;
+    input = std::move(next.readEnd);
+  }
+}
+
+bool Pipeline::startProgram(const ProgramWords& program, const StandardStreams& streams) {
+  ChildProcess& child = m_children.emplace_back();
+  int error = 0;
+  const auto started = child.start(program, streams, error);
+  m_watched.push_back({child.watchFd(), POLLIN, 0});
+  if (!child.started()) m_children.pop_back();
+  switch (started) {
+    case ChildProcess::StartResult::kStarted:
+      return true;
+    case ChildProcess::StartResult::kNoResources:
+      fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, program, strerrordesc_np(error));
+      break;
+    case ChildProcess::StartResult::kNotStarted:
+      fail(KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, program, strerrordesc_np(error));
+      break;
+  }
+  return false;
+}
+
+// Captures until every program has ended; false when the deadline comes first.
+bool Pipeline::waitForEnd(Clock::time_point deadline) {
+  const auto captured = m_watched.begin();
+  const auto children = captured + 1;
+  const auto runs = [](const pollfd& watched) { return watched.fd >= 0; };
+  while (std::any_of(children, m_watched.end(), runs)) {
+    if (!pollUntil(m_watched, deadline)) return false;
+    for (auto child = children; child != m_watched.end(); ++child) {
+      if (child->revents != 0) child->fd = -1;
+    }
+    if (captured->revents != 0 && capture(SIZE_MAX) == 0) captured->fd = -1;
+  }
+  return true;
+}
+
+// Reads once from the captured stream, at most `limit` bytes. Returns how many there were, 0 at its end.
+std::size_t Pipeline::capture(std::size_t limit) {
+  std::array<char, 65536> buffer;
+  const ssize_t count = TEMP_FAILURE_RETRY(read(m_captured.get(), buffer.data(), std::min(limit, buffer.size())));
+  if (count <= 0) return 0;
+  const auto size = static_cast<std::size_t>(count);
+  m_result.output.append(buffer.data(), std::min(size, m_limits.outputBytes - m_result.output.size()));
+  return size;
+}
+
+// Takes what is in the pipe now. Its end is not waited for: a daemon may keep it open, or go on printing for ever.
+void Pipeline::captureRest() {
+  int available = 0;
+  if (ioctl(m_captured.get(), FIONREAD, &available) != 0) return;
+  for (std::size_t rest = static_cast<std::size_t>(available); rest > 0;) {
+    const std::size_t size = capture(rest);
+    if (size == 0) return;
+    rest -= size;
+  }
+}
+
+// Collects the programs, all of which have ended; the last one decides.
+void Pipeline::reapAll() {
+  ChildEnd end = ChildEnd::kLost;
+  int status = 0;
+  while (!m_children.empty()) {
+    end = m_children.front().reap(status);
+    if (end == ChildEnd::kRunning) break;
+    m_children.pop_front();
+  }
+  switch (end) {
+    case ChildEnd::kExited:
+      m_result.exitStatus = status;
+      if (status != 0) m_result.code = KFI_EXEC_PIPE_CMD_FAILED;
+      return;
+    case ChildEnd::kKilled:
+      m_result.code = KFI_EXEC_PIPE_CMD_KILLED;
+      return;
+    case ChildEnd::kRunning:
+    case ChildEnd::kLost:
+      return fail(KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED, m_programs.back(), "its exit status was lost");
+  }
+}
+
+// Kills and reaps what has been started and not been reaped; what hangs in the kernel is reaped later.
+void Pipeline::endAll() noexcept {
+  if (m_children.empty()) return;
+  for (const ChildProcess& child : m_children) child.killGroup();
+  m_watched.front().fd = -1;
+  waitForEnd(Clock::now() + m_limits.grace);
+  m_children.remove_if([](ChildProcess& child) {
+    int status = 0;
+    return child.reap(status) != ChildEnd::kRunning;
+  });
+  reapLater(m_children);
+}
+
+void Pipeline::fail(CFiExecPipeCode code, const ProgramWords& program, const std::string& reason) {
+  m_result.code = code;
+  m_result.reason = program.front() + ": " + reason;
+}
+
+const ProgramWords& Pipeline::firstRunning() const {
+  const auto children = m_watched.begin() + 1;
+  const auto running = std::find_if(children, m_watched.end(), [](const pollfd& watched) { return watched.fd >= 0; });
+  return m_programs[static_cast<std::size_t>(running - children)];
+}
+
+}  // namespace
+
+PipelineResult runPipeline(const std::vector<ProgramWords>& programs, const PipelineLimits& limits) {
+  reapLeftovers();
+  return Pipeline(programs, limits).run();
+}
+
+}  // namespace qmfi_runtime
