@@ -18,6 +18,9 @@
 #define CFI_TEXT_EXPANDED(word) #word
 #define CFI_TEXT(word) CFI_TEXT_EXPANDED(word)
 
+#define CFI_WIDE_EXPANDED(text) L##text
+#define CFI_WIDE(text) CFI_WIDE_EXPANDED(text)
+
 // Exported name of an entry point, and the same as text.
 #define FI_PGN(suffix) CFI_JOIN(FI_PLUGIN_PREFIX, suffix)
 #define FI_PGN_TEXT(suffix) CFI_TEXT(FI_PGN(suffix))

@@ -2,6 +2,7 @@
 #ifndef CFISESSION_H
 #define CFISESSION_H
 
+#include "cfidomain.h"
 #include "cfismartptr.h"
 #include "cfitracelog.h"
 #include "kfi.h"
@@ -36,7 +37,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
   void addNodes(kfi_splitnode** nodes, int count) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (int i = 0; i < count; ++i) {
-      const char* const key = nodes[i]->ksn_domain->fid_name;
+      const char* const key = nodeName(nodes[i]->ksn_domain);
       CFiSplitNode node;
       node.key = ACE_String_Base<char>(key);
       node.nodeName = nodes[i]->ksn_name;

@@ -122,6 +122,12 @@ class CFiTraceable {
   const CFiTraceLogSPtr& traceLog() const { return m_traceLog; }
 
  protected:
+  // A scope for the function of that name, placed where this is called.
+  CFiTraceLogFunction traceScope(const char* function, int line = __builtin_LINE(),
+                                 const char* path = __builtin_FILE()) const {
+    return CFiTraceLogFunction(m_traceLog, function, line, path);
+  }
+
   // Writes one printf-style record to the log, if there is one and the level passes.
   void trace(int level, const char* format, ...) const __attribute__((format(printf, 3, 4))) {
     if (!m_traceLog || !m_traceLog->passes(level)) {

@@ -1,0 +1,134 @@
+// The session forms of the entry points: which session an operation runs over, and the names that make reports.
+#ifndef CFIAPISESSION_H
+#define CFIAPISESSION_H
+
+#include "cfidomain.h"
+#include "cfientryguard.h"
+#include "cfierror.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qmfi_pdk_4_4 {
+
+using CFiSplitNodeList = CFiNodeList<kfi_splitnode>;
+
+// The session of that name in this plug-in.
+inline CFiSessionSPtr sessionNamed(const char* name) {
+  return CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false)->getSession(name);
+}
+
+// Whether a session call has all that it follows: a session name, at least one node, and each node with a name and a
+// key.
+inline bool hasSessionArguments(const char* session, const CFiSplitNodeList& list) {
+  if (session == nullptr || list.nodes() == nullptr || list.count() < 1) {
+    return false;
+  }
+  for (int i = 0; i < list.count(); ++i) {
+    const kfi_splitnode* const node = list.nodes()[i];
+    if (node == nullptr || node->ksn_name == nullptr || nodeName(node->ksn_domain) == nullptr) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Marks each node as selected and collects the second names that the session keeps for them.
+inline std::vector<std::string> selectedNames(const CFiSession& session, const CFiSplitNodeList& list) {
+  std::vector<std::string> names;
+  for (int i = 0; i < list.count(); ++i) {
+    kfi_domain* const domain = list.nodes()[i]->ksn_domain;
+    domain->fid_attr |= KFI_ATTR_SELECTED;
+    CFiSplitNode node;
+    if (session.findNode(nodeName(domain), node)) {
+      names.emplace_back(node.secondName.c_str(), node.secondName.length());
+    }
+  }
+  return names;
+}
+
+// Hands out the identifiers of names. Required: when one cannot be made the array is null, the count still that of the
+// names, and the status 0; a framework takes this for no identifiers. Throws CFiError 5 when there is no memory for the
+// array.
+inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid*** objects, int* objectCount) {
+  *objects = nullptr;
+  *objectCount = static_cast<int>(names.size());
+  if (names.empty()) {
+    return CFI_STATUS_SUCCESS;
+  }
+  constexpr std::int32_t identifierKind = 1;
+  const std::size_t size = names.size() * sizeof(qmfi_objid*);
+  auto** const array = static_cast<qmfi_objid**>(qmfi_alloc_buf(size));
+  if (array == nullptr) {
+    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for object identifiers", CFI_ENTRY_POINT_FILE, "make",
+                   __LINE__);
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    array[i] = qmfi_get_objid(names[i].c_str(), static_cast<std::uint32_t>(names[i].size() + 1), identifierKind);
+    if (array[i] == nullptr) {
+      qmfi_free_buf(array, size);
+      return CFI_STATUS_SUCCESS;
+    }
+  }
+  *objects = array;
+  return CFI_STATUS_SUCCESS;
+}
+
+inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, qmfi_objid*** objects,
+                         int* objectCount) {
+  const int status = plugin.make(sessionName, list.nodes(), list.count(), objects, objectCount);
+  if (status != CFI_STATUS_USE_SESSION) {
+    return status;
+  }
+  if (!hasSessionArguments(sessionName, list) || objects == nullptr || objectCount == nullptr) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  const CFiSessionSPtr session = sessionNamed(sessionName);
+  const int made = plugin.makeSnapshots(session);
+  return made == CFI_STATUS_SUCCESS ? exportIdentifiers(selectedNames(*session, list), objects, objectCount) : made;
+}
+
+inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, int flag) {
+  const int status = plugin.prepare(sessionName, list.nodes(), list.count(), flag);
+  if (status != CFI_STATUS_USE_SESSION) {
+    return status;
+  }
+  if (!hasSessionArguments(sessionName, list)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  return plugin.prepareSnapshots(sessionNamed(sessionName));
+}
+
+inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list) {
+  const int status = plugin.select(sessionName, list.nodes(), list.count());
+  if (status != CFI_STATUS_USE_SESSION && status != CFI_STATUS_SUCCESS) {
+    return status;
+  }
+  if (!hasSessionArguments(sessionName, list)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  const CFiSessionSPtr session = sessionNamed(sessionName);
+  session->addNodes(list.nodes(), list.count());
+  return status == CFI_STATUS_USE_SESSION ? plugin.selectSnapshots(session) : status;
+}
+
+// Required: only the session learns of the nodes; the provider's own preselect is not called.
+inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
+  if (!hasSessionArguments(sessionName, list)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  sessionNamed(sessionName)->addNodes(list.nodes(), list.count());
+  return CFI_STATUS_SUCCESS;
+}
+
+inline int updateHandleInSession(CFiPluginBase& plugin, char* sessionName, void* handle) {
+  if (sessionName == nullptr) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  return plugin.updateSnapshotHandle(sessionNamed(sessionName), handle);
+}
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

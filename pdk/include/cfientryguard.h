@@ -1,0 +1,86 @@
+// What every entry point does around its call: opens a trace scope, runs the delayed initialisation, lets nothing
+// escape.
+#ifndef CFIENTRYGUARD_H
+#define CFIENTRYGUARD_H
+
+#include "cficatchladder.h"
+#include "cficontextsingleton.h"
+#include "cfipluginbase.h"
+#include "cfipluginname.h"
+#include "cfitracelog.h"
+
+#include <cxxabi.h>
+
+namespace qmfi_pdk_4_4 {
+
+// Source file that entry points are traced and reported under.
+inline constexpr const char* CFI_ENTRY_POINT_FILE = "pdk/include/cfiapiexport.h";
+
+// The last rung: something that the ladder does not know, or the ladder's own failure. There may be no memory left for
+// a message.
+inline int reportUnknownException(const CFiSourceLocation& location) noexcept {
+  try {
+    pushMessage("MSG_ERROR_UNHANDLED_UNKNOWN_EXCEPTION", {messageText(location.file), icu::Formattable(location.line)},
+                KFI_SEVERITY_UNHANDLED_EXCEPTION, location);
+  } catch (...) {
+    return CFI_STATUS_EXCEPTION;
+  }
+  return CFI_STATUS_EXCEPTION;
+}
+
+// Runs the body of an entry point and returns its status; whatever it throws becomes status 6. The unwinding of a
+// cancelled thread is no exception and must go on, or the process would be aborted.
+template <typename Body>
+int guardEntryPoint(int line, Body&& body) {
+  const CFiSourceLocation location = CFiSourceLocation::here(CFI_ENTRY_POINT_FILE, line);
+  try {
+    return guarded(body, nullptr, location);
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    return reportUnknownException(location);
+  }
+}
+
+enum class DelayedInit { run, skip };
+
+// The common entry point of provider class Plugin: call is given the provider and returns the status.
+template <typename Plugin, typename Call>
+int enterPlugin(const char* entryPoint, int line, DelayedInit delayedInit, Call&& call) {
+  return guardEntryPoint(line, [&] {
+    const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
+                                    CFI_ENTRY_POINT_FILE);
+    using Provider = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>;
+    if (delayedInit == DelayedInit::run && Provider::instance(false)->invokeDelayedInit() != CFI_STATUS_SUCCESS) {
+      return static_cast<int>(CFI_STATUS_DELAYED_INIT_FAILED);
+    }
+    const auto plugin = Provider::instance(false);
+    return call(*plugin);
+  });
+}
+
+// The list that an operation is given: a single node stands in for a list that is missing.
+template <typename Node>
+class CFiNodeList {
+ public:
+  CFiNodeList(Node* single, Node** nodes, int count) : m_single(single), m_nodes(nodes), m_count(count) {
+    if (nodes == nullptr && count == 0 && single != nullptr) {
+      m_nodes = &m_single;
+      m_count = 1;
+    }
+  }
+  CFiNodeList(const CFiNodeList&) = delete;
+  CFiNodeList& operator=(const CFiNodeList&) = delete;
+
+  Node** nodes() const { return m_nodes; }
+  int count() const { return m_count; }
+
+ private:
+  Node* m_single;
+  Node** m_nodes;
+  int m_count;
+};
+
+}  // namespace qmfi_pdk_4_4
+
+#endif

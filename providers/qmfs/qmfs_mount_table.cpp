@@ -1,0 +1,146 @@
+// Look-ups in the system mount table.
+//
+// A table can have many thousands of lines, so a line is first compared as it stands, and only one that can match is
+// decoded by the system's own reader: that reader owns the rules for blanks, comments and octal escapes.
+#include "qmfs_mount_table.h"
+
+#include <mntent.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr const char* MOUNT_TABLE = "/etc/mtab";
+constexpr std::string_view FIELD_SEPARATORS = " \t";
+
+struct TableCloser {
+  void operator()(std::FILE* table) const { endmntent(table); }
+};
+
+struct StreamCloser {
+  void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+
+// The first or second field of a line, as it is written there.
+std::string_view rawField(std::string_view line, MountTableKey key) {
+  std::size_t begin = line.find_first_not_of(FIELD_SEPARATORS);
+  for (int skip = key == MountTableKey::mountPoint ? 1 : 0; skip > 0 && begin != std::string_view::npos; --skip) {
+    begin = line.find_first_of(FIELD_SEPARATORS, begin);
+    begin = begin != std::string_view::npos ? line.find_first_not_of(FIELD_SEPARATORS, begin) : begin;
+  }
+  if (begin == std::string_view::npos) {
+    return {};
+  }
+  const std::string_view rest = line.substr(begin);
+  return rest.substr(0, rest.find_first_of(" \t\n"));
+}
+
+// Whether the decoded field can equal the value: it is written the same, or has an escape.
+bool canMatch(std::string_view field, std::string_view value) {
+  return field == value || field.find('\\') != std::string_view::npos;
+}
+
+// Decodes one line. The entry points into buffer, which must hold the line and two characters more.
+bool decodeLine(char* line, std::size_t length, std::vector<char>& buffer, mntent& entry) {
+  const std::unique_ptr<std::FILE, StreamCloser> stream(fmemopen(line, length, "r"));
+  return stream != nullptr &&
+         getmntent_r(stream.get(), &entry, buffer.data(), static_cast<int>(buffer.size())) != nullptr;
+}
+
+// Copies two strings through out pointers that may be null: both or neither. Returns 1, or -1 when memory is short.
+int copyOut(const char* first, const char* second, char** firstCopy, char** secondCopy) {
+  MallocString firstOwned(firstCopy != nullptr ? ::strdup(first) : nullptr);
+  MallocString secondOwned(secondCopy != nullptr ? ::strdup(second) : nullptr);
+  if ((firstCopy != nullptr && firstOwned == nullptr) || (secondCopy != nullptr && secondOwned == nullptr)) {
+    return -1;
+  }
+  if (firstCopy != nullptr) {
+    *firstCopy = firstOwned.release();
+  }
+  if (secondCopy != nullptr) {
+    *secondCopy = secondOwned.release();
+  }
+  return 1;
+}
+
+}  // namespace
+
+int searchMountTable(const char* table, MountTableKey key, const char* value, const char* type, char** found,
+                     char** options) {
+  for (char** out : {found, options}) {
+    if (out != nullptr) {
+      *out = nullptr;
+    }
+  }
+  if (value == nullptr) {
+    return 0;
+  }
+  const std::unique_ptr<std::FILE, TableCloser> stream(setmntent(table, "r"));
+  if (stream == nullptr) {
+    return -1;
+  }
+  MallocString line;
+  std::size_t capacity = 0;
+  std::vector<char> buffer;
+  for (;;) {
+    char* text = line.release();
+    const ssize_t length = ::getline(&text, &capacity, stream.get());
+    line.reset(text);
+    if (length < 0) {
+      // Anything but the end of the table, a short memory too, leaves entries unseen.
+      return std::feof(stream.get()) != 0 ? 0 : -1;
+    }
+    if (!canMatch(rawField({text, static_cast<std::size_t>(length)}, key), value)) {
+      continue;
+    }
+    buffer.resize(static_cast<std::size_t>(length) + 2);
+    mntent entry{};
+    if (!decodeLine(text, static_cast<std::size_t>(length), buffer, entry)) {
+      continue;
+    }
+    const bool byDevice = key == MountTableKey::device;
+    const char* const keyText = byDevice ? entry.mnt_fsname : entry.mnt_dir;
+    if (std::strcmp(keyText, value) == 0 && (type == nullptr || std::strcmp(entry.mnt_type, type) == 0)) {
+      return copyOut(byDevice ? entry.mnt_dir : entry.mnt_fsname, entry.mnt_opts, found, options);
+    }
+  }
+}
+
+extern "C" {
+
+int qmfs_getmnt(const char* device, char** mountPoint, char** options) {
+  return searchMountTable(MOUNT_TABLE, MountTableKey::device, device, nullptr, mountPoint, options);
+}
+
+int qmfs_getsubobj(const char* mountPoint, char** device, char** options) {
+  return searchMountTable(MOUNT_TABLE, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, device, options);
+}
+
+int qmfs_check_claim(const char* mountPoint) {
+  return searchMountTable(MOUNT_TABLE, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, nullptr, nullptr);
+}
+}
+
+namespace {
+
+using LookUp = int (*)(const char*, char**, char**);
+
+MountTableAnswer ownedAnswer(LookUp lookUp, const char* value) {
+  char* found = nullptr;
+  char* options = nullptr;
+  const int result = lookUp(value, &found, &options);
+  return {result, MallocString(found), MallocString(options)};
+}
+
+}  // namespace
+
+MountTableAnswer mountOfDevice(const char* device) {
+  return ownedAnswer(qmfs_getmnt, device);
+}
+
+MountTableAnswer deviceOfMount(const char* mountPoint) {
+  return ownedAnswer(qmfs_getsubobj, mountPoint);
+}

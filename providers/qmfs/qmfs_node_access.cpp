@@ -1,0 +1,39 @@
+// How operations reach the private data of a node, and what they check before they use a name.
+#include "qmfs_node_access.h"
+
+#include "cficontextsingleton.h"
+#include "cfidomain.h"
+#include "cfipluginname.h"
+#include "cfiprivatedatamanager.h"
+
+#include <cstring>
+
+using namespace qmfi_pdk_4_4;
+
+CFiPrivateDataFactorySPtr providerFactory() {
+  return CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false)->getProviderFactory();
+}
+
+CFiPrivateDataSPtr privateDataOf(kfi_domain* node) {
+  const CFiPrivateDataFactorySPtr factory = providerFactory();
+  return factory ? factory->access(node) : CFiPrivateDataSPtr();
+}
+
+const char* deviceOf(const CFiPrivateDataSPtr& data) {
+  if (!data || data->getSubObjectListLength() == 0) {
+    return nullptr;
+  }
+  return objectName(data->getSubObjectList()[0]);
+}
+
+bool isCommandWord(const char* path) {
+  return path != nullptr && std::strpbrk(path, " \t\n") == nullptr;
+}
+
+bool isCommandWord(const std::string& path) {
+  return isCommandWord(path.c_str());
+}
+
+const char* firstName(qmfi_objid** objects, int count) {
+  return objects != nullptr && count > 0 ? objectName(objects[0]) : nullptr;
+}

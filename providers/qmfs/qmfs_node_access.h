@@ -1,0 +1,32 @@
+// How operations reach the private data of a node, and what they check before they use a name.
+#ifndef QMFS_NODE_ACCESS_H
+#define QMFS_NODE_ACCESS_H
+
+#include "cfiprivatedatafactory.h"
+#include "qmfs_private_data.h"
+
+// The factory that the provider's start has installed; empty before it and after the provider's stop.
+qmfi_pdk_4_4::CFiPrivateDataFactorySPtr providerFactory();
+
+// Private data of a node, which must not be null; empty when it has none or the provider is not started.
+qmfi_pdk_4_4::CFiPrivateDataSPtr privateDataOf(kfi_domain* node);
+
+// The provider's own private data behind a pointer of its factory, which makes no other kind.
+inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data) {
+  return static_cast<CQmFSPrivateData&>(*data);
+}
+
+// Name of the first sub-object, that is the node's device; null without private data or sub-object.
+const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
+
+// Whether a command line can carry the path: it is given, and holds no blank, tab or line feed. Nothing is quoted, so
+// the command would act on something else.
+bool isCommandWord(const char* path);
+
+// The same for the whole of a string.
+bool isCommandWord(const std::string& path);
+
+// Name of the first of count snapshot objects or devices; null when there is none.
+const char* firstName(qmfi_objid** objects, int count);
+
+#endif

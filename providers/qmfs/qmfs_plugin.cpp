@@ -1,0 +1,107 @@
+// The provider's start and stop, and what it says of itself.
+#include "qmfs_plugin.h"
+
+#include "cfiproviderinfo.h"
+#include "cfistringtool.h"
+#include "qmfs_command_lines.h"
+
+using namespace qmfi_pdk_4_4;
+
+TuningParameters m_tuningParams;
+qmfi_objid* CQmFSPlugin::grpobjid[1];
+bool CQmFSPlugin::isCfsInstalled;
+
+CQmFSPlugin::~CQmFSPlugin() {
+  thawQuiesced(ThawReport::traceOnly);
+}
+
+int CQmFSPlugin::init() {
+  const auto scope = traceScope("init");
+  bool caught = false;
+  const int status = guarded(
+      [&] {
+        if (!isInstalled()) {
+          trace(CFI_TRACE_ERROR, "CQmFSPlugin::init QmFS not installed.");
+          return static_cast<int>(QMFS_STATUS_NOT_INSTALLED);
+        }
+        trace(CFI_TRACE_PROGRESS, "QmFS install check passed.");
+        isCfsInstalled = false;
+        registerFactories();
+        declareParameters();
+        CQmFSConfiguration configuration(cfi_pgn_name_tstr);
+        configuration.registerTraceLog(traceLog());
+        m_tuningParams = configuration.importConfigData();
+        trace(CFI_TRACE_PROGRESS, "QmFS plugin init successful");
+        return 0;
+      },
+      &caught);
+  if (caught) {
+    pushMessage("MSG_ERROR_INITIALIZATION_FAILED", {}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
+  }
+  return status;
+}
+
+void CQmFSPlugin::registerFactories() {
+  const CFiMessageCatalogFactorySPtr catalogFactory(new CFiIcuMessageCatalogFactory("root", cfi_pgn_name_str));
+  CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false)->registerFactory(catalogFactory);
+
+  const CFiPrivateDataFactorySPtr dataFactory(new CFiPrivateDataConcreteFactory<CQmFSPrivateData>());
+  const auto manager = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  manager->setProviderFactory(dataFactory);
+  dataFactory->registerTraceLog(manager->traceLog());
+}
+
+void CQmFSPlugin::declareParameters() {
+  constexpr int defaultTimeout = 2;
+  CFiConfigParamInfo parameter;
+  parameter.name = QMFS_FREEZE_TIMEOUT;
+  parameter.defaultValue = std::to_string(defaultTimeout);
+  parameter.flag = 1;
+  globalConfigInfoList(0, true).addParamInfo(parameter);
+}
+
+void CQmFSPlugin::fini() {
+  const auto scope = traceScope("fini");
+  thawQuiesced(ThawReport::traceOnly);
+}
+
+bool CQmFSPlugin::isInstalled() {
+  const auto scope = traceScope("isInstalled");
+  const std::string command = installCheckCommand();
+  trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::isInstalled : command : %s", command.c_str());
+  std::vector<std::string> output;
+  const EFiExecPipe error = runPiped(command, output, QMFS_COMMAND_TIMEOUT);
+  if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
+    return true;
+  }
+  trace(CFI_TRACE_ERROR, "command '%s' failed with message '%s'.", command.c_str(),
+        CFiStringTool::vec2str(output, "").c_str());
+  pushMessage("MSG_ERROR_COMMAND_FAILED",
+              {messageText(command), messageText(output.empty() ? std::string() : output.front())}, KFI_SEVERITY_ERROR,
+              CFiSourceLocation::here());
+  return false;
+}
+
+int CQmFSPlugin::getProviderInfo(kfi_provider_list** list) {
+  const auto scope = traceScope("getProviderInfo");
+  return guarded([&] {
+    CFiProviderInfo info;
+    info.name = cfi_pgn_name_tstr;
+    info.version = kfi_version{7, 0, 0, 0};
+    info.attributes[0] = 16;
+    info.attributes[1] = 2;
+    info.fiTypes = {QMFS_TYPE};
+    if (list != nullptr) {
+      *list = CFiProviderInfoListFactory::allocateListElement(info);
+    }
+    return 0;
+  });
+}
+
+int CQmFSPlugin::supportsFiType(kfi_domain* domain, char* /*fiType*/) {
+  const auto scope = traceScope("supportsFiType");
+  if (domain != nullptr && domain->fid_supported != nullptr) {
+    *domain->fid_supported = 0;
+  }
+  return 0;
+}

@@ -1,0 +1,199 @@
+// The alternate tree: a snapshot device is mounted read-only beside its file system and handed out as a new object.
+#include "cfidomain.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+using namespace qmfi_pdk_4_4;
+
+namespace {
+
+constexpr const char* SOURCE_FILE = "qmfs_plugin_alttree.cpp";
+
+// Required: only the first five characters of the provider's name decide.
+bool isOwnProvider(const char* provider) {
+  static const char qmfs_pfx[] = "qmfsfi";
+  constexpr std::size_t comparedLength = 5;
+  return std::strncmp(provider, qmfs_pfx, comparedLength) == 0;
+}
+
+// An empty alternate name counts as none.
+const char* givenName(const kfi_subobj_entry& entry) {
+  return entry.kse_altname != nullptr && *entry.kse_altname != '\0' ? entry.kse_altname : nullptr;
+}
+
+// The alternate name that the domain's list gives for its own node; null when there is none.
+const char* alternateNameInList(const kfi_domain* domain) {
+  const char* const name = nodeName(domain);
+  for (const kfi_subobj_entry* entry = domain->fid_subobjs; entry != nullptr && entry->kse_name != nullptr; ++entry) {
+    if (std::strcmp(entry->kse_name, name) == 0) {
+      return givenName(*entry);
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+qmfi_objid* CQmFSPlugin::alternateIdentifier(const char* operation, const std::string& alternate) {
+  constexpr std::int32_t pathKind = 1;
+  qmfi_objid* const object =
+      qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), pathKind);
+  if (object == nullptr) {
+    const std::string text = std::string(operation) + " : Failed to get objid for :" + alternate;
+    trace(CFI_TRACE_ERROR, "%s", text.c_str());
+    throw CFiError(CFI_ERROR_NO_OBJECT_IDENTIFIER, text, SOURCE_FILE, operation, __LINE__);
+  }
+  return object;
+}
+
+int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*objects*/, qmfi_objid** snapObjects,
+                              int count, qmfi_objid** altObject) {
+  const auto scope = traceScope("buildAltTree");
+  return guarded([&] {
+    if (domain == nullptr || fiid == nullptr) {
+      throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", SOURCE_FILE, "buildAltTree",
+                     __LINE__);
+    }
+    if (domain->fid_provider == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    if (!isOwnProvider(domain->fid_provider)) {
+      const std::string text = std::string("buildAltTree() : Invalid prefix :") + domain->fid_provider;
+      trace(CFI_TRACE_ERROR, "%s", text.c_str());
+      throw CFiError(CFI_ERROR_INVALID_PREFIX, text, SOURCE_FILE, "buildAltTree", __LINE__);
+    }
+    const char* const device = firstName(snapObjects, count);
+    const CFiPrivateDataFactorySPtr factory = providerFactory();
+    if (nodeName(domain) == nullptr || objectName(domain) == nullptr || !isCommandWord(device) ||
+        altObject == nullptr || !factory) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    return buildAltNode(domain, device, *factory, altObject);
+  });
+}
+
+int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivateDataFactory& factory,
+                              qmfi_objid** altObject) {
+  const char* const given = alternateNameInList(domain);
+  const std::string alternate = given != nullptr ? given : std::string(nodeName(domain)) + "_alt" + getTime();
+  if (given == nullptr) {
+    trace(CFI_TRACE_PROGRESS, "No altname specified generated  : %s", alternate.c_str());
+  }
+  if (!isCommandWord(alternate)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  const CommandRun made = runTraced(mkdirCommand(alternate));
+  if (!made.succeeded()) {
+    trace(CFI_TRACE_ERROR, "Command :%s failed with, return status :%d", made.command.c_str(), made.error.getCode());
+    throwFailed(made);
+  }
+  runOrThrow(snapshotMountCommand(device, alternate));
+  *altObject = alternateIdentifier("buildAltTree", alternate);
+
+  CFiPrivateDataSPtr data = factory.access(domain);
+  if (!data) {
+    trace(CFI_TRACE_WARNING, "Warning : private data is missing for node.");
+    data = factory.allocate(domain, false);
+  }
+  qmfsDataOf(data).setAltObj(alternate.c_str());
+  trace(CFI_TRACE_PROGRESS, "buildAltTree succeeded");
+  return 0;
+}
+
+// The alternate mount point that private data remembers, or else the one that the first sub-object asks for; empty when
+// there is neither.
+std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const CFiPrivateDataSPtr& data) {
+  const std::string remembered = data ? qmfsDataOf(data).getAltObj() : std::string();
+  if (!remembered.empty()) {
+    return remembered;
+  }
+  const kfi_subobj_entry* const first = domain->fid_subobjs;
+  if (first == nullptr || first->kse_name == nullptr) {
+    return std::string();
+  }
+  const char* const given = givenName(*first);
+  if (given != nullptr) {
+    return given;
+  }
+  const std::string generated = std::string(first->kse_name) + "_alt" + getTime();
+  trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::importTreeNode altname not specified, generated :%s", generated.c_str());
+  return generated;
+}
+
+int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qmfi_objid** snapObjects, int count,
+                                qmfi_objid** altObject) {
+  const auto scope = traceScope("importTreeNode");
+  return guarded([&] {
+    const CFiPrivateDataFactorySPtr factory = providerFactory();
+    if (objectName(domain) == nullptr || altObject == nullptr || !factory) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    CFiPrivateDataSPtr data = factory->access(domain);
+    const std::string alternate = importedAlternateName(domain, data);
+    const char* const device = firstName(snapObjects, count);
+    if (alternate.empty() || !isCommandWord(alternate)) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
+    if (!isCommandWord(device) && qmfs_check_claim(alternate.c_str()) == 0) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    const int status = importAltNode(alternate, device);
+    if (status != 0) {
+      return status;
+    }
+    *altObject = alternateIdentifier("importTreeNode", alternate);
+    if (!data) {
+      data = factory->allocate(domain, false);
+    }
+    qmfsDataOf(data).setAltObj(alternate.c_str());
+    return 0;
+  });
+}
+
+int CQmFSPlugin::importAltNode(const std::string& alternate, const char* device) {
+  runOrThrow(mkdirCommand(alternate));
+  trace(CFI_TRACE_DETAIL, "Calling qmfs_getsubobj for :%s", alternate.c_str());
+  const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
+  if (mounted.result < 0) {
+    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    return QMFS_STATUS_FAILED;
+  }
+  if (mounted.found != nullptr) {
+    return 0;
+  }
+  if (!isCommandWord(device)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  runOrThrow(snapshotMountCommand(device, alternate));
+  return 0;
+}
+
+int CQmFSPlugin::reAccessAltNode(kfi_domain* /*domain*/, qmfi_objid* altObject, qmfi_objid* /*other*/, char* /*name*/,
+                                 qmfi_objid** /*out1*/, qmfi_objid** /*out2*/, int /*count*/, kfi_intent intent) {
+  const auto scope = traceScope("reAccessAltNode");
+  return guarded([&] {
+    constexpr kfi_intent lookOnly = 2;
+    if (intent == lookOnly) {
+      return 0;
+    }
+    const char* const path = objectName(altObject);
+    if (path == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    struct stat status {};
+    if (::stat(path, &status) != 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::reAccessAltNode : stat on %s failed with errno=[%d]", path, errno);
+      throw CFiError(CFI_ERROR_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, SOURCE_FILE,
+                     "reAccessAltNode", __LINE__);
+    }
+    return 0;
+  });
+}

@@ -1,0 +1,110 @@
+// Claim, existence and parent checks: is this object ours?
+#include "cfidomain.h"
+#include "cfistringtool.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
+
+#include <atomic>
+#include <cstdint>
+
+using namespace qmfi_pdk_4_4;
+
+namespace {
+
+constexpr const char* WHITE_SPACE = " \n\t\r";
+constexpr const char* DEVICE_PREFIX = "/dev/";
+
+// Required: the group's identifier is asked for with the terminator counted.
+qmfi_objid* quiesceGroupIdentifier() {
+  constexpr std::int32_t groupKind = 3;
+  return qmfi_get_objid(QMFS_QUIESCE_GROUP, sizeof QMFS_QUIESCE_GROUP, groupKind);
+}
+
+// The array is handed to the framework and claims may run side by side: an entry that is right already is not touched.
+void storeGroupIdentifier(qmfi_objid* group) {
+  const std::atomic_ref<qmfi_objid*> entry(CQmFSPlugin::grpobjid[0]);
+  if (entry.load() != group) {
+    entry.store(group);
+  }
+}
+
+}  // namespace
+
+int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
+  const auto scope = traceScope("claim");
+  return guarded([&] {
+    const char* const name = objectName(object);
+    if (name == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    trace(CFI_TRACE_PROGRESS, "primaryObjid->vid_name : %s", name);
+    const std::string trimmed = CFiStringTool::trim(name, WHITE_SPACE);
+    if (trimmed.at(0) != '/' || trimmed.find(DEVICE_PREFIX) == 0) {
+      trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", trimmed.c_str());
+      return 0;
+    }
+    trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim");
+    // Required: the look-up takes the name as it was given, not the trimmed one.
+    const int claimed = qmfs_check_claim(name);
+    trace(CFI_TRACE_DETAIL, "qmfs_check_claim returned claim : %d", claimed);
+    if (claimed < 0) {
+      trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+      return static_cast<int>(QMFS_STATUS_FAILED);
+    }
+    if (claimed != 0) {
+      if (groups == nullptr || count == nullptr) {
+        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      }
+      qmfi_objid* const group = quiesceGroupIdentifier();
+      if (group == nullptr) {
+        return static_cast<int>(QMFS_STATUS_FAILED);
+      }
+      storeGroupIdentifier(group);
+      *groups = grpobjid;
+      *count = 1;
+    }
+    trace(CFI_TRACE_PROGRESS, "claim : %d", claimed);
+    return claimed;
+  });
+}
+
+int CQmFSPlugin::checkNodeExistence(kfi_domain* node, int* exists) {
+  const auto scope = traceScope("checkNodeExistence");
+  return guarded([&] {
+    const char* const name = objectName(node);
+    if (name == nullptr || exists == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim on node->fid_objid->vid_name : %s", name);
+    const int claimed = qmfs_check_claim(name);
+    if (claimed < 0) {
+      trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+      return static_cast<int>(QMFS_STATUS_FAILED);
+    }
+    if (claimed != 0) {
+      trace(CFI_TRACE_PROGRESS, "Node :%s exists", name);
+    }
+    *exists = claimed != 0 ? 1 : 0;
+    return 0;
+  });
+}
+
+int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
+  const auto scope = traceScope("isParentPgn");
+  return guarded([&] {
+    if (device == nullptr || isParent == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    std::string trimmed = CFiStringTool::trim(device, WHITE_SPACE);
+    if (trimmed.find(DEVICE_PREFIX) != 0) {
+      trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", trimmed.c_str());
+      *isParent = 0;
+      return 0;
+    }
+    if (!isCommandWord(trimmed)) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    *isParent = getFSType(trimmed) == QMFS_TYPE ? 1 : 0;
+    return 0;
+  });
+}

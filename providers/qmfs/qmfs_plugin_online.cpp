@@ -1,0 +1,165 @@
+// Snapshots brought online and taken offline, alternate trees taken down, and node states kept and restored.
+#include "cfidomain.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+using namespace qmfi_pdk_4_4;
+
+namespace {
+
+enum OnlineMode : int { BRING_ONLINE = 1, TAKE_OFFLINE = 2 };
+
+}  // namespace
+
+int CQmFSPlugin::online(kfi_domain* /*domain*/, kfi_domain* node, int mode, kfi_disposition disposition) {
+  const auto scope = traceScope("online");
+  return guarded([&] {
+    if (mode != BRING_ONLINE && mode != TAKE_OFFLINE) {
+      return 0;
+    }
+    if (objectName(node) == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    return mode == BRING_ONLINE ? bringOnline(node) : takeOffline(node, disposition);
+  });
+}
+
+int CQmFSPlugin::bringOnline(kfi_domain* node) {
+  const CFiPrivateDataSPtr data = privateDataOf(node);
+  const char* const device = deviceOf(data);
+  const char* const name = objectName(node);
+  if (device == nullptr) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  trace(CFI_TRACE_PROGRESS, "Child is : %s", device);
+  trace(CFI_TRACE_DETAIL, "Calling qmfs_getmnt");
+  const MountTableAnswer mounted = mountOfDevice(device);
+  if (mounted.result < 0) {
+    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    return QMFS_STATUS_FAILED;
+  }
+  if (mounted.found != nullptr) {
+    trace(CFI_TRACE_PROGRESS, "Device: %s :: mount: %s :: mnt_opts: %s", device, mounted.found.get(),
+          mounted.options.get());
+    if (std::strcmp(mounted.found.get(), name) == 0) {
+      trace(CFI_TRACE_PROGRESS, "Device {%s} is already mounted", device);
+      return 0;
+    }
+    trace(CFI_TRACE_WARNING, "Device {%s} is mounted on different mount point already", device);
+    return QMFS_STATUS_MOUNTED_ELSEWHERE;
+  }
+  if (!isCommandWord(name) || !isCommandWord(device)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  std::string mountPoint = name;
+  createMntPoint(mountPoint);
+  runOrThrow(onlineMountCommand(device, name, qmfsDataOf(data).getMntOpts()));
+  return 0;
+}
+
+int CQmFSPlugin::takeOffline(kfi_domain* node, kfi_disposition disposition) {
+  char* const name = node->fid_objid->vid_name;
+  const int status = QmFSUmount(name, true);
+  if (status != 0) {
+    trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
+    return status;
+  }
+  struct stat mountPoint {};
+  if (disposition == KFI_DISPOSITION_REMOVE && ::stat(name, &mountPoint) == 0) {
+    if (!isCommandWord(name)) {
+      return CFI_STATUS_INVALID_ARGUMENT;
+    }
+    std::string path = name;
+    removeMntPoint(path);
+  }
+  return 0;
+}
+
+int CQmFSPlugin::dispose(kfi_domain* /*first*/, kfi_domain* node, kfi_splitnode* /*splitNode*/,
+                         kfi_disposition disposition) {
+  const auto scope = traceScope("dispose");
+  return guarded([&] {
+    return disposition == KFI_DISPOSITION_REMOVE ? online(nullptr, node, TAKE_OFFLINE, KFI_DISPOSITION_REMOVE) : 0;
+  });
+}
+
+int CQmFSPlugin::deportTree(kfi_domain* primary, kfi_domain* alternate, kfi_accessnode* access) {
+  const auto scope = traceScope("deportTree");
+  return guarded([&] {
+    if (access != nullptr && access->kan_access == 0) {
+      return 0;
+    }
+    if (alternate == nullptr) {
+      const char* const primaryName = objectName(primary);
+      if (primaryName == nullptr) {
+        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      }
+      trace(CFI_TRACE_WARNING, "CQmFSPlugin::deportTree: found empty alt node for %s, assuming import failed",
+            primaryName);
+      return 0;
+    }
+    if (objectName(alternate) == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    return deportAltNode(alternate->fid_objid->vid_name);
+  });
+}
+
+int CQmFSPlugin::deportAltNode(char* name) {
+  trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim on :%s", name);
+  const int mounted = qmfs_check_claim(name);
+  if (mounted < 0) {
+    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    return QMFS_STATUS_FAILED;
+  }
+  if (mounted == 0) {
+    return 0;
+  }
+  const int status = QmFSUmount(name, true);
+  if (status != 0) {
+    trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
+    return status;
+  }
+  std::string path = name;
+  removeMntPoint(path);
+  return 0;
+}
+
+int CQmFSPlugin::processProviderState(kfi_domain* node, kfi_blob* blob, kfi_op_providerstate operation) {
+  const auto scope = traceScope("processProviderState");
+  return guarded([&] {
+    const char* const name = objectName(node);
+    if (name == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    if (std::strcmp(name, QMFS_QUIESCE_GROUP) == 0) {
+      return 0;
+    }
+    const CFiPrivateDataFactorySPtr factory = providerFactory();
+    if (!factory || (operation == KFI_PROVIDERSTATE_FETCH && blob == nullptr)) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    CFiPrivateDataSPtr data = factory->access(node);
+    if (!data) {
+      data = factory->allocate(node, false);
+    }
+    if (operation == KFI_PROVIDERSTATE_FETCH) {
+      blob->kb_length = 0;
+      blob->kb_buffer = nullptr;
+      return deviceOf(data) != nullptr ? data->getNodeState(blob) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    if (operation == KFI_PROVIDERSTATE_STORE) {
+      if (blob == nullptr || blob->kb_buffer == nullptr) {
+        throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "processProviderState(): Invalid blob contents",
+                       "qmfs_plugin_online.cpp", "processProviderState", __LINE__);
+      }
+      return data->setNodeState(blob);
+    }
+    return 0;
+  });
+}

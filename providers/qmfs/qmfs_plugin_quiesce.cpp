@@ -1,0 +1,251 @@
+// Quiesce and thaw: all file systems of a snapshot are frozen together, or one after another where that is allowed.
+//
+// Between the freeze and the thaw nothing is written, executed or waited for: the trace log and the error manager keep
+// what they get in memory while the split context is open.
+#include "cfidomain.h"
+#include "cfiscopeexit.h"
+#include "cfistringtool.h"
+#include "qmfs_ioctl.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+using namespace qmfi_pdk_4_4;
+
+namespace {
+
+// Whether every node of the list has a mount point, and the first a configuration domain.
+bool areQuiesceNodes(kfi_quiescenode** nodes, int count) {
+  if (nodes == nullptr || count < 1) {
+    return false;
+  }
+  for (int i = 0; i < count; ++i) {
+    if (nodes[i] == nullptr || objectName(nodes[i]->kqn_node) == nullptr) {
+      return false;
+    }
+  }
+  return nodes[0]->kqn_config != nullptr;
+}
+
+const char* mountPointOf(const kfi_quiescenode* node) {
+  return objectName(node->kqn_node);
+}
+
+// Required: opened with no flag at all; close-on-exec follows as a second step.
+int openMountPoint(const char* path) {
+  const int descriptor = ::open(path, 0);
+  if (descriptor >= 0) {
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+int CQmFSPlugin::quiesce(kfi_quiescenode** nodes, int count, char* /*options*/) {
+  const auto scope = traceScope("quiesce");
+  QuiesceState idle = QuiesceState::idle;
+  if (!m_quiesceState.compare_exchange_strong(idle, QuiesceState::changing)) {
+    trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : a quiesce is outstanding already");
+    return QMFS_STATUS_FAILED;
+  }
+  bool finished = false;
+  const CFiScopeExit leave([&] {
+    if (!finished) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : caught exception, calling close_context");
+      abandonQuiesce();
+    }
+    m_quiesceState = m_descriptors != nullptr ? QuiesceState::quiesced : QuiesceState::idle;
+  });
+  return guarded([&] {
+    const int status = quiesceNodes(nodes, count);
+    finished = true;
+    return status;
+  });
+}
+
+int CQmFSPlugin::quiesceNodes(kfi_quiescenode** nodes, std::int32_t count) {
+  if (!areQuiesceNodes(nodes, count)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  const CFiPrivateDataSPtr config = privateDataOf(nodes[0]->kqn_config);
+  if (!config) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  const std::int32_t timeout = freezeTimeout(*config);
+
+  trace(CFI_TRACE_DETAIL, "CQmFSPlugin::quiesce : Calling qmfi_create_context for split operations");
+  const int error = qmfi_create_context();
+  if (error != 0) {
+    trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : create_context failed with error : %d, calling close_context",
+          error);
+    qmfi_close_context();
+    return QMFS_STATUS_FAILED;
+  }
+  const int status = openMountPoints(nodes, count);
+  return status == 0 ? freezeNodes(nodes, count, timeout) : status;
+}
+
+std::int32_t CQmFSPlugin::freezeTimeout(CFiPrivateData& config) {
+  CFiConfigDataList& values = *config.configDataList(0);
+  std::string configured;
+  if (values.find(QMFS_FREEZE_TIMEOUT) != values.end()) {
+    configured = CFiStringTool::tstr2str(values[QMFS_FREEZE_TIMEOUT].value);
+  }
+  const std::int32_t timeout =
+      configured.empty() ? m_tuningParams.quiescenceTimeout : CFiStringTool::str2int(configured);
+  trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::quiesce - freezeTimeout = %d", timeout);
+  return timeout;
+}
+
+int CQmFSPlugin::openMountPoints(kfi_quiescenode** nodes, std::int32_t count) {
+  // The thaw reports by these names and marks here what failed, so that it needs no memory.
+  m_quiesced.clear();
+  for (std::int32_t i = 0; i < count; ++i) {
+    m_quiesced.push_back({mountPointOf(nodes[i]), false});
+  }
+  m_openDescriptors = 0;
+  m_descriptors = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(count));
+  for (std::int32_t i = 0; i < count; ++i) {
+    const char* const path = mountPointOf(nodes[i]);
+    m_descriptors[i] = openMountPoint(path);
+    if (m_descriptors[i] < 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : open failed for : %s , errno =[%d]", path, errno);
+      pushMessage("MSG_ERROR_FILE_OPEN_FOR_QUIESCE", {messageText(path)}, KFI_SEVERITY_ERROR,
+                  CFiSourceLocation::here());
+      // Required: the count is one short, so the descriptor opened last stays open.
+      return endQuiesce(i - 1);
+    }
+    m_openDescriptors = i + 1;
+  }
+  return 0;
+}
+
+int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::int32_t timeout) {
+  if (qmFreezeAll(m_descriptors.get(), count, timeout) == 0) {
+    return 0;
+  }
+  trace(CFI_TRACE_WARNING, "CQmFSPlugin::quiesce : qmFreezeAll failed for the file system.");
+  if (m_tuningParams.allowSerialQuiescence != 1) {
+    trace(CFI_TRACE_ERROR,
+          "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL failed and QM_FREEZE is not allowed.");
+    return endQuiesce(count);
+  }
+  if (qmFreeze(m_descriptors.get(), nodes, count, timeout) == 0) {
+    return 0;
+  }
+  trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL and QM_FREEZE calls failed.");
+  return endQuiesce(count);
+}
+
+int CQmFSPlugin::endQuiesce(std::int32_t count) {
+  closeFDList(m_descriptors.get(), count);
+  m_openDescriptors = 0;
+  m_descriptors.reset();
+  qmfi_close_context();
+  return QMFS_STATUS_FAILED;
+}
+
+// An exception may have come at any point, also when file systems were frozen already. A thaw of one that is not frozen
+// fails and does no harm.
+void CQmFSPlugin::abandonQuiesce() {
+  for (std::int32_t i = 0; i < m_openDescriptors; ++i) {
+    ::ioctl(m_descriptors[i], QM_THAW, 0);
+  }
+  endQuiesce(m_openDescriptors);
+}
+
+int CQmFSPlugin::qmFreezeAll(const std::int32_t* descriptors, std::int32_t count, std::int32_t timeout) {
+  const auto scope = traceScope("qmFreezeAll");
+  trace(CFI_TRACE_DETAIL, "CQmFSPlugin::qmFreezeAll : calling ioctl QM_FREEZE_ALL");
+  qmfs_freeze_all request{count, timeout, descriptors};
+  if (::ioctl(descriptors[0], QM_FREEZE_ALL, &request) != 0) {
+    trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreezeAll : ioctl QM_FREEZE_ALL failed with errno : %d ", errno);
+    return QMFS_STATUS_FAILED;
+  }
+  return 0;
+}
+
+int CQmFSPlugin::qmFreeze(const std::int32_t* descriptors, kfi_quiescenode** nodes, std::int32_t count,
+                          std::int32_t timeout) {
+  const auto scope = traceScope("qmFreeze");
+  for (std::int32_t i = 0; i < count; ++i) {
+    const char* const path = mountPointOf(nodes[i]);
+    trace(CFI_TRACE_DETAIL, "CQmFSPlugin::qmFreeze - calling ioctl QM_FREEZE for %s", path);
+    if (::ioctl(descriptors[i], QM_FREEZE, timeout) < 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreeze : ioctl QM_FREEZE failed for %s with errno : %d ", path, errno);
+      pushMessage("MSG_ERROR_FREEZE", {messageText(path)}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
+      // Required: the count is one short, so the file system frozen last stays so until its time-out.
+      thawFileSystemList(descriptors, nodes, i - 1);
+      return QMFS_STATUS_FAILED;
+    }
+  }
+  return 0;
+}
+
+int CQmFSPlugin::thawFileSystemList(const std::int32_t* descriptors, kfi_quiescenode** nodes, std::int32_t count) {
+  const auto scope = traceScope("thawFileSystemList");
+  int lastFailure = 0;
+  for (std::int32_t i = 0; i < count; ++i) {
+    const int result = ::ioctl(descriptors[i], QM_THAW, 0);
+    if (result < 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::thawFileSystemList : ioctl QM_THAW failed for %s with errno : %d ",
+            mountPointOf(nodes[i]), errno);
+      lastFailure = result;
+    }
+  }
+  return lastFailure;
+}
+
+void CQmFSPlugin::closeFDList(const std::int32_t* descriptors, std::int32_t count) {
+  const auto scope = traceScope("closeFDList");
+  if (descriptors == nullptr) {
+    return;
+  }
+  for (std::int32_t i = 0; i < count; ++i) {
+    ::close(descriptors[i]);
+  }
+}
+
+int CQmFSPlugin::unquiesce(kfi_quiescenode** /*nodes*/, int /*count*/) {
+  const auto scope = traceScope("unquiesce");
+  return guarded([&] {
+    thawQuiesced(ThawReport::messages);
+    return 0;
+  });
+}
+
+void CQmFSPlugin::thawQuiesced(ThawReport report) {
+  QuiesceState quiesced = QuiesceState::quiesced;
+  if (!m_quiesceState.compare_exchange_strong(quiesced, QuiesceState::changing)) {
+    return;
+  }
+  const CFiScopeExit leave([&] {
+    trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling close_context");
+    qmfi_close_context();
+    m_quiesceState = QuiesceState::idle;
+  });
+  for (std::size_t i = 0; i < m_quiesced.size(); ++i) {
+    trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling ioctl QM_THAW");
+    const int result = ::ioctl(m_descriptors[i], QM_THAW, 0);
+    // A freeze that ended by its time-out is no failure.
+    m_quiesced[i].thawFailed = result != 0 && errno != ETIMEDOUT;
+    if (m_quiesced[i].thawFailed) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::unquiesce : ioctl QM_THAW failed, errno=[%d]", errno);
+    }
+    ::close(m_descriptors[i]);
+  }
+  m_descriptors.reset();
+  // Only now, since a message that finds no memory must not keep the next file system frozen.
+  for (const QuiescedFileSystem& fileSystem : m_quiesced) {
+    if (fileSystem.thawFailed && report == ThawReport::messages) {
+      pushMessage("MSG_ERROR_THAW", {messageText(fileSystem.mountPoint)}, KFI_SEVERITY_ERROR,
+                  CFiSourceLocation::here());
+    }
+  }
+}

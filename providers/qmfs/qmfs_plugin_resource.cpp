@@ -1,0 +1,172 @@
+// Plain storage resources: a device formatted and proved mountable, and a device's file system brought online.
+#include "cfiformatoptionlist.h"
+#include "cfistringtool.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+using namespace qmfi_pdk_4_4;
+
+namespace {
+
+constexpr int FORMAT_DEVICE = 0x1;
+constexpr int MOUNT_ATTEMPTS = 2;
+
+// Required: the text carries an option flag of its own, so the command has it twice.
+constexpr const char* DEFAULT_MOUNT_OPTIONS = " -o mincache=closesync ";
+
+// No type at all is ours too.
+bool isOwnType(const char* type) {
+  return type == nullptr || std::strcmp(type, QMFS_TYPE) == 0;
+}
+
+// The first device; null when there is none.
+const char* firstDevice(char** devices, int count) {
+  return devices != nullptr && count > 0 ? devices[0] : nullptr;
+}
+
+std::string mountOptionsOf(const char* options) {
+  if (options == nullptr) {
+    return std::string();
+  }
+  const CFiFormatOptionList::Map parsed = CFiFormatOptionList::parse(options);
+  const auto found = parsed.find("mountOptions");
+  return found != parsed.end() ? found->second : DEFAULT_MOUNT_OPTIONS;
+}
+
+}  // namespace
+
+int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type, char* /*extra2*/, int flags,
+                        char*** /*paths*/, int* /*pathCount*/) {
+  const auto scope = traceScope("format");
+  return guarded([&] {
+    if (!isOwnType(type)) {
+      trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    if ((flags & FORMAT_DEVICE) == 0) {
+      return 0;
+    }
+    const char* const device = firstDevice(devices, count);
+    if (!isCommandWord(device)) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    std::string rawDevice = device;
+    convertBlockToRawDevice(rawDevice);
+    mkfs(rawDevice);
+
+    std::string mountPoint = "/tmp_" + getTime();
+    createMntPoint(mountPoint);
+    mount(mountPoint, device, "rw");
+    const int status = QmFSUmount(mountPoint.data(), false);
+    if (status != 0) {
+      return status;
+    }
+    ::rmdir(mountPoint.c_str());
+    return 0;
+  });
+}
+
+int CQmFSPlugin::onlineResource(char** devices, int count, char* mountPoint, char* type, char* options,
+                                char* /*extra3*/, int /*extra4*/, char*** paths, int* pathCount) {
+  const auto scope = traceScope("onlineResource");
+  return guarded([&] {
+    if (paths == nullptr || pathCount == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    *pathCount = 0;
+    *paths = nullptr;
+    if (!isOwnType(type)) {
+      trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    const char* const device = firstDevice(devices, count);
+    if (device == nullptr) {
+      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    }
+    const std::string mountOptions = mountOptionsOf(options);
+    std::string target;
+    if (mountPoint != nullptr) {
+      target = mountPoint;
+    } else {
+      generateName(device, target);
+    }
+    const int status = bringResourceOnline(device, target, mountOptions, mountPoint == nullptr);
+    return status == 0 ? createPathAndAllocBuffer(CFiStringTool::str2tstr(target), paths, pathCount) : status;
+  });
+}
+
+// Has the device mounted on the mount point when it returns 0, whoever mounted it.
+int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& mountPoint, const std::string& options,
+                                     bool generated) {
+  trace(CFI_TRACE_DETAIL, "Calling qmfs_getmnt for :%s", device);
+  const MountTableAnswer mounted = mountOfDevice(device);
+  if (mounted.result < 0) {
+    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    return QMFS_STATUS_FAILED;
+  }
+  if (mounted.found != nullptr) {
+    trace(CFI_TRACE_PROGRESS, "Device: %s :: mntPoint: %s", device, mounted.found.get());
+    if (mountPoint == mounted.found.get()) {
+      trace(CFI_TRACE_PROGRESS, "Device {%s} is already mounted", device);
+      return 0;
+    }
+    trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
+    return QMFS_STATUS_MOUNTED_ELSEWHERE;
+  }
+  const bool isRootDirectory = generated && mountPoint == "/";
+  if (!isCommandWord(device) || !isCommandWord(mountPoint) || isRootDirectory) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  makeResourceMountPoint(mountPoint);
+  std::string blockDevice = device;
+  convertRawToBlockDevice(blockDevice);
+  mountResource(blockDevice, mountPoint, options);
+  return 0;
+}
+
+void CQmFSPlugin::makeResourceMountPoint(const std::string& mountPoint) {
+  const CommandRun run = runTraced(mkdirCommand(mountPoint));
+  if (run.succeeded()) {
+    return;
+  }
+  trace(CFI_TRACE_ERROR, "QMFS:onlineResource -execPipe.Exec failed with errorCode [%d]", run.error.getCode());
+  trace(CFI_TRACE_ERROR, "QMFS:onlineResource - command '%s' failed with errorCode [%d] message '%s'.",
+        run.command.c_str(), run.error.getExitStatus(), CFiStringTool::vec2str(run.output, "").c_str());
+  throw EFiExecPipe(run.error);
+}
+
+// Mounts, and once more after a check of the file system. Throws when both attempts leave nothing mounted.
+void CQmFSPlugin::mountResource(const std::string& device, const std::string& mountPoint, const std::string& options) {
+  const std::string command = mountCommand(device, mountPoint, options);
+  for (int attempt = 1;; ++attempt) {
+    std::vector<std::string> output;
+    trace(CFI_TRACE_PROGRESS, "Command : %s", command.c_str());
+    const EFiExecPipe error = execute(command, output, QMFS_COMMAND_TIMEOUT);
+    if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
+      return;
+    }
+    const std::string message = CFiStringTool::vec2str(output, "");
+    trace(CFI_TRACE_WARNING, "qmfs::onlineResource - execPipe returned with error code [%d]", error.getCode());
+    if (error.getCode() == KFI_EXEC_PIPE_CMD_FAILED) {
+      trace(CFI_TRACE_WARNING, "qmfs::onlineResource - mount command [%s] failed with errorCode [%d] message '%s'.",
+            command.c_str(), error.getExitStatus(), message.c_str());
+    }
+    if (getMountStatus(mountPoint.c_str()) == QMFS_MOUNTED) {
+      trace(CFI_TRACE_WARNING, "CQMFS::onlineResource - device is mounted on mountPoint");
+      return;
+    }
+    trace(CFI_TRACE_WARNING, "CQMFS::onlineResource - mount command failed to mount device");
+    if (attempt == MOUNT_ATTEMPTS) {
+      trace(CFI_TRACE_ERROR, "Mount command failed with message '%s'.", message.c_str());
+      dumpMountInformation(mountPoint, "");
+      throw EFiExecPipe(error);
+    }
+    trace(CFI_TRACE_WARNING, "Mount command failed with message '%s' trying fsck.", message.c_str());
+    fsck(device);
+  }
+}
