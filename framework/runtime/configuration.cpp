@@ -1,0 +1,91 @@
+// The framework's configuration store: an INI file for each name.
+#include "cficonfiguration.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <charconv>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cfistringtool.h"
+#include "places.h"
+#include "unique_fd.h"
+
+namespace qmfi_pdk_4_4 {
+
+namespace {
+
+constexpr const char* kBlanks = " \t\r\v\f";
+constexpr std::size_t kLargestStore = std::size_t{1} << 20;
+
+// The whole text of a regular file; empty when it is missing, unreadable or too large.
+std::string readStore(const std::string& path) {
+  const qmfi_runtime::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat status;
+  if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  std::string text(kLargestStore + 1, '\0');
+  std::size_t length = 0;
+  while (length < text.size()) {
+    const ssize_t count = read(file.get(), text.data() + length, text.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return {};
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  text.resize(length <= kLargestStore ? length : 0);
+  return text;
+}
+
+// Reads "[section]" and "name = value" lines into the heap. Empty lines, lines that begin with ";" or "#" and those
+// that are neither of the two kinds are passed over, so that a slip costs no more than its own line.
+void importStore(const std::string& text, ACE_Configuration_Heap& heap) {
+  ACE_Configuration_Section_Key section;
+  for (const std::string& rawLine : CFiStringTool::tokenize(text, "\n")) {
+    const std::string line = CFiStringTool::trim(rawLine, kBlanks);
+    if (line.empty() || line.front() == ';' || line.front() == '#') continue;
+    if (line.front() == '[') {
+      const std::string name = CFiStringTool::trim(line.substr(1, line.find(']') - 1), kBlanks);
+      section = ACE_Configuration_Section_Key();
+      if (line.back() == ']') heap.open_section(heap.root_section(), name.c_str(), 1, section);
+      continue;
+    }
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos) continue;
+    const std::string name = CFiStringTool::rtrim(line.substr(0, equals), kBlanks);
+    const std::string value = CFiStringTool::trim(line.substr(equals + 1), kBlanks);
+    if (!name.empty()) heap.set_string_value(section, name.c_str(), value.c_str());
+  }
+}
+
+}  // namespace
+
+CFiConfiguration::CFiConfiguration(const ACE_String_Base<char>& name) : m_name(name) {
+  if (m_heap.open() != 0) return;
+  const std::string file = CFiStringTool::tstr2str(name);
+  if (!qmfi_runtime::isPlainName(file)) return;
+  importStore(readStore(qmfi_runtime::configurationDirectory() + "/" + file + ".conf"), m_heap);
+}
+
+CFiConfiguration::~CFiConfiguration() = default;
+
+int CFiConfiguration::openSection(const char* section, ACE_Configuration_Section_Key& key, int create) {
+  if (section == nullptr || m_heap.open_section(m_heap.root_section(), section, create, key) != 0) return -1;
+  m_section = key;
+  return 0;
+}
+
+int CFiConfiguration::getIntegerValue(const char* name, unsigned int& value) {
+  ACE_TString text;
+  if (name == nullptr || m_heap.get_string_value(m_section, name, text) != 0) return -1;
+  const char* const end = text.c_str() + text.length();
+  unsigned int number = 0;
+  const auto result = std::from_chars(text.c_str(), end, number);
+  if (result.ec != std::errc() || result.ptr != end) return -1;
+  value = number;
+  return 0;
+}
+
+}  // namespace qmfi_pdk_4_4

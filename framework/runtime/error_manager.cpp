@@ -1,0 +1,117 @@
+// The queue of pushed messages and its handlers.
+#include "cfierrormanager.h"
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+
+#include "split_context.h"
+
+namespace qmfi_pdk_4_4 {
+
+namespace {
+
+constexpr std::size_t kMostKept = 64;
+
+}  // namespace
+
+struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmfi_runtime::SplitContextObserver {
+  void splitContextClosed() noexcept override {
+    handOut();
+  }
+  void handOut() noexcept;
+
+  mutable std::mutex mutex;
+  std::deque<CFiMessageSPtr> kept;     // newest first
+  std::deque<CFiMessageSPtr> waiting;  // for the handlers, oldest first
+  std::vector<std::unique_ptr<CFiErrorHandlerBase>> handlers;
+  bool handingOut = false;
+
+ private:
+  bool takeNext(CFiMessageSPtr & message) noexcept;
+  CFiErrorHandlerBase* handlerAt(std::size_t index) const noexcept;
+};
+
+// Gives the waiting messages to the handlers, unless another call is doing so, which then takes care of all.
+void CFiErrorManager::Implementation::handOut() noexcept {
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (handingOut) return;
+    handingOut = true;
+  }
+  for (CFiMessageSPtr message; takeNext(message);) {
+    for (std::size_t i = 0; CFiErrorHandlerBase* const handler = handlerAt(i); ++i) {
+      // A message that a handler cannot pass on is kept for getLastError all the same.
+      try {
+        handler->handleMessage(message);
+      } catch (...) {
+        continue;
+      }
+    }
+  }
+}
+
+// The next message that may be handed out now. Without one the handing out is over, under the same lock, so that a
+// message which comes later finds it so.
+bool CFiErrorManager::Implementation::takeNext(CFiMessageSPtr& message) noexcept {
+  message.release();
+  const std::lock_guard<std::mutex> lock(mutex);
+  handingOut = !waiting.empty() && !qmfi_runtime::splitContext().isOpen();
+  if (handingOut) {
+    message.swap(waiting.front());
+    waiting.pop_front();
+  }
+  return handingOut;
+}
+
+// Null behind the last one.
+CFiErrorHandlerBase* CFiErrorManager::Implementation::handlerAt(std::size_t index) const noexcept {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return index < handlers.size() ? handlers[index].get() : nullptr;
+}
+
+CFiErrorManager::CFiErrorManager() : m_implementation(std::make_unique<Implementation>()) {
+  qmfi_runtime::splitContext().addObserver(*m_implementation);
+}
+
+CFiErrorManager::~CFiErrorManager() {
+  qmfi_runtime::splitContext().removeObserver(*m_implementation);
+}
+
+int CFiErrorManager::pushError(const CFiMessageSPtr& message) {
+  if (!message) return 0;
+  // Declared ahead of the lock: what gives way is destroyed when the mutex is free again.
+  CFiMessageSPtr oldest;
+  {
+    const std::lock_guard<std::mutex> lock(m_implementation->mutex);
+    m_implementation->waiting.push_back(message);
+    m_implementation->kept.push_front(message);
+    if (m_implementation->kept.size() > kMostKept) {
+      oldest.swap(m_implementation->kept.back());
+      m_implementation->kept.pop_back();
+    }
+  }
+  m_implementation->handOut();
+  return 0;
+}
+
+int CFiErrorManager::registerHandler(CFiErrorHandlerBase* handler) {
+  if (handler == nullptr) return 0;
+  std::unique_ptr<CFiErrorHandlerBase> owned(handler);
+  const std::lock_guard<std::mutex> lock(m_implementation->mutex);
+  m_implementation->handlers.push_back(std::move(owned));
+  return 0;
+}
+
+std::vector<CFiMessageSPtr> CFiErrorManager::messages() const {
+  const std::lock_guard<std::mutex> lock(m_implementation->mutex);
+  return {m_implementation->kept.begin(), m_implementation->kept.end()};
+}
+
+void CFiErrorManager::clear() {
+  std::deque<CFiMessageSPtr> forgotten;
+  const std::lock_guard<std::mutex> lock(m_implementation->mutex);
+  forgotten.swap(m_implementation->kept);
+}
+
+}  // namespace qmfi_pdk_4_4

@@ -1,0 +1,25 @@
+// Memory that is in place from the start and never swapped out.
+#include "locked_memory.h"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+
+namespace qmfi_runtime {
+
+int LockedMemory::acquire(std::size_t size) {
+  void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+  if (memory == MAP_FAILED) return errno;
+  m_data = static_cast<char*>(memory);
+  m_size = size;
+  return mlock(memory, size) == 0 ? 0 : errno;
+}
+
+void LockedMemory::release() {
+  if (m_data == nullptr) return;
+  munmap(m_data, m_size);
+  m_data = nullptr;
+  m_size = 0;
+}
+
+}  // namespace qmfi_runtime

@@ -1,0 +1,130 @@
+// The error operations of every provider: records of pushed messages, and texts for them and for statuses.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "cfierror.h"
+#include "cfipluginbase.h"
+#include "message_text.h"
+
+namespace qmfi_pdk_4_4 {
+
+namespace {
+
+constexpr int kStatusNoMemory = CFI_ERROR_ALLOCATION;
+
+struct StatusText {
+  int status;
+  const char* text;
+};
+
+constexpr StatusText kStatusTexts[] = {
+    {0, "The operation was successful."},
+    {1, "The provider could not be prepared for its first operation."},
+    {2, "The provider does not support the operation."},
+    {3, "An argument of the operation is invalid, or the node has not been initialised."},
+    {4, "The operation is to be called in its form for sessions."},
+    {5, "Not enough memory is available."},
+    {6, "The operation failed; the messages of the provider say why."},
+    {7, "The version record is missing."},
+    {18, "The status of a file could not be read."},
+    {19, "The name has an invalid prefix."},
+    {30, "The software of the file system is not installed."},
+    {32, "The device is still busy and was not unmounted."},
+    {1024, "The object identifier is missing."},
+    {1088, "The device is already mounted on another mount point."},
+};
+
+constexpr const char* kOtherStatusText = "The operation failed with a status that has no description.";
+
+void freeList(kfi_msg_info* list) {
+  while (list != nullptr) {
+    kfi_msg_info* const next = list->kmi_next;
+    std::free(list->kmi_id);
+    std::free(list->kmi_args);
+    std::free(list->kmi_file);
+    std::free(list);
+    list = next;
+  }
+}
+
+struct ListDeleter {
+  void operator()(kfi_msg_info* list) const { freeList(list); }
+};
+using MessageList = std::unique_ptr<kfi_msg_info, ListDeleter>;
+
+// One record without a successor; null when memory is short.
+MessageList makeRecord(const CFiMessage& message) {
+  MessageList record(static_cast<kfi_msg_info*>(std::calloc(1, sizeof(kfi_msg_info))));
+  if (record == nullptr) return record;
+  const auto* const icuMessage = dynamic_cast<const CFiIcuMessage*>(&message);
+  record->kmi_id = ::strdup(message.getMessageId().c_str());
+  record->kmi_args = ::strdup(icuMessage != nullptr ? icuMessage->serialize().c_str() : "[]");
+  record->kmi_file = ::strdup(message.getFileName().c_str());
+  record->kmi_line = message.getLineNumber();
+  record->kmi_severity = message.getSeverity();
+  const bool complete = record->kmi_id != nullptr && record->kmi_args != nullptr && record->kmi_file != nullptr;
+  return complete ? std::move(record) : MessageList();
+}
+
+}  // namespace
+
+int CFiPluginBase::errMsg(int status, const char** text) {
+  if (text == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  const auto* const found = std::find_if(std::begin(kStatusTexts), std::end(kStatusTexts),
+                                         [&](const StatusText& entry) { return entry.status == status; });
+  *text = found != std::end(kStatusTexts) ? found->text : kOtherStatusText;
+  return CFI_STATUS_SUCCESS;
+}
+
+int CFiPluginBase::getLastError(kfi_msg_info** list) {
+  if (list == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  MessageList records;
+  if (m_errorManager) {
+    kfi_msg_info* last = nullptr;
+    for (const CFiMessageSPtr& message : m_errorManager->messages()) {
+      MessageList record = makeRecord(*message);
+      if (record == nullptr) return kStatusNoMemory;
+      kfi_msg_info* const made = record.get();
+      if (last == nullptr) {
+        records = std::move(record);
+      } else {
+        last->kmi_next = record.release();
+      }
+      last = made;
+    }
+  }
+  *list = records.release();
+  return CFI_STATUS_SUCCESS;
+}
+
+int CFiPluginBase::delLastError(kfi_msg_info** list) {
+  if (list == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  freeList(*list);
+  *list = nullptr;
+  if (m_errorManager) m_errorManager->clear();
+  return CFI_STATUS_SUCCESS;
+}
+
+int CFiPluginBase::getLocaleMessage(int* length, kfi_msg_info* record, const char* language, char** text) {
+  if (length == nullptr || record == nullptr || text == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  const std::string locale = language != nullptr ? language : "";
+  const std::string found = m_catalogManager
+                                ? m_catalogManager->getText(locale, m_catalogManager->allocateMessage(record))
+                                : qmfi_runtime::untranslatedText(*CFiIcuMessage::deserialize(record));
+  char* const copy = ::strdup(found.c_str());
+  if (copy == nullptr) return kStatusNoMemory;
+  *text = copy;
+  *length = static_cast<int>(std::strlen(copy));
+  return CFI_STATUS_SUCCESS;
+}
+
+int CFiPluginBase::delLocaleMessage(char** text) {
+  if (text == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  std::free(*text);
+  *text = nullptr;
+  return CFI_STATUS_SUCCESS;
+}
+
+}  // namespace qmfi_pdk_4_4

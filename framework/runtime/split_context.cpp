@@ -1,0 +1,83 @@
+// Opening and closing of the split context.
+#include "split_context.h"
+
+#include <algorithm>
+
+#include "kfi.h"
+#include "trace_output.h"
+
+namespace qmfi_runtime {
+
+namespace {
+
+// Made when the library is loaded, so it outlives the static objects of every plug-in.
+SplitContext theSplitContext;
+
+}  // namespace
+
+SplitContext& splitContext() {
+  return theSplitContext;
+}
+
+int SplitContext::create() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  if (m_users++ != 0) return 0;
+  m_open = true;
+  return traceOutput().beginHolding();
+}
+
+void SplitContext::close() {
+  if (takeUserOff()) tellObservers();
+}
+
+// Whether that was the last user.
+bool SplitContext::takeUserOff() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  if (m_users == 0 || --m_users != 0) return false;
+  traceOutput().endHolding();
+  m_open = false;
+  return true;
+}
+
+void SplitContext::addObserver(SplitContextObserver& observer) {
+  const std::lock_guard<std::mutex> lock(m_observerMutex);
+  m_observers.emplace(++m_lastRegistration, &observer);
+}
+
+void SplitContext::removeObserver(const SplitContextObserver& observer) {
+  std::unique_lock<std::mutex> lock(m_observerMutex);
+  std::erase_if(m_observers, [&](const auto& entry) { return entry.second == &observer; });
+  m_observerIdle.wait(lock, [&] { return m_called != &observer || m_caller == std::this_thread::get_id(); });
+}
+
+void SplitContext::tellObservers() {
+  std::unique_lock<std::mutex> lock(m_observerMutex);
+  // A thread that is telling them already, which may be this one, goes on to tell them of this closing too.
+  if (m_closings++ != 0) return;
+  m_caller = std::this_thread::get_id();
+  for (unsigned told = 0; told != m_closings;) {
+    told = m_closings;
+    for (auto entry = m_observers.begin(); entry != m_observers.end();) {
+      const std::uint64_t registration = entry->first;
+      SplitContextObserver* const observer = entry->second;
+      m_called = observer;
+      lock.unlock();
+      observer->splitContextClosed();
+      lock.lock();
+      m_called = nullptr;
+      m_observerIdle.notify_all();
+      entry = m_observers.upper_bound(registration);
+    }
+  }
+  m_closings = 0;
+}
+
+}  // namespace qmfi_runtime
+
+int qmfi_create_context(void) {
+  return qmfi_runtime::splitContext().create();
+}
+
+void qmfi_close_context(void) {
+  qmfi_runtime::splitContext().close();
+}

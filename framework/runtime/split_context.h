@@ -1,0 +1,61 @@
+// The split context: the time in which file systems are frozen and nothing of the framework touches a disk.
+#ifndef SPLIT_CONTEXT_H
+#define SPLIT_CONTEXT_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace qmfi_runtime {
+
+// Told when the split context has closed.
+class SplitContextObserver {
+ public:
+  // Called without a lock held, from the thread that closes the context or, when several close it one after another,
+  // from the first of them.
+  virtual void splitContextClosed() noexcept = 0;
+
+ protected:
+  ~SplitContextObserver() = default;
+};
+
+// Counts its users. May be used from any thread.
+class SplitContext {
+ public:
+  // Opens the context or adds a user. Returns 0 or an errno value; the context is open either way.
+  int create();
+  // Takes a user off. The last one's call writes the trace records that were held back, then tells the observers.
+  void close();
+  bool isOpen() const { return m_open; }
+
+  // Throws std::bad_alloc when memory is short.
+  void addObserver(SplitContextObserver& observer);
+  // Waits for a call of the observer that another thread is making; afterwards it is never called again.
+  void removeObserver(const SplitContextObserver& observer);
+
+ private:
+  bool takeUserOff();
+  void tellObservers();
+
+  std::mutex m_mutex;
+  unsigned m_users = 0;
+  std::atomic<bool> m_open{false};
+
+  std::mutex m_observerMutex;
+  std::condition_variable m_observerIdle;
+  std::map<std::uint64_t, SplitContextObserver*> m_observers;  // by order of registration
+  std::uint64_t m_lastRegistration = 0;
+  unsigned m_closings = 0;  // not yet told
+  const SplitContextObserver* m_called = nullptr;
+  std::thread::id m_caller;
+};
+
+// The process's own.
+SplitContext& splitContext();
+
+}  // namespace qmfi_runtime
+
+#endif

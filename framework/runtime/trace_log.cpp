@@ -1,0 +1,68 @@
+// The trace log: opening, filtering, and the path of a record.
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+
+#include "cfitracelog.h"
+#include "places.h"
+#include "trace_output.h"
+#include "trace_record.h"
+
+namespace qmfi_pdk_4_4 {
+
+namespace {
+
+using qmfi_runtime::traceOutput;
+
+// The level that the environment asks for, otherwise the given one.
+int effectiveLevel(int given) {
+  const char* const text = secure_getenv("QMFI_TRACE_LEVEL");
+  const std::string_view asked = text != nullptr ? text : "";
+  const bool valid = asked.size() == 1 && asked[0] >= '1' && asked[0] <= '6';
+  return valid ? asked[0] - '0' : given;
+}
+
+}  // namespace
+
+CFiTraceLog::~CFiTraceLog() {
+  traceOutput().close(m_sink);
+}
+
+void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<char>& dir,
+                             ACE_String_Base<char>& second, int level, bool flag) {
+  const std::string directory = qmfi_runtime::logDirectory(dir.c_str());
+  const std::string file(name.c_str(), name.length());
+  dir = ACE_String_Base<char>(directory.c_str());
+  if (second.is_empty()) second = dir;
+  m_name = name;
+  m_directory = dir;
+  m_secondDirectory = second;
+  m_path = dir + "/" + name + ".log";
+  m_secondPath = second + "/" + name + ".log";
+  m_flag = flag;
+  m_initialized = true;
+  m_sink = traceOutput().open(directory, file);
+  m_failed = m_sink == nullptr;
+  if (!m_failed) m_level.store(effectiveLevel(level), std::memory_order_release);
+}
+
+void CFiTraceLog::trace(int level, const char* format, ...) {
+  if (!passes(level)) return;
+  std::va_list arguments;
+  va_start(arguments, format);
+  vtrace(level, format, arguments);
+  va_end(arguments);
+}
+
+void CFiTraceLog::vtrace(int level, const char* format, std::va_list arguments) {
+  // Acquired, so that the sink which was stored before the level is seen.
+  const int highest = m_level.load(std::memory_order_acquire);
+  if (highest == 0 || level > highest || format == nullptr) return;
+  // Callers report errno after they have traced.
+  const int callersError = errno;
+  qmfi_runtime::TraceRecord record;
+  if (record.vformat(level, format, arguments)) traceOutput().put(*m_sink, record.text());
+  errno = callersError;
+}
+
+}  // namespace qmfi_pdk_4_4

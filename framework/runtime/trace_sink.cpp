@@ -1,0 +1,42 @@
+// Opening and writing of trace files.
+#include "trace_sink.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "places.h"
+
+namespace qmfi_pdk_4_4 {
+
+namespace {
+
+constexpr mode_t kDirectoryMode = 0700;
+constexpr mode_t kFileMode = 0600;
+
+// Required: the log may lie where others can write, so nothing is followed and nothing but an ordinary file is filled.
+bool isOrdinaryFile(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+}  // namespace
+
+CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name) {
+  if (!qmfi_runtime::isPlainName(name)) return;
+  mkdir(directory.c_str(), kDirectoryMode);
+  // Without O_NONBLOCK a pipe under that name would block the open.
+  const std::string path = directory + "/" + name + ".log";
+  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  qmfi_runtime::UniqueFd file(open(path.c_str(), flags, kFileMode));
+  if (file.valid() && isOrdinaryFile(file.get())) m_file = std::move(file);
+}
+
+void CFiTraceSink::write(std::string_view record) const {
+  while (::write(m_file.get(), record.data(), record.size()) < 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace qmfi_pdk_4_4
