@@ -50,7 +50,7 @@ class EFiExecPipe {
  public:
   EFiExecPipe() = default;
   EFiExecPipe(std::string text, std::int32_t code, std::int32_t exitStatus)
-      : m_text(std::move(text)), m_wideText(m_text.begin(), m_text.end()), m_code(code), m_exitStatus(exitStatus) {}
+      : m_text(std::move(text)), m_wideText(widened(m_text)), m_code(code), m_exitStatus(exitStatus) {}
 
   // The joined output for codes 11 and 12, otherwise one line with the program and the reason.
   const std::string& getText() const { return m_text; }
@@ -62,6 +62,14 @@ class EFiExecPipe {
   std::int32_t getExitStatus() const { return m_exitStatus; }
 
  private:
+  static std::wstring widened(const std::string& text) {
+    std::wstring wide;
+    for (const unsigned char byte : text) {
+      wide.push_back(byte);
+    }
+    return wide;
+  }
+
   std::string m_text;
   std::wstring m_wideText;
   std::int32_t m_code = KFI_EXEC_PIPE_SUCCESS;
