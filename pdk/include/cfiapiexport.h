@@ -25,6 +25,7 @@ std::wstring cfi_pgn_name_wstr(CFI_WIDE(CFI_TEXT(FI_PLUGIN_PREFIX)));
 std::string cfi_pgn_name_str(CFI_TEXT(FI_PLUGIN_PREFIX));
 
 extern "C" {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of types.
 #define FI_ENTRY_POINT(suffix, result, parameters) result FI_PGN(suffix) parameters;
 #include "cfientrypoints.def"
 #undef FI_ENTRY_POINT

@@ -15,8 +15,8 @@ namespace qmfi_pdk_4_4 {
 class CFiErrorHandler : public CFiErrorHandlerBase {
  public:
   // context may be null and stays the host's; language may be empty.
-  CFiErrorHandler(kfi_context* context, CFiMessageCatalogManagerSPtr catalogManager, std::string language)
-      : m_context(context), m_language(std::move(language)), m_catalogManager(std::move(catalogManager)) {}
+  CFiErrorHandler(kfi_context* context, const CFiMessageCatalogManagerSPtr& catalogManager, std::string language)
+      : m_context(context), m_language(std::move(language)), m_catalogManager(catalogManager) {}
 
   // A null text counts as empty.
   int handleMessage(const char* text, kfi_eseverity severity) override {

@@ -60,7 +60,7 @@ class CFiTraceLog : public virtual CFiRefCount {
   bool m_failed = false;
   bool m_flag = false;
   // Required: a fixed marker that the framework reads.
-  std::int32_t m_marker = 12345;
+  [[maybe_unused]] std::int32_t m_marker = 12345;
   CFiSmartPtr<CFiErrorManager> m_errorManager;
   // Highest level written; 0 keeps everything out while the log is not open.
   std::atomic<int> m_level{0};

@@ -9,6 +9,8 @@
 #ifndef KFI_H
 #define KFI_H
 
+/* NOLINTBEGIN(modernize-use-using): C reads this header too. */
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -315,5 +317,7 @@ void qmfi_free_providerlist(kfi_provider_list* list);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-use-using) */
 
 #endif
