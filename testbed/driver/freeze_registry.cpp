@@ -20,7 +20,7 @@ namespace {
 
 // A freeze mostly waits for the kernel's grace periods. One that has begun when all freezes start makes them wait for
 // the same next one, and so end together instead of one after another.
-constexpr std::chrono::microseconds gracePeriodLead(300);
+constexpr std::chrono::milliseconds gracePeriodLead(1);
 
 dev_t deviceOf(const Descriptor& descriptor) {
   struct stat status {};

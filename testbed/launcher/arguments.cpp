@@ -62,14 +62,15 @@ Setting parseSetting(const std::string& text) {
   return {.key = parts[1], .value = parts[2]};
 }
 
-RequestKind parseRequest(std::string text) {
+RequestKind parseRequest(const std::string& request) {
+  std::string text = request;
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return c == '-' ? '_' : std::toupper(c); });
   if (text.starts_with("QM_")) text.erase(0, 3);
   if (text == "FREEZE") return RequestKind::Freeze;
   if (text == "THAW") return RequestKind::Thaw;
   if (text == "FREEZE_ALL") return RequestKind::FreezeAll;
-  throw UsageError("request \"" + text + "\" is none of QM_FREEZE, QM_THAW and QM_FREEZE_ALL");
+  throw UsageError("request \"" + request + "\" is none of QM_FREEZE, QM_THAW and QM_FREEZE_ALL");
 }
 
 int parseErrorNumber(const std::string& text) {
@@ -96,13 +97,18 @@ Fault parseFault(const std::string& text) {
   return fault;
 }
 
+std::filesystem::path realDirectory(const std::string& directory, const std::string& what) {
+  std::error_code error;
+  auto path = std::filesystem::canonical(directory, error);
+  if (!error && !std::filesystem::is_directory(path)) error = std::make_error_code(std::errc::not_a_directory);
+  if (error) throw UsageError("the " + what + " " + directory + " cannot be used: " + error.message());
+  return path;
+}
+
 std::filesystem::path findBuildTree() {
   const char* tree = std::getenv("QMFS_BUILD_DIR");
   if (tree == nullptr || *tree == '\0') throw UsageError("QMFS_BUILD_DIR does not name the build tree");
-  std::error_code error;
-  auto path = std::filesystem::canonical(tree, error);
-  if (error) throw UsageError("the build tree " + std::string(tree) + " cannot be read: " + error.message());
-  return path;
+  return realDirectory(tree, "build tree");
 }
 
 // Two volumes of one name would be one file, two at one mount point would hide each other.
@@ -130,6 +136,7 @@ Arguments parseArguments(int count, const char* const* words) {
   std::vector<std::string> volumes;
   std::vector<std::string> settings;
   std::vector<std::string> faults;
+  std::string pool;
   CLI::App app(
       "qmfs-testbed [OPTIONS] -- COMMAND [ARGUMENTS...]\nRuns COMMAND in a private root with mounted qmfs file systems "
       "and a driver that freezes them.",
@@ -140,6 +147,7 @@ Arguments parseArguments(int count, const char* const* words) {
   list("--volume", volumes, "NAME[:SIZE[:MOUNTPOINT]]", "make a volume; with a mount point, format and mount it");
   list("--set", settings, "KEY=VALUE", "set a parameter of the plug-in's configuration");
   list("--driver", faults, "fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS", "spoil the driver's N-th request of a kind");
+  app.add_option("--pool", pool, "keep the volumes in DIR, which several testbeds may share")->option_text("DIR");
 
   const auto* const end = words + count;
   const auto* const mark = std::find_if(words + 1, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
@@ -158,6 +166,7 @@ Arguments parseArguments(int count, const char* const* words) {
                       .faults = parseAll(faults, parseFault),
                       .command = std::vector<std::string>(mark + 1, end),
                       .buildTree = findBuildTree()};
+  if (!pool.empty()) arguments.pool = realDirectory(pool, "pool");
   refuseDoubles(arguments.volumes);
   return arguments;
 }

@@ -38,8 +38,9 @@ struct Arguments {
   std::vector<VolumeSpec> volumes;
   std::vector<Setting> settings;
   std::vector<Fault> faults;
-  std::vector<std::string> command;  // at least one word
-  std::filesystem::path buildTree;   // absolute, without symbolic links
+  std::optional<std::filesystem::path> pool{};  // a directory that serves as pool and outlives the testbed
+  std::vector<std::string> command;             // at least one word
+  std::filesystem::path buildTree;              // absolute, without symbolic links
 };
 
 // A command line that cannot be understood; the text says why.

@@ -24,6 +24,7 @@ constexpr std::array places = {
     Place{"testbed/programs/umount.xfs", "/sbin/umount.xfs"},
     Place{"testbed/programs/mkfs.qmfs", "/sbin/mkfs.qmfs"},
     Place{"testbed/programs/fsck.qmfs", "/sbin/fsck.qmfs"},
+    Place{"testbed/programs/fsck.qmfs", "/sbin/fsck.xfs"},
     Place{"testbed/programs/fstyp", "/opt/KRIBqmfs/sbin/fstyp"},
     Place{"testbed/programs/markdirty", "/opt/KRIBqmfs/sbin/markdirty"},
     Place{"testbed/programs/qmumount", "/opt/KRIB/bin/qmumount"},

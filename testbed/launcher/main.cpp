@@ -66,7 +66,7 @@ int guard(Guardian& guardian, pid_t session, Descriptor lifeline, const Descript
 }
 
 int launch(const Arguments& arguments) {
-  Descriptor poolImage = makePoolImage();
+  Descriptor poolImage = arguments.pool ? Descriptor() : makePoolImage();
   const Descriptor endSignals = listenForEnd();
   auto [guardianSide, sessionSide] = makeSocketPair();
   int ends[2];
@@ -89,7 +89,7 @@ int launch(const Arguments& arguments) {
   const int endedBy = guard(guardian, session, std::move(lifelineWriter), endSignals);
   int status = 0;
   checked(waitpid(session, &status, 0), "waitpid");
-  guardian.detachLeftovers();
+  if (WIFSIGNALED(status)) guardian.detachLeftovers();
   if (endedBy != 0) return 128 + endedBy;
   if (!WIFSIGNALED(status)) return shellStatus(status);
   std::fprintf(stderr, "qmfs-testbed: the supervisor was killed\n");

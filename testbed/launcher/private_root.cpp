@@ -70,7 +70,7 @@ std::vector<HostMount> hostMounts() {
 // These get something of their own, or would pull in what only the machine itself can serve.
 bool leftOut(const HostMount& mounted) {
   constexpr std::array<std::string_view, 3> trees = {"/dev", "/proc", "/sys"};
-  constexpr std::array<std::string_view, 3> types = {"autofs", "nsfs", "fuse.portal"};
+  constexpr std::array<std::string_view, 2> types = {"autofs", "nsfs"};
   return std::any_of(
              trees.begin(), trees.end(),
              [&](auto tree) { return mounted.path == tree || mounted.path.starts_with(std::string(tree) + "/"); }) ||
@@ -95,6 +95,12 @@ bool overlay(const std::string& path) {
   return mount("overlay", (newRoot + path).c_str(), "overlay", 0, options.c_str()) == 0;
 }
 
+// For what cannot lie below a layer: a single file, a file system that overlays do not take.
+void bindReadOnly(const std::string& source, const std::string& target) {
+  if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) < 0) return;
+  mountOn("none", target, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY);
+}
+
 void showHostFiles() {
   if (!overlay("")) checked(-1, "mounting an overlay of /");
   for (const auto& mounted : hostMounts()) {
@@ -102,7 +108,7 @@ void showHostFiles() {
     std::error_code error;
     if (leftOut(mounted) || !fs::exists(target, error) || !fs::exists(hostTree + mounted.path, error)) continue;
     if (fs::is_directory(target, error) && overlay(mounted.path)) continue;
-    mount((hostTree + mounted.path).c_str(), target.c_str(), nullptr, MS_BIND, nullptr);
+    bindReadOnly(hostTree + mounted.path, target);
   }
 }
 
@@ -114,9 +120,9 @@ void makePlaces() {
   fillDevices(newRoot + "/dev");
 }
 
-void showBuildTree(const fs::path& buildTree) {
-  fs::create_directories(newRoot + buildTree.string());
-  mountOn(hostTree + buildTree.string(), newRoot + buildTree.string(), nullptr, MS_BIND | MS_REC);
+void showAsItIs(const fs::path& directory, const std::string& place) {
+  fs::create_directories(newRoot + place);
+  mountOn(hostTree + directory.string(), newRoot + place, nullptr, MS_BIND | MS_REC);
 }
 
 void changeRoot() {
@@ -135,13 +141,13 @@ void writeMountTable() {
 
 }  // namespace
 
-void enterPrivateRoot(const fs::path& buildTree) {
+void enterPrivateRoot(const std::map<fs::path, std::string>& shown) {
   checked(unshare(CLONE_NEWNS | CLONE_NEWIPC | CLONE_NEWUTS), "unshare");
   umask(022);
   openStage();
   showHostFiles();
   makePlaces();
-  showBuildTree(buildTree);
+  for (const auto& [directory, place] : shown) showAsItIs(directory, place);
   changeRoot();
   writeMountTable();
 }

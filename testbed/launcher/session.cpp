@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <stdexcept>
 
@@ -42,10 +43,10 @@ void run(const std::vector<std::string>& words) {
 
 void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
   for (const auto& volume : volumes) {
-    pool.add(volume);
+    const bool isNew = pool.add(volume);
     if (!volume.mountPoint) continue;
     fs::create_directories(*volume.mountPoint);
-    run({"/sbin/mkfs.qmfs", rawDeviceOf(volume)});
+    if (isNew) run({"/sbin/mkfs.qmfs", rawDeviceOf(volume)});
     run({"/bin/mount", "-t", "qmfs", blockDeviceOf(volume), *volume.mountPoint});
   }
 }
@@ -136,10 +137,12 @@ int runSession(const Arguments& arguments, const Descriptor& lifeline, Descripto
   setsid();
   const fs::path directory = fs::current_path();
   const Descriptor childSignals = listenForChildren();
-  enterPrivateRoot(arguments.buildTree);
-  VolumePool pool(std::move(poolImage));
+  std::map<fs::path, std::string> shown = {{arguments.buildTree, arguments.buildTree}};
+  if (arguments.pool) shown.emplace(*arguments.pool, poolDirectory);
+  enterPrivateRoot(shown);
+  VolumePool pool = arguments.pool ? VolumePool::sharedPool() : VolumePool::ownPool(std::move(poolImage));
   GuardianLink link(std::move(guardian));
-  link.announcePool(pool.device());
+  if (!arguments.pool) link.announcePool(pool.device());
   install(arguments.buildTree, arguments.settings);
   makeVolumes(pool, arguments.volumes);
 
@@ -152,7 +155,7 @@ int runSession(const Arguments& arguments, const Descriptor& lifeline, Descripto
   // A process that waits for a frozen file system cannot be killed, so nothing is until all is thawed.
   thawStrayFreezes(pool.device());
   endAllProcesses();
-  detachLoopDevicesOf(pool.device());
+  if (!arguments.pool) detachLoopDevicesOf(pool.device());
   return status;
 }
 

@@ -13,7 +13,7 @@ constexpr int setUpFailed = 125;
 // process is left when it returns. To be called as process 1 of a PID namespace, which dies with it.
 //  - `lifeline`: the reading end of a pipe; its end of file asks for the take-down at once;
 //  - `guardian`: the socket to the process that thaws if this one is killed;
-//  - `poolImage`: the file for the pool.
+//  - `poolImage`: the file for a pool of its own; none when the pool is a directory of the machine.
 // Returns the command's status as a shell reports it. Throws std::exception when the testbed cannot be set up.
 int runSession(const Arguments& arguments, const Descriptor& lifeline, Descriptor guardian, Descriptor poolImage);
 

@@ -42,7 +42,7 @@ Descriptor makePoolImage() {
   return image;
 }
 
-VolumePool::VolumePool(Descriptor image) {
+VolumePool VolumePool::ownPool(Descriptor image) {
   const LoopDevice loop = attachLoopDevice(image.get());
   const std::string node = "/dev/loop" + std::to_string(loop.number);
   if (runProgram({"/sbin/mkfs.xfs", "-q", "-K", "-m", "reflink=1", node}) != 0) {
@@ -50,20 +50,32 @@ VolumePool::VolumePool(Descriptor image) {
   }
   fs::create_directory(poolDirectory);
   checked(mount(node.c_str(), poolDirectory.c_str(), "xfs", MS_NOATIME, nullptr), "mounting the pool");
-  m_device = loop.device;
+  return VolumePool(loop.device);
 }
 
-void VolumePool::add(const VolumeSpec& volume) {
+VolumePool VolumePool::sharedPool() {
+  struct stat status {};
+  checked(stat(poolDirectory.c_str(), &status), "stat of the pool");
+  return VolumePool(status.st_dev);
+}
+
+bool VolumePool::add(const VolumeSpec& volume) {
   fs::create_directories(poolDirectory + "/dg1");
   const std::string path = poolDirectory + "/dg1/" + volume.name;
-  const Descriptor file(checked(open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600), "making " + path));
-  makeSparse(file.get(), static_cast<off64_t>(volume.bytes), path);
+  Descriptor file(open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
+  const bool isNew = file.valid();
+  if (isNew) {
+    makeSparse(file.get(), static_cast<off64_t>(volume.bytes), path);
+  } else {
+    file = Descriptor(checked(open(path.c_str(), O_RDWR | O_CLOEXEC), "making " + path));
+  }
   LoopDevice loop = attachLoopDevice(file.get());
   for (const auto& node : {blockDeviceOf(volume), rawDeviceOf(volume)}) {
     fs::create_directories(fs::path(node).parent_path());
     checked(mknod(node.c_str(), S_IFBLK | 0600, loop.device), "making " + node);
   }
   m_volumes.push_back(std::move(loop));
+  return isNew;
 }
 
 }  // namespace testbed

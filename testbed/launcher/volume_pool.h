@@ -22,18 +22,24 @@ Descriptor makePoolImage();
 // A mounted file system that can share blocks between files, so that a volume is copied in no time.
 class VolumePool {
  public:
-  // Formats `image` and mounts it in the private root. Throws std::system_error or std::runtime_error.
-  explicit VolumePool(Descriptor image);
+  // Formats `image` and mounts it at poolDirectory, for this testbed alone. Throws std::system_error or
+  // std::runtime_error.
+  static VolumePool ownPool(Descriptor image);
+
+  // What is at poolDirectory already, and may be at other testbeds' too. Throws std::system_error.
+  static VolumePool sharedPool();
 
   // The device number of the pool's file system.
   dev_t device() const { return m_device; }
 
-  // Makes the volume with its block and raw device; it stays attached as long as this object lives.
-  // Throws std::system_error.
-  void add(const VolumeSpec& volume);
+  // Makes the volume's block and raw device, which stay attached as long as this object lives. A volume that a shared
+  // pool already holds is taken as it is. Returns whether it is a new one, which is blank. Throws std::system_error.
+  bool add(const VolumeSpec& volume);
 
  private:
-  dev_t m_device = 0;
+  explicit VolumePool(dev_t device) : m_device(device) {}
+
+  dev_t m_device;
   std::vector<LoopDevice> m_volumes;
 };
 

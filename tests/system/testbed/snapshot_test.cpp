@@ -1,0 +1,112 @@
+// Splitting a snapshot off frozen volumes, with the means that the testbed offers for it.
+// Volumes: "a" and "b" mounted on /mnt/a and /mnt/b.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support.h"
+
+namespace testbed_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int longTime = 100;
+
+// A descriptor of a file, closed at the end.
+class OpenFile {
+ public:
+  OpenFile(const std::string& path, int flags) : m_descriptor(open(path.c_str(), flags | O_CLOEXEC, 0600)) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() { close(m_descriptor); }
+
+  int get() const { return m_descriptor; }
+
+ private:
+  int m_descriptor;
+};
+
+// A loop device over `file` with a node at `node`; detached with its last user.
+class Attached {
+ public:
+  Attached(int file, const std::string& node) {
+    const OpenFile control("/dev/loop-control", O_RDWR);
+    const int number = ioctl(control.get(), LOOP_CTL_GET_FREE);
+    m_descriptor = open(("/dev/loop" + std::to_string(number)).c_str(), O_RDWR | O_CLOEXEC);
+    loop_config settings{};
+    settings.fd = static_cast<__u32>(file);
+    settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
+    EXPECT_EQ(ioctl(m_descriptor, LOOP_CONFIGURE, &settings), 0);
+    EXPECT_EQ(mknod(node.c_str(), S_IFBLK | 0600, makedev(7, number)), 0);
+  }
+  Attached(const Attached&) = delete;
+  Attached& operator=(const Attached&) = delete;
+  ~Attached() { close(m_descriptor); }
+
+ private:
+  int m_descriptor;
+};
+
+TEST(Snapshot, ACloneOfAFrozenVolumeMountsReadOnlyWithWhatWasThere) {
+  const OpenDirectory directory("/mnt/a");
+  const OpenFile volume("/qmfs-pool/dg1/a", O_RDONLY);
+  const OpenFile snapshot("/qmfs-pool/dg1/a-snapshot", O_RDWR | O_CREAT | O_EXCL);
+  std::ofstream("/mnt/a/before") << "before";
+  {
+    const ThawAtEnd safety({directory.get()});
+    ASSERT_EQ(freeze(directory.get(), longTime), 0);
+    ASSERT_EQ(ioctl(snapshot.get(), FICLONE, volume.get()), 0);
+    ASSERT_EQ(thaw(directory.get()), 0);
+  }
+  std::ofstream("/mnt/a/after") << "after";
+
+  const std::string node = "/dev/qm/dsk/dg1/a-snapshot";
+  const Attached attached(snapshot.get(), node);
+  ASSERT_EQ(mkdir("/mnt/a_alt", 0755), 0);
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "ro", node, "/mnt/a_alt"}).status, 0);
+  EXPECT_EQ(textOf("/mnt/a_alt/before"), "before");
+  EXPECT_FALSE(fs::exists("/mnt/a_alt/after"));
+  EXPECT_THAT(mountLines("/mnt/a_alt"), testing::ElementsAre(node + " /mnt/a_alt qmfs ro 0 0"));
+  EXPECT_EQ(run({"/opt/KRIBqmfs/sbin/fstyp", node}).output, "qmfs\n");
+  EXPECT_EQ(run({"/bin/umount", "/mnt/a_alt"}).status, 0);
+  EXPECT_EQ(run({"/sbin/fsck", "-y", "-t", "qmfs", node}).status, 0);
+}
+
+// The inner file system must be frozen first, since it writes to the outer one while it freezes.
+TEST(Snapshot, AFileSystemInAnImageOnAnotherIsFrozenWithItWhateverTheOrder) {
+  const OpenFile image("/mnt/b/image", O_RDWR | O_CREAT | O_EXCL);
+  ASSERT_EQ(ftruncate(image.get(), 320L << 20), 0);
+  const std::string node = "/dev/qm/dsk/dg1/inner";
+  const Attached attached(image.get(), node);
+  ASSERT_EQ(mkdir("/mnt/inner", 0755), 0);
+  ASSERT_EQ(run({"/sbin/mkfs", "-t", "qmfs", node}).status, 0);
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", node, "/mnt/inner"}).status, 0);
+  {
+    const OpenDirectory outer("/mnt/b");
+    const OpenDirectory inner("/mnt/inner");
+    const Writer writer("/mnt/inner/file");
+    for (const auto& order : {std::vector<int>{outer.get(), inner.get()}, {inner.get(), outer.get()}}) {
+      const ThawAtEnd safety({outer.get(), inner.get()});
+      ASSERT_TRUE(writer.waitForProgress());
+      EXPECT_EQ(freezeAll(order[0], order, longTime), 0);
+      EXPECT_TRUE(writer.waitUntilBlocked());
+      EXPECT_EQ(thaw(order[0]), 0);
+      EXPECT_EQ(thaw(order[1]), 0);
+    }
+    EXPECT_TRUE(writer.waitForProgress());
+  }
+  EXPECT_EQ(run({"/bin/umount", "/mnt/inner"}).status, 0);
+}
+
+}  // namespace
+}  // namespace testbed_test
