@@ -235,9 +235,9 @@ std::string CQmFSPlugin::dumpMountInformation(const std::string& mountPoint, con
   const std::string list = mountListCommand();
   trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd: MOUNT_CMD = %s", list.c_str());
   const CommandRun mounts = runTraced(list);
-  const std::string text = describeProbe("Dumping information about mounted devices using command ",
-                                         "Mount command failed to print mount information with  error code ", list,
-                                         mounts.error, mounts.output);
+  std::string text = describeProbe("Dumping information about mounted devices using command ",
+                                   "Mount command failed to print mount information with  error code ", list,
+                                   mounts.error, mounts.output);
   trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd = %s", text.c_str());
   return text;
 }
