@@ -39,6 +39,11 @@ const char* alternateNameInList(const kfi_domain* domain) {
   return nullptr;
 }
 
+// Whether the node has private data, or a name for the factory to make it under.
+bool hasOrCanHaveData(const kfi_domain* domain, const CFiPrivateDataFactorySPtr& factory) {
+  return factory && (domain->fid_private != nullptr || objectName(domain) != nullptr);
+}
+
 }  // namespace
 
 qmfi_objid* CQmFSPlugin::alternateIdentifier(const char* operation, const std::string& alternate) {
@@ -71,8 +76,8 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
     }
     const char* const device = firstName(snapObjects, count);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
-    if (nodeName(domain) == nullptr || objectName(domain) == nullptr || !isCommandWord(device) ||
-        altObject == nullptr || !factory) {
+    if (nodeName(domain) == nullptr || !isCommandWord(device) || altObject == nullptr ||
+        !hasOrCanHaveData(domain, factory)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     return buildAltNode(domain, device, *factory, altObject);
@@ -132,7 +137,7 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
   const auto scope = traceScope("importTreeNode");
   return guarded([&] {
     const CFiPrivateDataFactorySPtr factory = providerFactory();
-    if (objectName(domain) == nullptr || altObject == nullptr || !factory) {
+    if (domain == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     CFiPrivateDataSPtr data = factory->access(domain);
