@@ -30,17 +30,22 @@ json toJson(const Formattable& argument) {
   }
 }
 
+// The shortest kind that holds the number, as messages are made with it.
+Formattable fromInteger(std::int64_t number) {
+  const bool isShort = number == static_cast<std::int32_t>(number);
+  return isShort ? Formattable(static_cast<std::int32_t>(number)) : Formattable(number);
+}
+
 Formattable fromJson(const json& value) {
   switch (value.type()) {
     case json::value_t::string:
       return {icu::UnicodeString::fromUTF8(value.get_ref<const std::string&>())};
     case json::value_t::number_integer:
+      return fromInteger(value.get<std::int64_t>());
     case json::value_t::number_unsigned: {
-      const bool fits = value.is_number_integer() && value <= std::numeric_limits<std::int64_t>::max();
-      if (!fits) return {value.get<double>()};
-      const auto number = value.get<std::int64_t>();
-      const bool isShort = number == static_cast<std::int32_t>(number);
-      return isShort ? Formattable(static_cast<std::int32_t>(number)) : Formattable(number);
+      const auto number = value.get<std::uint64_t>();
+      constexpr std::uint64_t highest = std::numeric_limits<std::int64_t>::max();
+      return number <= highest ? fromInteger(static_cast<std::int64_t>(number)) : Formattable(value.get<double>());
     }
     case json::value_t::number_float:
       return {value.get<double>()};

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <map>
-#include <string_view>
 #include <vector>
 
 #include "cfimessagecatalog.h"
@@ -28,16 +27,18 @@ struct Patterns {
 // bundle: the locale becomes part of a file name.
 std::string canonicalLocale(const char* locale) {
   if (locale == nullptr) return {};
-  char name[ULOC_FULLNAME_CAPACITY];
+  char canonical[ULOC_FULLNAME_CAPACITY];
+  char base[ULOC_FULLNAME_CAPACITY];
   UErrorCode status = U_ZERO_ERROR;
-  const int length = uloc_getBaseName(locale, name, sizeof name, &status);
+  uloc_canonicalize(locale, canonical, sizeof canonical, &status);
+  const int length = uloc_getBaseName(canonical, base, sizeof base, &status);
   if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return {};
-  const std::string_view base(name, static_cast<std::size_t>(length));
-  const bool plain = std::all_of(base.begin(), base.end(), [](char character) {
+  const std::string name(base, static_cast<std::size_t>(length));
+  const bool plain = std::all_of(name.begin(), name.end(), [](char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
            (character >= '0' && character <= '9') || character == '_';
   });
-  return plain ? std::string(base) : std::string();
+  return plain ? name : std::string();
 }
 
 // The locale without its last part; empty after the language.
@@ -64,7 +65,7 @@ bool readBundle(const std::string& package, const std::string& locale, Patterns&
     const char* id = nullptr;
     UErrorCode entryStatus = U_ZERO_ERROR;
     const UChar* const text = ures_getNextString(bundle.get(), &length, &id, &entryStatus);
-    if (U_SUCCESS(entryStatus) && id != nullptr) patterns.byId.emplace(id, icu::UnicodeString(text, length));
+    if (text != nullptr && id != nullptr) patterns.byId.emplace(id, icu::UnicodeString(text, length));
   }
   return true;
 }

@@ -1,0 +1,35 @@
+// The framework's buffers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "kfi.h"
+
+namespace {
+
+TEST(BufferTest, isZeroed) {
+  constexpr std::size_t size = 4096;
+  auto* const buffer = static_cast<unsigned char*>(qmfi_alloc_buf(size));
+  ASSERT_NE(buffer, nullptr);
+  EXPECT_TRUE(std::all_of(buffer, buffer + size, [](unsigned char byte) { return byte == 0; }));
+  qmfi_free_buf(buffer, size);
+}
+
+TEST(BufferTest, canBeEmpty) {
+  void* const buffer = qmfi_alloc_buf(0);
+  EXPECT_NE(buffer, nullptr);
+  qmfi_free_buf(buffer, 0);
+}
+
+TEST(BufferTest, isNullWhenMemoryIsShort) {
+  // Read through a volatile object, so that no compiler objects to the size.
+  const volatile std::size_t huge = std::numeric_limits<std::size_t>::max() / 2;
+  EXPECT_EQ(qmfi_alloc_buf(huge), nullptr);
+}
+
+TEST(BufferTest, freesNull) {
+  qmfi_free_buf(nullptr, 1);
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+// Elements of provider lists.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "kfi.h"
+
+namespace {
+
+constexpr kfi_version kVersion{7, 1, 2, 3};
+
+TEST(ProviderListTest, holdsCopiesOfWhatItWasGiven) {
+  std::string name = "qmfsfi";
+  std::string first = "qmfs";
+  const char* const types[] = {first.c_str(), "other"};
+  kfi_provider_list* const list = qmfi_build_providerlist_node(name.c_str(), kVersion, 16, 2, types, 2);
+  ASSERT_NE(list, nullptr);
+  name[0] = 'X';
+  first[0] = 'X';
+  EXPECT_STREQ(list->kpl_name, "qmfsfi");
+  EXPECT_EQ(list->kpl_version.kv_major, 7);
+  EXPECT_EQ(list->kpl_version.kv_minor, 1);
+  EXPECT_EQ(list->kpl_version.kv_patch, 2);
+  EXPECT_EQ(list->kpl_version.kv_build, 3);
+  EXPECT_EQ(list->kpl_attr[0], 16);
+  EXPECT_EQ(list->kpl_attr[1], 2);
+  EXPECT_EQ(list->kpl_next, nullptr);
+  EXPECT_EQ(list->kpl_reserved, nullptr);
+  ASSERT_NE(list->kpl_fitypes, nullptr);
+  EXPECT_STREQ(list->kpl_fitypes->ksl_value, "qmfs");
+  ASSERT_NE(list->kpl_fitypes->ksl_next, nullptr);
+  EXPECT_STREQ(list->kpl_fitypes->ksl_next->ksl_value, "other");
+  EXPECT_EQ(list->kpl_fitypes->ksl_next->ksl_next, nullptr);
+  qmfi_free_providerlist(list);
+}
+
+TEST(ProviderListTest, canBeWithoutTypes) {
+  kfi_provider_list* const list = qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, nullptr, 0);
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(list->kpl_fitypes, nullptr);
+  qmfi_free_providerlist(list);
+}
+
+TEST(ProviderListTest, isNullForAnInvalidArgument) {
+  const char* const types[] = {"qmfs", nullptr};
+  EXPECT_EQ(qmfi_build_providerlist_node(nullptr, kVersion, 0, 0, types, 1), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, types, -1), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, types, 2), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, nullptr, 1), nullptr);
+}
+
+TEST(ProviderListTest, isFreedWhole) {
+  kfi_provider_list* const first = qmfi_build_providerlist_node("first", kVersion, 0, 0, nullptr, 0);
+  kfi_provider_list* const second = qmfi_build_providerlist_node("second", kVersion, 0, 0, nullptr, 0);
+  first->kpl_next = second;
+  qmfi_free_providerlist(first);
+  qmfi_free_providerlist(nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+// The split context: while it is open trace records stay in memory, and when it closes they are written in order.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "trace_fixture.h"
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+using testing::ElementsAre;
+
+class SplitContextTest : public testing::Test {
+ protected:
+  TraceDirectory m_place;
+};
+
+TEST_F(SplitContextTest, holdsRecordsBackUntilItCloses) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  log.trace(1, "before");
+  const std::string before = m_place.content();
+  {
+    const OpenSplitContext context;
+    EXPECT_EQ(context.result, 0);
+    log.trace(1, "first");
+    log.trace(1, "%s", std::string(5000, 'x').c_str());
+    EXPECT_EQ(m_place.content(), before);
+  }
+  log.trace(1, "after");
+  EXPECT_THAT(m_place.texts(), ElementsAre("before", "first", std::string(5000, 'x'), "after"));
+}
+
+TEST_F(SplitContextTest, countsItsUsers) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  EXPECT_EQ(qmfi_create_context(), 0);
+  EXPECT_EQ(qmfi_create_context(), 0);
+  log.trace(1, "held");
+  qmfi_close_context();
+  EXPECT_EQ(m_place.content(), "");
+  qmfi_close_context();
+  EXPECT_THAT(m_place.texts(), ElementsAre("held"));
+}
+
+TEST_F(SplitContextTest, doesNothingOnACloseWithoutAnOpen) {
+  qmfi_close_context();
+  qmfi_close_context();
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  const OpenSplitContext context;
+  log.trace(1, "held");
+  EXPECT_EQ(m_place.content(), "");
+}
+
+TEST_F(SplitContextTest, opensAgainAfterItClosed) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  for (const char* const text : {"one", "two"}) {
+    const std::string before = m_place.content();
+    const OpenSplitContext context;
+    log.trace(1, "%s", text);
+    EXPECT_EQ(m_place.content(), before);
+  }
+  EXPECT_THAT(m_place.texts(), ElementsAre("one", "two"));
+}
+
+TEST_F(SplitContextTest, keepsTheLogsApart) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  CFiTraceLog other;
+  ACE_String_Base<char> first;
+  ACE_String_Base<char> second;
+  other.initialize("other", first, second, 1, false);
+  {
+    const OpenSplitContext context;
+    log.trace(1, "mine 1");
+    other.trace(1, "its");
+    log.trace(1, "mine 2");
+  }
+  EXPECT_THAT(m_place.texts(), ElementsAre("mine 1", "mine 2"));
+  EXPECT_THAT(m_place.directory().read("other.log"), testing::EndsWith(" L1 its\n"));
+}
+
+TEST_F(SplitContextTest, writesTheRecordsOfALogThatIsGone) {
+  {
+    const OpenSplitContext context;
+    CFiTraceLog log;
+    m_place.open(log, 1);
+    log.trace(1, "held");
+  }
+  EXPECT_THAT(m_place.texts(), ElementsAre("held"));
+}
+
+TEST_F(SplitContextTest, keepsTheFirstRecordsAndCountsThoseWithoutRoom) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  const std::string text(1000, 'x');
+  constexpr std::size_t written = 3000;
+  {
+    const OpenSplitContext context;
+    for (std::size_t i = 0; i < written; ++i) log.trace(1, "%zu %s", i, text.c_str());
+  }
+  log.trace(1, "after");
+  std::vector<std::string> texts = m_place.texts();
+  ASSERT_GT(texts.size(), 900U);
+  ASSERT_LT(texts.size(), 1100U);
+  const std::size_t kept = texts.size() - 2;
+  for (std::size_t i = 0; i < kept; ++i) ASSERT_EQ(texts[i], std::to_string(i) + " " + text);
+  EXPECT_EQ(texts[kept], "Trace records dropped while file systems were frozen: " + std::to_string(written - kept));
+  EXPECT_EQ(texts[kept + 1], "after");
+}
+
+}  // namespace
