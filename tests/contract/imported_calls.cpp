@@ -1,0 +1,213 @@
+// The calls that the plug-in makes of others, taken over by the test program.
+#include "imported_calls.h"
+
+#include <dlfcn.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+std::string pathOf(int descriptor) {
+  std::array<char, 4096> path{};
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+  return length >= 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : "descriptor is not open";
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& stream, const DriverRequest& request) {
+  stream << std::hex << request.request << std::dec << " on " << request.path << " argument " << request.argument
+         << " timeout " << request.timeout << " paths";
+  for (const auto& path : request.paths) stream << " " << path;
+  return stream;
+}
+
+std::ostream& operator<<(std::ostream& stream, const IdentifierRequest& request) {
+  return stream << "\"" << request.name << "\" length " << request.length << " kind " << request.kind;
+}
+
+DriverRequest freezeAll(std::vector<std::string> paths, std::int32_t timeout) {
+  const std::string first = paths.front();
+  return {QM_FREEZE_ALL, first, 0, std::move(paths), timeout};
+}
+
+DriverRequest freeze(const std::string& path, std::int32_t timeout) {
+  return {QM_FREEZE, path, timeout, {}, 0};
+}
+
+DriverRequest thaw(const std::string& path) {
+  return {QM_THAW, path, 0, {}, 0};
+}
+
+ImportedCalls& importedCalls() {
+  static ImportedCalls calls;
+  return calls;
+}
+
+void ImportedCalls::reset(void* library) {
+  forget();
+  const std::lock_guard lock(m_mutex);
+  m_library = library;
+  m_driverFailures.clear();
+  m_contextFailure.reset();
+  m_bufferFailure.reset();
+  m_identifierFailure.reset();
+}
+
+void ImportedCalls::failDriver(std::uint32_t request, int number, int error) {
+  const std::lock_guard lock(m_mutex);
+  m_driverFailures[request][number] = error;
+}
+
+void ImportedCalls::failContext(int error) {
+  const std::lock_guard lock(m_mutex);
+  m_contextFailure = error;
+}
+
+void ImportedCalls::failBuffer(std::size_t size) {
+  const std::lock_guard lock(m_mutex);
+  m_bufferFailure = size;
+}
+
+void ImportedCalls::failIdentifier(const std::string& name) {
+  const std::lock_guard lock(m_mutex);
+  m_identifierFailure = name;
+}
+
+std::vector<DriverRequest> ImportedCalls::driverRequests() const {
+  const std::lock_guard lock(m_mutex);
+  return m_driverRequests;
+}
+
+std::vector<unsigned> ImportedCalls::sleeps() const {
+  const std::lock_guard lock(m_mutex);
+  return m_sleeps;
+}
+
+std::vector<std::string> ImportedCalls::contextCalls() const {
+  const std::lock_guard lock(m_mutex);
+  return m_contextCalls;
+}
+
+std::vector<IdentifierRequest> ImportedCalls::identifierRequests() const {
+  const std::lock_guard lock(m_mutex);
+  return m_identifierRequests;
+}
+
+void ImportedCalls::forget() {
+  const std::lock_guard lock(m_mutex);
+  m_driverRequests.clear();
+  m_sleeps.clear();
+  m_contextCalls.clear();
+  m_identifierRequests.clear();
+}
+
+template <typename Function>
+Function* ImportedCalls::real(const char* name) const {
+  return m_library != nullptr ? reinterpret_cast<Function*>(dlsym(m_library, name)) : nullptr;
+}
+
+int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t argument) {
+  DriverRequest noted{request, pathOf(descriptor), static_cast<std::int32_t>(argument), {}, 0};
+  if (request == QM_FREEZE_ALL) {
+    const auto& record = *reinterpret_cast<const FreezeAllRecord*>(argument);
+    noted.argument = 0;
+    noted.timeout = record.timeout;
+    for (std::int32_t i = 0; i < record.count; ++i) noted.paths.push_back(pathOf(record.descriptors[i]));
+  }
+  const std::lock_guard lock(m_mutex);
+  m_driverRequests.push_back(noted);
+  std::map<int, int> left;
+  int error = 0;
+  for (const auto& [number, failure] : m_driverFailures[request]) {
+    if (number == 1) {
+      error = failure;
+    } else {
+      left[number - 1] = failure;
+    }
+  }
+  m_driverFailures[request] = left;
+  errno = error != 0 ? error : errno;
+  return error != 0 ? -1 : 0;
+}
+
+unsigned ImportedCalls::sleep(unsigned seconds) {
+  const std::lock_guard lock(m_mutex);
+  m_sleeps.push_back(seconds);
+  return 0;
+}
+
+int ImportedCalls::createContext() {
+  const std::lock_guard lock(m_mutex);
+  m_contextCalls.emplace_back("create");
+  // It counts also when it fails, since the caller closes it.
+  const int result = real<int()>("qmfi_create_context")();
+  return std::exchange(m_contextFailure, std::nullopt).value_or(result);
+}
+
+void ImportedCalls::closeContext() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_contextCalls.emplace_back("close");
+  }
+  // Closing hands out messages, and their handlers may call back.
+  real<void()>("qmfi_close_context")();
+}
+
+void* ImportedCalls::allocate(std::size_t size) {
+  const std::lock_guard lock(m_mutex);
+  if (m_bufferFailure == size) {
+    m_bufferFailure.reset();
+    return nullptr;
+  }
+  return real<void*(std::size_t)>("qmfi_alloc_buf")(size);
+}
+
+qmfi_objid* ImportedCalls::identifier(const char* name, std::uint32_t length, std::int32_t kind) {
+  const std::lock_guard lock(m_mutex);
+  m_identifierRequests.push_back({name != nullptr ? name : "", length, kind});
+  if (name != nullptr && m_identifierFailure == name) return nullptr;
+  return real<qmfi_objid*(const char*, std::uint32_t, std::int32_t)>("qmfi_get_objid")(name, length, kind);
+}
+
+extern "C" {
+
+int ioctl(int descriptor, unsigned long request, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, request);
+  const auto argument = va_arg(arguments, std::uintptr_t);
+  va_end(arguments);
+  const auto number = static_cast<std::uint32_t>(request);
+  if (number == QM_FREEZE || number == QM_THAW || number == QM_FREEZE_ALL) {
+    return importedCalls().driver(descriptor, number, argument);
+  }
+  return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+}
+
+unsigned sleep(unsigned seconds) {
+  return importedCalls().sleep(seconds);
+}
+
+int qmfi_create_context() {
+  return importedCalls().createContext();
+}
+
+void qmfi_close_context() {
+  importedCalls().closeContext();
+}
+
+void* qmfi_alloc_buf(std::size_t size) {
+  return importedCalls().allocate(size);
+}
+
+qmfi_objid* qmfi_get_objid(const char* name, std::uint32_t length, std::int32_t kind) {
+  return importedCalls().identifier(name, length, kind);
+}
+}

@@ -1,0 +1,94 @@
+// The calls that the plug-in makes of others, taken over by the test program: the kernel driver's requests, the pauses
+// between attempts, and the framework's buffers, identifiers and split context. The program exports functions of these
+// names, which the dynamic linker finds before the real ones; what is not answered here is handed on.
+#ifndef IMPORTED_CALLS_H
+#define IMPORTED_CALLS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "foreign_framework.h"
+
+// One request to the kernel driver.
+struct DriverRequest {
+  std::uint32_t request = 0;
+  std::string path;                // of the descriptor that it was issued on
+  std::int32_t argument = 0;       // QM_FREEZE: the time-out, QM_THAW: 0; QM_FREEZE_ALL: 0, its record is below
+  std::vector<std::string> paths;  // QM_FREEZE_ALL: of the record's descriptors
+  std::int32_t timeout = 0;        // QM_FREEZE_ALL: the record's
+
+  bool operator==(const DriverRequest&) const = default;
+};
+std::ostream& operator<<(std::ostream& stream, const DriverRequest& request);
+
+DriverRequest freezeAll(std::vector<std::string> paths, std::int32_t timeout);
+DriverRequest freeze(const std::string& path, std::int32_t timeout);
+DriverRequest thaw(const std::string& path);
+
+// A request for an identifier.
+struct IdentifierRequest {
+  std::string name;
+  std::uint32_t length = 0;
+  std::int32_t kind = 0;
+
+  bool operator==(const IdentifierRequest&) const = default;
+};
+std::ostream& operator<<(std::ostream& stream, const IdentifierRequest& request);
+
+// Notes the calls and fails those that it is told to. All may be used from any thread.
+class ImportedCalls {
+ public:
+  // Forgets all and fails nothing. library: where the framework's own functions are found, null for none.
+  void reset(void* library);
+
+  // Fails the number-th request of that kind from now on, counted from 1, with that error number.
+  void failDriver(std::uint32_t request, int number, int error);
+  // Fails the next opening of the split context with that error number.
+  void failContext(int error);
+  // Fails the next allocation of a buffer of that size.
+  void failBuffer(std::size_t size);
+  // Answers requests for the identifier of that name with null.
+  void failIdentifier(const std::string& name);
+
+  std::vector<DriverRequest> driverRequests() const;
+  std::vector<unsigned> sleeps() const;
+  // "create" and "close", in order.
+  std::vector<std::string> contextCalls() const;
+  std::vector<IdentifierRequest> identifierRequests() const;
+  // Forgets what was noted, not what is to fail.
+  void forget();
+
+  // What the taken-over functions do.
+  int driver(int descriptor, std::uint32_t request, std::uintptr_t argument);
+  unsigned sleep(unsigned seconds);
+  int createContext();
+  void closeContext();
+  void* allocate(std::size_t size);
+  qmfi_objid* identifier(const char* name, std::uint32_t length, std::int32_t kind);
+
+ private:
+  template <typename Function>
+  Function* real(const char* name) const;
+
+  mutable std::mutex m_mutex;
+  void* m_library = nullptr;
+  std::vector<DriverRequest> m_driverRequests;
+  std::vector<unsigned> m_sleeps;
+  std::vector<std::string> m_contextCalls;
+  std::vector<IdentifierRequest> m_identifierRequests;
+  std::map<std::uint32_t, std::map<int, int>> m_driverFailures;  // request, how many calls away, error number
+  std::optional<int> m_contextFailure;
+  std::optional<std::size_t> m_bufferFailure;
+  std::optional<std::string> m_identifierFailure;
+};
+
+ImportedCalls& importedCalls();
+
+#endif

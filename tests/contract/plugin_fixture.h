@@ -1,0 +1,148 @@
+// Test fixtures that load the built plug-in and use nothing but its exports, as a foreign framework would.
+#ifndef PLUGIN_FIXTURE_H
+#define PLUGIN_FIXTURE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <filesystem>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "foreign_framework.h"
+#include "imported_calls.h"
+#include "mount_table_file.h"
+#include "stand_in_programs.h"
+
+// The exports of the plug-in, and the framework's functions, by their names without the provider's prefix.
+struct PluginFunctions {
+#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
+  FOREIGN_ENTRY_POINTS(MEMBER)
+  FOREIGN_HELPERS(MEMBER)
+#undef MEMBER
+};
+
+struct FrameworkFunctions {
+#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
+  FOREIGN_FRAMEWORK_FUNCTIONS(MEMBER)
+#undef MEMBER
+};
+
+// One record of the trace log.
+struct TraceRecord {
+  int level = 0;
+  std::string text;
+
+  bool operator==(const TraceRecord&) const = default;
+};
+std::ostream& operator<<(std::ostream& stream, const TraceRecord& record);
+
+// The entry or exit of a traced function.
+struct TraceScope {
+  bool entered = false;
+  std::string function;
+  std::string place;  // "line, file"
+
+  bool operator==(const TraceScope&) const = default;
+};
+
+// One pushed message. arguments: all of them, in order, separated by ", ".
+struct PushedMessage {
+  std::string id;
+  std::string arguments;
+  int severity = 0;
+  std::string file;
+  int line = 0;
+};
+
+// A call of the framework's message callback.
+struct CallbackCall {
+  std::string nativeText;
+  std::string defaultText;
+  int severity = 0;
+};
+
+// The plug-in loaded, not started. Everything is checked to be given back: descriptors, children, mounts.
+class LoadedPlugin : public ::testing::Test {
+ protected:
+  LoadedPlugin();
+  ~LoadedPlugin() override;
+  void SetUp() override;
+  void TearDown() override;
+
+  // Calls init; the context's language is m_language.
+  int startPlugin();
+  // Writes the provider's configuration file, read when it starts.
+  void configure(const std::string& text);
+
+  // A name as the framework's identifier, kind 1, and a node of that name, zeroed otherwise. Nodes are de-initialised
+  // before the plug-in is stopped.
+  qmfi_objid* object(const std::string& name);
+  kfi_domain& node(const std::string& name);
+  // A node that is initialised as the framework does it: by init_node with a configuration domain. Expects success.
+  kfi_domain& initialisedNode(const std::string& mountPoint);
+  // The configuration domain that initialisedNode uses; its private data are there once one node is initialised.
+  kfi_domain& configurationDomain();
+
+  // The trace records since the last forget() or the start of the log, without the entry and exit records of functions;
+  // and those alone.
+  std::vector<TraceRecord> trace() const;
+  std::vector<TraceScope> scopes() const;
+  // Whether the log file is there.
+  bool hasTraceLog() const;
+  // The pushed messages, newest first. They are forgotten then.
+  std::vector<PushedMessage> messages();
+  // Command lines, driver requests and trace records that came before are forgotten.
+  void forget();
+
+  // Descriptors that this process has open on a path, and closing them.
+  static std::vector<int> descriptorsOf(const std::string& path);
+  static void closeDescriptorsOf(const std::string& path);
+  // A new directory of the test's own.
+  std::string makeDirectory(const std::string& name);
+
+  PluginFunctions plugin;
+  FrameworkFunctions framework;
+  StandInPrograms programs;
+  MountTableFile table;
+  std::optional<std::string> language;
+  std::vector<CallbackCall> callbacks;
+  // For a test that stops the plug-in by itself.
+  bool started = false;
+
+ private:
+  // What init is given. The plug-in hands the record back to the callback.
+  struct Context {
+    kfi_context record{};
+    LoadedPlugin* owner = nullptr;
+  };
+  static void receive(kfi_context* context, const char* nativeText, const char* defaultText, std::int32_t severity);
+  void loadPlugin();
+  std::vector<TraceRecord> wholeTrace() const;
+
+  std::filesystem::path m_directory;
+  void* m_library = nullptr;
+  Context m_context;
+  std::string m_languageName;
+  char* m_languagePointer = nullptr;
+  std::deque<kfi_domain> m_nodes;
+  kfi_domain* m_configurationDomain = nullptr;
+  std::size_t m_forgottenRecords = 0;
+  std::size_t m_forgottenScopes = 0;
+  std::vector<std::string> m_descriptorsBefore;
+  std::string m_mountsBefore;
+};
+
+// The plug-in started, with everything that came of it forgotten.
+class StartedPlugin : public LoadedPlugin {
+ protected:
+  void SetUp() override;
+};
+
+// A text for a parameter that is not const but only read.
+char* operator""_text(const char* text, std::size_t length);
+
+#endif

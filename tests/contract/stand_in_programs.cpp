@@ -1,0 +1,104 @@
+// Directs the stand-ins for the system's programs.
+#include "stand_in_programs.h"
+
+#include <sys/statfs.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "stand_in_files.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::array programs = {
+    "/bin/mount",
+    "/bin/umount",
+    "/bin/mkdir",
+    "/bin/rmdir",
+    "/bin/rpm",
+    "/bin/grep",
+    "/sbin/mkfs",
+    "/sbin/fsck",
+    "/sbin/fuser",
+    "/opt/KRIB/bin/qmumount",
+    "/opt/KRIBqmfs/sbin/fstyp",
+};
+
+// Further places where the plug-in looks for the file system's programs.
+constexpr std::array otherCandidates = {
+    "/sbin/fs/qmfs/qmumount",    "/usr/lib/fs/qmfs/qmumount",
+    "/opt/KRIB/bin/umount",      "/usr/lib/fs/qmfs/umount",
+    "/opt/KRIBqmfs/sbin/umount", "/opt/KRIB/bin/fstyp",
+    "/usr/sbin/fstyp",           "/sbin/fstyp",
+    "/usr/lib/fs/qmfs/fstyp",    "/etc/fstyp",
+};
+
+// Both are put there by the testbed, and only in its private root.
+constexpr std::array marks = {"/usr/libexec/qmfs-testbed/mount", "/etc/rpm/macros.qmfs-testbed"};
+
+bool isOverlay(const char* path) {
+  constexpr long overlayMagic = 0x794c7630;
+  struct statfs status {};
+  return statfs(path, &status) == 0 && status.f_type == overlayMagic;
+}
+
+}  // namespace
+
+void requirePrivateRoot() {
+  bool isPrivate = isOverlay("/") && isOverlay("/etc") && isOverlay("/usr/bin");
+  for (const char* mark : marks) isPrivate = isPrivate && fs::exists(mark);
+  if (!isPrivate) {
+    std::fputs("This test overwrites system programs and runs in the testbed only: testbed/qmfs-testbed -- PROGRAM\n",
+               stderr);
+    std::exit(2);
+  }
+}
+
+StandInPrograms::StandInPrograms() {
+  requirePrivateRoot();
+  fs::remove_all(STAND_IN_DIRECTORY);
+  fs::create_directories(STAND_IN_DIRECTORY);
+  for (const char* candidate : otherCandidates) remove(candidate);
+  for (const char* program : programs) install(program);
+}
+
+StandInPrograms::~StandInPrograms() {
+  std::error_code ignored;
+  fs::remove_all(STAND_IN_DIRECTORY, ignored);
+}
+
+void StandInPrograms::install(const std::string& program) {
+  // A link of the testbed's own is replaced, never written through: it leads into the build tree.
+  if (fs::is_symlink(program) && fs::read_symlink(program) == CONTRACT_STAND_IN) return;
+  fs::create_directories(fs::path(program).parent_path());
+  fs::remove(program);
+  fs::create_symlink(CONTRACT_STAND_IN, program);
+}
+
+void StandInPrograms::remove(const std::string& program) {
+  fs::remove(program);
+}
+
+void StandInPrograms::answer(const std::string& program, const Answer& answer) {
+  std::ofstream(standInAnswerBase(program) + ".always") << answer.text();
+}
+
+void StandInPrograms::answerNext(const std::string& program, const Answer& answer) {
+  std::ofstream(standInAnswerBase(program) + "." + std::to_string(++m_answers[program])) << answer.text();
+}
+
+std::vector<std::string> StandInPrograms::commands() const {
+  std::ifstream record(STAND_IN_RECORD);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(record, line);) lines.push_back(line);
+  return lines;
+}
+
+void StandInPrograms::forget() {
+  fs::remove(STAND_IN_RECORD);
+}
