@@ -3,9 +3,11 @@
 #define TRACE_FIXTURE_H
 
 #include <algorithm>
-#include <regex>
+#include <cctype>
+#include <cstdio>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cfitracelog.h"
@@ -16,6 +18,17 @@ struct TraceRecordText {
   std::string head;  // time, process and thread, level
   std::string text;
 };
+
+// Whether a text is "2026-11-21T06:07:08.123456Z 4711.4712 L3", with any digits.
+inline bool isHead(const std::string& text) {
+  constexpr std::string_view time = "dddd-dd-ddTdd:dd:dd.ddddddZ";
+  const bool timeMatches =
+      std::equal(time.begin(), time.end(), text.begin(), text.begin() + std::min(time.size(), text.size()),
+                 [](char form, char found) { return form == 'd' ? std::isdigit(found) != 0 : form == found; });
+  int end = -1;
+  return timeMatches && sscanf(text.c_str() + time.size(), " %*d.%*d L%*1d%n", &end) == 0 &&
+         time.size() + static_cast<std::size_t>(end) == text.size();
+}
 
 class TraceDirectory {
  public:
@@ -32,12 +45,11 @@ class TraceDirectory {
 
   // The records of the file; one that is not of the right form has an empty head.
   std::vector<TraceRecordText> records() const {
-    static const std::regex head(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z \d+\.\d+ L\d)");
     std::vector<TraceRecordText> records;
     std::istringstream lines(content());
     for (std::string line; std::getline(lines, line);) {
       const std::size_t end = std::min(line.find(" L") + 3, line.size());
-      const bool matches = std::regex_match(line.begin(), line.begin() + static_cast<long>(end), head);
+      const bool matches = isHead(line.substr(0, end));
       records.push_back(matches ? TraceRecordText{line.substr(0, end), line.substr(end + 1)}
                                 : TraceRecordText{"", line});
     }
