@@ -69,23 +69,28 @@ class CFiTraceLog : public virtual CFiRefCount {
 
 using CFiTraceLogSPtr = CFiSmartPtr<CFiTraceLog>;
 
-// Traces the entry of a function when made and its exit when destroyed. Keeps its own reference to the log, so the exit
-// is written even when the plug-in has dropped the log meanwhile. The names are not copied and must outlive the scope.
+// Traces the entry of a function when made and its exit when destroyed. While the level passes it keeps its own reference
+// to the log, so the exit is written even when the plug-in has dropped the log meanwhile; a scope that is filtered keeps
+// none and takes no lock. The names are not copied and must outlive the scope.
 class CFiTraceLogFunction {
  public:
   // log may be empty and function null: then nothing is traced. path is the source file; only what follows its last '/'
   // is kept.
-  CFiTraceLogFunction(const CFiTraceLogSPtr& log, const char* function, int line, const char* path)
-      : m_log(log), m_function(function), m_line(line), m_file(fileNameOf(path)) {
-    if (m_log && m_function != nullptr && m_log->passes(CFI_TRACE_DETAIL)) {
-      m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
+  CFiTraceLogFunction(const CFiTraceLogSPtr& log, const char* function, int line, const char* path) {
+    if (!log || function == nullptr || !log->passes(CFI_TRACE_DETAIL)) {
+      return;
     }
+    m_log = log;
+    m_function = function;
+    m_line = line;
+    m_file = fileNameOf(path);
+    m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
   }
   CFiTraceLogFunction(const CFiTraceLogFunction&) = delete;
   CFiTraceLogFunction& operator=(const CFiTraceLogFunction&) = delete;
 
   virtual ~CFiTraceLogFunction() {
-    if (!m_log || m_function == nullptr || m_file == nullptr || !m_log->passes(CFI_TRACE_DETAIL)) {
+    if (!m_log) {
       return;
     }
     if (m_line == 0) {
@@ -103,9 +108,9 @@ class CFiTraceLogFunction {
   }
 
   CFiTraceLogSPtr m_log;
-  const char* m_function;
-  std::int32_t m_line;
-  const char* m_file;
+  const char* m_function = nullptr;
+  std::int32_t m_line = 0;
+  const char* m_file = nullptr;
 };
 
 // Base of everything that traces: keeps a counted reference to the plug-in's log.
