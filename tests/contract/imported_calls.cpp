@@ -59,6 +59,7 @@ void ImportedCalls::reset(void* library) {
   m_contextFailure.reset();
   m_bufferFailure.reset();
   m_identifierFailure.reset();
+  m_providerListFailure = false;
 }
 
 void ImportedCalls::failDriver(std::uint32_t request, int number, int error) {
@@ -76,9 +77,19 @@ void ImportedCalls::failBuffer(std::size_t size) {
   m_bufferFailure = size;
 }
 
+void ImportedCalls::failProviderList() {
+  const std::lock_guard lock(m_mutex);
+  m_providerListFailure = true;
+}
+
 void ImportedCalls::failIdentifier(const std::string& name) {
   const std::lock_guard lock(m_mutex);
   m_identifierFailure = name;
+}
+
+void ImportedCalls::stopClock(std::time_t now) {
+  const std::lock_guard lock(m_mutex);
+  m_stoppedClock = now;
 }
 
 std::vector<DriverRequest> ImportedCalls::driverRequests() const {
@@ -144,6 +155,13 @@ unsigned ImportedCalls::sleep(unsigned seconds) {
   return 0;
 }
 
+std::time_t ImportedCalls::time() {
+  const std::lock_guard lock(m_mutex);
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return m_stoppedClock.value_or(now.tv_sec);
+}
+
 int ImportedCalls::createContext() {
   const std::lock_guard lock(m_mutex);
   m_contextCalls.emplace_back("create");
@@ -177,6 +195,14 @@ qmfi_objid* ImportedCalls::identifier(const char* name, std::uint32_t length, st
   return real<qmfi_objid*(const char*, std::uint32_t, std::int32_t)>("qmfi_get_objid")(name, length, kind);
 }
 
+kfi_provider_list* ImportedCalls::providerListElement(const char* name, kfi_version version, std::int32_t attr1,
+                                                      std::int32_t attr2, const char* const* fitypes, int count) {
+  const std::lock_guard lock(m_mutex);
+  if (std::exchange(m_providerListFailure, false)) return nullptr;
+  return real<kfi_provider_list*(const char*, kfi_version, std::int32_t, std::int32_t, const char* const*, int)>(
+      "qmfi_build_providerlist_node")(name, version, attr1, attr2, fitypes, count);
+}
+
 extern "C" {
 
 int ioctl(int descriptor, unsigned long request, ...) noexcept {
@@ -195,6 +221,12 @@ unsigned sleep(unsigned seconds) {
   return importedCalls().sleep(seconds);
 }
 
+std::time_t time(std::time_t* result) noexcept {
+  const std::time_t now = importedCalls().time();
+  if (result != nullptr) *result = now;
+  return now;
+}
+
 int qmfi_create_context() {
   return importedCalls().createContext();
 }
@@ -209,5 +241,10 @@ void* qmfi_alloc_buf(std::size_t size) {
 
 qmfi_objid* qmfi_get_objid(const char* name, std::uint32_t length, std::int32_t kind) {
   return importedCalls().identifier(name, length, kind);
+}
+
+kfi_provider_list* qmfi_build_providerlist_node(const char* name, kfi_version version, std::int32_t attr1,
+                                                std::int32_t attr2, const char* const* fitypes, int count) {
+  return importedCalls().providerListElement(name, version, attr1, attr2, fitypes, count);
 }
 }

@@ -1,11 +1,13 @@
 // The calls that the plug-in makes of others, taken over by the test program: the kernel driver's requests, the pauses
-// between attempts, and the framework's buffers, identifiers and split context. The program exports functions of these
-// names, which the dynamic linker finds before the real ones; what is not answered here is handed on.
+// between attempts, the clock, and the framework's buffers, identifiers and split context. The program exports
+// functions of these names, which the dynamic linker finds before the real ones; what is not answered here is handed
+// on.
 #ifndef IMPORTED_CALLS_H
 #define IMPORTED_CALLS_H
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -54,8 +56,12 @@ class ImportedCalls {
   void failContext(int error);
   // Fails the next allocation of a buffer of that size.
   void failBuffer(std::size_t size);
+  // Fails the next making of a provider list's element.
+  void failProviderList();
   // Answers requests for the identifier of that name with null.
   void failIdentifier(const std::string& name);
+  // Stops the clock at that time.
+  void stopClock(std::time_t now);
 
   std::vector<DriverRequest> driverRequests() const;
   std::vector<unsigned> sleeps() const;
@@ -68,10 +74,13 @@ class ImportedCalls {
   // What the taken-over functions do.
   int driver(int descriptor, std::uint32_t request, std::uintptr_t argument);
   unsigned sleep(unsigned seconds);
+  std::time_t time();
   int createContext();
   void closeContext();
   void* allocate(std::size_t size);
   qmfi_objid* identifier(const char* name, std::uint32_t length, std::int32_t kind);
+  kfi_provider_list* providerListElement(const char* name, kfi_version version, std::int32_t attr1, std::int32_t attr2,
+                                         const char* const* fitypes, int count);
 
  private:
   template <typename Function>
@@ -87,6 +96,8 @@ class ImportedCalls {
   std::optional<int> m_contextFailure;
   std::optional<std::size_t> m_bufferFailure;
   std::optional<std::string> m_identifierFailure;
+  std::optional<std::time_t> m_stoppedClock;
+  bool m_providerListFailure = false;
 };
 
 ImportedCalls& importedCalls();

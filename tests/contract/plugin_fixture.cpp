@@ -50,6 +50,47 @@ std::ostream& operator<<(std::ostream& stream, const TraceRecord& record) {
   return stream << "L" << record.level << " " << record.text;
 }
 
+std::ostream& operator<<(std::ostream& stream, const PushedMessage& message) {
+  return stream << message.id << " (" << message.arguments << ") severity " << message.severity << " from "
+                << message.file << ":" << message.line;
+}
+
+TraceRecord traced(int level, const std::string& text) {
+  return {level, text};
+}
+
+void expectMessage(const std::vector<PushedMessage>& messages, const std::string& id, const std::string& arguments,
+                   int severity) {
+  ASSERT_EQ(1u, messages.size()) << ::testing::PrintToString(messages);
+  const PushedMessage& message = messages.front();
+  EXPECT_EQ(id, message.id);
+  EXPECT_EQ(arguments, message.arguments);
+  EXPECT_EQ(severity, message.severity);
+  EXPECT_TRUE(message.file.starts_with("qmfs_plugin")) << message.file;
+  EXPECT_EQ(std::string::npos, message.file.find('/')) << message.file;
+  EXPECT_LT(0, message.line);
+}
+
+void expectCaught(const std::vector<PushedMessage>& messages, const std::string& id,
+                  const std::string& leadingArguments) {
+  ASSERT_EQ(1u, messages.size()) << ::testing::PrintToString(messages);
+  const PushedMessage& message = messages.front();
+  expectMessage(messages, id, leadingArguments + ", " + message.file + ", " + std::to_string(message.line), 3);
+}
+
+void expectCaughtError(const std::vector<PushedMessage>& messages, const std::string& what,
+                       const std::string& function) {
+  ASSERT_EQ(1u, messages.size()) << ::testing::PrintToString(messages);
+  const PushedMessage& message = messages.front();
+  expectMessage(messages, "MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION", message.arguments, 3);
+  ASSERT_TRUE(message.arguments.starts_with(what + ", ")) << message.arguments;
+  static const std::regex place(R"((qmfs_\w+\.cpp), (\w+), (\d+))");
+  const std::string rest = message.arguments.substr(what.size() + 2);
+  std::smatch parts;
+  ASSERT_TRUE(std::regex_match(rest, parts, place)) << rest;
+  EXPECT_EQ(function, parts[2]);
+}
+
 LoadedPlugin::LoadedPlugin() = default;
 
 LoadedPlugin::~LoadedPlugin() {
@@ -104,9 +145,13 @@ int LoadedPlugin::startPlugin() {
   m_languageName = language.value_or("");
   m_languagePointer = language ? m_languageName.data() : nullptr;
   m_context.record.kcx_language = &m_languagePointer;
-  kfi_version version{{1, 2, 3, 4}};
   started = true;
   return plugin.init(&m_context.record, &version, "test framework"_text);
+}
+
+int LoadedPlugin::startPluginWithoutContext() {
+  started = true;
+  return plugin.init(nullptr, &version, nullptr);
 }
 
 void LoadedPlugin::receive(kfi_context* context, const char* nativeText, const char* defaultText,

@@ -49,6 +49,9 @@ struct TraceScope {
   bool operator==(const TraceScope&) const = default;
 };
 
+// The record of a text at a level.
+TraceRecord traced(int level, const std::string& text);
+
 // One pushed message. arguments: all of them, in order, separated by ", ".
 struct PushedMessage {
   std::string id;
@@ -57,6 +60,18 @@ struct PushedMessage {
   std::string file;
   int line = 0;
 };
+
+std::ostream& operator<<(std::ostream& stream, const PushedMessage& message);
+
+// Expects the one message of that identifier and severity, with exactly these arguments, pushed by the provider.
+void expectMessage(const std::vector<PushedMessage>& messages, const std::string& id, const std::string& arguments,
+                   int severity = 2);
+// Expects the one message of a caught exception; its last arguments are the message's own file and line.
+void expectCaught(const std::vector<PushedMessage>& messages, const std::string& id,
+                  const std::string& leadingArguments);
+// Expects the one message of a caught error of the provider's own, thrown by that function.
+void expectCaughtError(const std::vector<PushedMessage>& messages, const std::string& what,
+                       const std::string& function);
 
 // A call of the framework's message callback.
 struct CallbackCall {
@@ -73,8 +88,9 @@ class LoadedPlugin : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  // Calls init; the context's language is m_language.
+  // Calls init with a context of the member language, or without one.
   int startPlugin();
+  int startPluginWithoutContext();
   // Writes the provider's configuration file, read when it starts.
   void configure(const std::string& text);
 
@@ -109,6 +125,8 @@ class LoadedPlugin : public ::testing::Test {
   StandInPrograms programs;
   MountTableFile table;
   std::optional<std::string> language;
+  // What init writes.
+  kfi_version version{{1, 2, 3, 4}};
   std::vector<CallbackCall> callbacks;
   // For a test that stops the plug-in by itself.
   bool started = false;
