@@ -4,6 +4,7 @@
 #include <sys/statfs.h>
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -68,6 +69,7 @@ StandInPrograms::StandInPrograms() {
 }
 
 StandInPrograms::~StandInPrograms() {
+  endDaemons();
   std::error_code ignored;
   fs::remove_all(STAND_IN_DIRECTORY, ignored);
 }
@@ -97,6 +99,12 @@ std::vector<std::string> StandInPrograms::commands() const {
   std::vector<std::string> lines;
   for (std::string line; std::getline(record, line);) lines.push_back(line);
   return lines;
+}
+
+void StandInPrograms::endDaemons() {
+  std::ifstream daemons(STAND_IN_DAEMONS);
+  for (pid_t daemon; daemons >> daemon;) kill(daemon, SIGKILL);
+  fs::remove(STAND_IN_DAEMONS);
 }
 
 void StandInPrograms::forget() {

@@ -15,13 +15,20 @@ class Answer {
   Answer& printsUnended(const std::string& text) { return add("raw " + text); }
   // Prints so many bytes in one line.
   Answer& floods(std::size_t bytes) { return add("flood " + std::to_string(bytes)); }
+  Answer& printsZeros(std::size_t bytes) { return add("zeros " + std::to_string(bytes)); }
   // Takes the lines of the mount point that is its last word out of the mount table, or adds a line.
   Answer& unmounts() { return add("unmount"); }
   Answer& mounts(const std::string& line) { return add("mount " + line); }
+  // Adds the line of the device and the mount point that are its last two words.
+  Answer& mountsAsAsked() { return add("mount"); }
   // Makes or removes the directory that is its last word.
   Answer& makesDirectory() { return add("mkdir"); }
   Answer& removesDirectory() { return add("rmdir"); }
-  // Ends, the last thing that it does.
+  // Leaves a process behind, in a session of its own, that keeps its output open.
+  Answer& leavesDaemon() { return add("daemon"); }
+  Answer& ignoresSignal(int signal) { return add("ignore " + std::to_string(signal)); }
+  // Ends or never ends, the last thing that it does.
+  Answer& hangs() { return add("hang"); }
   Answer& exits(int status) { return add("exit " + std::to_string(status)); }
   Answer& diesOf(int signal) { return add("signal " + std::to_string(signal)); }
 
@@ -56,8 +63,10 @@ class StandInPrograms {
   void answer(const std::string& program, const Answer& answer);
   void answerNext(const std::string& program, const Answer& answer);
 
-  // The command lines since the last forget(), in order, words separated by one blank.
+  // The command lines since the last forget(), in order, words as standInRecordedWord has them, separated by one blank.
   std::vector<std::string> commands() const;
+  // Ends the processes that were left behind. They end when the object goes, too.
+  void endDaemons();
   void forget();
 
  private:
