@@ -75,15 +75,26 @@ int FreezeRegistry::freeze(std::vector<Descriptor> descriptors, std::chrono::sec
   return error;
 }
 
+// The entry of a file system, or null, once no thaw of it is under way.
+FreezeRegistry::Entry* FreezeRegistry::settled(std::unique_lock<std::mutex>& lock, dev_t device) {
+  Entry* entry = nullptr;
+  m_changed.wait(lock, [&] {
+    const auto found = m_entries.find(device);
+    entry = found == m_entries.end() ? nullptr : &found->second;
+    return entry == nullptr || entry->state != State::Thawing;
+  });
+  return entry;
+}
+
 // Enters every file system as one to be frozen by this thread, or none.
 int FreezeRegistry::reserve(std::vector<Descriptor> descriptors, std::vector<dev_t>& devices) {
   int error = 0;
   for (auto& descriptor : descriptors) {
     const dev_t device = deviceOf(descriptor);
     const int distance = distanceFromPool(device, m_pool);
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     if (distance == 0) error = ENOTTY;
-    if (m_entries.contains(device)) error = EBUSY;
+    if (settled(lock, device) != nullptr) error = EBUSY;
     if (m_stopping) error = ENODEV;
     if (error != 0) break;
     m_entries.emplace(device, Entry{.descriptor = std::move(descriptor), .distance = distance});
@@ -109,11 +120,7 @@ std::vector<std::vector<dev_t>> FreezeRegistry::levels(const std::vector<dev_t>&
 int FreezeRegistry::freezeReserved(const std::vector<dev_t>& devices, std::vector<dev_t>& frozen) {
   int error = 0;
   for (const auto& level : levels(devices)) {
-    std::vector<int> descriptors;
-    for (const dev_t device : level) {
-      const std::lock_guard lock(m_mutex);
-      descriptors.push_back(m_entries.at(device).descriptor.get());
-    }
+    const auto descriptors = descriptorsOf(level);
     for (std::size_t i = 0; i < level.size(); ++i) m_guardian.hold(level[i], descriptors[i]);
     const auto results = freezeTogether(descriptors);
     for (std::size_t i = 0; i < level.size(); ++i) {
@@ -145,14 +152,10 @@ int FreezeRegistry::thaw(const Descriptor& descriptor) {
   if (distanceFromPool(device, m_pool) == 0) return ENOTTY;
   {
     std::unique_lock lock(m_mutex);
-    auto found = m_entries.end();
-    m_changed.wait(lock, [&] {
-      found = m_entries.find(device);
-      return found == m_entries.end() || found->second.state != State::Thawing;
-    });
-    if (found == m_entries.end()) return m_expired.erase(device) != 0 ? ETIMEDOUT : EINVAL;
-    if (found->second.state == State::Freezing) return EINVAL;
-    found->second.state = State::Thawing;
+    Entry* entry = settled(lock, device);
+    if (entry == nullptr) return m_expired.erase(device) != 0 ? ETIMEDOUT : EINVAL;
+    if (entry->state == State::Freezing) return EINVAL;
+    entry->state = State::Thawing;
   }
   const int error = thawOwned(device);
   forget(device);
@@ -172,10 +175,16 @@ void FreezeRegistry::thawEverything() {
 }
 
 int FreezeRegistry::thawOwned(dev_t device) {
-  std::unique_lock lock(m_mutex);
-  const int descriptor = m_entries.at(device).descriptor.get();
-  lock.unlock();
-  return thawNow(descriptor);
+  return thawNow(descriptorsOf({device}).front());
+}
+
+// Descriptors on the file systems, which the calling thread owns.
+std::vector<int> FreezeRegistry::descriptorsOf(const std::vector<dev_t>& devices) {
+  const std::lock_guard lock(m_mutex);
+  std::vector<int> descriptors(devices.size());
+  std::transform(devices.begin(), devices.end(), descriptors.begin(),
+                 [this](dev_t device) { return m_entries.at(device).descriptor.get(); });
+  return descriptors;
 }
 
 // Nobody keeps the file system busy any more when this returns.

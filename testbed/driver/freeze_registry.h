@@ -53,10 +53,12 @@ class FreezeRegistry {
     std::uint64_t order = 0;  // grows with every freeze
   };
 
+  Entry* settled(std::unique_lock<std::mutex>& lock, dev_t device);
   int reserve(std::vector<Descriptor> descriptors, std::vector<dev_t>& devices);
   std::vector<std::vector<dev_t>> levels(const std::vector<dev_t>& devices);
   int freezeReserved(const std::vector<dev_t>& devices, std::vector<dev_t>& frozen);
   bool commit(const std::vector<dev_t>& devices, std::chrono::seconds timeout);
+  std::vector<int> descriptorsOf(const std::vector<dev_t>& devices);
   int thawOwned(dev_t device);
   void forget(dev_t device, bool byTimeout = false);
   bool takeFrozen(Clock::time_point latestDeadline, dev_t& device);

@@ -3,16 +3,18 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
+#include <string_view>
 
 namespace testbed {
 
 namespace {
 
 constexpr std::uint64_t smallestMountable = 300ULL << 20;
+constexpr std::uint64_t largestVolume = 16ULL << 40;
 constexpr int largestErrorNumber = 4095;
 
 template <typename Number>
@@ -27,39 +29,53 @@ Number parseNumber(const std::string& text, Number smallest, Number largest, con
 }
 
 std::uint64_t parseSize(const std::string& text) {
-  static const std::regex form("([0-9]+)([KMGT]?)");
-  std::smatch parts;
-  if (!std::regex_match(text, parts, form)) {
-    throw UsageError("size \"" + text + "\" is not a number of bytes, or one followed by K, M, G or T");
-  }
-  const auto shift = parts[2].length() == 0 ? 0 : 10 * (1 + std::strchr("KMGT", *parts[2].first) - "KMGT");
-  const std::uint64_t limit = (16ULL << 40) >> shift;
-  return parseNumber<std::uint64_t>(parts[1], 1, limit, "size") << shift;
+  constexpr std::string_view units = "KMGT";
+  const auto unit = units.find(text.back());
+  const int shift = unit == std::string_view::npos ? 0 : 10 * (static_cast<int>(unit) + 1);
+  const std::string number = shift == 0 ? text : text.substr(0, text.size() - 1);
+  return parseNumber<std::uint64_t>(number, 1, largestVolume >> shift, "size of a volume (with K, M, G or T)") << shift;
+}
+
+// The text up to the first `separator`, which is taken off `text` together with it; all of it where there is none.
+std::string cut(std::string& text, char separator) {
+  const auto end = std::min(text.find(separator), text.size());
+  std::string part = text.substr(0, end);
+  text.erase(0, end + 1);
+  return part;
+}
+
+bool consistsOf(const std::string& text, std::string_view others) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [&](unsigned char character) {
+    return std::isalnum(character) || others.find(static_cast<char>(character)) != std::string_view::npos;
+  });
 }
 
 VolumeSpec parseVolume(const std::string& text) {
-  static const std::regex form("([A-Za-z0-9_][A-Za-z0-9_.-]*)(:([^:]*)(:(.*))?)?");
-  std::smatch parts;
-  if (!std::regex_match(text, parts, form)) {
+  std::string rest = text;
+  VolumeSpec volume{.name = cut(rest, ':')};
+  if (!consistsOf(volume.name, "_.-") || volume.name.front() == '.' || volume.name.front() == '-') {
     throw UsageError("volume \"" + text + "\" is not of the form NAME[:SIZE[:MOUNTPOINT]]");
   }
-  VolumeSpec volume{.name = parts[1]};
-  if (parts[3].length() != 0) volume.bytes = parseSize(parts[3]);
-  if (!parts[4].matched) return volume;
-  volume.mountPoint = parts[5];
-  if (volume.mountPoint->size() < 2 || volume.mountPoint->front() != '/') {
+  if (const std::string size = cut(rest, ':'); !size.empty()) volume.bytes = parseSize(size);
+  if (rest.empty()) return volume;
+  volume.mountPoint = rest;
+  if (rest.size() < 2 || rest.front() != '/') {
     throw UsageError("the mount point of volume \"" + text + "\" is not an absolute path");
   }
-  if (volume.bytes < smallestMountable)
+  if (volume.bytes < smallestMountable) {
     throw UsageError("volume \"" + text + "\" is smaller than the 300M of a file system");
+  }
   return volume;
 }
 
 Setting parseSetting(const std::string& text) {
-  static const std::regex form("([A-Za-z0-9_]+)=([^\r\n]*)");
-  std::smatch parts;
-  if (!std::regex_match(text, parts, form)) throw UsageError("setting \"" + text + "\" is not of the form KEY=VALUE");
-  return {.key = parts[1], .value = parts[2]};
+  Setting setting{.key = {}, .value = text};
+  setting.key = cut(setting.value, '=');
+  const bool oneLine = text.find_first_of("\r\n") == std::string::npos;
+  if (!consistsOf(setting.key, "_") || text.find('=') == std::string::npos || !oneLine) {
+    throw UsageError("setting \"" + text + "\" is not of the form KEY=VALUE");
+  }
+  return setting;
 }
 
 RequestKind parseRequest(const std::string& request) {
@@ -82,17 +98,19 @@ int parseErrorNumber(const std::string& text) {
 }
 
 Fault parseFault(const std::string& text) {
-  static const std::regex form("(fail|delay)=([A-Za-z_-]+)@([0-9]+):(.+)");
-  std::smatch parts;
-  if (!std::regex_match(text, parts, form)) {
+  std::string value = text;
+  const std::string what = cut(value, '=');
+  const std::string request = cut(value, '@');
+  const std::string ordinal = cut(value, ':');
+  if ((what != "fail" && what != "delay") || request.empty() || ordinal.empty() || value.empty()) {
     throw UsageError("driver behaviour \"" + text + "\" is neither fail=REQUEST@N:ERRNO nor delay=REQUEST@N:MS");
   }
-  Fault fault{.request = parseRequest(parts[2]),
-              .ordinal = parseNumber<unsigned>(parts[3], 1, 1'000'000, "request number")};
-  if (parts[1] == "fail") {
-    fault.error = parseErrorNumber(parts[4]);
+  Fault fault{.request = parseRequest(request),
+              .ordinal = parseNumber<unsigned>(ordinal, 1, 1'000'000, "request number")};
+  if (what == "fail") {
+    fault.error = parseErrorNumber(value);
   } else {
-    fault.delay = std::chrono::milliseconds(parseNumber<int>(parts[4], 0, 3'600'000, "delay"));
+    fault.delay = std::chrono::milliseconds(parseNumber<int>(value, 0, 3'600'000, "delay"));
   }
   return fault;
 }
@@ -126,6 +144,7 @@ void refuseDoubles(const std::vector<VolumeSpec>& volumes) {
 template <typename Parsed>
 std::vector<Parsed> parseAll(const std::vector<std::string>& texts, Parsed (*parse)(const std::string&)) {
   std::vector<Parsed> parsed;
+  parsed.reserve(texts.size());
   for (const auto& text : texts) parsed.push_back(parse(text));
   return parsed;
 }

@@ -65,6 +65,16 @@ int guard(Guardian& guardian, pid_t session, Descriptor lifeline, const Descript
   return endedBy;
 }
 
+// Forks process 1 of a new PID namespace.
+pid_t forkNamespace() {
+  const Descriptor own(checked(open("/proc/self/ns/pid", O_RDONLY | O_CLOEXEC), "opening the PID namespace"));
+  checked(unshare(CLONE_NEWPID), "unshare");
+  const pid_t process = checked(fork(), "fork");
+  // This process could start nothing any more once the new namespace is gone.
+  if (process != 0) checked(setns(own.get(), CLONE_NEWPID), "returning to the PID namespace");
+  return process;
+}
+
 int launch(const Arguments& arguments) {
   Descriptor poolImage = arguments.pool ? Descriptor() : makePoolImage();
   const Descriptor endSignals = listenForEnd();
@@ -74,8 +84,7 @@ int launch(const Arguments& arguments) {
   Descriptor lifelineReader(ends[0]);
   Descriptor lifelineWriter(ends[1]);
 
-  checked(unshare(CLONE_NEWPID), "unshare");
-  const pid_t session = checked(fork(), "fork");
+  const pid_t session = forkNamespace();
   if (session == 0) {
     lifelineWriter.close();
     guardianSide.close();

@@ -26,82 +26,82 @@ constexpr int longTime = 100;  // seconds: longer than any test
 
 class DriverTest : public testing::Test {
  protected:
-  const OpenDirectory a{"/mnt/a"};
-  const OpenDirectory b{"/mnt/b"};
-  const Writer writerA{"/mnt/a/file"};
-  const Writer writerB{"/mnt/b/file"};
-  const ThawAtEnd safety{{a.get(), b.get()}};
+  const OpenDirectory m_a{"/mnt/a"};
+  const OpenDirectory m_b{"/mnt/b"};
+  const Writer m_writerA{"/mnt/a/file"};
+  const Writer m_writerB{"/mnt/b/file"};
+  const ThawAtEnd m_safety{{m_a.get(), m_b.get()}};
 };
 
 TEST_F(DriverTest, AFreezeStopsWritersAndAThawLetsThemGoOn) {
-  ASSERT_EQ(freeze(a.get(), longTime), 0);
-  EXPECT_TRUE(writerA.waitUntilBlocked());
-  EXPECT_TRUE(writerB.waitForProgress());
-  EXPECT_EQ(thaw(a.get()), 0);
-  EXPECT_TRUE(writerA.waitForProgress());
+  ASSERT_EQ(freeze(m_a.get(), longTime), 0);
+  EXPECT_TRUE(m_writerA.waitUntilBlocked());
+  EXPECT_TRUE(m_writerB.waitForProgress());
+  EXPECT_EQ(thaw(m_a.get()), 0);
+  EXPECT_TRUE(m_writerA.waitForProgress());
 }
 
 TEST_F(DriverTest, AFreezeOfAllStopsEveryWriter) {
-  ASSERT_EQ(freezeAll(a.get(), {a.get(), b.get()}, longTime), 0);
-  EXPECT_TRUE(writerA.waitUntilBlocked());
-  EXPECT_TRUE(writerB.waitUntilBlocked());
-  EXPECT_EQ(thaw(a.get()), 0);
-  EXPECT_TRUE(writerA.waitForProgress());
-  EXPECT_TRUE(writerB.waitUntilBlocked());
-  EXPECT_EQ(thaw(b.get()), 0);
-  EXPECT_TRUE(writerB.waitForProgress());
+  ASSERT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get()}, longTime), 0);
+  EXPECT_TRUE(m_writerA.waitUntilBlocked());
+  EXPECT_TRUE(m_writerB.waitUntilBlocked());
+  EXPECT_EQ(thaw(m_a.get()), 0);
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  EXPECT_TRUE(m_writerB.waitUntilBlocked());
+  EXPECT_EQ(thaw(m_b.get()), 0);
+  EXPECT_TRUE(m_writerB.waitForProgress());
 }
 
 TEST_F(DriverTest, ASecondFreezeIsBusy) {
-  ASSERT_EQ(freeze(a.get(), longTime), 0);
-  EXPECT_EQ(freeze(a.get(), longTime), EBUSY);
-  EXPECT_EQ(thaw(a.get()), 0);
+  ASSERT_EQ(freeze(m_a.get(), longTime), 0);
+  EXPECT_EQ(freeze(m_a.get(), longTime), EBUSY);
+  EXPECT_EQ(thaw(m_a.get()), 0);
 }
 
 TEST_F(DriverTest, AFreezeOfAllIsAllOrNothing) {
-  ASSERT_EQ(freeze(b.get(), longTime), 0);
-  EXPECT_EQ(freezeAll(a.get(), {a.get(), b.get()}, longTime), EBUSY);
-  EXPECT_TRUE(writerA.waitForProgress());
-  EXPECT_EQ(thaw(a.get()), EINVAL);
-  EXPECT_TRUE(writerB.waitUntilBlocked()) << "the one that was frozen before stays so";
-  EXPECT_EQ(thaw(b.get()), 0);
+  ASSERT_EQ(freeze(m_b.get(), longTime), 0);
+  EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get()}, longTime), EBUSY);
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  EXPECT_EQ(thaw(m_a.get()), EINVAL);
+  EXPECT_TRUE(m_writerB.waitUntilBlocked()) << "the one that was frozen before stays so";
+  EXPECT_EQ(thaw(m_b.get()), 0);
 }
 
 TEST_F(DriverTest, OneFileSystemTwiceInAListIsBusy) {
-  EXPECT_EQ(freezeAll(a.get(), {a.get(), b.get(), a.get()}, longTime), EBUSY);
-  EXPECT_TRUE(writerA.waitForProgress());
-  EXPECT_TRUE(writerB.waitForProgress());
+  EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get(), m_a.get()}, longTime), EBUSY);
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  EXPECT_TRUE(m_writerB.waitForProgress());
 }
 
 TEST_F(DriverTest, AThawOfWhatIsNotFrozenIsInvalid) {
-  EXPECT_EQ(thaw(a.get()), EINVAL);
+  EXPECT_EQ(thaw(m_a.get()), EINVAL);
 }
 
 TEST_F(DriverTest, ATimeoutBelowOneSecondIsInvalid) {
   for (const int timeout : {0, -1, -2147483647}) {
-    EXPECT_EQ(freeze(a.get(), timeout), EINVAL) << timeout;
-    EXPECT_EQ(freezeAll(a.get(), {a.get(), b.get()}, timeout), EINVAL) << timeout;
+    EXPECT_EQ(freeze(m_a.get(), timeout), EINVAL) << timeout;
+    EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get()}, timeout), EINVAL) << timeout;
   }
 }
 
 TEST_F(DriverTest, AFreezeEndsByItselfAndTheThawLearnsOfIt) {
   const auto start = Clock::now();
-  ASSERT_EQ(freezeAll(a.get(), {a.get(), b.get()}, 1), 0);
-  EXPECT_TRUE(writerA.waitUntilBlocked());
-  EXPECT_TRUE(writerA.waitForProgress());
-  EXPECT_TRUE(writerB.waitForProgress());
+  ASSERT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get()}, 1), 0);
+  EXPECT_TRUE(m_writerA.waitUntilBlocked());
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  EXPECT_TRUE(m_writerB.waitForProgress());
   EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
-  EXPECT_EQ(thaw(a.get()), ETIMEDOUT);
-  EXPECT_EQ(thaw(b.get()), ETIMEDOUT);
-  EXPECT_EQ(thaw(a.get()), EINVAL) << "it is said once";
+  EXPECT_EQ(thaw(m_a.get()), ETIMEDOUT);
+  EXPECT_EQ(thaw(m_b.get()), ETIMEDOUT);
+  EXPECT_EQ(thaw(m_a.get()), EINVAL) << "it is said once";
 }
 
 TEST_F(DriverTest, AFreezeAfterATimeoutIsANewOne) {
-  ASSERT_EQ(freeze(a.get(), 1), 0);
-  EXPECT_TRUE(writerA.waitUntilBlocked());
-  EXPECT_TRUE(writerA.waitForProgress());
-  ASSERT_EQ(freeze(a.get(), longTime), 0);
-  EXPECT_EQ(thaw(a.get()), 0);
+  ASSERT_EQ(freeze(m_a.get(), 1), 0);
+  EXPECT_TRUE(m_writerA.waitUntilBlocked());
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  ASSERT_EQ(freeze(m_a.get(), longTime), 0);
+  EXPECT_EQ(thaw(m_a.get()), 0);
 }
 
 TEST_F(DriverTest, WrongDescriptorsAndAddressesAreRefused) {
@@ -110,22 +110,22 @@ TEST_F(DriverTest, WrongDescriptorsAndAddressesAreRefused) {
   EXPECT_EQ(freeze(root.get(), longTime), ENOTTY);
   EXPECT_EQ(freeze(pool.get(), longTime), ENOTTY);
   EXPECT_EQ(thaw(root.get()), ENOTTY);
-  EXPECT_EQ(freezeAll(a.get(), {a.get(), root.get()}, longTime), ENOTTY);
-  EXPECT_EQ(freezeAll(a.get(), {a.get(), 9999}, longTime), EBADF);
-  EXPECT_EQ(freezeAll(a.get(), {a.get(), -1}, longTime), EBADF);
+  EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), root.get()}, longTime), ENOTTY);
+  EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), 9999}, longTime), EBADF);
+  EXPECT_EQ(freezeAll(m_a.get(), {m_a.get(), -1}, longTime), EBADF);
   EXPECT_EQ(freeze(9999, longTime), EBADF);
-  EXPECT_EQ(freezeAll(a.get(), {}, longTime), EINVAL);
-  EXPECT_EQ(freezeAll(a.get(), std::vector<std::int32_t>(65537, a.get()), longTime), EINVAL);
-  EXPECT_EQ(ioctl(a.get(), 0x514D4603UL, nullptr), -1);
+  EXPECT_EQ(freezeAll(m_a.get(), {}, longTime), EINVAL);
+  EXPECT_EQ(freezeAll(m_a.get(), std::vector<std::int32_t>(65537, m_a.get()), longTime), EINVAL);
+  EXPECT_EQ(ioctl(m_a.get(), 0x514D4603UL, nullptr), -1);
   EXPECT_EQ(errno, EFAULT);
   struct {
     std::int32_t count = 2;
     std::int32_t timeout = longTime;
     std::uint64_t descriptors = 8;
   } pointsNowhere;
-  EXPECT_EQ(ioctl(a.get(), 0x514D4603UL, &pointsNowhere), -1);
+  EXPECT_EQ(ioctl(m_a.get(), 0x514D4603UL, &pointsNowhere), -1);
   EXPECT_EQ(errno, EFAULT);
-  EXPECT_TRUE(writerA.waitForProgress());
+  EXPECT_TRUE(m_writerA.waitForProgress());
 }
 
 TEST_F(DriverTest, OtherRequestsReachTheKernel) {
@@ -134,7 +134,7 @@ TEST_F(DriverTest, OtherRequestsReachTheKernel) {
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
   EXPECT_EQ(ioctl(ends[0], FIONREAD, &bytes), 0);
   EXPECT_EQ(bytes, 0);
-  EXPECT_EQ(ioctl(a.get(), 0x514D4604UL, 0), -1);
+  EXPECT_EQ(ioctl(m_a.get(), 0x514D4604UL, 0), -1);
   EXPECT_EQ(errno, ENOTTY);
   close(ends[0]);
   close(ends[1]);
@@ -142,19 +142,19 @@ TEST_F(DriverTest, OtherRequestsReachTheKernel) {
 
 TEST_F(DriverTest, AnyThreadMayAsk) {
   int frozen = -1;
-  std::thread([&] { frozen = freeze(a.get(), longTime); }).join();
+  std::thread([&] { frozen = freeze(m_a.get(), longTime); }).join();
   EXPECT_EQ(frozen, 0);
-  EXPECT_EQ(thaw(a.get()), 0);
+  EXPECT_EQ(thaw(m_a.get()), 0);
 }
 
 TEST_F(DriverTest, TheDeathOfTheOneWhoFrozeThawsNothing) {
   const pid_t child = fork();
-  if (child == 0) _exit(freeze(a.get(), longTime));
+  if (child == 0) _exit(freeze(m_a.get(), longTime));
   int status;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_EQ(status, 0);
-  EXPECT_TRUE(writerA.waitUntilBlocked());
-  EXPECT_EQ(thaw(a.get()), 0);
+  EXPECT_TRUE(m_writerA.waitUntilBlocked());
+  EXPECT_EQ(thaw(m_a.get()), 0);
 }
 
 TEST_F(DriverTest, AFrozenFileSystemIsNotUnmountedAndAThawedOneIs) {
@@ -190,8 +190,8 @@ TEST_F(DriverTest, ASignalDoesNotRepeatARequest) {
     std::thread disturber([&] {
       while (!__atomic_load_n(&done, __ATOMIC_ACQUIRE)) pthread_kill(self, SIGUSR1);
     });
-    const int frozen = freeze(a.get(), longTime);
-    const int thawed = thaw(a.get());
+    const int frozen = freeze(m_a.get(), longTime);
+    const int thawed = thaw(m_a.get());
     __atomic_store_n(&done, true, __ATOMIC_RELEASE);
     disturber.join();
     EXPECT_EQ(frozen, 0) << round;
@@ -207,7 +207,7 @@ TEST_F(DriverTest, ManyAtOnceDoNotDisturbEachOther) {
   for (std::size_t i = 0; i < unexpected.size(); ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < rounds; ++round) {
-        const int descriptor = i % 2 == 0 ? a.get() : b.get();
+        const int descriptor = i % 2 == 0 ? m_a.get() : m_b.get();
         const int frozen = freeze(descriptor, longTime);
         if (frozen == 0 && thaw(descriptor) != 0) ++unexpected[i];
         if (frozen != 0 && frozen != EBUSY) ++unexpected[i];
@@ -216,8 +216,8 @@ TEST_F(DriverTest, ManyAtOnceDoNotDisturbEachOther) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_THAT(unexpected, testing::Each(0));
-  EXPECT_TRUE(writerA.waitForProgress());
-  EXPECT_TRUE(writerB.waitForProgress());
+  EXPECT_TRUE(m_writerA.waitForProgress());
+  EXPECT_TRUE(m_writerB.waitForProgress());
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 namespace testbed_test {
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;

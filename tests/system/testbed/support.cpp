@@ -44,6 +44,7 @@ bool waitFor(const std::function<bool()>& condition) {
 
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const auto& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
   pointers.push_back(nullptr);
   return pointers;
