@@ -69,9 +69,9 @@ class CFiTraceLog : public virtual CFiRefCount {
 
 using CFiTraceLogSPtr = CFiSmartPtr<CFiTraceLog>;
 
-// Traces the entry of a function when made and its exit when destroyed. While the level passes it keeps its own reference
-// to the log, so the exit is written even when the plug-in has dropped the log meanwhile; a scope that is filtered keeps
-// none and takes no lock. The names are not copied and must outlive the scope.
+// Traces the entry of a function when made and its exit when destroyed. While the level passes it keeps its own
+// reference to the log, so the exit is written even when the plug-in has dropped the log meanwhile; a scope that is
+// filtered keeps none and takes no lock. The names are not copied and must outlive the scope.
 class CFiTraceLogFunction {
  public:
   // log may be empty and function null: then nothing is traced. path is the source file; only what follows its last '/'
