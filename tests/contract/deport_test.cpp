@@ -1,0 +1,141 @@
+// The alternate tree taken down.
+#include "operations_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+const std::string DEVICE = "/dev/qm/dsk/dg1/snap1";
+
+class Deport : public OperationsTest {
+ protected:
+  int deport(kfi_domain* alternate, kfi_accessnode* access = nullptr) {
+    return plugin.deport_tree(&node("/data"), alternate, access);
+  }
+};
+
+TraceRecord checked(const std::string& path) {
+  return {6, "Calling qmfs_check_claim on :" + path};
+}
+
+TraceRecords unmounted(const std::string& path) {
+  return {checked(path),
+          {6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : " + path},
+          {6, "Searching for umount cmd : /opt/KRIB/bin/qmumount"},
+          {3, "Found umount cmd : /opt/KRIB/bin/qmumount"},
+          {3, "Command : /opt/KRIB/bin/qmumount -o force  " + path},
+          {6, "executeCommand - Command : /opt/KRIB/bin/qmumount -o force  " + path}};
+}
+
+TEST_F(Deport, UnmountsByForceAndRemovesTheMountPoint) {
+  // That the directory exists is not asked for.
+  table.add(DEVICE, "/data_alt", "qmfs", "ro");
+  EXPECT_EQ(0, deport(&node("/data_alt")));
+  EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data_alt", "/bin/rmdir /data_alt"));
+  EXPECT_THAT(trace(),
+              ElementsAreArray(joined(unmounted("/data_alt"), TraceRecords{{3, "Command : /bin/rmdir  /data_alt"}})));
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Deport, TakesDownWhenTheAccessNodeAsksForIt) {
+  for (const std::uint32_t access : {1u, 0x80000000u}) {
+    table.write("");
+    table.add(DEVICE, "/data_alt");
+    programs.forget();
+    kfi_accessnode record{};
+    record.kan_access = access;
+    EXPECT_EQ(0, deport(&node("/data_alt"), &record));
+    EXPECT_EQ(2u, programs.commands().size());
+  }
+}
+
+TEST_F(Deport, DoesNothingWhenNoAccessIsToBeTakenDown) {
+  table.add(DEVICE, "/data_alt");
+  kfi_accessnode record{};
+  EXPECT_EQ(0, deport(&node("/data_alt"), &record));
+  EXPECT_EQ(0, plugin.deport_tree(nullptr, nullptr, &record));
+  EXPECT_THAT(trace(), IsEmpty());
+  expectNothingDone();
+}
+
+TEST_F(Deport, ATreeWhoseImportFailedSucceedsWithAWarning) {
+  EXPECT_EQ(0, deport(nullptr));
+  EXPECT_THAT(trace(), ElementsAre(traced(2,
+                                          "CQmFSPlugin::deportTree: found empty alt node for /data, assuming "
+                                          "import failed")));
+  expectNothingDone();
+}
+
+TEST_F(Deport, IsInvalidWithoutTheNamesThatItNeeds) {
+  kfi_domain nameless{};
+  EXPECT_EQ(3, plugin.deport_tree(nullptr, nullptr, nullptr));
+  EXPECT_EQ(3, plugin.deport_tree(&nameless, nullptr, nullptr));
+  EXPECT_EQ(3, deport(&nameless));
+  EXPECT_THAT(trace(), IsEmpty());
+  expectNothingDone();
+}
+
+TEST_F(Deport, NeedsNoPrimaryNodeForAnAlternateOne) {
+  table.add(DEVICE, "/data_alt");
+  EXPECT_EQ(0, plugin.deport_tree(nullptr, &node("/data_alt"), nullptr));
+  EXPECT_EQ(2u, programs.commands().size());
+}
+
+TEST_F(Deport, DoesNothingWhereNothingOfTheTypeIsMounted) {
+  table.add(DEVICE, "/data_alt", "xfs");
+  table.add(DEVICE, "/data_alt2");
+  EXPECT_EQ(0, deport(&node("/data_alt")));
+  EXPECT_THAT(trace(), ElementsAre(checked("/data_alt")));
+  expectNothingDone();
+}
+
+TEST_F(Deport, FailsWhenTheMountTableCannotBeRead) {
+  table.makeUnreadable();
+  EXPECT_EQ(6, deport(&node("/data_alt")));
+  EXPECT_THAT(trace(), ElementsAre(checked("/data_alt"), traced(1, "Mount point entry lookup failed")));
+  expectNothingDone();
+}
+
+TEST_F(Deport, ReturnsTheResultOfAnUnmountThatStaysBusyAndKeepsTheMountPoint) {
+  table.add(DEVICE, "/data_alt");
+  programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("target is busy").exits(1));
+  EXPECT_EQ(32, deport(&node("/data_alt")));
+  EXPECT_EQ(traced(1, "Umount failed for /data_alt"), trace().back());
+  EXPECT_THAT(programs.commands(), ::testing::Each("/opt/KRIB/bin/qmumount -o force /data_alt"));
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Deport, AnUnmountThatThrowsEndsIt) {
+  table.add(DEVICE, "/data_alt");
+  programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("not permitted").exits(7));
+  EXPECT_EQ(6, deport(&node("/data_alt")));
+  expectExitStatusMessage(7);
+  EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data_alt"));
+}
+
+TEST_F(Deport, AMountPointThatCannotBeRemovedIsAnErrorAfterTheUnmount) {
+  table.add(DEVICE, "/data_alt");
+  programs.answer("/bin/rmdir", Answer().complains("no such directory").exits(1));
+  EXPECT_EQ(6, deport(&node("/data_alt")));
+  EXPECT_THAT(trace(),
+              ElementsAreArray(joined(
+                  unmounted("/data_alt"),
+                  TraceRecords{{3, "Command : /bin/rmdir  /data_alt"},
+                               {1, "command '/bin/rmdir  /data_alt' failed with message 'no such directory'."}})));
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "no such directory");
+}
+
+TEST_F(Deport, RefusesAMountPointThatACommandCannotCarry) {
+  for (const auto& [path, written] :
+       {std::pair("/with blank", "/with\\040blank"), std::pair("/with\ttab", "/with\\011tab"),
+        std::pair("/with\nfeed", "/with\\012feed")}) {
+    table.write("");
+    table.add(DEVICE, written);
+    EXPECT_EQ(3, deport(&node(path))) << path;
+    expectNothingDone();
+  }
+}
+
+}  // namespace
