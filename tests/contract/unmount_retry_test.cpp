@@ -1,0 +1,92 @@
+// A busy unmount tried again.
+#include "unmount_fixture.h"
+
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+class BusyUnmount : public UnmountTest {
+ protected:
+  // One attempt of a retry that ends with a status.
+  static TraceRecords attempt(int number, const std::string& command, int exitStatus, const std::string& output) {
+    TraceRecords records = {slept(number),
+                            {2, "Exec Pipe failed with error code [11]"},
+                            {2, "Command [" + command + "] failed with error code [" + std::to_string(exitStatus) +
+                                    "] and output [" + output + "]"}};
+    if (output.find("busy") != std::string::npos) records.push_back({1, "Device to be unmounted is busy"});
+    return records;
+  }
+  static TraceRecord slept(int number) {
+    return {3, "Retrying umount... slept time '" + std::to_string(1 << number) + "' sec and retry attempt '" +
+                   std::to_string(number) + "'."};
+  }
+  static TraceRecords firstFailure(const std::string& command, int exitStatus, const std::string& output) {
+    return joined(runAndFailed(command, exitStatus, output), TraceRecords{{2, "Device to be unmounted is busy"}});
+  }
+};
+
+TEST_F(BusyUnmount, LeadsToFiveFurtherAttemptsWithDoubledWaitsAndThenReportsBusy) {
+  programs.answer(PLAIN_PROGRAM, Answer().complains("target is busy").exits(32));
+  EXPECT_EQ(32, unmount(false));
+  EXPECT_THAT(programs.commands(), ::testing::AllOf(::testing::SizeIs(6), Each("/bin/umount /data")));
+  EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "target is busy"));
+  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "target is busy"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(BusyUnmount, IsTriedAgainByForceWhenItWasForced) {
+  programs.answer(FORCED_PROGRAM, Answer().complains("busy").exits(1));
+  EXPECT_EQ(32, unmount(true));
+  EXPECT_THAT(programs.commands(),
+              ::testing::AllOf(::testing::SizeIs(6), Each("/opt/KRIB/bin/qmumount -o force /data")));
+  TraceRecords expected = joined(lookedUp(true), firstFailure(FORCED, 1, "busy"));
+  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, FORCED, 1, "busy"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
+}
+
+TEST_F(BusyUnmount, EndsWithTheFirstAttemptThatSucceeds) {
+  for (int i = 0; i < 3; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  EXPECT_EQ(0, unmount(false));
+  EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"),
+                                               attempt(1, PLAIN, 32, "busy"), attempt(2, PLAIN, 32, "busy"),
+                                               TraceRecords{slept(3), {3, "umount is successful."}})));
+}
+
+TEST_F(BusyUnmount, WhoseFifthAttemptFailsWithoutBusyIsAnError) {
+  for (int i = 0; i < 5; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  programs.answerNext(PLAIN_PROGRAM, Answer().complains("gone ").complains("wrong").exits(5));
+  EXPECT_EQ(6, unmount(false));
+  EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"));
+  for (int i = 1; i <= 4; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "busy"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, attempt(5, PLAIN, 5, "gone wrong"))));
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "gone wrong");
+}
+
+TEST_F(BusyUnmount, GoesOnAfterAnAttemptThatFailsWithoutBusy) {
+  programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  programs.answerNext(PLAIN_PROGRAM, Answer().complains("odd").exits(7));
+  programs.answer(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  EXPECT_EQ(32, unmount(false));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"), attempt(1, PLAIN, 7, "odd"));
+  for (int i = 2; i <= 5; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "busy"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
+}
+
+TEST_F(BusyUnmount, WhoseProgramDiesInTheLastAttemptIsAnErrorWithThatCode) {
+  for (int i = 0; i < 5; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  programs.answerNext(PLAIN_PROGRAM, Answer().diesOf(15));
+  EXPECT_EQ(6, unmount(false));
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_KILLED", "");
+  const TraceRecords all = trace();
+  EXPECT_EQ(traced(2, "Exec Pipe failed with error code [12]"), all[all.size() - 2]);
+  EXPECT_EQ(traced(2, "Command [/bin/umount  /data] failed with error code [0] and output []"), all.back());
+}
+
+}  // namespace
