@@ -1,0 +1,101 @@
+// Global options and the choice of the sub-command.
+#include "command_line.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include "command_table.h"
+#include "host_error.h"
+#include "language.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr const char* kDescription =
+    "Takes snapshots of mounted file systems through a snapshot provider.\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage.";
+
+void declareGlobalOptions(CLI::App& app, Settings& settings, std::optional<std::string>& language) {
+  app.add_option("--provider", settings.provider, "Snapshot provider")->capture_default_str()->type_name("NAME");
+  app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers' libraries")
+      ->envname("QMFI_PROVIDER_DIR")
+      ->capture_default_str()
+      ->type_name("DIR");
+  app.add_option("--state-dir", settings.stateDirectory, "Directory in which qmfi remembers snapshots")
+      ->envname("QMFI_STATE_DIR")
+      ->capture_default_str()
+      ->type_name("DIR");
+  app.add_option("--language", language, "Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG)")
+      ->type_name("LANGUAGE");
+}
+
+// The declared commands, by the parser of each.
+using Commands = std::map<const CLI::App*, std::unique_ptr<Command>>;
+
+Commands declareCommands(CLI::App& app) {
+  std::map<std::string, CLI::App*> groups = {{"", &app}};
+  for (const CommandGroup& group : commandGroups()) {
+    CLI::App* const added = app.add_subcommand(group.name, group.help);
+    added->require_subcommand(1);
+    groups[group.name] = added;
+  }
+  Commands commands;
+  for (const CommandEntry& entry : commandTable()) {
+    CLI::App* const parser = groups.at(entry.group)->add_subcommand(entry.name, entry.help);
+    std::unique_ptr<Command> command = entry.make();
+    CommandOptions options(*parser);
+    command->declare(options);
+    commands.emplace(parser, std::move(command));
+  }
+  return commands;
+}
+
+// The command of the words that were given; exactly one, since the parser asks for it.
+Command& chosenCommand(const CLI::App& app, const Commands& commands) {
+  const CLI::App* chosen = &app;
+  while (!commands.contains(chosen)) chosen = chosen->get_subcommands().front();
+  return *commands.at(chosen);
+}
+
+int runCommand(Command& command, Settings& settings, std::ostream& out, std::ostream& errors) {
+  try {
+    if (geteuid() != 0) throw HostError("freezing and mounting file systems needs root");
+    const int status = command.run(settings, out);
+    if (!out.flush()) throw HostError("the output could not be written");
+    return status;
+  } catch (const UsageError& error) {
+    printError(errors, error);
+    return kWrongUsage;
+  } catch (const std::exception& error) {
+    printError(errors, error);
+    return kFailure;
+  }
+}
+
+}  // namespace
+
+int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors) {
+  CLI::App app(kDescription, "qmfi");
+  Settings settings;
+  std::optional<std::string> language;
+  declareGlobalOptions(app, settings, language);
+  app.set_version_flag("--version", "qmfi 7.0.0");
+  app.require_subcommand(1);
+  const Commands commands = declareCommands(app);
+  try {
+    app.parse(count, words);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error, out, errors) == 0 ? kSuccess : kWrongUsage;
+  }
+  settings.language = language ? localeName(*language) : userLanguage();
+  const DeferredSignals signals;
+  settings.signals = &signals;
+  return runCommand(chosenCommand(app, commands), settings, out, errors);
+}
+
+}  // namespace qmfi_host

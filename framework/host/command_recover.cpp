@@ -1,0 +1,47 @@
+// qmfi recover
+#include <iostream>
+
+#include "command_session.h"
+#include "command_table.h"
+#include "reflink_splitter.h"
+#include "snapshot_recovery.h"
+
+namespace qmfi_host {
+
+namespace {
+
+// Run at boot or by hand. One snapshot that cannot be put in order does not keep the others.
+class Recover : public Command {
+ public:
+  void declare(CommandOptions& /*options*/) override {}
+
+  int run(const Settings& settings, std::ostream& out) override {
+    LockedState state(settings);
+    int status = kSuccess;
+    for (Snapshot& snapshot : state.store().snapshots()) {
+      if (isAtRest(snapshot.phase)) continue;
+      try {
+        recover(settings, state.store(), snapshot, out);
+      } catch (const HostError& error) {
+        printError(std::cerr, error);
+        status = kFailure;
+      }
+    }
+    return status;
+  }
+
+ private:
+  static void recover(const Settings& settings, StateStore& store, Snapshot& snapshot, std::ostream& out) {
+    LoadedProvider loaded(settings, snapshot.provider);
+    recoverSnapshot(*loaded, ReflinkSplitter(), store, snapshot);
+    out << "snapshot " << snapshot.id << (snapshot.phase == Phase::unmounted ? " unmounted\n" : " removed\n");
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeRecover() {
+  return std::make_unique<Recover>();
+}
+
+}  // namespace qmfi_host

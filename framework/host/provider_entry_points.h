@@ -1,0 +1,38 @@
+// The functions of a provider, as one table made from the list of entry points.
+#ifndef PROVIDER_ENTRY_POINTS_H
+#define PROVIDER_ENTRY_POINTS_H
+
+#include <filesystem>
+#include <string>
+
+#include "kfi.h"
+
+namespace qmfi_host {
+
+struct ProviderEntryPoints {
+#define FI_ENTRY_POINT(suffix, result, parameters) result(*suffix) parameters = nullptr;
+#include "cfientrypoints.def"
+#undef FI_ENTRY_POINT
+};
+
+// A provider's shared library, loaded as long as this object lives.
+class ProviderLibrary {
+ public:
+  // Loads lib<name>.so of the directory. Throws HostError when that fails or an entry point is missing, and UsageError
+  // for a name that is not a plain word.
+  ProviderLibrary(const std::filesystem::path& directory, const std::string& name);
+  ProviderLibrary(const ProviderLibrary&) = delete;
+  ProviderLibrary& operator=(const ProviderLibrary&) = delete;
+  ~ProviderLibrary();
+
+  // None of them is null.
+  const ProviderEntryPoints& entryPoints() const { return m_entryPoints; }
+
+ private:
+  void* m_handle = nullptr;
+  ProviderEntryPoints m_entryPoints;
+};
+
+}  // namespace qmfi_host
+
+#endif

@@ -1,0 +1,61 @@
+// Making a snapshot of mounted file systems, from the claim to the mounted alternates.
+#ifndef SNAPSHOT_CREATION_H
+#define SNAPSHOT_CREATION_H
+
+#include <chrono>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "deferred_signals.h"
+#include "freeze_window.h"
+#include "node.h"
+#include "provider.h"
+#include "snapshot.h"
+#include "state_store.h"
+#include "volume_splitter.h"
+
+namespace qmfi_host {
+
+struct SnapshotRequest {
+  std::vector<std::string> mountPoints;  // at least one, none twice
+  std::string name;                      // empty: the snapshot is named by its id
+  std::chrono::seconds freezeTimeout{};
+};
+
+// Makes one snapshot. A failure undoes all that was done; what cannot be undone stays in the state store.
+class SnapshotCreation {
+ public:
+  // signals: asked between the steps whether the work is to be given up.
+  SnapshotCreation(Provider& provider, const VolumeSplitter& splitter, StateStore& store,
+                   const DeferredSignals& signals)
+      : m_provider(provider), m_splitter(splitter), m_store(store), m_signals(signals) {}
+
+  // Returns the complete snapshot. Throws HostError.
+  Snapshot run(const SnapshotRequest& request);
+
+ private:
+  std::string claimAll(const std::vector<std::string>& mountPoints);
+  void initialiseNodes(const SnapshotRequest& request, const std::string& group);
+  void plan(const SnapshotRequest& request);
+  void enter(Phase phase);
+  void make(std::chrono::seconds timeout);
+  void split(std::chrono::seconds timeout);
+  std::vector<std::unique_ptr<SnapshotDevice>> attach();
+  void mount();
+  void undo();
+
+  Provider& m_provider;
+  const VolumeSplitter& m_splitter;
+  StateStore& m_store;
+  const DeferredSignals& m_signals;
+  Snapshot m_snapshot;
+  std::optional<Node> m_config;
+  std::list<Node> m_nodes;
+};
+
+}  // namespace qmfi_host
+
+#endif

@@ -1,0 +1,19 @@
+// Putting in order what a host that was killed left behind.
+#ifndef SNAPSHOT_RECOVERY_H
+#define SNAPSHOT_RECOVERY_H
+
+#include "provider.h"
+#include "snapshot.h"
+#include "state_store.h"
+#include "volume_splitter.h"
+
+namespace qmfi_host {
+
+// Brings a snapshot that is not at rest to an end: one that was never complete, or was being deleted, is removed; one
+// that was being mounted or unmounted ends unmounted. May be repeated, also after being killed itself. The snapshot's
+// phase afterwards tells which of the two it was. Throws HostError.
+void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot);
+
+}  // namespace qmfi_host
+
+#endif
