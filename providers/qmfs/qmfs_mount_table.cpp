@@ -6,6 +6,8 @@
 
 #include <mntent.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -14,7 +16,8 @@
 namespace {
 
 constexpr const char* MOUNT_TABLE = "/etc/mtab";
-constexpr std::string_view FIELD_SEPARATORS = " \t";
+// The kernel hands out a table of its own by pages, but a stream would ask for a quarter of one at a time.
+constexpr std::size_t READ_SIZE = 16384;
 
 struct TableCloser {
   void operator()(std::FILE* table) const { endmntent(table); }
@@ -24,18 +27,21 @@ struct StreamCloser {
   void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 
+bool isBlank(char character) {
+  return character == ' ' || character == '\t';
+}
+
 // The first or second field of a line, as it is written there.
 std::string_view rawField(std::string_view line, MountTableKey key) {
-  std::size_t begin = line.find_first_not_of(FIELD_SEPARATORS);
-  for (int skip = key == MountTableKey::mountPoint ? 1 : 0; skip > 0 && begin != std::string_view::npos; --skip) {
-    begin = line.find_first_of(FIELD_SEPARATORS, begin);
-    begin = begin != std::string_view::npos ? line.find_first_not_of(FIELD_SEPARATORS, begin) : begin;
+  const char* const lineEnd = line.data() + line.size();
+  const char* begin = std::find_if_not(line.data(), lineEnd, isBlank);
+  const char* end = std::find_if(begin, lineEnd, isBlank);
+  if (key == MountTableKey::mountPoint) {
+    begin = std::find_if_not(end, lineEnd, isBlank);
+    end = std::find_if(begin, lineEnd, isBlank);
   }
-  if (begin == std::string_view::npos) {
-    return {};
-  }
-  const std::string_view rest = line.substr(begin);
-  return rest.substr(0, rest.find_first_of(" \t\n"));
+  const std::string_view field(begin, static_cast<std::size_t>(end - begin));
+  return field.substr(0, field.find('\n'));
 }
 
 // Whether the decoded field can equal the value: it is written the same, or has an escape.
@@ -78,10 +84,12 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
   if (value == nullptr) {
     return 0;
   }
+  std::array<char, READ_SIZE> readAhead;
   const std::unique_ptr<std::FILE, TableCloser> stream(setmntent(table, "r"));
   if (stream == nullptr) {
     return -1;
   }
+  std::setvbuf(stream.get(), readAhead.data(), _IOFBF, readAhead.size());
   MallocString line;
   std::size_t capacity = 0;
   std::vector<char> buffer;
