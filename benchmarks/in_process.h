@@ -1,0 +1,42 @@
+// Benchmarks of what lies inside the process, run by Google Benchmark with all repetitions shuffled.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+using Work = std::function<void(benchmark::State&)>;
+
+// Another way to do the same work, and the highest ratio of the medians; 0 only informs.
+struct Yardstick {
+  std::string name;
+  Work work;
+  double goal = 0;
+  double allowance = 0;  // in nanoseconds
+};
+
+// The processor's time leaves out what other programs of the machine take; real time counts waiting, too.
+enum class Clock { processor, real };
+
+// Who runs the work, and how it is timed.
+struct Effort {
+  int threads = 1;
+  int repetitions = 25;
+  double seconds = 0.01;  // of each repetition
+  Clock clock = Clock::processor;
+};
+
+// Compares our way with each of the yardsticks. The first one is compared with itself as well when `noise` is asked
+// for.
+enum class Noise { leaveOut, measure };
+void compare(const std::string& row, const std::string& what, const Work& ours,
+             const std::vector<Yardstick>& yardsticks, const Effort& effort = {}, Noise noise = Noise::leaveOut);
+
+// Runs what was registered. Arguments: the file for the results. Returns the program's exit status.
+int runComparisons(int count, char** words);
+
+}  // namespace bench
