@@ -65,7 +65,8 @@ MessageList makeRecord(const CFiMessage& message) {
   record->kmi_line = message.getLineNumber();
   record->kmi_severity = message.getSeverity();
   const bool complete = record->kmi_id != nullptr && record->kmi_args != nullptr && record->kmi_file != nullptr;
-  return complete ? std::move(record) : MessageList();
+  if (!complete) record.reset();
+  return record;
 }
 
 }  // namespace
@@ -80,20 +81,14 @@ int CFiPluginBase::errMsg(int status, const char** text) {
 
 int CFiPluginBase::getLastError(kfi_msg_info** list) {
   if (list == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+  const auto messages = m_errorManager ? m_errorManager->messages() : std::vector<CFiMessageSPtr>();
   MessageList records;
-  if (m_errorManager) {
-    kfi_msg_info* last = nullptr;
-    for (const CFiMessageSPtr& message : m_errorManager->messages()) {
-      MessageList record = makeRecord(*message);
-      if (record == nullptr) return kStatusNoMemory;
-      kfi_msg_info* const made = record.get();
-      if (last == nullptr) {
-        records = std::move(record);
-      } else {
-        last->kmi_next = record.release();
-      }
-      last = made;
-    }
+  // From the oldest to the newest, which comes first.
+  for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
+    MessageList record = makeRecord(**message);
+    if (record == nullptr) return kStatusNoMemory;
+    record->kmi_next = records.release();
+    records = std::move(record);
   }
   *list = records.release();
   return CFI_STATUS_SUCCESS;

@@ -111,7 +111,8 @@ bool TraceRecord::vformat(int level, const char* format, std::va_list arguments)
   std::va_list again;
   va_copy(again, arguments);
   errno = callersError;
-  const int wanted = std::vsnprintf(m_inPlace + head, room, format, arguments);
+  const int wanted = std::vsnprintf(m_inPlace + head, room, format, again);
+  va_end(again);
   std::size_t length = wanted > 0 ? static_cast<std::size_t>(wanted) : 0;
   char* record = m_inPlace;
   if (length >= room) {
@@ -120,12 +121,11 @@ bool TraceRecord::vformat(int level, const char* format, std::va_list arguments)
       record = m_long.get();
       std::memcpy(record, m_inPlace, head);
       errno = callersError;
-      std::vsnprintf(record + head, length + 1, format, again);
+      std::vsnprintf(record + head, length + 1, format, arguments);
     } else {
       length = room - 1;
     }
   }
-  va_end(again);
   record[head + length] = '\n';
   m_text = {record, head + length + 1};
   return wanted >= 0;

@@ -1,8 +1,9 @@
 // The split context: while it is open trace records stay in memory, and when it closes they are written in order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
-#include <numeric>
+#include <cerrno>
 
 #include "trace_fixture.h"
 
@@ -10,6 +11,22 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 using testing::ElementsAre;
+
+// Lets no further memory be mapped.
+class NoFurtherMemory {
+ public:
+  NoFurtherMemory() {
+    getrlimit(RLIMIT_AS, &m_before);
+    const rlimit none{0, m_before.rlim_max};
+    setrlimit(RLIMIT_AS, &none);
+  }
+  NoFurtherMemory(const NoFurtherMemory&) = delete;
+  NoFurtherMemory& operator=(const NoFurtherMemory&) = delete;
+  ~NoFurtherMemory() { setrlimit(RLIMIT_AS, &m_before); }
+
+ private:
+  rlimit m_before{};
+};
 
 class SplitContextTest : public testing::Test {
  protected:
@@ -42,6 +59,22 @@ TEST_F(SplitContextTest, countsItsUsers) {
   EXPECT_EQ(m_place.content(), "");
   qmfi_close_context();
   EXPECT_THAT(m_place.texts(), ElementsAre("held"));
+}
+
+TEST_F(SplitContextTest, isOpenThoughItsMemoryWasNotToBeHad) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  int result = 0;
+  {
+    const NoFurtherMemory limit;
+    result = qmfi_create_context();
+    log.trace(1, "no room");
+  }
+  EXPECT_EQ(result, ENOMEM);
+  EXPECT_EQ(m_place.content(), "");
+  qmfi_close_context();
+  log.trace(1, "after");
+  EXPECT_THAT(m_place.texts(), ElementsAre("Trace records dropped while file systems were frozen: 1", "after"));
 }
 
 TEST_F(SplitContextTest, doesNothingOnACloseWithoutAnOpen) {
