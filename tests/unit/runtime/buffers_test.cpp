@@ -7,8 +7,12 @@
 #include "kfi.h"
 
 // The sanitizers would end the program where memory is short instead of answering null.
-extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
-extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options() {
+  return "allocator_may_return_null=1";
+}
 
 namespace {
 
