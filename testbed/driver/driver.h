@@ -8,8 +8,8 @@
 
 #include "common/descriptor.h"
 #include "driver/caller.h"
+#include "driver/fault.h"
 #include "driver/freeze_registry.h"
-#include "launcher/arguments.h"
 
 struct seccomp_notif;
 

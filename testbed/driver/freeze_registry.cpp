@@ -112,6 +112,7 @@ std::vector<std::vector<dev_t>> FreezeRegistry::levels(const std::vector<dev_t>&
   std::map<int, std::vector<dev_t>, std::greater<>> byDistance;
   for (const dev_t device : devices) byDistance[m_entries.at(device).distance].push_back(device);
   std::vector<std::vector<dev_t>> ordered;
+  ordered.reserve(byDistance.size());
   for (auto& [distance, level] : byDistance) ordered.push_back(std::move(level));
   return ordered;
 }

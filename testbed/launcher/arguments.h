@@ -1,7 +1,6 @@
 // The command line of the testbed.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -9,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/freeze_requests.h"
+#include "driver/fault.h"
 
 namespace testbed {
 
@@ -24,14 +23,6 @@ struct VolumeSpec {
 struct Setting {
   std::string key;
   std::string value;
-};
-
-// Something that the driver does to the n-th request of a kind before it acts on it.
-struct Fault {
-  RequestKind request;
-  unsigned ordinal;                    // counted from 1, each kind for itself
-  int error = 0;                       // the request fails with this error number; 0: it does not
-  std::chrono::milliseconds delay{0};  // the request waits this long first
 };
 
 struct Arguments {

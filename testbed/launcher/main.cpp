@@ -119,7 +119,8 @@ int runLauncher(int count, char** words) {
   } catch (const UsageError& error) {
     std::fprintf(stderr,
                  "qmfs-testbed: %s\nUsage: qmfs-testbed [--volume NAME[:SIZE[:MOUNTPOINT]]]... "
-                 "[--set KEY=VALUE]...\n       [--driver fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS]... -- COMMAND...\n",
+                 "[--set KEY=VALUE]...\n       [--driver fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS]... [--pool DIR] -- "
+                 "COMMAND...\n",
                  error.what());
     return usageStatus;
   } catch (const std::exception& error) {
