@@ -78,8 +78,9 @@ void takeOutOfMountTable(const std::string& mountPoint) {
 }
 
 void addToMountTable(const std::string& line, const std::vector<std::string>& words) {
-  const bool asked = line.empty() && words.size() > 2;
-  appendTo(mountTable, (asked ? words.end()[-2] + " " + words.end()[-1] + " qmfs rw 0 0" : line) + '\n');
+  const bool asked = line.empty() && words.size() > 2 && words.back().starts_with('/');
+  const std::string added = asked ? words.end()[-2] + " " + words.end()[-1] + " qmfs rw 0 0" : line;
+  if (!added.empty()) appendTo(mountTable, added + '\n');
 }
 
 void print(char byte, std::string_view number) {

@@ -1,0 +1,260 @@
+// Failures as localised messages: which message each kind of failure pushes, and how a framework fetches them.
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+#include "plugin_fixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+const char* const device = "/dev/qm/dsk/dg1/vol1";
+const char* const pipeMessage = "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION";
+
+// A node that is brought online by mkdir and mount, so that a command can be made to fail.
+class CaughtCommand : public StartedPlugin {
+ protected:
+  void SetUp() override {
+    StartedPlugin::SetUp();
+    table.add(device, "/mnt/a");
+    offline = &initialisedNode("/mnt/a");
+    table.write("");
+    forget();
+  }
+
+  int bringOnline() { return plugin.online(nullptr, offline, 1, 0); }
+
+  kfi_domain* offline = nullptr;
+};
+
+TEST_F(CaughtCommand, ThatEndedWithAStatusCarriesItsJoinedOutput) {
+  programs.answer("/bin/mkdir", Answer().prints("first").complains("second").exits(3));
+  EXPECT_EQ(6, bringOnline());
+  expectCaught(messages(), pipeMessage, "KFI_EXEC_PIPE_CMD_FAILED, firstsecond");
+}
+
+TEST_F(CaughtCommand, ThatPrintedNothingCarriesAnEmptyText) {
+  programs.answer("/bin/mkdir", Answer().exits(1));
+  EXPECT_EQ(6, bringOnline());
+  expectCaught(messages(), pipeMessage, "KFI_EXEC_PIPE_CMD_FAILED, ");
+}
+
+TEST_F(CaughtCommand, ThatASignalEndedCarriesItsJoinedOutput) {
+  programs.answer("/bin/mkdir", Answer().prints("so far").diesOf(SIGKILL));
+  EXPECT_EQ(6, bringOnline());
+  expectCaught(messages(), pipeMessage, "KFI_EXEC_PIPE_CMD_KILLED, so far");
+}
+
+TEST_F(CaughtCommand, ThatDoesNotExistNamesTheProgram) {
+  programs.remove("/bin/mkdir");
+  EXPECT_EQ(6, bringOnline());
+  const auto pushed = messages();
+  ASSERT_THAT(pushed, SizeIs(1));
+  EXPECT_EQ(pipeMessage, pushed[0].id);
+  EXPECT_THAT(pushed[0].arguments, ::testing::StartsWith("KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST, "));
+  EXPECT_THAT(pushed[0].arguments, HasSubstr("/bin/mkdir"));
+  EXPECT_THAT(pushed[0].arguments, Not(HasSubstr("\n")));
+}
+
+TEST_F(CaughtCommand, ThatCannotBeStartedNamesTheProgram) {
+  programs.remove("/bin/mkdir");
+  std::ofstream("/bin/mkdir") << "not executable";
+  EXPECT_EQ(6, bringOnline());
+  const auto pushed = messages();
+  ASSERT_THAT(pushed, SizeIs(1));
+  EXPECT_THAT(pushed[0].arguments, ::testing::StartsWith("KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, "));
+  EXPECT_THAT(pushed[0].arguments, HasSubstr("/bin/mkdir"));
+}
+
+TEST_F(CaughtCommand, ThatPrintedMegabytesIsReportedAllTheSame) {
+  programs.answer("/bin/mkdir", Answer().floods(3 << 20).exits(1));
+  EXPECT_EQ(6, bringOnline());
+  expectCaught(messages(), pipeMessage, "KFI_EXEC_PIPE_CMD_FAILED, " + std::string(3 << 20, 'x'));
+}
+
+TEST_F(CaughtCommand, WithTextThatIsNoUtf8IsReportedAllTheSame) {
+  programs.answer("/bin/mkdir", Answer().prints("\xff\xfe{0}'").exits(1));
+  EXPECT_EQ(6, bringOnline());
+  EXPECT_THAT(messages(), SizeIs(1));
+}
+
+class CaughtStatus : public StartedPlugin {};
+
+TEST_F(CaughtStatus, OfAnUnmountIsTheFirstArgument) {
+  table.add(device, "/mnt/a");
+  programs.remove("/opt/KRIB/bin/qmumount");
+  programs.answer("/bin/umount", Answer().prints("no such luck").exits(17));
+  EXPECT_EQ(6, plugin.dispose(nullptr, &node("/mnt/a"), nullptr, 1));
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_INT_EXCEPTION", "17");
+}
+
+TEST_F(CaughtStatus, OfAnUnmountThatASignalEndedIs0) {
+  table.add(device, "/mnt/a");
+  programs.remove("/opt/KRIB/bin/qmumount");
+  programs.answer("/bin/umount", Answer().diesOf(SIGTERM));
+  EXPECT_EQ(6, plugin.dispose(nullptr, &node("/mnt/a"), nullptr, 1));
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_INT_EXCEPTION", "0");
+}
+
+class CaughtError : public StartedPlugin {};
+
+TEST_F(CaughtError, CarriesItsTextFileFunctionAndLine) {
+  EXPECT_EQ(6, plugin.build_alttree(nullptr, nullptr, nullptr, nullptr, 0, nullptr));
+  expectCaughtError(messages(), "buildAltTree(): Invalid session or fiid", "buildAltTree");
+  EXPECT_EQ(6, plugin.disable_access(nullptr, 0));
+  expectCaughtError(messages(), "disableAccess(): Invalid subobj list", "disableAccess");
+  EXPECT_EQ(6, plugin.enable_access(nullptr, 0, 0, 0));
+  expectCaughtError(messages(), "enableAccess(): Invalid subobj list", "enableAccess");
+  qmfi_objid* missing = object("/not/there");
+  EXPECT_EQ(6, plugin.reaccess_altnode(nullptr, missing, nullptr, nullptr, nullptr, nullptr, 0, 0));
+  expectCaughtError(messages(), "reAccessAltNode(): stat failed for /not/there", "reAccessAltNode");
+}
+
+TEST_F(CaughtError, ReachesTheCallbackWithSeverity3) {
+  EXPECT_EQ(6, plugin.disable_access(nullptr, 0));
+  ASSERT_THAT(callbacks, SizeIs(1));
+  EXPECT_EQ(3, callbacks[0].severity);
+  EXPECT_THAT(callbacks[0].defaultText, HasSubstr("disableAccess(): Invalid subobj list"));
+  EXPECT_THAT(callbacks[0].defaultText, Not(HasSubstr("MSG_ERROR_")));
+}
+
+// Messages as a framework fetches and shows them.
+class LastError : public StartedPlugin {
+ protected:
+  // Pushes a message whose argument is the name.
+  void push(const std::string& name) {
+    kfi_domain* configuration = &node("configuration");
+    EXPECT_EQ(6, plugin.init_node(&node(name), &configuration, 1, nullptr));
+  }
+
+  std::string text(kfi_msg_info* record, const char* locale) {
+    int length = -1;
+    char* found = nullptr;
+    EXPECT_EQ(0, plugin.get_locale_message(&length, record, locale, &found));
+    const std::string copy = found != nullptr ? found : "null";
+    EXPECT_EQ(copy.size(), static_cast<std::size_t>(length));
+    EXPECT_EQ(0, plugin.del_locale_message(&found));
+    EXPECT_EQ(nullptr, found);
+    return copy;
+  }
+};
+
+TEST_F(LastError, IsNullWhereNothingWasPushed) {
+  kfi_msg_info stale{};
+  kfi_msg_info* list = &stale;
+  EXPECT_EQ(0, plugin.get_last_error(&list));
+  EXPECT_EQ(nullptr, list);
+  EXPECT_EQ(0, plugin.del_last_error(&list));
+}
+
+TEST_F(LastError, IsAListOfWhatWasPushedNewestFirst) {
+  push("/mnt/1");
+  push("/mnt/2");
+  push("/mnt/3");
+  const auto pushed = messages();
+  ASSERT_THAT(pushed, SizeIs(3));
+  EXPECT_EQ("/mnt/3", pushed[0].arguments);
+  EXPECT_EQ("/mnt/2", pushed[1].arguments);
+  EXPECT_EQ("/mnt/1", pushed[2].arguments);
+}
+
+TEST_F(LastError, IsHandedOutAgainUntilItIsDeleted) {
+  push("/mnt/1");
+  kfi_msg_info* first = nullptr;
+  kfi_msg_info* second = nullptr;
+  EXPECT_EQ(0, plugin.get_last_error(&first));
+  EXPECT_EQ(0, plugin.get_last_error(&second));
+  for (const kfi_msg_info* list : {first, second}) {
+    ASSERT_NE(nullptr, list);
+    EXPECT_STREQ("MSG_ERROR_SUBOBJ_NOT_FOUND", list->kmi_id);
+    EXPECT_EQ(nullptr, list->kmi_next);
+    EXPECT_EQ(nullptr, list->kmi_reserved);
+  }
+  EXPECT_EQ(0, plugin.del_last_error(&first));
+  EXPECT_EQ(nullptr, first);
+  EXPECT_THAT(messages(), IsEmpty());
+  EXPECT_EQ(0, plugin.del_last_error(&second));
+}
+
+TEST_F(LastError, KeepsTheNewest64) {
+  for (int i = 1; i <= 70; ++i) push("/mnt/" + std::to_string(i));
+  const auto pushed = messages();
+  ASSERT_THAT(pushed, SizeIs(64));
+  EXPECT_EQ("/mnt/70", pushed.front().arguments);
+  EXPECT_EQ("/mnt/7", pushed.back().arguments);
+}
+
+TEST_F(LastError, HasATextInEveryLanguage) {
+  push("/mnt/1");
+  kfi_msg_info* list = nullptr;
+  ASSERT_EQ(0, plugin.get_last_error(&list));
+  const std::string english = text(list, "");
+  const std::string german = text(list, "de");
+  EXPECT_THAT(english, HasSubstr("/mnt/1"));
+  EXPECT_THAT(german, HasSubstr("/mnt/1"));
+  EXPECT_NE(english, german);
+  EXPECT_EQ(english, text(list, nullptr));
+  EXPECT_EQ(english, text(list, "tlh"));
+  EXPECT_EQ(german, text(list, "de_AT"));
+  EXPECT_EQ(0, plugin.del_last_error(&list));
+}
+
+TEST_F(LastError, OfAnUnknownIdentifierIsTheIdentifierWithItsArguments) {
+  push("/mnt/1");
+  kfi_msg_info* list = nullptr;
+  ASSERT_EQ(0, plugin.get_last_error(&list));
+  kfi_msg_info unknown = *list;
+  unknown.kmi_id = "MSG_OF_ANOTHER_VERSION"_text;
+  unknown.kmi_next = nullptr;
+  EXPECT_THAT(text(&unknown, ""), ::testing::StartsWith("MSG_OF_ANOTHER_VERSION"));
+  EXPECT_THAT(text(&unknown, "de"), HasSubstr("/mnt/1"));
+  EXPECT_EQ(0, plugin.del_last_error(&list));
+}
+
+TEST_F(LastError, SurvivesRecordsThatWereTamperedWith) {
+  for (char* arguments : {static_cast<char*>(nullptr), ""_text, "["_text, "{}"_text, "[1,"_text, "[[[[]]]]"_text}) {
+    kfi_msg_info record{"MSG_ERROR_FREEZE"_text, arguments, nullptr, 0, 2, nullptr, nullptr};
+    EXPECT_FALSE(text(&record, "").empty());
+    record.kmi_id = nullptr;
+    text(&record, "");
+  }
+}
+
+TEST_F(LastError, WithoutAPlaceForItIsInvalid) {
+  char* found = nullptr;
+  int length = -5;
+  kfi_msg_info record{"MSG_ERROR_FREEZE"_text, "[]"_text, nullptr, 0, 2, nullptr, nullptr};
+  EXPECT_EQ(3, plugin.get_last_error(nullptr));
+  EXPECT_EQ(3, plugin.del_last_error(nullptr));
+  EXPECT_EQ(3, plugin.get_locale_message(nullptr, &record, "", &found));
+  EXPECT_EQ(3, plugin.get_locale_message(&length, nullptr, "", &found));
+  EXPECT_EQ(3, plugin.get_locale_message(&length, &record, "", nullptr));
+  EXPECT_EQ(3, plugin.del_locale_message(nullptr));
+  EXPECT_EQ(nullptr, found);
+  EXPECT_EQ(-5, length);
+}
+
+TEST_F(LastError, HasAConstantSentenceForEveryStatus) {
+  std::vector<std::string> sentences;
+  for (const int status : {0, 1, 2, 3, 4, 6, 7, 30, 32, 1088}) {
+    const char* sentence = nullptr;
+    EXPECT_EQ(0, plugin.errmsg(status, &sentence));
+    ASSERT_NE(nullptr, sentence) << status;
+    const char* again = nullptr;
+    EXPECT_EQ(0, plugin.errmsg(status, &again));
+    EXPECT_EQ(sentence, again);
+    sentences.emplace_back(sentence);
+  }
+  std::sort(sentences.begin(), sentences.end());
+  EXPECT_EQ(sentences.end(), std::adjacent_find(sentences.begin(), sentences.end())) << "two statuses share a sentence";
+  const char* other = nullptr;
+  EXPECT_EQ(0, plugin.errmsg(-12345, &other));
+  EXPECT_NE(nullptr, other);
+  EXPECT_EQ(3, plugin.errmsg(0, nullptr));
+}
+
+}  // namespace
