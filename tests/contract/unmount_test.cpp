@@ -1,8 +1,6 @@
 // Unmounting: plain and forced, and what becomes of each way to fail.
 #include "unmount_fixture.h"
 
-#include <fstream>
-
 namespace {
 
 using ::testing::ElementsAre;
