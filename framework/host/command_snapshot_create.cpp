@@ -1,6 +1,7 @@
 // qmfi snapshot create MOUNTPOINT... [--name NAME] [--freeze-timeout SECONDS] [--json]
 #include <algorithm>
 
+#include "claim.h"
 #include "command_session.h"
 #include "command_table.h"
 #include "freeze_timeout.h"
@@ -23,9 +24,11 @@ class SnapshotCreate : public Command {
   }
 
   int run(const Settings& settings, std::ostream& out) override {
-    const SnapshotRequest request = readRequest(settings);
-    LockedState state(settings);
+    SnapshotRequest request = readRequest(settings);
     LoadedProvider loaded(settings);
+    request.group = claimAll(*loaded, request.mountPoints);
+    requireOutside(settings.stateDirectory, request.mountPoints);
+    LockedState state(settings);
     const ReflinkSplitter splitter;
     const Snapshot snapshot = SnapshotCreation(*loaded, splitter, state.store(), *settings.signals).run(request);
     if (m_json) {

@@ -35,7 +35,7 @@ void requireVolumesOutside(const Snapshot& snapshot) {
 }  // namespace
 
 Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
-  initialiseNodes(request, claimAll(request.mountPoints));
+  initialiseNodes(request);
   plan(request);
   m_store.add(m_snapshot);
   try {
@@ -47,25 +47,8 @@ Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   return m_snapshot;
 }
 
-// Returns the group that the provider freezes the file systems in.
-std::string SnapshotCreation::claimAll(const std::vector<std::string>& mountPoints) {
-  std::string group;
-  for (const std::string& mountPoint : mountPoints) {
-    qmfi_objid** groups = nullptr;
-    int count = 0;
-    const int answer = m_provider.entryPoints().fi_pgn_claim(objectOf(mountPoint, ObjectKind::path), &groups, &count);
-    if (answer == 0) {
-      throw HostError("the provider " + m_provider.name() + " does not claim " + mountPoint +
-                      ": no file system of its type is mounted there");
-    }
-    if (answer != 1) throw m_provider.failure(mountPoint + " could not be claimed", answer);
-    if (count > 0) group = groups[0]->vid_name;
-  }
-  return group.empty() ? m_provider.name() : group;
-}
-
-void SnapshotCreation::initialiseNodes(const SnapshotRequest& request, const std::string& group) {
-  m_config.emplace(m_provider, group, ObjectKind::object);
+void SnapshotCreation::initialiseNodes(const SnapshotRequest& request) {
+  m_config.emplace(m_provider, request.group, ObjectKind::object);
   m_config->initialise(nullptr);
   m_config->configure(kFreezeTimeoutParameter, std::to_string(request.freezeTimeout.count()));
   for (const std::string& mountPoint : request.mountPoints) {

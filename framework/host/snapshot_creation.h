@@ -1,4 +1,4 @@
-// Making a snapshot of mounted file systems, from the claim to the mounted alternates.
+// Making a snapshot of mounted file systems, from the initialised nodes to the mounted alternates.
 #ifndef SNAPSHOT_CREATION_H
 #define SNAPSHOT_CREATION_H
 
@@ -20,7 +20,8 @@
 namespace qmfi_host {
 
 struct SnapshotRequest {
-  std::vector<std::string> mountPoints;  // at least one, none twice
+  std::vector<std::string> mountPoints;  // at least one, none twice, all claimed by the provider
+  std::string group;                     // in which the provider freezes them
   std::string name;                      // empty: the snapshot is named by its id
   std::chrono::seconds freezeTimeout{};
 };
@@ -37,8 +38,7 @@ class SnapshotCreation {
   Snapshot run(const SnapshotRequest& request);
 
  private:
-  std::string claimAll(const std::vector<std::string>& mountPoints);
-  void initialiseNodes(const SnapshotRequest& request, const std::string& group);
+  void initialiseNodes(const SnapshotRequest& request);
   void plan(const SnapshotRequest& request);
   void enter(Phase phase);
   void make(std::chrono::seconds timeout);

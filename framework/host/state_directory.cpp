@@ -23,15 +23,17 @@ void makeStateDirectory(const fs::path& directory) {
 }
 
 void requireOutside(const fs::path& directory, const std::vector<std::string>& mountPoints) {
+  // A directory that is still to be made will lie where the nearest one above it lies.
+  fs::path present = fs::absolute(directory);
+  while (!fs::exists(present) && present.has_relative_path()) present = present.parent_path();
   struct stat own {};
-  if (stat(directory.c_str(), &own) != 0) throw systemError(directory.string() + " cannot be read");
+  if (stat(present.c_str(), &own) != 0) throw systemError(present.string() + " cannot be read");
   for (const std::string& mountPoint : mountPoints) {
     struct stat frozen {};
-    if (stat(mountPoint.c_str(), &frozen) != 0) throw systemError(mountPoint + " cannot be read");
-    if (own.st_dev == frozen.st_dev) {
-      throw HostError("the state directory " + directory.string() + " lies on " + mountPoint +
-                      ", which is to be frozen; name another one with --state-dir");
-    }
+    // What is no mount point is for the provider to refuse.
+    if (stat(mountPoint.c_str(), &frozen) != 0 || own.st_dev != frozen.st_dev) continue;
+    throw HostError("the state directory " + directory.string() + " lies on the file system of " + mountPoint +
+                    ", which is to be frozen; --state-dir names another one");
   }
 }
 
