@@ -10,8 +10,6 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr int kStatusNoMemory = CFI_ERROR_ALLOCATION;
-
 // The factory that made the nodes' private data: the provider's, or the default one where there is none.
 CFiPrivateDataFactorySPtr factoryOf(const CFiPrivateDataManagerSPtr& manager) {
   if (!manager) return CFiPrivateDataFactorySPtr();
@@ -75,7 +73,10 @@ int CFiPluginBase::subobjList(kfi_domain* node, qmfi_objid*** objects, int* coun
   qmfi_objid** list = nullptr;
   if (length != 0) {
     list = static_cast<qmfi_objid**>(qmfi_alloc_buf(length * sizeof *list));
-    if (list == nullptr) return kStatusNoMemory;
+    if (list == nullptr) {
+      throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for sub-object list", "plugin_base.cpp", "subobjList",
+                     __LINE__);
+    }
     std::copy_n(data->getSubObjectList(), length, list);
   }
   *objects = list;

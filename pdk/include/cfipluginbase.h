@@ -68,7 +68,8 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   virtual int dispose(kfi_domain* first, kfi_domain* node, kfi_splitnode* splitNode, kfi_disposition disposition);
   virtual int online(kfi_domain* domain, kfi_domain* node, int mode, kfi_disposition disposition);
   // Hands out the sub-objects of the node's private data: a buffer of qmfi_alloc_buf and their number, null and 0 for
-  // an empty list. CFI_STATUS_INVALID_ARGUMENT without private data.
+  // an empty list. CFI_STATUS_INVALID_ARGUMENT without private data. Throws CFiError 5 when
+  // memory is short.
   virtual int subobjList(kfi_domain* node, qmfi_objid*** objects, int* count);
   // Stores a constant English sentence for a status. Returns 0.
   virtual int errMsg(int status, const char** text);
