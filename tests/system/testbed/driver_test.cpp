@@ -87,7 +87,6 @@ TEST_F(DriverTest, ATimeoutBelowOneSecondIsInvalid) {
 TEST_F(DriverTest, AFreezeEndsByItselfAndTheThawLearnsOfIt) {
   const auto start = Clock::now();
   ASSERT_EQ(freezeAll(m_a.get(), {m_a.get(), m_b.get()}, 1), 0);
-  EXPECT_TRUE(m_writerA.waitUntilBlocked());
   EXPECT_TRUE(m_writerA.waitForProgress());
   EXPECT_TRUE(m_writerB.waitForProgress());
   EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
@@ -98,7 +97,6 @@ TEST_F(DriverTest, AFreezeEndsByItselfAndTheThawLearnsOfIt) {
 
 TEST_F(DriverTest, AFreezeAfterATimeoutIsANewOne) {
   ASSERT_EQ(freeze(m_a.get(), 1), 0);
-  EXPECT_TRUE(m_writerA.waitUntilBlocked());
   EXPECT_TRUE(m_writerA.waitForProgress());
   ASSERT_EQ(freeze(m_a.get(), longTime), 0);
   EXPECT_EQ(thaw(m_a.get()), 0);

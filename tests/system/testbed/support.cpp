@@ -143,23 +143,26 @@ Writer::~Writer() {
   munmap(const_cast<std::uint64_t*>(m_writes), sizeof *m_writes);
 }
 
-// A write may wait for other reasons, but not as long.
 bool Writer::waitUntilBlocked() const {
-  constexpr int enough = 500;
-  int seen = 0;
-  return waitFor([this, &seen, before = writes()]() mutable {
+  // A write may wait for other reasons, but not as long.
+  constexpr std::chrono::milliseconds longEnough(20);
+  auto since = std::chrono::steady_clock::now();
+  auto before = writes();
+  return waitFor([&] {
     const std::string status = textOf("/proc/" + std::to_string(m_process) + "/stat");
     const auto name = status.rfind(") ");
     const bool waits = name != std::string::npos && status[name + 2] == 'D' && writes() == before;
+    const auto now = std::chrono::steady_clock::now();
     before = writes();
-    seen = waits ? seen + 1 : 0;
-    return seen == enough;
+    if (!waits) since = now;
+    return now - since >= longEnough;
   });
 }
 
 bool Writer::waitForProgress() const {
-  const auto before = writes();
-  return waitFor([&] { return writes() != before; });
+  // The first one may have been written before, and only been counted now.
+  const auto enough = writes() + 2;
+  return waitFor([&] { return writes() >= enough; });
 }
 
 std::uint64_t Writer::writes() const {
