@@ -19,10 +19,15 @@ void requireList(const kfi_node_subobj_list* list, const char* text, const char*
   }
 }
 
-// Whether every element of the list has a node with a name.
-bool areNodes(const kfi_node_subobj_list* list) {
+bool isDisabled(const kfi_domain& node) {
+  return (node.fid_attr & KFI_ATTR_ACCESS_DISABLED) != 0;
+}
+
+// Whether every element of the list has a node, and every node whose access is to be changed a name.
+bool canChangeAccess(const kfi_node_subobj_list* list, bool disable) {
   for (; list != nullptr; list = list->kns_next) {
-    if (objectName(list->kns_node) == nullptr) {
+    const kfi_domain* const node = list->kns_node;
+    if (node == nullptr || (isDisabled(*node) != disable && objectName(node) == nullptr)) {
       return false;
     }
   }
@@ -35,12 +40,12 @@ int CQmFSPlugin::disableAccess(kfi_node_subobj_list* list, long flags) {
   const auto scope = traceScope("disableAccess");
   return guarded([&] {
     requireList(list, "disableAccess(): Invalid subobj list", "disableAccess", __LINE__);
-    if (!areNodes(list)) {
+    if (!canChangeAccess(list, true)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
       kfi_domain* const node = element->kns_node;
-      if ((node->fid_attr & KFI_ATTR_ACCESS_DISABLED) == 0) {
+      if (!isDisabled(*node)) {
         char* const name = node->fid_objid->vid_name;
         const int status = QmFSUmount(name, (flags & FORCED_UNMOUNT) != 0);
         if (status != 0) {
@@ -61,12 +66,12 @@ int CQmFSPlugin::enableAccess(kfi_node_subobj_list* list, long /*flags*/, int /*
       return 0;
     }
     requireList(list, "enableAccess(): Invalid subobj list", "enableAccess", __LINE__);
-    if (!areNodes(list)) {
+    if (!canChangeAccess(list, false)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
       kfi_domain* const node = element->kns_node;
-      if ((node->fid_attr & KFI_ATTR_ACCESS_DISABLED) != 0) {
+      if (isDisabled(*node)) {
         const NodeAccess access = enableNode(*element);
         if (!access.mounted) {
           return access.status;

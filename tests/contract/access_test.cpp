@@ -1,0 +1,384 @@
+// Nodes taken out of use and given back.
+#include "operations_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+constexpr std::uint32_t DISABLED = 0x40;
+constexpr std::uint32_t OTHER_BITS = 0x802;
+
+// Nodes /0, /1, ... with their devices, as the framework lists them.
+class Access : public OperationsTest {
+ protected:
+  // Adds an element to the list.
+  kfi_domain& add(kfi_domain& node, const std::string& device) {
+    kfi_subobj_list& subObject = m_subObjects.emplace_back(kfi_subobj_list{object(device), nullptr});
+    kfi_node_subobj_list& element = m_elements.emplace_back(kfi_node_subobj_list{&node, &subObject, nullptr});
+    if (m_elements.size() > 1) m_elements[m_elements.size() - 2].kns_next = &element;
+    return node;
+  }
+  // Adds a node that is out of use: its device is not mounted.
+  kfi_domain& addDisabled(const std::string& mountPoint, const std::string& device, const std::string& options = "rw") {
+    kfi_domain& node = add(restoredNode(mountPoint, device, options), device);
+    node.fid_attr = DISABLED | OTHER_BITS;
+    return node;
+  }
+  // Adds a node that is in use.
+  kfi_domain& addMounted(const std::string& mountPoint, const std::string& device) {
+    kfi_domain& node = add(mountedNode(mountPoint, device), device);
+    node.fid_attr = OTHER_BITS;
+    return node;
+  }
+  kfi_node_subobj_list* list() { return m_elements.empty() ? nullptr : &m_elements.front(); }
+  kfi_node_subobj_list& element(std::size_t index) { return m_elements[index]; }
+
+  int enable() { return plugin.enable_access(list(), 0, 0, 0); }
+  int disable(long flags = 0) { return plugin.disable_access(list(), flags); }
+
+ private:
+  std::deque<kfi_subobj_list> m_subObjects;
+  std::deque<kfi_node_subobj_list> m_elements;
+};
+
+// Disable.
+
+TraceRecords unmounted(const std::string& path) {
+  return {{6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : " + path},
+          {3, "Command : /bin/umount  " + path},
+          {6, "executeCommand - Command : /bin/umount  " + path}};
+}
+
+TEST_F(Access, DisableUnmountsInListOrderAndMarksTheNodes) {
+  kfi_domain& first = addMounted("/b", "/dev/b");
+  kfi_domain& second = addMounted("/a", "/dev/a");
+  EXPECT_EQ(0, disable());
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /b", "/bin/umount /a"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(unmounted("/b"), unmounted("/a"))));
+  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+}
+
+TEST_F(Access, DisableUnmountsByForceOnlyWhenBitFourAsksForIt) {
+  const std::vector<std::pair<long, std::string>> cases = {{0x10, "/opt/KRIB/bin/qmumount -o force /a"},
+                                                           {0x1f, "/opt/KRIB/bin/qmumount -o force /a"},
+                                                           {0xf, "/bin/umount /a"},
+                                                           {0x20, "/bin/umount /a"}};
+  kfi_domain& node = addMounted("/a", "/dev/a");
+  for (const auto& [flags, command] : cases) {
+    node.fid_attr = 0;
+    programs.forget();
+    EXPECT_EQ(0, disable(flags));
+    EXPECT_THAT(programs.commands(), ElementsAre(command));
+  }
+}
+
+TEST_F(Access, DisableOfNodesThatAreAllMarkedDoesNothing) {
+  addMounted("/a", "/dev/a").fid_attr = DISABLED;
+  addMounted("/b", "/dev/b").fid_attr = DISABLED | OTHER_BITS;
+  EXPECT_EQ(0, disable(0x10));
+  EXPECT_THAT(trace(), IsEmpty());
+  expectNothingDone();
+}
+
+TEST_F(Access, DisableMarksANodeThatIsNotMounted) {
+  kfi_domain& node = addDisabled("/a", "/dev/a");
+  node.fid_attr = 0;
+  EXPECT_EQ(0, disable());
+  EXPECT_EQ(DISABLED, node.fid_attr);
+  expectNothingDone();
+}
+
+TEST_F(Access, DisableStopsAtTheFirstUnmountThatFailsAndLeavesTheRestUntouched) {
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  kfi_domain& second = addMounted("/b", "/dev/b");
+  kfi_domain& third = addMounted("/c", "/dev/c");
+  programs.answerNext("/bin/umount", Answer());
+  programs.answer("/bin/umount", Answer().complains("busy").exits(1));
+  EXPECT_EQ(32, disable());
+  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(OTHER_BITS, third.fid_attr);
+  EXPECT_EQ(traced(1, "Umount failed for /b"), trace().back());
+  EXPECT_EQ("/bin/umount /b", programs.commands().back());
+
+  // Said again, it tries the node that failed and goes on.
+  programs.answer("/bin/umount", Answer());
+  programs.forget();
+  EXPECT_EQ(0, disable());
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /b", "/bin/umount /c"));
+  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(DISABLED | OTHER_BITS, third.fid_attr);
+}
+
+TEST_F(Access, DisableReturnsSixWhenTheMountTableCannotBeRead) {
+  kfi_domain& node = addMounted("/a", "/dev/a");
+  table.makeUnreadable();
+  EXPECT_EQ(6, disable());
+  EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /a"),
+                                   traced(1, "Mount point entry lookup failed"), traced(1, "Umount failed for /a")));
+  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+  expectNothingDone();
+}
+
+TEST_F(Access, DisableKeepsANodeClearWhoseUnmountThrows) {
+  kfi_domain& node = addMounted("/a", "/dev/a");
+  programs.answer("/bin/umount", Answer().complains("denied").exits(8));
+  EXPECT_EQ(6, disable());
+  expectExitStatusMessage(8);
+  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+}
+
+TEST_F(Access, DisableWithoutAListOrItsFirstNodeIsAnError) {
+  kfi_node_subobj_list empty{};
+  for (kfi_node_subobj_list* const invalid : {static_cast<kfi_node_subobj_list*>(nullptr), &empty}) {
+    EXPECT_EQ(6, plugin.disable_access(invalid, 0));
+    expectCaughtError(messages(), "disableAccess(): Invalid subobj list", "disableAccess");
+  }
+  EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(Access, DisableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDone) {
+  kfi_domain nameless{};
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  addMounted("/b", "/dev/b");
+  for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
+    element(1).kns_node = invalid;
+    EXPECT_EQ(3, disable());
+    EXPECT_EQ(OTHER_BITS, first.fid_attr);
+    expectNothingDone();
+  }
+  EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(Access, DisableNeedsNoNameOfANodeThatIsMarkedAlready) {
+  kfi_domain nameless{};
+  nameless.fid_attr = DISABLED;
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  addMounted("/b", "/dev/b");
+  element(1).kns_node = &nameless;
+  EXPECT_EQ(0, disable());
+  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(DISABLED, nameless.fid_attr);
+}
+
+TEST_F(Access, DisableRefusesAMountPointThatACommandCannotCarry) {
+  table.add("/dev/a", "/with\\040blank");
+  kfi_domain& node = add(restoredNode("/with blank", "/dev/a"), "/dev/a");
+  EXPECT_EQ(3, disable());
+  EXPECT_EQ(traced(1, "Umount failed for /with blank"), trace().back());
+  EXPECT_EQ(0u, node.fid_attr);
+  expectNothingDone();
+}
+
+// Enable.
+
+TraceRecord lookedUp(const std::string& device) {
+  return {6, "Calling qmfs_getmnt for : " + device};
+}
+
+TraceRecords enabled(const std::string& path, const std::string& device, const std::string& options) {
+  return {lookedUp(device),
+          {3, "Command : /bin/mkdir -p  " + path},
+          {3, "Command : /sbin/fsck -y -t qmfs  " + device},
+          {3, "Command : /bin/mount -t qmfs  -o " + options + " " + device + " " + path}};
+}
+
+TEST_F(Access, EnableChecksTheFileSystemBeforeEveryMountAndNeverAfter) {
+  kfi_domain& first = addDisabled("/b", "/dev/b", "rw,log");
+  kfi_domain& second = addDisabled("/a", "/dev/a", "ro");
+  EXPECT_EQ(0, enable());
+  EXPECT_THAT(programs.commands(),
+              ElementsAre("/bin/mkdir -p /b", "/sbin/fsck -y -t qmfs /dev/b", "/bin/mount -t qmfs -o rw,log /dev/b /b",
+                          "/bin/mkdir -p /a", "/sbin/fsck -y -t qmfs /dev/a", "/bin/mount -t qmfs -o ro /dev/a /a"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(enabled("/b", "/dev/b", "rw,log"), enabled("/a", "/dev/a", "ro"))));
+  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(OTHER_BITS, second.fid_attr);
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Access, ANodeWithoutPrivateDataIsMountedReadOnly) {
+  add(node("/a"), "/dev/a").fid_attr = DISABLED;
+  EXPECT_EQ(0, enable());
+  EXPECT_EQ("/bin/mount -t qmfs -o ro /dev/a /a", programs.commands().back());
+  EXPECT_EQ(traced(6, "As CFiPrivateDataSPtr is null, using readonly mount options"), trace()[1]);
+  EXPECT_EQ(5u, trace().size());
+}
+
+TEST_F(Access, EnableKeepsTheOptionPartOfANodeWithoutOptions) {
+  addDisabled("/a", "/dev/a", "");
+  EXPECT_EQ(0, enable());
+  EXPECT_EQ(traced(3, "Command : /bin/mount -t qmfs  -o  /dev/a /a"), trace().back());
+}
+
+TEST_F(Access, EnableMountsTheDeviceOfTheListNotThatOfThePrivateData) {
+  add(restoredNode("/a", "/dev/private"), "/dev/listed").fid_attr = DISABLED;
+  EXPECT_EQ(0, enable());
+  EXPECT_EQ("/bin/mount -t qmfs -o rw /dev/listed /a", programs.commands().back());
+}
+
+TEST_F(Access, EnableWithBitZeroOfItsLastArgumentDoesNothing) {
+  kfi_domain& node = addDisabled("/a", "/dev/a");
+  EXPECT_EQ(0, plugin.enable_access(list(), 0, 0, 1));
+  EXPECT_EQ(0, plugin.enable_access(list(), 0x10, 3, 0x7));
+  EXPECT_EQ(0, plugin.enable_access(nullptr, 0, 0, 1));
+  EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+  EXPECT_THAT(trace(), IsEmpty());
+  expectNothingDone();
+  EXPECT_EQ(0, plugin.enable_access(list(), 0, 0, 0x6));
+  EXPECT_EQ(3u, programs.commands().size());
+}
+
+TEST_F(Access, EnableLeavesNodesAloneThatAreNotMarked) {
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  addDisabled("/b", "/dev/b");
+  // What only a marked node would need is not asked for.
+  element(0).subobjs = nullptr;
+  EXPECT_EQ(0, enable());
+  EXPECT_THAT(trace(), ElementsAreArray(enabled("/b", "/dev/b", "rw")));
+  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+}
+
+TEST_F(Access, ADeviceMountedOnTheNodesOwnMountPointEndsTheWalkWithSuccessAndWithoutMountOrFsck) {
+  kfi_domain& first = addDisabled("/a", "/dev/a");
+  kfi_domain& second = addDisabled("/b", "/dev/b");
+  table.add("/dev/a", "/a");
+  EXPECT_EQ(0, enable());
+  EXPECT_THAT(trace(), ElementsAre(lookedUp("/dev/a"), traced(3, "Device: /dev/a :: mount: /a"),
+                                   traced(3, "Device {/dev/a} is already mounted")));
+  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+  expectNothingDone();
+}
+
+TEST_F(Access, ADeviceMountedOnAnotherMountPointEndsTheWalk) {
+  for (const std::string elsewhere : {"/a/", "/", "/aa"}) {
+    kfi_domain& node = addDisabled("/a", "/dev/a");
+    table.write("");
+    table.add("/dev/a", elsewhere, "xfs");
+    forget();
+    EXPECT_EQ(1088, enable());
+    EXPECT_THAT(trace(), ElementsAre(lookedUp("/dev/a"), traced(3, "Device: /dev/a :: mount: " + elsewhere),
+                                     traced(1, "Device {/dev/a} is mounted on different mount point already")));
+    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    expectNothingDone();
+  }
+}
+
+TEST_F(Access, EnableWithoutSubObjectsOfAMarkedNodeIsInvalid) {
+  kfi_subobj_list withoutObject{};
+  qmfi_objid nameless{};
+  kfi_subobj_list withoutName{&nameless, nullptr};
+  kfi_domain& node = addDisabled("/a", "/dev/a");
+  for (kfi_subobj_list* const invalid : {static_cast<kfi_subobj_list*>(nullptr), &withoutObject, &withoutName}) {
+    element(0).subobjs = invalid;
+    forget();
+    EXPECT_EQ(3, enable());
+    EXPECT_THAT(trace(), ElementsAre(traced(1, "list->subobjs list is null")));
+    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    expectNothingDone();
+  }
+}
+
+TEST_F(Access, EnableFailsWhenTheMountTableCannotBeRead) {
+  addDisabled("/a", "/dev/a");
+  table.makeUnreadable();
+  EXPECT_EQ(6, enable());
+  EXPECT_THAT(trace(), ElementsAre(lookedUp("/dev/a"), traced(1, "Mount point entry lookup failed")));
+  expectNothingDone();
+}
+
+TEST_F(Access, EachCommandOfEnableThatFailsEndsTheWalkAndKeepsTheMark) {
+  struct Case {
+    const char* program;
+    std::size_t commands;
+    const char* command;
+  };
+  const Case cases[] = {{"/bin/mkdir", 1, "/bin/mkdir -p  /a"},
+                        {"/sbin/fsck", 2, "/sbin/fsck -y -t qmfs  /dev/a"},
+                        {"/bin/mount", 3, "/bin/mount -t qmfs  -o rw /dev/a /a"}};
+  kfi_domain& node = addDisabled("/a", "/dev/a");
+  addDisabled("/b", "/dev/b");
+  for (const Case& one : cases) {
+    programs.answer(one.program, Answer().complains("went ").complains("wrong").exits(1));
+    forget();
+    EXPECT_EQ(6, enable());
+    EXPECT_EQ(one.commands, programs.commands().size());
+    EXPECT_EQ(traced(3, std::string("Command : ") + one.command), trace()[one.commands]);
+    EXPECT_EQ(traced(1, std::string("command '") + one.command + "' failed with message 'went wrong'."),
+              trace().back());
+    EXPECT_EQ(one.commands + 2, trace().size());
+    expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "went wrong");
+    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    programs.answer(one.program, Answer());
+  }
+}
+
+TEST_F(Access, ANodeEnabledBeforeAFailureStaysEnabled) {
+  kfi_domain& first = addDisabled("/a", "/dev/a");
+  kfi_domain& second = addDisabled("/b", "/dev/b");
+  programs.answerNext("/sbin/fsck", Answer());
+  programs.answer("/sbin/fsck", Answer().exits(4));
+  EXPECT_EQ(6, enable());
+  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+}
+
+TEST_F(Access, EnableWithoutAListOrItsFirstNodeIsAnError) {
+  kfi_node_subobj_list empty{};
+  for (kfi_node_subobj_list* const invalid : {static_cast<kfi_node_subobj_list*>(nullptr), &empty}) {
+    EXPECT_EQ(6, plugin.enable_access(invalid, 0, 0, 0));
+    expectCaughtError(messages(), "enableAccess(): Invalid subobj list", "enableAccess");
+  }
+  EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(Access, EnableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDone) {
+  kfi_domain nameless{};
+  nameless.fid_attr = DISABLED;
+  kfi_domain& first = addDisabled("/a", "/dev/a");
+  addDisabled("/b", "/dev/b");
+  for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
+    element(1).kns_node = invalid;
+    EXPECT_EQ(3, enable());
+    EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+    expectNothingDone();
+  }
+  EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(Access, EnableNeedsNoNameOfANodeThatIsNotMarked) {
+  kfi_domain nameless{};
+  kfi_domain& first = addDisabled("/a", "/dev/a");
+  addDisabled("/b", "/dev/b");
+  element(1).kns_node = &nameless;
+  EXPECT_EQ(0, enable());
+  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+}
+
+TEST_F(Access, EnableRefusesNamesThatACommandCannotCarry) {
+  for (const std::string& path : UNUSABLE_PATHS) {
+    kfi_domain& node = addDisabled(path, "/dev/a");
+    kfi_node_subobj_list& added = element(0);
+    EXPECT_EQ(3, enable()) << "mount point " << path;
+    added.subobjs->kso_objid = object(path);
+    added.kns_node = &restoredNode("/usable", "/dev/a");
+    added.kns_node->fid_attr = DISABLED;
+    EXPECT_EQ(3, enable()) << "device " << path;
+    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    expectNothingDone();
+  }
+}
+
+TEST_F(Access, DisabledNodesAreEnabledAgain) {
+  programs.answer("/bin/umount", Answer().unmounts());
+  kfi_domain& node = addMounted("/a", "/dev/a");
+  EXPECT_EQ(0, disable());
+  EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(0, enable());
+  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+}
+
+}  // namespace

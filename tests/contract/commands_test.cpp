@@ -1,0 +1,239 @@
+// The commands: how they are written, found and judged.
+#include <fstream>
+
+#include "operations_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+const std::string DEVICE = "/dev/qm/dsk/dg1/vol1";
+
+const std::vector<std::string> UMOUNT_PROGRAMS = {"/opt/KRIB/bin/qmumount",    "/sbin/fs/qmfs/qmumount",
+                                                  "/usr/lib/fs/qmfs/qmumount", "/opt/KRIB/bin/umount",
+                                                  "/usr/lib/fs/qmfs/umount",   "/opt/KRIBqmfs/sbin/umount"};
+const std::vector<std::string> FSTYP_PROGRAMS = {
+    "/opt/KRIBqmfs/sbin/fstyp", "/opt/KRIB/bin/fstyp", "/usr/lib/fs/qmfs/fstyp",
+    "/usr/sbin/fstyp",          "/sbin/fstyp",         "/etc/fstyp"};
+
+class Commands : public OperationsTest {
+ protected:
+  void TearDown() override {
+    for (const auto& list : {UMOUNT_PROGRAMS, FSTYP_PROGRAMS}) {
+      for (const auto& program : list) programs.remove(program);
+    }
+    OperationsTest::TearDown();
+  }
+
+  // Leaves only the candidates from that one on. Returns the first that there is then: two directories may be one.
+  std::size_t installFrom(const std::vector<std::string>& candidates, std::size_t first) {
+    for (const auto& candidate : candidates) programs.remove(candidate);
+    for (std::size_t i = first; i < candidates.size(); ++i) programs.install(candidates[i]);
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+      if (std::filesystem::exists(candidates[i])) return i;
+    }
+    return candidates.size();
+  }
+  static void writePlainFile(const std::string& path) {
+    std::filesystem::remove(path);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path) << "not a program\n";
+  }
+
+  int isParent(const std::string& device) {
+    std::string text = device;
+    parent = -1;
+    return plugin.is_parent_pgn(text.data(), &parent, 0);
+  }
+  // A command that runs alone: the making of a mount point.
+  int makeMountPoint() { return plugin.online(nullptr, &restoredNode("/data", DEVICE), 1, 0); }
+
+  int parent = -1;
+};
+
+TraceRecords searched(const char* kind, const std::vector<std::string>& candidates, std::size_t found) {
+  const std::string name = std::string(kind) + " cmd : ";
+  TraceRecords records;
+  for (std::size_t i = 0; i < candidates.size() && i <= found; ++i) {
+    records.push_back({6, "Searching for " + name + candidates[i]});
+  }
+  if (found < candidates.size()) records.push_back({3, "Found " + name + candidates[found]});
+  return records;
+}
+
+// Where programs are found.
+
+TEST_F(Commands, TheFirstUnmountProgramThatExistsIsUsed) {
+  for (std::size_t first = 0; first < UMOUNT_PROGRAMS.size(); ++first) {
+    ASSERT_EQ(first, installFrom(UMOUNT_PROGRAMS, first));
+    kfi_domain& node = mountedNode("/data", DEVICE);
+    EXPECT_EQ(0, plugin.online(nullptr, &node, 2, 0));
+    EXPECT_THAT(programs.commands(), ElementsAre(UMOUNT_PROGRAMS[first] + " -o force /data"));
+    const std::string command = UMOUNT_PROGRAMS[first] + " -o force  /data";
+    EXPECT_THAT(trace(), ElementsAreArray(joined(
+                             TraceRecords{{6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /data"}},
+                             searched("umount", UMOUNT_PROGRAMS, first),
+                             TraceRecords{{3, "Command : " + command}, {6, "executeCommand - Command : " + command}})));
+  }
+}
+
+TEST_F(Commands, TheFirstTypeProgramThatExistsIsUsed) {
+  for (std::size_t first = 0; first < FSTYP_PROGRAMS.size(); ++first) {
+    const std::size_t found = installFrom(FSTYP_PROGRAMS, first);
+    programs.answer(FSTYP_PROGRAMS[found], Answer().prints("qmfs"));
+    forget();
+    EXPECT_EQ(0, isParent(DEVICE));
+    EXPECT_EQ(1, parent);
+    EXPECT_THAT(programs.commands(), ElementsAre(FSTYP_PROGRAMS[found] + " " + DEVICE));
+    EXPECT_THAT(trace(),
+                ElementsAreArray(joined(searched("fstype", FSTYP_PROGRAMS, found),
+                                        TraceRecords{{3, "Found fstype for device : " + DEVICE + "  as qmfs"}})));
+  }
+}
+
+TEST_F(Commands, WithoutATypeProgramTheTypeIsUnknown) {
+  installFrom(FSTYP_PROGRAMS, FSTYP_PROGRAMS.size());
+  EXPECT_EQ(0, isParent(DEVICE));
+  EXPECT_EQ(0, parent);
+  EXPECT_THAT(trace(), ElementsAreArray(joined(searched("fstype", FSTYP_PROGRAMS, FSTYP_PROGRAMS.size()),
+                                               TraceRecords{{1, "fstype command is not installed"}})));
+  expectNothingDone();
+}
+
+TEST_F(Commands, OnlyTheExistenceOfAProgramIsTested) {
+  writePlainFile(UMOUNT_PROGRAMS[0]);
+  writePlainFile(FSTYP_PROGRAMS[0]);
+  programs.install(UMOUNT_PROGRAMS[1]);
+  programs.install(FSTYP_PROGRAMS[1]);
+  programs.answer(FSTYP_PROGRAMS[1], Answer().prints("qmfs"));
+
+  EXPECT_EQ(0, isParent(DEVICE));
+  EXPECT_EQ(0, parent);
+  EXPECT_EQ(6, plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0));
+  expectExitStatusMessage(0);
+  EXPECT_THAT(programs.commands(), IsEmpty());
+}
+
+TEST_F(Commands, ABrokenLinkIsNoProgram) {
+  std::filesystem::remove(FSTYP_PROGRAMS[0]);
+  std::filesystem::create_symlink("/nowhere", FSTYP_PROGRAMS[0]);
+  programs.install(FSTYP_PROGRAMS[1]);
+  EXPECT_EQ(0, isParent(DEVICE));
+  EXPECT_THAT(programs.commands(), ElementsAre(FSTYP_PROGRAMS[1] + " " + DEVICE));
+}
+
+// The type of a device.
+
+TEST_F(Commands, ADeviceWhoseTypeProgramPrintsNothingHasNoType) {
+  EXPECT_EQ(0, isParent(DEVICE));
+  EXPECT_EQ(0, parent);
+  EXPECT_THAT(trace(), ElementsAreArray(joined(
+                           searched("fstype", FSTYP_PROGRAMS, 0),
+                           TraceRecords{{2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' returned no fstype"}})));
+}
+
+TEST_F(Commands, TrailingWhiteSpaceOfAPrintedTypeIsRemoved) {
+  struct Case {
+    Answer answer;
+    std::string type;
+  };
+  const Case cases[] = {
+      {Answer().prints("qmfs\r"), "qmfs"},
+      {Answer().prints("qmfs \t\r "), "qmfs"},
+      {Answer().printsUnended("qmfs"), "qmfs"},
+      {Answer().prints("qmfs").prints("xfs"), "qmfs"},
+      {Answer().prints("xfs").prints("qmfs"), "xfs"},
+      {Answer().prints(" qmfs"), " qmfs"},
+      {Answer().prints("QMFS"), "QMFS"},
+      {Answer().prints("qmfs2"), "qmfs2"},
+      {Answer().prints(""), ""},
+      {Answer().prints(" \t"), ""},
+  };
+  for (const Case& one : cases) {
+    programs.answer(FSTYP_PROGRAMS[0], one.answer);
+    forget();
+    EXPECT_EQ(0, isParent(DEVICE));
+    EXPECT_EQ(one.type == "qmfs" ? 1 : 0, parent) << one.type;
+    EXPECT_EQ(traced(3, "Found fstype for device : " + DEVICE + "  as " + one.type), trace().back());
+  }
+}
+
+TEST_F(Commands, ATypeProgramThatFailsGivesNoTypeAndNoError) {
+  struct Case {
+    Answer answer;
+    std::string output;
+  };
+  const Case cases[] = {
+      {Answer().complains("no ").complains("superblock").exits(1), "no superblock"},
+      {Answer().prints("qmfs").exits(3), "qmfs"},
+      {Answer().complains("dying").diesOf(11), "dying"},
+  };
+  for (const Case& one : cases) {
+    programs.answer(FSTYP_PROGRAMS[0], one.answer);
+    forget();
+    EXPECT_EQ(0, isParent(DEVICE));
+    EXPECT_EQ(0, parent);
+    EXPECT_EQ(traced(2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' failed with message '" + one.output + "'."),
+              trace().back());
+    EXPECT_THAT(messages(), IsEmpty());
+  }
+}
+
+// How a command fails.
+
+TEST_F(Commands, AProgramThatIsMissingCannotBeStartedOrIsKilledPushesTheNameOfTheCode) {
+  programs.remove("/bin/mkdir");
+  EXPECT_EQ(6, makeMountPoint());
+  auto pushed = messages();
+  ASSERT_EQ(1u, pushed.size());
+  EXPECT_EQ("MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION", pushed[0].id);
+  EXPECT_THAT(pushed[0].arguments, ::testing::MatchesRegex("KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST, .*/bin/mkdir.*"));
+  EXPECT_EQ(traced(1, "command '/bin/mkdir -p  /data' failed with message ''."), trace().back());
+
+  writePlainFile("/bin/mkdir");
+  EXPECT_EQ(6, makeMountPoint());
+  pushed = messages();
+  ASSERT_EQ(1u, pushed.size());
+  EXPECT_THAT(pushed[0].arguments,
+              ::testing::MatchesRegex("KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, .*/bin/mkdir.*"));
+  programs.remove("/bin/mkdir");
+  programs.install("/bin/mkdir");
+
+  programs.answer("/bin/mkdir", Answer().complains("half").diesOf(9));
+  EXPECT_EQ(6, makeMountPoint());
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_KILLED", "half");
+  EXPECT_EQ(traced(1, "command '/bin/mkdir -p  /data' failed with message 'half'."), trace().back());
+}
+
+TEST_F(Commands, BothOutputsAreCapturedAndTheLastLineNeedsNoLineFeed) {
+  programs.answer("/bin/mkdir", Answer().complains("errors ").printsUnended("output").exits(1));
+  EXPECT_EQ(6, makeMountPoint());
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "errors output");
+}
+
+TEST_F(Commands, AProgramThatPrintsMegabytesIsAnOrdinaryFailure) {
+  constexpr std::size_t bytes = 3 << 20;
+  programs.answer("/bin/mkdir", Answer().floods(bytes).exits(1));
+  EXPECT_EQ(6, makeMountPoint());
+  const auto pushed = messages();
+  ASSERT_EQ(1u, pushed.size());
+  EXPECT_GT(pushed[0].arguments.size(), bytes);
+}
+
+TEST_F(Commands, WhatASuccessfulProgramPrintsIsNotLookedAt) {
+  programs.answer("/bin/mkdir", Answer().complains("busy usage force"));
+  programs.answer("/bin/mount", Answer().prints("mount: failed"));
+  EXPECT_EQ(0, makeMountPoint());
+  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Commands, NoShellReadsTheCommandLine) {
+  EXPECT_EQ(0, plugin.online(nullptr, &restoredNode("/data;$(reboot)&*'\"", DEVICE, "rw>x"), 1, 0));
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data;$(reboot)&*'\"",
+                                               "/bin/mount -t qmfs -o rw>x " + DEVICE + " /data;$(reboot)&*'\""));
+}
+
+}  // namespace
