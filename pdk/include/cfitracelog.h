@@ -69,9 +69,9 @@ class CFiTraceLog : public virtual CFiRefCount {
 
 using CFiTraceLogSPtr = CFiSmartPtr<CFiTraceLog>;
 
-// Traces the entry of a function when made and its exit when destroyed. While the level passes it keeps its own
-// reference to the log, so the exit is written even when the plug-in has dropped the log meanwhile; a scope that is
-// filtered keeps none and takes no lock. The names are not copied and must outlive the scope.
+// Traces the entry of a function when made and its exit when destroyed. Keeps its own reference to the log meanwhile,
+// so the exit is written even when the plug-in has dropped the log; a scope that the log's level leaves out keeps
+// nothing and takes no lock. The names are not copied and must outlive the scope.
 class CFiTraceLogFunction {
  public:
   // log may be empty and function null: then nothing is traced. path is the source file; only what follows its last '/'
@@ -84,7 +84,9 @@ class CFiTraceLogFunction {
     m_function = function;
     m_line = line;
     m_file = fileNameOf(path);
-    m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
+    if (m_log) {
+      m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
+    }
   }
   CFiTraceLogFunction(const CFiTraceLogFunction&) = delete;
   CFiTraceLogFunction& operator=(const CFiTraceLogFunction&) = delete;
