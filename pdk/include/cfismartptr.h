@@ -125,7 +125,9 @@ class CFiSmartPtr {
   explicit operator bool() const { return m_object != nullptr; }
 
  private:
+  // What is still held because its count could not be given back is forgotten.
   void copyFrom(const CFiSmartPtr& other) {
+    m_object = nullptr;
     if (other.m_object == nullptr) {
       return;
     }

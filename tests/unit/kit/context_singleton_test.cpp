@@ -1,0 +1,164 @@
+// The per-plug-in singletons: one object for all callers, a new one after it was dropped.
+#include "cficontextsingleton.h"
+#include "support/bounded_call.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+
+struct FirstPlugin;
+struct SecondPlugin;
+
+std::atomic<int> madeObjects{0};
+
+class Plain : public virtual CFiRefCount {
+ public:
+  Plain() { ++madeObjects; }
+};
+
+template <typename Plugin>
+using Plains = CFiContextSingleton<Plain, Plugin>;
+
+TEST(ContextSingleton, HandsOutOneObject) {
+  const auto first = Plains<FirstPlugin>::instance(false);
+  const auto second = Plains<FirstPlugin>::instance(false);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first.get(), second.get());
+  // The singleton's own count and those of the two callers.
+  EXPECT_EQ(first->getCount(), 3);
+}
+
+TEST(ContextSingleton, IsAnotherForAnotherPlugin) {
+  EXPECT_NE(Plains<FirstPlugin>::instance(false).get(), Plains<SecondPlugin>::instance(false).get());
+}
+
+TEST(ContextSingleton, DroppingGivesAnEmptyPointer) {
+  Plains<FirstPlugin>::instance(false);
+  EXPECT_FALSE(Plains<FirstPlugin>::instance(true));
+}
+
+TEST(ContextSingleton, DroppingWhatWasNeverMadeMakesNothing) {
+  struct UnusedPlugin;
+  const int before = madeObjects;
+  EXPECT_FALSE((CFiContextSingleton<Plain, UnusedPlugin>::instance(true)));
+  EXPECT_EQ(madeObjects, before);
+}
+
+TEST(ContextSingleton, IsANewObjectAfterItWasDropped) {
+  const auto former = Plains<FirstPlugin>::instance(false);
+  Plains<FirstPlugin>::instance(true);
+  const auto present = Plains<FirstPlugin>::instance(false);
+  EXPECT_NE(former.get(), present.get());
+  EXPECT_EQ(former->getCount(), 1);
+  EXPECT_EQ(present->getCount(), 2);
+}
+
+TEST(ContextSingleton, DroppedObjectLivesAsLongAsACallerHoldsIt) {
+  static int deaths = 0;
+  class Mortal : public virtual CFiRefCount {
+   public:
+    ~Mortal() override { ++deaths; }
+  };
+  auto holder = CFiContextSingleton<Mortal, FirstPlugin>::instance(false);
+  CFiContextSingleton<Mortal, FirstPlugin>::instance(true);
+  EXPECT_EQ(deaths, 0);
+  EXPECT_EQ(holder.release(), 0);
+  EXPECT_EQ(deaths, 1);
+}
+
+class CallingBack : public virtual CFiRefCount {
+ public:
+  using Singleton = CFiContextSingleton<CallingBack, FirstPlugin>;
+
+  ~CallingBack() override {
+    returned = returnsOnAnotherThread([] { Singleton::instance(true); });
+  }
+
+  static std::atomic<bool> returned;
+};
+std::atomic<bool> CallingBack::returned{false};
+
+TEST(ContextSingleton, ObjectIsDestroyedWithTheMutexFree) {
+  CallingBack::Singleton::instance(false);
+  CallingBack::Singleton::instance(true);
+  EXPECT_TRUE(CallingBack::returned);
+}
+
+TEST(ContextSingleton, FailedConstructionReachesTheCallerAndIsTriedAgain) {
+  static bool refuses = true;
+  class Refusing : public virtual CFiRefCount {
+   public:
+    Refusing() {
+      if (refuses) {
+        throw std::runtime_error("refused");
+      }
+    }
+  };
+  using Singleton = CFiContextSingleton<Refusing, FirstPlugin>;
+  EXPECT_THROW(Singleton::instance(false), std::runtime_error);
+  refuses = false;
+  EXPECT_TRUE(Singleton::instance(false));
+}
+
+TEST(ContextSingleton, ThreadsThatComeTogetherGetTheSameObject) {
+  struct RacedPlugin;
+  constexpr int threadCount = 4;
+  constexpr int rounds = 200;
+  using Singleton = CFiContextSingleton<Plain, RacedPlugin>;
+  std::barrier together(threadCount);
+  std::vector<std::vector<Singleton::Pointer>> seen(threadCount);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < threadCount; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < rounds; ++round) {
+        together.arrive_and_wait();
+        seen[i].push_back(Singleton::instance(false));
+        together.arrive_and_wait();
+        if (i == 0) {
+          Singleton::instance(true);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (int round = 0; round < rounds; ++round) {
+    for (int i = 0; i < threadCount; ++i) {
+      ASSERT_TRUE(seen[i][round]);
+      EXPECT_EQ(seen[i][round].get(), seen[0][round].get());
+    }
+    EXPECT_EQ(seen[0][round]->getCount(), threadCount);
+  }
+}
+
+TEST(SmartPointer, ThreadsThatShareAnObjectCountItExactly) {
+  constexpr int threadCount = 4;
+  constexpr int rounds = 5000;
+  const CFiSmartPtr<Plain> shared(true);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < threadCount; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < rounds; ++round) {
+        const CFiSmartPtr<Plain> copy(shared);
+        CFiSmartPtr<Plain> other;
+        other = copy;
+        other.release();
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(shared->getCount(), 1);
+}
+
+}  // namespace

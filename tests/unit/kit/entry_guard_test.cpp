@@ -1,0 +1,171 @@
+// The guard around entry points: nothing crosses it but the end of a cancelled thread.
+#include "cfientryguard.h"
+#include "support/memory_failure.h"
+#include "support/pushed_messages.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using ErrorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
+
+constexpr int LINE = 77;
+constexpr const char* UNKNOWN = "MSG_ERROR_UNHANDLED_UNKNOWN_EXCEPTION";
+
+std::vector<PushedMessage> pushed() {
+  return describe(ErrorManager::instance(false)->messages());
+}
+
+class EntryGuard : public testing::Test {
+ protected:
+  void SetUp() override { ErrorManager::instance(true); }
+  void TearDown() override { ErrorManager::instance(true); }
+};
+
+TEST_F(EntryGuard, GivesTheBodysStatus) {
+  EXPECT_EQ(guardEntryPoint(LINE, [] { return 1088; }), 1088);
+  EXPECT_THAT(pushed(), IsEmpty());
+}
+
+TEST_F(EntryGuard, HasTheLadderWithin) {
+  EXPECT_EQ(guardEntryPoint(LINE, []() -> int { throw 8; }), 6);
+  EXPECT_THAT(
+      pushed(),
+      ElementsAre(PushedMessage{
+          "MSG_ERROR_UNHANDLED_INT_EXCEPTION", {"i:8", "s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", LINE}));
+}
+
+template <typename Thrown>
+void expectUnknown(const Thrown& thrown) {
+  ErrorManager::instance(false)->clear();
+  EXPECT_EQ(guardEntryPoint(LINE, [&]() -> int { throw thrown; }), 6);
+  EXPECT_THAT(pushed(), ElementsAre(PushedMessage{UNKNOWN, {"s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", LINE}));
+}
+
+TEST_F(EntryGuard, ReportsWhatTheLadderDoesNotKnow) {
+  struct Unknown {};
+  expectUnknown(8L);
+  expectUnknown(static_cast<const char*>("text"));
+  expectUnknown(std::string("text"));
+  expectUnknown(Unknown());
+}
+
+template <typename Thrown>
+void expectSixWithoutMemory(const Thrown& thrown) {
+  // Made ahead, as it is there in every plug-in that was started.
+  const auto manager = ErrorManager::instance(false);
+  std::optional<MemoryFailure> failure;
+  const int status = guardEntryPoint(LINE, [&]() -> int {
+    failure.emplace();
+    throw thrown;
+  });
+  failure.reset();
+  EXPECT_EQ(status, 6);
+  EXPECT_THAT(pushed(), IsEmpty());
+}
+
+TEST_F(EntryGuard, GivesSixWithoutAMessageWhenThereIsNoMemoryForOne) {
+  expectSixWithoutMemory(8);
+  expectSixWithoutMemory(8L);
+  expectSixWithoutMemory(std::bad_alloc());
+}
+
+// A body that waits for ever where a thread can be cancelled.
+class CancelledBody {
+ public:
+  CancelledBody() {
+    EXPECT_EQ(::pipe(m_started), 0);
+    EXPECT_EQ(::pipe(m_endless), 0);
+  }
+  CancelledBody(const CancelledBody&) = delete;
+  CancelledBody& operator=(const CancelledBody&) = delete;
+  ~CancelledBody() {
+    for (const int fd : {m_started[0], m_started[1], m_endless[0], m_endless[1]}) {
+      ::close(fd);
+    }
+  }
+
+  void waitUntilStarted() {
+    char byte = 0;
+    EXPECT_EQ(::read(m_started[0], &byte, 1), 1);
+  }
+
+  int run() {
+    struct Unwound {
+      bool& unwound;
+      ~Unwound() { unwound = true; }
+    } const mark{m_unwound};
+    char byte = 0;
+    EXPECT_EQ(::write(m_started[1], &byte, 1), 1);
+    static_cast<void>(::read(m_endless[0], &byte, 1));
+    return 0;
+  }
+
+  bool unwound() const { return m_unwound; }
+
+ private:
+  int m_started[2] = {-1, -1};
+  int m_endless[2] = {-1, -1};
+  bool m_unwound = false;
+};
+
+TEST_F(EntryGuard, LetsTheEndOfACancelledThreadPass) {
+  CancelledBody body;
+  pthread_t thread{};
+  const auto start = [](void* argument) -> void* {
+    guardEntryPoint(LINE, [&] { return static_cast<CancelledBody*>(argument)->run(); });
+    return nullptr;
+  };
+  ASSERT_EQ(::pthread_create(&thread, nullptr, start, &body), 0);
+  body.waitUntilStarted();
+  EXPECT_EQ(::pthread_cancel(thread), 0);
+  void* result = nullptr;
+  EXPECT_EQ(::pthread_join(thread, &result), 0);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_TRUE(body.unwound());
+  EXPECT_THAT(pushed(), IsEmpty());
+}
+
+struct ListCase {
+  bool single;
+  bool list;
+  int count;
+  bool standsIn;
+};
+
+TEST(NodeList, SingleNodeStandsInForAMissingListOnly) {
+  const ListCase cases[] = {
+      {true, false, 0, true},   {true, false, 1, false}, {true, false, -1, false},
+      {true, true, 0, false},   {true, true, 2, false},  {false, false, 0, false},
+      {false, false, 3, false}, {false, true, 0, false}, {false, true, 2, false},
+  };
+  int node = 0;
+  int* nodes[] = {&node, &node};
+  int single = 0;
+  for (const ListCase& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.single << c.list << ' ' << c.count);
+    const CFiNodeList<int> list(c.single ? &single : nullptr, c.list ? nodes : nullptr, c.count);
+    if (c.standsIn) {
+      ASSERT_EQ(list.count(), 1);
+      EXPECT_EQ(list.nodes()[0], &single);
+    } else {
+      EXPECT_EQ(list.count(), c.count);
+      EXPECT_EQ(list.nodes(), c.list ? nodes : nullptr);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,155 @@
+// Counted pointers and singletons whose mutexes fail: told through errno, never by an exception.
+#include "cficontextsingleton.h"
+#include "cfitracelog.h"
+#include "support/mutex_failure.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+
+int livingObjects = 0;
+
+class Counted : public virtual CFiRefCount {
+ public:
+  Counted() { ++livingObjects; }
+  ~Counted() override { --livingObjects; }
+};
+
+using Pointer = CFiSmartPtr<Counted, CFiNullAllocator<Counted>>;
+
+struct MutexTestPlugin;
+using Singleton = CFiContextSingleton<Counted, MutexTestPlugin>;
+
+class FailingMutex : public testing::Test {
+ protected:
+  void SetUp() override { errno = 0; }
+  void TearDown() override {
+    Singleton::instance(true);
+    EXPECT_EQ(livingObjects, 0);
+  }
+};
+
+TEST_F(FailingMutex, ReleaseKeepsThePointerAndItsCount) {
+  Pointer pointer(new Counted());
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    EXPECT_EQ(pointer.release(), -1);
+    EXPECT_EQ(errno, EINVAL);
+  }
+  ASSERT_TRUE(pointer);
+  EXPECT_EQ(pointer->getCount(), 1);
+  EXPECT_EQ(pointer.release(), 0);
+}
+
+TEST_F(FailingMutex, AcquireLeavesThePointerEmpty) {
+  const Pointer owner(new Counted());
+  Pointer pointer;
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EAGAIN);
+    EXPECT_EQ(pointer.acquire(owner.get()), -1);
+    EXPECT_EQ(errno, EAGAIN);
+  }
+  EXPECT_FALSE(pointer);
+  EXPECT_EQ(owner->getCount(), 1);
+}
+
+TEST_F(FailingMutex, AcquireGivesUpWhatWasHeldAndStaysEmpty) {
+  const Pointer owner(new Counted());
+  Pointer pointer(new Counted());
+  {
+    // The first lock is that of the object to be released.
+    const MutexFailure failure(MutexFailure::Call::lock, 2, EAGAIN);
+    EXPECT_EQ(pointer.acquire(owner.get()), -1);
+  }
+  EXPECT_FALSE(pointer);
+  EXPECT_EQ(livingObjects, 1);
+}
+
+TEST_F(FailingMutex, CopyIsEmpty) {
+  const Pointer owner(new Counted());
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const Pointer copy(owner);
+  EXPECT_FALSE(copy);
+  EXPECT_EQ(owner->getCount(), 1);
+}
+
+TEST_F(FailingMutex, AssignmentLeavesTheTargetEmpty) {
+  const Pointer owner(new Counted());
+  Pointer target(new Counted());
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
+    target = owner;
+  }
+  EXPECT_FALSE(target);
+  EXPECT_EQ(owner->getCount(), 1);
+  EXPECT_EQ(livingObjects, 1);
+}
+
+TEST_F(FailingMutex, AssignmentOfAnEmptyPointerEmptiesTheTargetEvenThoughItsCountCannotBeGivenBack) {
+  Pointer target(new Counted());
+  Counted* const object = target.get();
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    target = Pointer();
+  }
+  ASSERT_FALSE(target);
+  EXPECT_EQ(object->getCount(), 1);
+  delete object;
+}
+
+TEST_F(FailingMutex, FailedUnlockIsOnlyTold) {
+  Pointer pointer(new Counted());
+  const MutexFailure failure(MutexFailure::Call::unlock, 1, EPERM);
+  EXPECT_EQ(pointer.release(), 0);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_FALSE(pointer);
+  EXPECT_EQ(livingObjects, 0);
+}
+
+TEST_F(FailingMutex, CreatedObjectThatCannotBeCountedIsDestroyed) {
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  EXPECT_FALSE(CFiSmartPtr<Counted>(true));
+  EXPECT_EQ(livingObjects, 0);
+}
+
+TEST_F(FailingMutex, SingletonIsNotCreated) {
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  EXPECT_FALSE(Singleton::instance(false));
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(livingObjects, 0);
+}
+
+TEST_F(FailingMutex, SingletonThatIsThereIsHandedOutCounted) {
+  const auto before = Singleton::instance(false);
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const auto after = Singleton::instance(false);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(after.get(), before.get());
+  EXPECT_EQ(before->getCount(), 3);
+}
+
+TEST_F(FailingMutex, SingletonIsNotDropped) {
+  const auto before = Singleton::instance(false);
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    EXPECT_EQ(Singleton::instance(true).get(), before.get());
+    EXPECT_EQ(errno, EINVAL);
+  }
+  EXPECT_EQ(Singleton::instance(false).get(), before.get());
+  EXPECT_EQ(before->getCount(), 2);
+}
+
+TEST_F(FailingMutex, RegisteringATraceLogLeavesTheHolderEmpty) {
+  const CFiTraceLogSPtr log(true);
+  CFiTraceable holder;
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  holder.registerTraceLog(log);
+  EXPECT_FALSE(holder.traceLog());
+  EXPECT_EQ(log->getCount(), 1);
+}
+
+}  // namespace

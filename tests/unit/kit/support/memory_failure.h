@@ -1,0 +1,15 @@
+// Makes memory short.
+#ifndef TESTS_UNIT_KIT_SUPPORT_MEMORY_FAILURE_H
+#define TESTS_UNIT_KIT_SUPPORT_MEMORY_FAILURE_H
+
+// While it lives, every operator new of this thread throws std::bad_alloc. Linked into a program, its source replaces
+// operator new and delete there.
+class MemoryFailure {
+ public:
+  MemoryFailure();
+  MemoryFailure(const MemoryFailure&) = delete;
+  MemoryFailure& operator=(const MemoryFailure&) = delete;
+  ~MemoryFailure();
+};
+
+#endif

@@ -1,0 +1,189 @@
+// Trace scopes, and the base that carries a trace log.
+#include "cfitracelog.h"
+#include "support/trace_capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int LINE = 41;
+
+struct ScopeCase {
+  const char* name;
+  const char* function;
+  int line;
+  const char* path;
+  std::vector<std::string> records;
+};
+
+void PrintTo(const ScopeCase& scopeCase, std::ostream* out) {
+  *out << scopeCase.name;
+}
+
+class TraceScopeTexts : public testing::TestWithParam<ScopeCase> {};
+
+TEST_P(TraceScopeTexts, AreWhole) {
+  const TraceCapture capture;
+  const ScopeCase& scopeCase = GetParam();
+  { const CFiTraceLogFunction scope(capture.log(), scopeCase.function, scopeCase.line, scopeCase.path); }
+  EXPECT_EQ(capture.records(), scopeCase.records);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, TraceScopeTexts,
+    testing::Values(ScopeCase{"file behind the last slash",
+                              "claim",
+                              LINE,
+                              "/a/b.d/c.cpp",
+                              {"L6 Entering Function claim [41, c.cpp]", "L6 Exiting Function claim [41, c.cpp]"}},
+                    ScopeCase{"path that ends in a slash",
+                              "claim",
+                              LINE,
+                              "/a/",
+                              {"L6 Entering Function claim [41, ]", "L6 Exiting Function claim [41, ]"}},
+                    ScopeCase{"line 0 shortens the exit only",
+                              "claim",
+                              0,
+                              "/a/c.cpp",
+                              {"L6 Entering Function claim [0, c.cpp]", "L6 Exiting Function claim"}},
+                    ScopeCase{"negative line",
+                              "claim",
+                              -1,
+                              "/a/c.cpp",
+                              {"L6 Entering Function claim [-1, c.cpp]", "L6 Exiting Function claim [-1, c.cpp]"}},
+                    ScopeCase{"path without a slash is the header's own",
+                              "claim",
+                              LINE,
+                              "c.cpp",
+                              {"L6 Entering Function claim [41, pdk/include/cfitracelog.h]",
+                               "L6 Exiting Function claim [41, pdk/include/cfitracelog.h]"}},
+                    ScopeCase{"no path is the header's own",
+                              "claim",
+                              LINE,
+                              nullptr,
+                              {"L6 Entering Function claim [41, pdk/include/cfitracelog.h]",
+                               "L6 Exiting Function claim [41, pdk/include/cfitracelog.h]"}},
+                    ScopeCase{"no function is not traced", nullptr, LINE, "/a/c.cpp", {}}));
+
+TEST(TraceScope, WithoutALogTracesNothing) {
+  const CFiTraceLogFunction scope(CFiTraceLogSPtr(), "claim", LINE, "/a/c.cpp");
+}
+
+TEST(TraceScope, IsSilentBelowLevelSix) {
+  const TraceCapture capture(5);
+  { const CFiTraceLogFunction scope(capture.log(), "claim", LINE, "/a/c.cpp"); }
+  EXPECT_THAT(capture.records(), IsEmpty());
+}
+
+TEST(TraceScope, HoldsTheLogWhileItLives) {
+  const TraceCapture capture;
+  {
+    const CFiTraceLogFunction scope(capture.log(), "claim", LINE, "/a/c.cpp");
+    EXPECT_EQ(capture.log()->getCount(), 2);
+  }
+  EXPECT_EQ(capture.log()->getCount(), 1);
+}
+
+TEST(TraceScope, WritesItsExitThoughItsMakerDroppedTheLog) {
+  const TemporaryDirectory directory;
+  const EnvironmentVariable logDirectory("QMFI_LOG_DIR", directory.path());
+  const EnvironmentVariable traceLevel("QMFI_TRACE_LEVEL", std::nullopt);
+  {
+    CFiTraceLogSPtr log(true);
+    ACE_String_Base<char> empty;
+    ACE_String_Base<char> second;
+    log->initialize(ACE_String_Base<char>("dropped"), empty, second, CFI_TRACE_DETAIL, false);
+    const CFiTraceLogFunction scope(log, "fini", 0, "/a/c.cpp");
+    log.release();
+  }
+  EXPECT_THAT(readTrace(directory.path() + "/dropped.log"),
+              ElementsAre("L6 Entering Function fini [0, c.cpp]", "L6 Exiting Function fini"));
+}
+
+TEST(TraceLog, IsNotInitializedAndSilentWhenMade) {
+  const CFiTraceLogSPtr log(true);
+  EXPECT_FALSE(log->isInitialized());
+  EXPECT_FALSE(log->passes(CFI_TRACE_ERROR));
+  log->trace(CFI_TRACE_ERROR, "%s", "goes nowhere");
+}
+
+TEST(TraceLog, PassesUpToItsLevel) {
+  const TraceCapture capture(CFI_TRACE_PROGRESS);
+  EXPECT_TRUE(capture.log()->isInitialized());
+  EXPECT_TRUE(capture.log()->passes(CFI_TRACE_PROGRESS));
+  EXPECT_FALSE(capture.log()->passes(CFI_TRACE_REJECTED));
+}
+
+class Tracing : public CFiTraceable {
+ public:
+  int traceHere() const {
+    const auto scope = traceScope("traceHere");
+    trace(CFI_TRACE_PROGRESS, "%s %d", "value", 7);
+    return __LINE__ - 2;
+  }
+};
+
+TEST(Traceable, ScopesCarryTheirOwnPlaceInTheSource) {
+  const TraceCapture capture;
+  Tracing object;
+  object.registerTraceLog(capture.log());
+  const std::string place = "[" + std::to_string(object.traceHere()) + ", trace_scope_test.cpp]";
+  EXPECT_THAT(capture.records(), ElementsAre("L6 Entering Function traceHere " + place, "L3 value 7",
+                                             "L6 Exiting Function traceHere " + place));
+}
+
+TEST(Traceable, WithoutALogTracesNothing) {
+  const Tracing object;
+  object.traceHere();
+  EXPECT_FALSE(object.traceLog());
+}
+
+TEST(Traceable, LevelIsFiltered) {
+  const TraceCapture capture(CFI_TRACE_WARNING);
+  Tracing object;
+  object.registerTraceLog(capture.log());
+  object.traceHere();
+  EXPECT_THAT(capture.records(), IsEmpty());
+}
+
+TEST(Traceable, RegisteringItsOwnLogChangesNothing) {
+  const CFiTraceLogSPtr log(true);
+  CFiTraceable object;
+  object.registerTraceLog(log);
+  object.registerTraceLog(object.traceLog());
+  EXPECT_EQ(object.traceLog().get(), log.get());
+  EXPECT_EQ(log->getCount(), 2);
+}
+
+TEST(Traceable, RegisteringReleasesTheFormerLog) {
+  const CFiTraceLogSPtr former(true);
+  const CFiTraceLogSPtr present(true);
+  CFiTraceable object;
+  object.registerTraceLog(former);
+  object.registerTraceLog(present);
+  EXPECT_EQ(former->getCount(), 1);
+  EXPECT_EQ(present->getCount(), 2);
+  object.registerTraceLog(CFiTraceLogSPtr());
+  EXPECT_EQ(present->getCount(), 1);
+}
+
+TEST(Traceable, GivesItsLogBackAtItsEnd) {
+  const CFiTraceLogSPtr log(true);
+  {
+    CFiTraceable object;
+    object.registerTraceLog(log);
+    EXPECT_EQ(log->getCount(), 2);
+  }
+  EXPECT_EQ(log->getCount(), 1);
+}
+
+}  // namespace
