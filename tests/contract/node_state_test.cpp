@@ -92,7 +92,8 @@ TEST_F(NodeState, EmptyMountOptionsBecomeEmpty) {
   // A line that ends before its options has empty ones.
   table.write(std::string(device) + " /mnt/a qmfs\n");
   forget();
-  plugin.init_altnode(nullptr, nullptr, &domain);
+  // Another record of the name shares the private data.
+  initialisedNode("/mnt/a");
   EXPECT_EQ(stateText("", device), fetch(domain));
   EXPECT_THAT(trace(), ::testing::Contains(traced(3, "Setting filtered mount options: ")));
 }
@@ -303,7 +304,7 @@ TEST_F(NodeState, RefusesNoSubObjectThatIsEmptyButStoresNone) {
 
 TEST_F(NodeState, CrossesFromOneStartToTheNext) {
   const std::string text = fetch(mountedNode("ro,log"));
-  plugin.fini();
+  stopPlugin();
   ASSERT_EQ(0, startPlugin());
   kfi_domain& domain = node("/mnt/b");
   ASSERT_EQ(0, store(domain, text));

@@ -129,8 +129,7 @@ void LoadedPlugin::loadPlugin() {
 
 void LoadedPlugin::TearDown() {
   if (m_library == nullptr) return;
-  for (auto& domain : m_nodes) plugin.deinit_node(&domain);
-  if (started) plugin.fini();
+  if (started) stopPlugin();
   importedCalls().reset(nullptr);
   dlclose(m_library);
   EXPECT_EQ(nullptr, dlopen(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
@@ -152,6 +151,12 @@ int LoadedPlugin::startPlugin() {
 int LoadedPlugin::startPluginWithoutContext() {
   started = true;
   return plugin.init(nullptr, &version, nullptr);
+}
+
+void LoadedPlugin::stopPlugin() {
+  for (auto& domain : m_nodes) plugin.deinit_node(&domain);
+  plugin.fini();
+  started = false;
 }
 
 void LoadedPlugin::receive(kfi_context* context, const char* nativeText, const char* defaultText,

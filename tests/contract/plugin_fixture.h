@@ -91,6 +91,8 @@ class LoadedPlugin : public ::testing::Test {
   // Calls init with a context of the member language, or without one.
   int startPlugin();
   int startPluginWithoutContext();
+  // De-initialises all nodes and calls fini.
+  void stopPlugin();
   // Writes the provider's configuration file, read when it starts.
   void configure(const std::string& text);
 
@@ -128,7 +130,7 @@ class LoadedPlugin : public ::testing::Test {
   // What init writes.
   kfi_version version{{1, 2, 3, 4}};
   std::vector<CallbackCall> callbacks;
-  // For a test that stops the plug-in by itself.
+  // Whether fini is called at the end; set by the functions above.
   bool started = false;
 
  private:

@@ -331,8 +331,7 @@ TEST_F(Quiesce, RemainsThawableAfterItsNodesAreGone) {
 
 TEST_F(Quiesce, IsThawedByFini) {
   ASSERT_EQ(0, quiesce(2));
-  plugin.fini();
-  started = false;
+  stopPlugin();
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
@@ -340,10 +339,9 @@ TEST_F(Quiesce, IsThawedByFini) {
 
 TEST_F(Quiesce, ThawedByFiniIsNotThawedAgain) {
   ASSERT_EQ(0, quiesce(1));
+  stopPlugin();
+  plugin.unquiesce(nullptr, nullptr, 0);
   plugin.fini();
-  plugin.unquiesce(nullptr, nodes.data(), 1);
-  plugin.fini();
-  started = false;
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
 }

@@ -205,22 +205,16 @@ TEST_F(Start, TracesFailuresOnlyWhereNothingElseIsAskedFor) {
   EXPECT_THAT(scopes(), IsEmpty());
 }
 
-class Stop : public StartedPlugin {
- protected:
-  void stop() {
-    plugin.fini();
-    started = false;
-  }
-};
+class Stop : public StartedPlugin {};
 
 TEST_F(Stop, RunsTheProvidersFiniThoughDelayedInitialisationNeverRan) {
-  stop();
+  stopPlugin();
   EXPECT_THAT(namesOf(scopes()), ElementsAre("+qmfsfi_fi_pgn_fini", "+fini", "-fini", "-qmfsfi_fi_pgn_fini"));
   EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(Stop, WritesItsExitAlthoughTheLogIsDroppedBefore) {
-  stop();
+  stopPlugin();
   const auto records = scopes();
   ASSERT_EQ(4u, records.size());
   EXPECT_EQ("qmfsfi_fi_pgn_fini", records.back().function);
@@ -231,13 +225,13 @@ TEST_F(Stop, WritesItsExitAlthoughTheLogIsDroppedBefore) {
 }
 
 TEST_F(Stop, WithoutAStartBeforeItDoesNothing) {
-  stop();
+  stopPlugin();
   plugin.fini();
 }
 
 TEST_F(Stop, LaterCallsMeetAFreshProviderWithoutPrivateData) {
   table.add("/dev/qm/dsk/dg1/vol1", "/mnt/a");
-  stop();
+  stopPlugin();
   qmfi_objid** groups = nullptr;
   int count = 0;
   EXPECT_EQ(1, plugin.claim(object("/mnt/a"), &groups, &count));
@@ -249,7 +243,7 @@ TEST_F(Stop, LaterCallsMeetAFreshProviderWithoutPrivateData) {
 }
 
 TEST_F(Stop, TheProviderCanBeStartedAgain) {
-  stop();
+  stopPlugin();
   EXPECT_EQ(0, startPlugin());
   table.add("/dev/qm/dsk/dg1/vol1", "/mnt/a");
   EXPECT_EQ(0x802u, initialisedNode("/mnt/a").fid_attr);
