@@ -1,0 +1,85 @@
+// A provider and a volume layer that do nothing but tell what they were asked for, and fail where a test wants it.
+#ifndef FAKE_PROVIDER_H
+#define FAKE_PROVIDER_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host_error.h"
+#include "provider_entry_points.h"
+#include "volume_splitter.h"
+
+// What both of them did, in order, as "call argument...".
+class Journal {
+ public:
+  void record(const std::string& call) {
+    m_calls.push_back(call);
+    if (onCall) onCall(call);
+  }
+  const std::vector<std::string>& calls() const { return m_calls; }
+  void clear() { m_calls.clear(); }
+
+  // Run after every record.
+  std::function<void(const std::string&)> onCall;
+
+ private:
+  std::vector<std::string> m_calls;
+};
+
+// The entry points are plain functions, so one object of this class exists at a time. Every function that the host uses
+// is there; the others are null.
+class FakeProvider {
+ public:
+  explicit FakeProvider(Journal& journal);
+  FakeProvider(const FakeProvider&) = delete;
+  FakeProvider& operator=(const FakeProvider&) = delete;
+  ~FakeProvider();
+
+  const qmfi_host::ProviderEntryPoints& entryPoints() const { return m_entryPoints; }
+
+  // Records a call; its name, up to the first blank, finds the status that it returns and the messages that it pushes.
+  int answer(const std::string& call);
+
+  // By name of the call. Without a status a call returns 0 ("claim": 1).
+  std::map<std::string, int> statuses;
+  std::map<std::string, std::vector<qmfi_host::ProviderMessage>> messages;
+
+  // Pushed and not yet forgotten, newest first; the text is given as arguments.
+  std::vector<qmfi_host::ProviderMessage> pushed;
+  // The language that the last text was asked for in.
+  std::string language;
+  // What the version record is filled with.
+  std::uint16_t version = 7;
+
+ private:
+  Journal& m_journal;
+  qmfi_host::ProviderEntryPoints m_entryPoints;
+};
+
+// A volume layer that only keeps a journal.
+class FakeSplitter : public qmfi_host::VolumeSplitter {
+ public:
+  explicit FakeSplitter(Journal& journal) : m_journal(journal) {}
+
+  qmfi_host::SplitPlan plan(const std::string& device, const std::string& snapshotId) const override;
+  std::unique_ptr<qmfi_host::VolumeSplit> prepare(const qmfi_host::SplitPlan& plan) const override;
+  std::unique_ptr<qmfi_host::SnapshotDevice> attach(const qmfi_host::SplitPlan& plan) const override;
+  void detach(const qmfi_host::SplitPlan& plan) const override;
+  void release(const qmfi_host::SplitPlan& plan) const override;
+
+  // The call that throws ("prepare DEVICE", ...), and the errno value that a split returns.
+  std::string failingCall;
+  int splitError = 0;
+  // Run within every split.
+  std::function<void()> onSplit;
+
+ private:
+  void record(const std::string& call) const;
+
+  Journal& m_journal;
+};
+
+#endif

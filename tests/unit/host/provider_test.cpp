@@ -1,0 +1,110 @@
+// A provider's start and stop, and how its failures reach the user.
+#include "provider.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "fake_provider.h"
+
+namespace qmfi_host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string printed(const std::exception& error) {
+  std::ostringstream text;
+  printError(text, error);
+  return text.str();
+}
+
+class ProviderTest : public testing::Test {
+ protected:
+  Journal m_journal;
+  FakeProvider m_fake{m_journal};
+};
+
+TEST_F(ProviderTest, IsStartedOnceAndStoppedOnce) {
+  { const Provider provider(m_fake.entryPoints(), "sample", "de_DE"); }
+  EXPECT_THAT(m_journal.calls(), ElementsAre("init sample de_DE", "fini"));
+}
+
+TEST_F(ProviderTest, IsGivenNoLanguageWhereTheUserHasNone) {
+  { const Provider provider(m_fake.entryPoints(), "sample", ""); }
+  EXPECT_THAT(m_journal.calls(), ElementsAre("init sample -", "fini"));
+}
+
+TEST_F(ProviderTest, ThatRefusesToStartIsStoppedAndItsMessagesAreShown) {
+  m_fake.statuses["init"] = 30;
+  m_fake.messages["init"] = {{"MSG_ERROR_INITIALIZATION_FAILED", "not started"},
+                             {"MSG_ERROR_COMMAND_FAILED", "no package"}};
+  try {
+    const Provider provider(m_fake.entryPoints(), "sample", "");
+    FAIL() << "it started";
+  } catch (const ProviderError& error) {
+    EXPECT_EQ(printed(error),
+              "qmfi: the provider sample could not be started: status 30\n"
+              "  MSG_ERROR_INITIALIZATION_FAILED: not started\n"
+              "  MSG_ERROR_COMMAND_FAILED: no package\n");
+  }
+  EXPECT_THAT(m_journal.calls(), ElementsAre("init sample -", "fini"));
+}
+
+TEST_F(ProviderTest, OfAnotherInterfaceVersionIsRefused) {
+  m_fake.version = 8;
+  try {
+    const Provider provider(m_fake.entryPoints(), "sample", "");
+    FAIL() << "it started";
+  } catch (const HostError& error) {
+    EXPECT_EQ(printed(error),
+              "qmfi: the provider sample could not be started: it speaks version 8 of the interface, not 7\n");
+  }
+  EXPECT_THAT(m_journal.calls(), ElementsAre("init sample -", "fini"));
+}
+
+TEST_F(ProviderTest, FailingCallShowsItsMessagesInTheUsersLanguageAndForgetsThem) {
+  Provider provider(m_fake.entryPoints(), "sample", "de_DE");
+  m_fake.pushed = {{"MSG_ERROR_OLD", "left by an earlier call"}};
+  try {
+    provider.run("the thing could not be done", [&](const ProviderEntryPoints&) {
+      m_fake.pushed.push_back({"MSG_ERROR_FREEZE", "kein Einfrieren"});
+      return 6;
+    });
+    FAIL() << "it did not fail";
+  } catch (const ProviderError& error) {
+    EXPECT_EQ(error.status(), 6);
+    EXPECT_EQ(printed(error),
+              "qmfi: the thing could not be done: status 6\n"
+              "  MSG_ERROR_FREEZE: kein Einfrieren\n");
+  }
+  EXPECT_EQ(m_fake.language, "de_DE");
+  EXPECT_THAT(m_fake.pushed, IsEmpty());
+}
+
+TEST_F(ProviderTest, FailingCallWithoutMessagesIsExplainedByItsStatus) {
+  Provider provider(m_fake.entryPoints(), "sample", "");
+  try {
+    provider.run("the thing could not be done", [](const ProviderEntryPoints&) { return 3; });
+    FAIL() << "it did not fail";
+  } catch (const ProviderError& error) {
+    EXPECT_EQ(printed(error), "qmfi: the thing could not be done: status 3\n  An argument is invalid.\n");
+  }
+}
+
+TEST_F(ProviderTest, CallWithoutAStatusFailsByItsMessages) {
+  Provider provider(m_fake.entryPoints(), "sample", "");
+  EXPECT_NO_THROW(provider.runWithoutStatus("the thaw failed", [](const ProviderEntryPoints&) {}));
+  try {
+    provider.runWithoutStatus("the thaw failed", [&](const ProviderEntryPoints&) {
+      m_fake.pushed.push_back({"MSG_ERROR_THAW", "still frozen"});
+    });
+    FAIL() << "it did not fail";
+  } catch (const ProviderError& error) {
+    EXPECT_EQ(printed(error), "qmfi: the thaw failed: status 6\n  MSG_ERROR_THAW: still frozen\n");
+  }
+}
+
+}  // namespace
+}  // namespace qmfi_host

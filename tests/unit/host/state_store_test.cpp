@@ -1,0 +1,186 @@
+// What the host remembers between its runs.
+#include "state_store.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "../runtime/temporary_directory.h"
+#include "database.h"
+#include "host_error.h"
+
+namespace qmfi_host {
+namespace {
+
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+SnapshotNode makeNode(const std::string& mountPoint) {
+  SnapshotNode node;
+  node.mountPoint = mountPoint;
+  node.volume = {"device of " + mountPoint, "snapshot of " + mountPoint, "file of " + mountPoint,
+                 "copy of " + mountPoint};
+  node.alternate = mountPoint + "_alt";
+  node.state = "<MNT_OPTS>rw</MNT_OPTS>\n";
+  node.alternateState = "<MNT_OPTS>ro</MNT_OPTS>\n";
+  return node;
+}
+
+Snapshot makeSnapshot(const std::string& id, const std::string& name, int created) {
+  Snapshot snapshot;
+  snapshot.id = id;
+  snapshot.name = name;
+  snapshot.provider = "sample";
+  snapshot.created = Snapshot::Time(std::chrono::microseconds(created));
+  snapshot.frozen = std::chrono::microseconds(1234);
+  snapshot.nodes = {makeNode("/b"), makeNode("/a")};
+  return snapshot;
+}
+
+void expectEqual(const Snapshot& one, const Snapshot& other) {
+  EXPECT_EQ(one.id, other.id);
+  EXPECT_EQ(one.name, other.name);
+  EXPECT_EQ(one.provider, other.provider);
+  EXPECT_EQ(one.created, other.created);
+  EXPECT_EQ(one.frozen, other.frozen);
+  EXPECT_EQ(one.phase, other.phase);
+  ASSERT_EQ(one.nodes.size(), other.nodes.size());
+  for (std::size_t i = 0; i < one.nodes.size(); ++i) {
+    EXPECT_EQ(one.nodes[i].mountPoint, other.nodes[i].mountPoint);
+    EXPECT_EQ(one.nodes[i].volume.device, other.nodes[i].volume.device);
+    EXPECT_EQ(one.nodes[i].volume.snapshotDevice, other.nodes[i].volume.snapshotDevice);
+    EXPECT_EQ(one.nodes[i].volume.volumeFile, other.nodes[i].volume.volumeFile);
+    EXPECT_EQ(one.nodes[i].volume.snapshotFile, other.nodes[i].volume.snapshotFile);
+    EXPECT_EQ(one.nodes[i].alternate, other.nodes[i].alternate);
+    EXPECT_EQ(one.nodes[i].state, other.nodes[i].state);
+    EXPECT_EQ(one.nodes[i].alternateState, other.nodes[i].alternateState);
+  }
+}
+
+std::vector<std::string> idsOf(const std::vector<Snapshot>& snapshots) {
+  std::vector<std::string> ids;
+  for (const Snapshot& snapshot : snapshots) ids.push_back(snapshot.id);
+  return ids;
+}
+
+class StateStoreTest : public testing::Test {
+ protected:
+  TemporaryDirectory m_directory;
+};
+
+TEST_F(StateStoreTest, GivesBackInALaterProcessWhatWasAdded) {
+  const Snapshot snapshot = makeSnapshot("0a", "first", 1);
+  StateStore(m_directory.path()).add(snapshot);
+  const auto found = StateStore(m_directory.path()).find("0a");
+  ASSERT_TRUE(found);
+  expectEqual(*found, snapshot);
+}
+
+TEST_F(StateStoreTest, KnowsASnapshotByItsNameToo) {
+  StateStore store(m_directory.path());
+  store.add(makeSnapshot("0a", "first", 1));
+  EXPECT_EQ(store.find("first")->id, "0a");
+  EXPECT_FALSE(store.find("second"));
+  EXPECT_FALSE(store.find(""));
+}
+
+TEST_F(StateStoreTest, ListsTheOldestFirst) {
+  StateStore store(m_directory.path());
+  store.add(makeSnapshot("0a", "younger", 2));
+  store.add(makeSnapshot("0b", "older", 1));
+  EXPECT_THAT(idsOf(store.snapshots()), testing::ElementsAre("0b", "0a"));
+}
+
+TEST_F(StateStoreTest, RefusesAnIdOrNameThatNamesAnotherSnapshot) {
+  StateStore store(m_directory.path());
+  store.add(makeSnapshot("0a", "first", 1));
+  const struct {
+    const char* id;
+    const char* name;
+    const char* taken;
+  } cases[] = {{"0b", "first", "first"}, {"0a", "second", "0a"}, {"0b", "0a", "0a"}, {"first", "second", "first"}};
+  for (const auto& one : cases) {
+    EXPECT_THAT([&] { store.add(makeSnapshot(one.id, one.name, 2)); },
+                ThrowsMessage<UsageError>("a snapshot \"" + std::string(one.taken) + "\" exists already"));
+  }
+  EXPECT_THAT(idsOf(store.snapshots()), testing::ElementsAre("0a"));
+}
+
+TEST_F(StateStoreTest, KeepsEveryPhase) {
+  StateStore store(m_directory.path());
+  Snapshot snapshot = makeSnapshot("0a", "first", 1);
+  store.add(snapshot);
+  for (int phase = 0; phase <= static_cast<int>(Phase::deleting); ++phase) {
+    snapshot.phase = static_cast<Phase>(phase);
+    store.update(snapshot);
+    EXPECT_EQ(store.find("0a")->phase, snapshot.phase) << phase;
+  }
+}
+
+TEST_F(StateStoreTest, ReplacesASnapshotByAnUpdate) {
+  StateStore store(m_directory.path());
+  Snapshot snapshot = makeSnapshot("0a", "first", 1);
+  store.add(snapshot);
+  snapshot.nodes = {makeNode("/c")};
+  snapshot.frozen = std::chrono::microseconds(99);
+  store.update(snapshot);
+  ASSERT_EQ(store.snapshots().size(), 1U);
+  expectEqual(store.snapshots().front(), snapshot);
+}
+
+TEST_F(StateStoreTest, ForgetsARemovedSnapshotWithItsNodes) {
+  StateStore store(m_directory.path());
+  store.add(makeSnapshot("0a", "first", 1));
+  store.remove("0a");
+  EXPECT_FALSE(store.find("0a"));
+  Database database(m_directory.file("state.db"));
+  Statement count(database, "SELECT count(*) FROM node");
+  count.step();
+  EXPECT_EQ(count.number(), 0);
+}
+
+TEST_F(StateStoreTest, IsNotReadableForOthers) {
+  const mode_t before = umask(0);
+  StateStore(m_directory.path()).add(makeSnapshot("0a", "first", 1));
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(m_directory.file("state.db").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST_F(StateStoreTest, OfALaterVersionIsRefused) {
+  { const StateStore store(m_directory.path()); }
+  Database(m_directory.file("state.db")).execute("PRAGMA user_version = 2");
+  EXPECT_THAT([&] { StateStore(m_directory.path()); },
+              ThrowsMessage<HostError>("the state store was made by a later version of qmfi"));
+}
+
+TEST_F(StateStoreTest, ThatIsNoDatabaseIsAFailure) {
+  m_directory.write("state.db", std::string(4096, 'x'));
+  EXPECT_THAT([&] { StateStore(m_directory.path()); },
+              ThrowsMessage<HostError>(HasSubstr("the state store cannot be used: ")));
+}
+
+TEST_F(StateStoreTest, BehindASymbolicLinkIsRefused) {
+  m_directory.write("elsewhere", "");
+  std::filesystem::create_symlink("elsewhere", m_directory.file("state.db"));
+  EXPECT_THROW(StateStore(m_directory.path()), HostError);
+}
+
+TEST_F(StateStoreTest, RemembersDisabledAccessUntilItIsRemoved) {
+  StateStore store(m_directory.path());
+  store.save({"/mnt", "sample", "/dev/x", "state"});
+  store.save({"/mnt", "sample", "/dev/y", "new state"});
+  const auto access = store.findDisabledAccess("/mnt");
+  ASSERT_TRUE(access);
+  EXPECT_EQ(access->provider, "sample");
+  EXPECT_EQ(access->device, "/dev/y");
+  EXPECT_EQ(access->state, "new state");
+  EXPECT_FALSE(store.findDisabledAccess("/mnt/other"));
+  store.removeDisabledAccess("/mnt");
+  EXPECT_FALSE(store.findDisabledAccess("/mnt"));
+}
+
+}  // namespace
+}  // namespace qmfi_host
