@@ -73,14 +73,9 @@ TEST_F(FreezeWindowTest, ThawsWhenAVolumeCannotBeSplitAndLeavesTheOthers) {
 }
 
 TEST_F(FreezeWindowTest, CallsNoSnapshotConsistentWhenTheTimeoutMayHaveEndedTheFreeze) {
-  m_splitter.onSplit = [end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1001)] {
-    while (std::chrono::steady_clock::now() < end) {
-    }
-  };
-  EXPECT_THAT(
-      [&] { run(std::chrono::seconds(1)); },
-      ThrowsMessage<HostError>(AllOf(StartsWith("the snapshot is not consistent: freezing and splitting took 1"),
-                                     HasSubstr("the freeze time-out of 1 s"))));
+  EXPECT_THAT([&] { run(std::chrono::seconds(0)); },
+              ThrowsMessage<HostError>(AllOf(StartsWith("the snapshot is not consistent: freezing and splitting took "),
+                                             HasSubstr("the freeze time-out of 0 s"))));
   EXPECT_EQ(m_journal.calls().back(), "unquiesce /proc /sys");
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <map>
 
 #include "../runtime/temporary_directory.h"
@@ -36,6 +37,12 @@ class SnapshotStepsTest : public testing::Test {
     m_store.update(snapshot);
     m_journal.clear();
     return snapshot;
+  }
+
+  // How often a call of this name is in the journal.
+  auto count(const std::string& name) const {
+    return std::count_if(m_journal.calls().begin(), m_journal.calls().end(),
+                         [&](const std::string& call) { return call.substr(0, call.find(' ')) == name; });
   }
 
   // The journal with the snapshot's id replaced.
@@ -119,7 +126,7 @@ TEST_F(SnapshotStepsTest, CreationThatFailsAtAnyStepLeavesNothing) {
     EXPECT_THROW(create(), ProviderError) << call;
     m_fake.statuses.erase(call);
     EXPECT_THAT(m_store.snapshots(), IsEmpty()) << call;
-    EXPECT_THAT(m_journal.calls(), testing::Not(testing::Contains("quiesce"))) << call;
+    EXPECT_EQ(count("quiesce") - (std::string(call) == "quiesce" ? 1 : 0), count("unquiesce")) << call;
   }
 }
 
