@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
-#include <vector>
 
 namespace {
 
@@ -49,11 +48,16 @@ bool canMatch(std::string_view field, std::string_view value) {
   return field == value || field.find('\\') != std::string_view::npos;
 }
 
-// Decodes one line. The entry points into buffer, which must hold the line and two characters more.
-bool decodeLine(char* line, std::size_t length, std::vector<char>& buffer, mntent& entry) {
+// Decodes one line. Returns 1 with the entry, which points into buffer; 0 when the line holds none; -1 when memory is
+// short.
+int decodeLine(char* line, std::size_t length, MallocString& buffer, mntent& entry) {
+  const std::size_t size = length + 2;
+  buffer.reset(static_cast<char*>(std::malloc(size)));
   const std::unique_ptr<std::FILE, StreamCloser> stream(fmemopen(line, length, "r"));
-  return stream != nullptr &&
-         getmntent_r(stream.get(), &entry, buffer.data(), static_cast<int>(buffer.size())) != nullptr;
+  if (buffer == nullptr || stream == nullptr) {
+    return -1;
+  }
+  return getmntent_r(stream.get(), &entry, buffer.get(), static_cast<int>(size)) != nullptr ? 1 : 0;
 }
 
 // Copies two strings through out pointers that may be null: both or neither. Returns 1, or -1 when memory is short.
@@ -92,7 +96,7 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
   std::setvbuf(stream.get(), readAhead.data(), _IOFBF, readAhead.size());
   MallocString line;
   std::size_t capacity = 0;
-  std::vector<char> buffer;
+  MallocString buffer;
   for (;;) {
     char* text = line.release();
     const ssize_t length = ::getline(&text, &capacity, stream.get());
@@ -104,9 +108,12 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
     if (!canMatch(rawField({text, static_cast<std::size_t>(length)}, key), value)) {
       continue;
     }
-    buffer.resize(static_cast<std::size_t>(length) + 2);
     mntent entry{};
-    if (!decodeLine(text, static_cast<std::size_t>(length), buffer, entry)) {
+    const int decoded = decodeLine(text, static_cast<std::size_t>(length), buffer, entry);
+    if (decoded < 0) {
+      return -1;
+    }
+    if (decoded == 0) {
       continue;
     }
     const bool byDevice = key == MountTableKey::device;

@@ -1,0 +1,91 @@
+// Handing out a path when memory is short: this program has its own malloc and its own buffers of the framework.
+#include "cfierror.h"
+#include "qmfs_plugin.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+bool isArrayRefused = false;
+bool isBufferRefused = false;
+// What is still to be given back.
+std::vector<void*> arrays;
+
+}  // namespace
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void __real_free(void* memory);
+
+void* __wrap_malloc(std::size_t size) {
+  if (size != sizeof(char*)) {
+    return __real_malloc(size);
+  }
+  void* const array = isArrayRefused ? nullptr : __real_malloc(size);
+  if (array != nullptr) {
+    arrays.push_back(array);
+  }
+  return array;
+}
+
+void __wrap_free(void* memory) {
+  std::erase(arrays, memory);
+  __real_free(memory);
+}
+
+void* qmfi_alloc_buf(std::size_t size) {
+  return isBufferRefused ? nullptr : std::calloc(1, size);
+}
+}
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+
+class PathList : public testing::Test {
+ protected:
+  ~PathList() override { isArrayRefused = isBufferRefused = false; }
+
+  CQmFSPlugin m_plugin;
+  char* m_old = nullptr;
+  char** m_paths = &m_old;
+  int m_count = 7;
+};
+
+TEST_F(PathList, WithoutMemoryForTheArrayIsFiveAndTouchesNothing) {
+  isArrayRefused = true;
+  EXPECT_EQ(m_plugin.createPathAndAllocBuffer("/mnt/a", &m_paths, &m_count), 5);
+  EXPECT_EQ(m_paths, &m_old);
+  EXPECT_EQ(m_count, 7);
+}
+
+TEST_F(PathList, WithoutMemoryForTheBufferThrowsFiveAndKeepsNoArray) {
+  isBufferRefused = true;
+  try {
+    m_plugin.createPathAndAllocBuffer("/mnt/a", &m_paths, &m_count);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const CFiError& error) {
+    EXPECT_EQ(error.getNumber(), 5);
+  }
+  EXPECT_TRUE(arrays.empty());
+  EXPECT_EQ(m_paths, &m_old);
+  EXPECT_EQ(m_count, 7);
+}
+
+TEST_F(PathList, HandsOutAnArrayOfMallocWithABufferOfTheFramework) {
+  EXPECT_EQ(m_plugin.createPathAndAllocBuffer("/mnt/a", &m_paths, &m_count), 0);
+  ASSERT_EQ(arrays, std::vector<void*>{m_paths});
+  EXPECT_STREQ(m_paths[0], "/mnt/a");
+  EXPECT_EQ(m_count, 1);
+  std::free(m_paths[0]);
+  std::free(m_paths);
+  EXPECT_TRUE(arrays.empty());
+}
+
+}  // namespace

@@ -1,0 +1,60 @@
+// The command pipe, the pauses and the mount table taken over by a test program, so that the provider's commands are
+// answered by the test and nothing of the machine is run or read.
+#ifndef TESTS_UNIT_PROVIDER_RECORDED_COMMANDS_H
+#define TESTS_UNIT_PROVIDER_RECORDED_COMMANDS_H
+
+#include <cstddef>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+// How one command ends. The lines are appended to the caller's output.
+struct CommandAnswer {
+  int code = 0;
+  int exitStatus = 0;
+  std::vector<std::string> lines;
+  // What the command does meanwhile; may be empty.
+  std::function<void()> effect;
+};
+
+// A command as the pipe was given it.
+struct RecordedCommand {
+  std::string line;
+  int timeoutSeconds = 0;
+  // The reserved texts, one behind the other.
+  std::string reserved;
+  // How many lines the output held already.
+  std::size_t linesBefore = 0;
+};
+
+class RecordedCommands {
+ public:
+  // The answer to the next command that has none yet; commands without one succeed and print nothing.
+  void answerNext(CommandAnswer answer) { m_answers.push_back(std::move(answer)); }
+
+  const std::vector<RecordedCommand>& commands() const { return m_commands; }
+  // "sleep N" and the command lines, in order.
+  const std::vector<std::string>& events() const { return m_events; }
+
+  // Replaces the mount table, or makes it impossible to open.
+  void setMountTable(const std::string& text) { m_mountTable = text; }
+  void hideMountTable() { m_isTableHidden = true; }
+
+  // What the taken-over functions do.
+  CommandAnswer run(RecordedCommand command);
+  void sleep(unsigned seconds);
+  std::FILE* openMountTable() const;
+
+ private:
+  std::vector<CommandAnswer> m_answers;
+  std::vector<RecordedCommand> m_commands;
+  std::vector<std::string> m_events;
+  std::string m_mountTable;
+  bool m_isTableHidden = false;
+};
+
+// The one that answers now. Set while a test runs.
+extern RecordedCommands* recordedCommands;
+
+#endif
