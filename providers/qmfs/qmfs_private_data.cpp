@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 using namespace qmfi_pdk_4_4;
@@ -15,13 +16,48 @@ namespace {
 // Kind of the identifiers of sub-objects.
 constexpr std::int32_t SUB_OBJECT_KIND = 3;
 
-// The text between two tags. Required: a tag that is missing is not detected; its position of -1 takes part in the
-// arithmetic, and a negative length reaches to the end of the text.
-std::string uncheckedElement(const std::string& text, const char* openTag, const char* closeTag) {
-  const auto open = static_cast<std::int32_t>(text.find(openTag));
-  const auto close = static_cast<std::int32_t>(text.find(closeTag));
-  const std::int32_t begin = open + static_cast<std::int32_t>(std::strlen(openTag));
-  return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(close - begin));
+// An element of a node's state text: its tags, and where they first stand in a text, -1 for one that is missing.
+struct Element {
+  std::string_view openTag;
+  std::string_view closeTag;
+  std::int32_t open = -1;
+  std::int32_t close = -1;
+
+  bool isWhole() const { return open >= 0 && close >= 0; }
+};
+
+// The three elements, found in one pass over the text.
+struct NodeStateElements {
+  Element options{"<MNT_OPTS>", "</MNT_OPTS>"};
+  Element subObject{"<SUBOBJ>", "</SUBOBJ>"};
+  Element altObject{"<ALTOBJ>", "</ALTOBJ>"};
+
+  explicit NodeStateElements(std::string_view text) {
+    for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
+      const std::string_view rest = text.substr(at);
+      const auto place = static_cast<std::int32_t>(at);
+      for (Element* const element : {&options, &subObject, &altObject}) {
+        if (element->open < 0 && rest.starts_with(element->openTag)) {
+          element->open = place;
+          break;
+        }
+        if (element->close < 0 && rest.starts_with(element->closeTag)) {
+          element->close = place;
+          break;
+        }
+      }
+    }
+  }
+};
+
+// The text of an element. Required: a tag that is missing is not detected; its position of -1 takes part in the
+// arithmetic, and a negative length reaches to the end of the text. A text that is too short is a string's own error.
+std::string_view uncheckedText(std::string_view text, const Element& element) {
+  const std::int32_t begin = element.open + static_cast<std::int32_t>(element.openTag.size());
+  if (static_cast<std::size_t>(begin) > text.size()) {
+    static_cast<void>(std::string(text).substr(static_cast<std::size_t>(begin)));
+  }
+  return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(element.close - begin));
 }
 
 }  // namespace
@@ -47,9 +83,13 @@ std::string filterMountOptions(const std::string& options) {
 }
 
 std::string composeNodeState(const NodeStateText& state) {
-  std::string text = "<MNT_OPTS>" + state.mountOptions + "</MNT_OPTS>\n<SUBOBJ>" + state.subObject + "</SUBOBJ>\n";
+  constexpr std::size_t tagRoom = 64;
+  std::string text;
+  text.reserve(state.mountOptions.size() + state.subObject.size() + state.altObject.size() + tagRoom);
+  text.append("<MNT_OPTS>").append(state.mountOptions).append("</MNT_OPTS>\n");
+  text.append("<SUBOBJ>").append(state.subObject).append("</SUBOBJ>\n");
   if (!state.altObject.empty()) {
-    text += "<ALTOBJ>" + state.altObject + "</ALTOBJ>\n";
+    text.append("<ALTOBJ>").append(state.altObject).append("</ALTOBJ>\n");
   }
   return text;
 }
@@ -94,19 +134,19 @@ int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
     trace(CFI_TRACE_WARNING, "setNodeState() Blob uses non-string encoding.");
     return 0;
   }
-  const std::string text = blob->kb_buffer;
-  m_mntOpts = uncheckedElement(text, "<MNT_OPTS>", "</MNT_OPTS>");
+  const std::string_view text = blob->kb_buffer;
+  const NodeStateElements elements(text);
+  m_mntOpts = uncheckedText(text, elements.options);
 
-  const std::string subObject = uncheckedElement(text, "<SUBOBJ>", "</SUBOBJ>");
+  const std::string subObject(uncheckedText(text, elements.subObject));
   qmfi_objid* const identifier =
       qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), SUB_OBJECT_KIND);
   if (identifier != nullptr) {
     addSubObject(identifier);
   }
 
-  const bool hasAltObject = text.find("<ALTOBJ>") != std::string::npos && text.find("</ALTOBJ>") != std::string::npos;
-  if (hasAltObject) {
-    m_altObj = uncheckedElement(text, "<ALTOBJ>", "</ALTOBJ>");
+  if (elements.altObject.isWhole()) {
+    m_altObj = uncheckedText(text, elements.altObject);
   }
   trace(CFI_TRACE_PROGRESS, "setNodeState: m_mntOpts=[%s], subobj=[%s], altobj=[%s]", m_mntOpts.c_str(),
         subObject.c_str(), m_altObj.c_str());

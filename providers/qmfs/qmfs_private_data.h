@@ -5,6 +5,7 @@
 #include "cfiprivatedata.h"
 
 #include <string>
+#include <string_view>
 
 // Private data with the node's filtered mount options and its alternate object. The state blob holds only these two and
 // the first sub-object, not what the framework's base keeps.
@@ -38,9 +39,9 @@ std::string filterMountOptions(const std::string& options);
 
 // What a node-state text says of the node.
 struct NodeStateText {
-  std::string mountOptions;
-  std::string subObject;
-  std::string altObject;
+  std::string_view mountOptions;
+  std::string_view subObject;
+  std::string_view altObject;
 };
 
 // The text of a node's state: a line each for the options, the sub-object and, when it is not empty, the alternate
