@@ -51,7 +51,9 @@ int CFiPluginBase::config(kfi_domain* node, int category, char* /*text*/, kfi_co
     if (parameter->kcs_name == nullptr || parameter->kcs_value == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     const CFiConfigParamInfo* const info = declared.find(parameter->kcs_name);
     if (info == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
-    updated[info->name] = {ACE_String_Base<char>(parameter->kcs_value), info->choices};
+    CFiConfigParamData& entry = updated[info->name];
+    entry.value = parameter->kcs_value;
+    entry.choices = info->choices;
   }
   values->swap(updated);
   return CFI_STATUS_SUCCESS;
@@ -89,7 +91,7 @@ void CFiPluginBase::setProviderName(const ACE_String_Base<char>& name) {
 }
 
 void CFiPluginBase::setFimName(const char* name) {
-  m_fimName = ACE_String_Base<char>(name != nullptr ? name : "");
+  m_fimName = name != nullptr ? name : "";
 }
 
 void CFiPluginBase::setMessageIndexOffset(int offset) {

@@ -6,6 +6,8 @@
 #include <limits>
 #include <string_view>
 
+#include "cfistringallocator.h"
+
 namespace qmfi_pdk_4_4 {
 
 namespace {
@@ -34,7 +36,7 @@ std::vector<std::string> CFiStringTool::tokenize(const std::string& text, const 
 }
 
 ACE_String_Base<char> CFiStringTool::str2tstr(const std::string& text) {
-  return {text.data(), text.size()};
+  return {text.data(), text.size(), CFiStringAllocator::instance()};
 }
 
 std::string CFiStringTool::tstr2str(const ACE_String_Base<char>& text) {

@@ -32,13 +32,13 @@ void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<
                              ACE_String_Base<char>& second, int level, bool flag) {
   const std::string directory = qmfi_runtime::logDirectory(dir.c_str());
   const std::string file(name.c_str(), name.length());
-  dir = ACE_String_Base<char>(directory.c_str());
+  dir = directory.c_str();
   if (second.is_empty()) second = dir;
   m_name = name;
   m_directory = dir;
   m_secondDirectory = second;
-  m_path = dir + "/" + name + ".log";
-  m_secondPath = second + "/" + name + ".log";
+  m_path = (directory + "/" + file + ".log").c_str();
+  m_secondPath = (std::string(second.c_str()) + "/" + file + ".log").c_str();
   m_flag = flag;
   m_initialized = true;
   m_sink = traceOutput().open(directory, file);

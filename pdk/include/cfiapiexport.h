@@ -20,7 +20,8 @@
 #error "define FI_PLUGIN_CLASS to the provider's class"
 #endif
 
-ACE_String_Base<char> cfi_pgn_name_tstr(CFI_TEXT(FI_PLUGIN_PREFIX));
+// Not a copy: a library that is being loaded has nobody to tell that memory is short.
+ACE_String_Base<char> cfi_pgn_name_tstr(CFI_TEXT(FI_PLUGIN_PREFIX), nullptr, false);
 std::wstring cfi_pgn_name_wstr(CFI_WIDE(CFI_TEXT(FI_PLUGIN_PREFIX)));
 std::string cfi_pgn_name_str(CFI_TEXT(FI_PLUGIN_PREFIX));
 

@@ -4,6 +4,7 @@
 
 #include "cfiobjctlargs.h"
 #include "cfipluginbase.h"
+#include "cfistringallocator.h"
 
 #include <cstring>
 
@@ -17,7 +18,7 @@ inline int controlObject(CFiPluginBase& plugin, const char* name, char* input, c
   }
   CFiObjctlArgs arguments;
   arguments.importArgs(input);
-  *result = plugin.objctl(ACE_String_Base<char>(name), arguments);
+  *result = plugin.objctl(ACE_String_Base<char>(name, CFiStringAllocator::instance()), arguments);
   *output = ::strdup(arguments.exportArgs().c_str());
   return CFI_STATUS_SUCCESS;
 }

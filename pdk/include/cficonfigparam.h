@@ -2,6 +2,8 @@
 #ifndef CFICONFIGPARAM_H
 #define CFICONFIGPARAM_H
 
+#include "cfistringallocator.h"
+
 #include <ace/SString.h>
 
 #include <cstdint>
@@ -53,7 +55,7 @@ class CFiConfigParamInfoList {
 
 // Value of one parameter, and the values it may be chosen from.
 struct CFiConfigParamData {
-  ACE_String_Base<char> value;
+  ACE_String_Base<char> value{CFiStringAllocator::instance()};
   std::vector<std::string> choices;
 };
 

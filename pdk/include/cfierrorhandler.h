@@ -4,6 +4,7 @@
 
 #include "cfierrorhandlerbase.h"
 #include "cfimessagecatalog.h"
+#include "cfistringallocator.h"
 
 #include <ace/SString.h>
 
@@ -20,7 +21,7 @@ class CFiErrorHandler : public CFiErrorHandlerBase {
 
   // A null text counts as empty.
   int handleMessage(const char* text, kfi_eseverity severity) override {
-    const ACE_String_Base<char> converted(text != nullptr ? text : "");
+    const ACE_String_Base<char> converted(text != nullptr ? text : "", CFiStringAllocator::instance());
     call("", converted.c_str(), severity);
     return 0;
   }

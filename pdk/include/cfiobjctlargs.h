@@ -2,6 +2,8 @@
 #ifndef CFIOBJCTLARGS_H
 #define CFIOBJCTLARGS_H
 
+#include "cfistringallocator.h"
+
 #include <ace/SString.h>
 
 #include <cstdlib>
@@ -13,9 +15,9 @@ namespace qmfi_pdk_4_4 {
 
 // One argument; all three are kept as text.
 struct CFiKeyValuePair {
-  ACE_String_Base<char> arg;
-  ACE_String_Base<char> value;
-  ACE_String_Base<char> type;
+  ACE_String_Base<char> arg{CFiStringAllocator::instance()};
+  ACE_String_Base<char> value{CFiStringAllocator::instance()};
+  ACE_String_Base<char> type{CFiStringAllocator::instance()};
 };
 
 // A list is "<OBJCTL_ARG_LIST>", elements, "</OBJCTL_ARG_LIST>"; an element is a start token, "arg=", " value=" and
@@ -40,7 +42,7 @@ class CFiObjctlArgs {
 
   // The output arguments as text.
   ACE_String_Base<char> exportArgs() const {
-    ACE_String_Base<char> text("<OBJCTL_ARG_LIST>");
+    ACE_String_Base<char> text("<OBJCTL_ARG_LIST>", CFiStringAllocator::instance());
     for (const CFiKeyValuePair& pair : m_output) {
       text += " <OBJCTL_OUTPUT arg=";
       text += pair.arg;
@@ -84,7 +86,7 @@ class CFiObjctlArgs {
     if (token == nullptr) {
       return false;
     }
-    value = ACE_String_Base<char>(token);
+    value = token;
     return true;
   }
 

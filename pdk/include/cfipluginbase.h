@@ -9,6 +9,7 @@
 #include "cfiprivatedatamanager.h"
 #include "cfisession.h"
 #include "cfismartptr.h"
+#include "cfistringallocator.h"
 #include "cfitracelog.h"
 #include "kfi.h"
 
@@ -182,8 +183,8 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
  private:
   ACE_Recursive_Thread_Mutex m_delayedInitMutex;
   bool m_delayedInitDone = false;
-  ACE_String_Base<char> m_providerName;
-  ACE_String_Base<char> m_fimName;
+  ACE_String_Base<char> m_providerName{CFiStringAllocator::instance()};
+  ACE_String_Base<char> m_fimName{CFiStringAllocator::instance()};
   int m_messageIndexOffset = 0;
   CFiErrorManagerSPtr m_errorManager;
   CFiMessageCatalogManagerSPtr m_catalogManager;

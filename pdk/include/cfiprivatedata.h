@@ -4,6 +4,7 @@
 
 #include "cficonfigparam.h"
 #include "cfismartptr.h"
+#include "cfistringallocator.h"
 #include "cfitracelog.h"
 #include "kfi.h"
 
@@ -47,7 +48,7 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   virtual void setHostList(kfi_host_info* hosts) {
     for (; hosts != nullptr; hosts = hosts->khi_next) {
       if (hosts->khi_name != nullptr) {
-        m_hostList.emplace_back(hosts->khi_name);
+        m_hostList.emplace_back(hosts->khi_name, CFiStringAllocator::instance());
       }
     }
   }

@@ -3,6 +3,7 @@
 #define CFIPROVIDERINFO_H
 
 #include "cfierror.h"
+#include "cfistringallocator.h"
 #include "kfi.h"
 
 #include <ace/SString.h>
@@ -14,7 +15,7 @@
 namespace qmfi_pdk_4_4 {
 
 struct CFiProviderInfo {
-  ACE_String_Base<char> name;
+  ACE_String_Base<char> name{CFiStringAllocator::instance()};
   kfi_version version;
   std::int32_t attributes[2];
   std::vector<std::string> fiTypes;

@@ -4,6 +4,7 @@
 
 #include "cfidomain.h"
 #include "cfismartptr.h"
+#include "cfistringallocator.h"
 #include "cfitracelog.h"
 #include "kfi.h"
 
@@ -19,8 +20,8 @@ namespace qmfi_pdk_4_4 {
 
 // One split node of a session. The second name and the numbers belong to the session-wide operations.
 struct CFiSplitNode {
-  ACE_String_Base<char> key;
-  ACE_String_Base<char> secondName;
+  ACE_String_Base<char> key{CFiStringAllocator::instance()};
+  ACE_String_Base<char> secondName{CFiStringAllocator::instance()};
   std::string nodeName;
   std::int32_t numbers[4] = {0, 0, 0, 0};
 };
@@ -39,7 +40,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
     for (int i = 0; i < count; ++i) {
       const char* const key = nodeName(nodes[i]->ksn_domain);
       CFiSplitNode node;
-      node.key = ACE_String_Base<char>(key);
+      node.key = key;
       node.nodeName = nodes[i]->ksn_name;
       m_splitNodes.emplace(key, std::move(node));
     }
@@ -63,7 +64,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
     if (found == m_splitNodes.end()) {
       return false;
     }
-    found->second.secondName = ACE_String_Base<char>(name.c_str(), name.size());
+    found->second.secondName.set(name.c_str(), name.size(), true);
     return true;
   }
 
