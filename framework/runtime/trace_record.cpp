@@ -34,7 +34,9 @@ struct ThreadNumbers {
 };
 
 const ThreadNumbers& threadNumbers() noexcept {
-  thread_local ThreadNumbers numbers{0, 0, 0};
+  // In the space that every thread has from its start: taken on first use, it would abort the process when memory is
+  // short.
+  [[gnu::tls_model("initial-exec")]] thread_local ThreadNumbers numbers{0, 0, 0};
   const unsigned now = forks.load(std::memory_order_relaxed);
   if (numbers.forks != now || forksCounted != 0) numbers = {now, getpid(), gettid()};
   return numbers;
