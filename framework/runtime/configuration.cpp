@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -63,7 +64,8 @@ void importStore(const std::string& text, ACE_Configuration_Heap& heap) {
 }  // namespace
 
 CFiConfiguration::CFiConfiguration(const ACE_String_Base<char>& name) : m_name(name) {
-  if (m_heap.open() != 0) return;
+  // An unopened heap must not be asked for anything.
+  if (m_heap.open() != 0) throw std::bad_alloc();
   const std::string file = CFiStringTool::tstr2str(name);
   if (!qmfi_runtime::isPlainName(file)) return;
   importStore(readStore(qmfi_runtime::configurationDirectory() + "/" + file + ".conf"), m_heap);

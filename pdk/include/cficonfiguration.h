@@ -13,6 +13,7 @@ namespace qmfi_pdk_4_4 {
 // be read is empty. One thread at a time.
 class CFiConfiguration : public virtual CFiTraceable {
  public:
+  // Throws std::bad_alloc when memory is short.
   explicit CFiConfiguration(const ACE_String_Base<char>& name);
   ~CFiConfiguration() override;
 
