@@ -161,7 +161,9 @@ void LoadedPlugin::stopPlugin() {
 
 void LoadedPlugin::receive(kfi_context* context, const char* nativeText, const char* defaultText,
                            std::int32_t severity) {
-  reinterpret_cast<Context*>(context)->owner->callbacks.push_back({nativeText, defaultText, severity});
+  LoadedPlugin& owner = *reinterpret_cast<Context*>(context)->owner;
+  const std::lock_guard lock(owner.m_callbackMutex);
+  owner.callbacks.push_back({nativeText, defaultText, severity});
 }
 
 void LoadedPlugin::configure(const std::string& text) {
@@ -276,6 +278,12 @@ std::vector<PushedMessage> LoadedPlugin::messages() {
   }
   EXPECT_EQ(0, plugin.del_last_error(&list));
   return pushed;
+}
+
+void LoadedPlugin::expectNothingDone(const std::string& rule) {
+  EXPECT_THAT(programs.commands(), ::testing::IsEmpty()) << rule;
+  EXPECT_THAT(importedCalls().driverRequests(), ::testing::IsEmpty()) << rule;
+  EXPECT_THAT(importedCalls().contextCalls(), ::testing::IsEmpty()) << rule;
 }
 
 void LoadedPlugin::forget() {

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -113,6 +114,8 @@ class LoadedPlugin : public ::testing::Test {
   bool hasTraceLog() const;
   // The pushed messages, newest first. They are forgotten then.
   std::vector<PushedMessage> messages();
+  // Expects that no program was run and the driver and the split context were left alone since the last forget().
+  void expectNothingDone(const std::string& rule);
   // Command lines, driver requests and trace records that came before are forgotten.
   void forget();
 
@@ -150,6 +153,7 @@ class LoadedPlugin : public ::testing::Test {
   char* m_languagePointer = nullptr;
   std::deque<kfi_domain> m_nodes;
   kfi_domain* m_configurationDomain = nullptr;
+  std::mutex m_callbackMutex;
   std::size_t m_forgottenRecords = 0;
   std::size_t m_forgottenScopes = 0;
   std::vector<std::string> m_descriptorsBefore;
