@@ -1,0 +1,14 @@
+// What ends the demonstration.
+#pragma once
+
+#include <stdexcept>
+
+namespace demo {
+
+// Something did not go as it must; the text says what.
+class DemoError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace demo

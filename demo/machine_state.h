@@ -1,0 +1,18 @@
+// What a snapshot could leave behind on the machine.
+#pragma once
+
+#include <ostream>
+#include <set>
+#include <string>
+
+namespace demo {
+
+// Mounts, mount points, devices, volume files and attached loop devices of the testbed, one line each.
+using MachineState = std::set<std::string>;
+
+MachineState machineState();
+
+// The lines that one of the two has and the other has not.
+std::string difference(const MachineState& before, const MachineState& after);
+
+}  // namespace demo
