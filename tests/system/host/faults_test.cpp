@@ -1,0 +1,91 @@
+// qmfi when the freeze fails, takes too long, is interrupted or killed. Each test runs in a testbed whose driver
+// misbehaves in the way that the test is named for. Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
+#include <signal.h>
+
+#include "host_fixture.h"
+
+namespace host_test {
+namespace {
+
+using testbed_test::Writer;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+using FaultsTest = HostTest;
+
+// The next snapshot shows that the failed one left nothing in the way.
+void expectNextSnapshotToSucceed() {
+  const Snapshot snapshot = create({"/mnt/a", "/mnt/b"});
+  EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
+}
+
+TEST_F(FaultsTest, FreezeThatFailsIsAnErrorAndLeavesNothing) {
+  const auto outcome = qmfi({"snapshot", "create", "/mnt/a", "/mnt/b"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output,
+            "qmfi: the file systems could not be frozen: status 6\n"
+            "  The operation failed; the messages of the provider say why.\n");
+  expectNothingLeft();
+  expectNextSnapshotToSucceed();
+}
+
+TEST_F(FaultsTest, FreezeOneByOneThatFailsNamesTheFileSystem) {
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "1", "/mnt/a", "/mnt/b", "/mnt/c"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output,
+            "qmfi: the file systems could not be frozen: status 6\n"
+            "  MSG_ERROR_FREEZE: The file system on /mnt/c could not be frozen, so no snapshot can be taken.\n");
+  // The provider leaves the one before to its time-out.
+  const Writer writer("/mnt/b/written");
+  EXPECT_TRUE(writer.waitForProgress());
+  const int thawed = testbed_test::thaw(testbed_test::OpenDirectory("/mnt/b").get());
+  EXPECT_TRUE(thawed == ETIMEDOUT || thawed == EINVAL) << thawed;
+}
+
+TEST_F(FaultsTest, ThawThatFailsIsAnErrorAndTheFileSystemIsThawedAllTheSame) {
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "20", "/mnt/a", "/mnt/b"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, StartsWith("qmfi: the file systems could not be thawed: status 6\n"
+                                         "  MSG_ERROR_THAW: The file system on /mnt/a could not be thawed"));
+  expectNothingLeft();
+  expectNextSnapshotToSucceed();
+}
+
+TEST_F(FaultsTest, FreezeThatTakesLongerThanTheTimeoutMakesNoSnapshot) {
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "1", "/mnt/a", "/mnt/b"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, StartsWith("qmfi: the snapshot is not consistent: freezing and splitting took "));
+  EXPECT_THAT(outcome.output, HasSubstr("the freeze time-out of 1 s may have ended the freeze before"));
+  expectNothingLeft();
+  expectNextSnapshotToSucceed();
+}
+
+TEST_F(FaultsTest, InterruptWhileFrozenEndsItByTheSignalWhenEverythingIsUndone) {
+  BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "20", "/mnt/a", "/mnt/b"});
+  ASSERT_TRUE(waitForState("freezing"));
+  creation.send(SIGINT);
+  EXPECT_EQ(creation.wait(), 128 + SIGINT);
+  expectNothingLeft();
+  expectNextSnapshotToSucceed();
+}
+
+TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
+  const Writer writer("/mnt/a/written");
+  ASSERT_TRUE(writer.waitForProgress());
+  BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
+  ASSERT_TRUE(waitForState("freezing"));
+  EXPECT_TRUE(writer.waitUntilBlocked());
+  creation.send(SIGKILL);
+  EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+
+  EXPECT_EQ(listedState(), "freezing");
+  EXPECT_TRUE(listedSnapshots().empty());
+  const auto recovered = qmfi({"recover"});
+  EXPECT_EQ(recovered.status, 0);
+  EXPECT_THAT(recovered.output, testing::MatchesRegex("snapshot [0-9a-f]* removed\n"));
+  EXPECT_TRUE(writer.waitForProgress());
+  EXPECT_EQ(qmfi({"recover"}).output, "");
+}
+
+}  // namespace
+}  // namespace host_test

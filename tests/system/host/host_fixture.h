@@ -1,0 +1,74 @@
+// What the tests of qmfi share: calling it, and looking whether it left anything behind.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "machine_state.h"
+#include "support.h"
+
+namespace host_test {
+
+// A snapshot as qmfi's JSON describes it.
+struct SnapshotNode {
+  std::string mountPoint;
+  std::string device;
+  std::string snapshotDevice;
+  std::string alternate;
+};
+
+struct Snapshot {
+  std::string id;
+  std::string name;
+  long frozenMicroseconds;
+  std::vector<SnapshotNode> nodes;
+};
+
+// Runs /usr/bin/qmfi with the words and waits for its end. variables: "NAME=VALUE", the whole environment of the run.
+testbed_test::Outcome qmfi(std::vector<std::string> words, const std::vector<std::string>& variables = {});
+
+// A qmfi that runs beside the test. Its end is waited for at the latest when the object ends.
+class BackgroundQmfi {
+ public:
+  explicit BackgroundQmfi(std::vector<std::string> words);
+  BackgroundQmfi(const BackgroundQmfi&) = delete;
+  BackgroundQmfi& operator=(const BackgroundQmfi&) = delete;
+  ~BackgroundQmfi();
+
+  void send(int signal) const;
+  // The status as a shell reports it.
+  int wait();
+
+ private:
+  int m_process = -1;
+  std::optional<int> m_status;
+};
+
+// The snapshots that "qmfi snapshot list --json" shows.
+std::vector<Snapshot> listedSnapshots();
+
+// The state of the first snapshot as people see it ("freezing", "ready"...); empty when there is none.
+std::string listedState();
+
+// Waits until listedState() is this one; false after ten seconds without it.
+bool waitForState(const std::string& state);
+
+// Takes a snapshot, which must succeed.
+Snapshot create(const std::vector<std::string>& mountPoints, const std::vector<std::string>& options = {});
+
+// After each test: no snapshot is known, no file system frozen, and the machine is as it was before.
+class HostTest : public testing::Test {
+ protected:
+  void TearDown() override;
+
+  void expectNothingLeft() const;
+
+ private:
+  demo::MachineState m_before = demo::machineState();
+};
+
+}  // namespace host_test
