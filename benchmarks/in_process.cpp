@@ -7,13 +7,11 @@
 #include <mutex>
 #include <thread>
 
-#include "comparison.h"
-
 namespace bench {
 
 namespace {
 
-// A comparison whose samples are those of two benchmarks.
+// A comparison whose samples are those of two benchmarks, unless it has samples already.
 struct Planned {
   Comparison comparison;
   std::string ours;
@@ -99,6 +97,10 @@ void compare(const std::string& row, const std::string& what, const Work& ours,
   }
 }
 
+void addComparison(const Comparison& comparison) {
+  plan().push_back({comparison, {}, {}});
+}
+
 int runComparisons(int count, char** words) {
   if (count != 2) {
     std::cerr << "usage: " << words[0] << " RESULTS\n";
@@ -114,8 +116,10 @@ int runComparisons(int count, char** words) {
   benchmark::RunSpecifiedBenchmarks(&collector);
   std::vector<Comparison> comparisons;
   for (Planned& planned : plan()) {
-    planned.comparison.ours = collector.samples[planned.ours];
-    planned.comparison.theirs = collector.samples[planned.theirs];
+    if (!planned.ours.empty()) {
+      planned.comparison.ours = collector.samples[planned.ours];
+      planned.comparison.theirs = collector.samples[planned.theirs];
+    }
     comparisons.push_back(planned.comparison);
   }
   writeComparisons(words[1], comparisons);

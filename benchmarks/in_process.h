@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "comparison.h"
+
 namespace bench {
 
 using Work = std::function<void(benchmark::State&)>;
@@ -35,6 +37,9 @@ struct Effort {
 enum class Noise { leaveOut, measure };
 void compare(const std::string& row, const std::string& what, const Work& ours,
              const std::vector<Yardstick>& yardsticks, const Effort& effort = {}, Noise noise = Noise::leaveOut);
+
+// Puts a result that was measured otherwise beside the others.
+void addComparison(const Comparison& comparison);
 
 // Runs what was registered. Arguments: the file for the results. Returns the program's exit status.
 int runComparisons(int count, char** words);

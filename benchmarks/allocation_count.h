@@ -1,0 +1,11 @@
+// How often the program has asked for memory.
+#pragma once
+
+#include <cstddef>
+
+namespace bench {
+
+// Calls of malloc, calloc and realloc by the program and its libraries, from any thread.
+std::size_t allocationCount();
+
+}  // namespace bench
