@@ -20,6 +20,16 @@ std::string pathOf(int descriptor) {
   return length >= 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : "descriptor is not open";
 }
 
+template <typename Function>
+void find(void* library, const char* name, Function*& function) {
+  function = reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+// Does what was asked for once.
+void doOnce(std::function<void()>& action) {
+  if (const auto now = std::exchange(action, nullptr)) now();
+}
+
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DriverRequest& request) {
@@ -54,12 +64,21 @@ ImportedCalls& importedCalls() {
 void ImportedCalls::reset(void* library) {
   forget();
   const std::lock_guard lock(m_mutex);
-  m_library = library;
+  m_framework = Framework();
+  if (library != nullptr) {
+    find(library, "qmfi_create_context", m_framework.createContext);
+    find(library, "qmfi_close_context", m_framework.closeContext);
+    find(library, "qmfi_alloc_buf", m_framework.allocate);
+    find(library, "qmfi_get_objid", m_framework.identifier);
+    find(library, "qmfi_build_providerlist_node", m_framework.providerListElement);
+  }
   m_driverFailures.clear();
   m_contextFailure.reset();
   m_bufferFailure.reset();
   m_identifierFailure.reset();
   m_providerListFailure = false;
+  m_contextAction = nullptr;
+  m_identifierAction = nullptr;
 }
 
 void ImportedCalls::failDriver(std::uint32_t request, int number, int error) {
@@ -80,6 +99,16 @@ void ImportedCalls::failBuffer(std::size_t size) {
 void ImportedCalls::failProviderList() {
   const std::lock_guard lock(m_mutex);
   m_providerListFailure = true;
+}
+
+void ImportedCalls::doInContext(std::function<void()> action) {
+  const std::lock_guard lock(m_mutex);
+  m_contextAction = std::move(action);
+}
+
+void ImportedCalls::doInIdentifier(std::function<void()> action) {
+  const std::lock_guard lock(m_mutex);
+  m_identifierAction = std::move(action);
 }
 
 void ImportedCalls::failIdentifier(const std::string& name) {
@@ -118,11 +147,6 @@ void ImportedCalls::forget() {
   m_sleeps.clear();
   m_contextCalls.clear();
   m_identifierRequests.clear();
-}
-
-template <typename Function>
-Function* ImportedCalls::real(const char* name) const {
-  return m_library != nullptr ? reinterpret_cast<Function*>(dlsym(m_library, name)) : nullptr;
 }
 
 int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t argument) {
@@ -166,7 +190,8 @@ int ImportedCalls::createContext() {
   const std::lock_guard lock(m_mutex);
   m_contextCalls.emplace_back("create");
   // It counts also when it fails, since the caller closes it.
-  const int result = real<int()>("qmfi_create_context")();
+  const int result = m_framework.createContext();
+  doOnce(m_contextAction);
   return std::exchange(m_contextFailure, std::nullopt).value_or(result);
 }
 
@@ -176,7 +201,7 @@ void ImportedCalls::closeContext() {
     m_contextCalls.emplace_back("close");
   }
   // Closing hands out messages, and their handlers may call back.
-  real<void()>("qmfi_close_context")();
+  m_framework.closeContext();
 }
 
 void* ImportedCalls::allocate(std::size_t size) {
@@ -185,22 +210,22 @@ void* ImportedCalls::allocate(std::size_t size) {
     m_bufferFailure.reset();
     return nullptr;
   }
-  return real<void*(std::size_t)>("qmfi_alloc_buf")(size);
+  return m_framework.allocate(size);
 }
 
 qmfi_objid* ImportedCalls::identifier(const char* name, std::uint32_t length, std::int32_t kind) {
   const std::lock_guard lock(m_mutex);
   m_identifierRequests.push_back({name != nullptr ? name : "", length, kind});
+  doOnce(m_identifierAction);
   if (name != nullptr && m_identifierFailure == name) return nullptr;
-  return real<qmfi_objid*(const char*, std::uint32_t, std::int32_t)>("qmfi_get_objid")(name, length, kind);
+  return m_framework.identifier(name, length, kind);
 }
 
 kfi_provider_list* ImportedCalls::providerListElement(const char* name, kfi_version version, std::int32_t attr1,
                                                       std::int32_t attr2, const char* const* fitypes, int count) {
   const std::lock_guard lock(m_mutex);
   if (std::exchange(m_providerListFailure, false)) return nullptr;
-  return real<kfi_provider_list*(const char*, kfi_version, std::int32_t, std::int32_t, const char* const*, int)>(
-      "qmfi_build_providerlist_node")(name, version, attr1, attr2, fitypes, count);
+  return m_framework.providerListElement(name, version, attr1, attr2, fitypes, count);
 }
 
 extern "C" {

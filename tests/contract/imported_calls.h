@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -47,7 +48,7 @@ std::ostream& operator<<(std::ostream& stream, const IdentifierRequest& request)
 // Notes the calls and fails those that it is told to. All may be used from any thread.
 class ImportedCalls {
  public:
-  // Forgets all and fails nothing. library: where the framework's own functions are found, null for none.
+  // Forgets all and fails nothing. library: where the framework's own functions are found; null when it is gone.
   void reset(void* library);
 
   // Fails the number-th request of that kind from now on, counted from 1, with that error number.
@@ -58,6 +59,10 @@ class ImportedCalls {
   void failBuffer(std::size_t size);
   // Fails the next making of a provider list's element.
   void failProviderList();
+  // Does something in the next opening of the split context or request for an identifier: throws, where a framework
+  // written in C++ might.
+  void doInContext(std::function<void()> action);
+  void doInIdentifier(std::function<void()> action);
   // Answers requests for the identifier of that name with null.
   void failIdentifier(const std::string& name);
   // Stops the clock at that time.
@@ -83,11 +88,18 @@ class ImportedCalls {
                                          const char* const* fitypes, int count);
 
  private:
-  template <typename Function>
-  Function* real(const char* name) const;
+  // The framework's own functions.
+  struct Framework {
+    int (*createContext)() = nullptr;
+    void (*closeContext)() = nullptr;
+    void* (*allocate)(std::size_t) = nullptr;
+    qmfi_objid* (*identifier)(const char*, std::uint32_t, std::int32_t) = nullptr;
+    kfi_provider_list* (*providerListElement)(const char*, kfi_version, std::int32_t, std::int32_t, const char* const*,
+                                              int) = nullptr;
+  };
 
   mutable std::mutex m_mutex;
-  void* m_library = nullptr;
+  Framework m_framework;
   std::vector<DriverRequest> m_driverRequests;
   std::vector<unsigned> m_sleeps;
   std::vector<std::string> m_contextCalls;
@@ -98,6 +110,8 @@ class ImportedCalls {
   std::optional<std::string> m_identifierFailure;
   std::optional<std::time_t> m_stoppedClock;
   bool m_providerListFailure = false;
+  std::function<void()> m_contextAction;
+  std::function<void()> m_identifierAction;
 };
 
 ImportedCalls& importedCalls();

@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <new>
+#include <stdexcept>
 
 #include "plugin_fixture.h"
 
@@ -98,6 +100,56 @@ TEST_F(CaughtStatus, OfAnUnmountThatASignalEndedIs0) {
   programs.answer("/bin/umount", Answer().diesOf(SIGTERM));
   EXPECT_EQ(6, plugin.dispose(nullptr, &node("/mnt/a"), nullptr, 1));
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_INT_EXCEPTION", "0");
+}
+
+// What a framework's own function throws.
+class CaughtException : public StartedPlugin {
+ protected:
+  // Claims a mounted file system, for which an identifier is asked for.
+  int claim() {
+    table.add(device, "/mnt/a");
+    qmfi_objid** groups = nullptr;
+    int count = -5;
+    const int status = plugin.claim(object("/mnt/a"), &groups, &count);
+    EXPECT_EQ(nullptr, groups);
+    EXPECT_EQ(-5, count);
+    return status;
+  }
+};
+
+TEST_F(CaughtException, OfTheRuntimeKindSaysSo) {
+  importedCalls().doInIdentifier([] { throw std::runtime_error("broken"); });
+  EXPECT_EQ(6, claim());
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, broken");
+}
+
+TEST_F(CaughtException, DerivedFromTheRuntimeKindSaysTheSame) {
+  importedCalls().doInIdentifier([] { throw std::overflow_error("broken"); });
+  EXPECT_EQ(6, claim());
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, broken");
+}
+
+TEST_F(CaughtException, OfAnotherStandardKindNamesItsClass) {
+  importedCalls().doInIdentifier([] { throw std::invalid_argument("broken"); });
+  EXPECT_EQ(6, claim());
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::invalid_argument, broken");
+}
+
+TEST_F(CaughtException, OfShortMemoryNamesItsClass) {
+  importedCalls().doInIdentifier([] { throw std::bad_alloc(); });
+  EXPECT_EQ(6, claim());
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::bad_alloc, std::bad_alloc");
+}
+
+TEST_F(CaughtException, OfAnIntIsTheNumber) {
+  importedCalls().doInIdentifier([] { throw 42; });
+  EXPECT_EQ(6, claim());
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_INT_EXCEPTION", "42");
+}
+
+TEST_F(CaughtException, OfNoKnownKindIsStatus6AllTheSame) {
+  importedCalls().doInIdentifier([] { throw "a text"; });
+  EXPECT_EQ(6, claim());
 }
 
 class CaughtError : public StartedPlugin {};

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -128,14 +129,19 @@ void LoadedPlugin::loadPlugin() {
 }
 
 void LoadedPlugin::TearDown() {
-  if (m_library == nullptr) return;
-  if (started) stopPlugin();
-  importedCalls().reset(nullptr);
-  dlclose(m_library);
-  EXPECT_EQ(nullptr, dlopen(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
+  if (m_library != nullptr) {
+    if (started) stopPlugin();
+    unloadPlugin();
+  }
   EXPECT_EQ(m_descriptorsBefore, openDescriptors());
   EXPECT_EQ(m_mountsBefore, textOf("/proc/self/mounts"));
   EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD) << "a child process is left";
+}
+
+void LoadedPlugin::unloadPlugin() {
+  dlclose(std::exchange(m_library, nullptr));
+  started = false;
+  EXPECT_EQ(nullptr, dlopen(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
 }
 
 int LoadedPlugin::startPlugin() {
@@ -153,8 +159,12 @@ int LoadedPlugin::startPluginWithoutContext() {
   return plugin.init(nullptr, &version, nullptr);
 }
 
-void LoadedPlugin::stopPlugin() {
+void LoadedPlugin::deinitialiseNodes() {
   for (auto& domain : m_nodes) plugin.deinit_node(&domain);
+}
+
+void LoadedPlugin::stopPlugin() {
+  deinitialiseNodes();
   plugin.fini();
   started = false;
 }

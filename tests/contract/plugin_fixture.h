@@ -92,8 +92,12 @@ class LoadedPlugin : public ::testing::Test {
   // Calls init with a context of the member language, or without one.
   int startPlugin();
   int startPluginWithoutContext();
+  // De-initialises all nodes, which a framework does before it stops a plug-in.
+  void deinitialiseNodes();
   // De-initialises all nodes and calls fini.
   void stopPlugin();
+  // Unloads the plug-in as it is, and checks that it goes.
+  void unloadPlugin();
   // Writes the provider's configuration file, read when it starts.
   void configure(const std::string& text);
 

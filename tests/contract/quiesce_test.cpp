@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 
 #include "plugin_fixture.h"
 
@@ -344,6 +345,34 @@ TEST_F(Quiesce, ThawedByFiniIsNotThawedAgain) {
   plugin.fini();
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+}
+
+TEST_F(Quiesce, IsThawedByUnloading) {
+  ASSERT_EQ(0, quiesce(2));
+  deinitialiseNodes();
+  unloadPlugin();
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(Quiesce, ThatAnExceptionEndsClosesTheContext) {
+  importedCalls().doInContext([] { throw std::runtime_error("no context today"); });
+  EXPECT_EQ(6, quiesce(2));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(trace(), ElementsAre(timeout(2), openingContext(),
+                                   traced(1, "CQmFSPlugin::quiesce : caught exception, calling close_context")));
+  expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, no context today");
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  expectIdle();
+}
+
+TEST_F(Quiesce, ThatAnythingElseEndsClosesTheContext) {
+  importedCalls().doInContext([] { throw "a text"; });
+  EXPECT_EQ(6, quiesce(2));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  expectIdle();
 }
 
 class SerialQuiesce : public Quiesce {

@@ -240,6 +240,28 @@ TEST_F(Stop, LaterCallsMeetAFreshProviderWithoutPrivateData) {
   kfi_quiescenode quiesceNode{"qmfs"_text, &node("/mnt/a"), configuration};
   EXPECT_EQ(3, plugin.quiesce(&quiesceNode, nullptr, 0, nullptr));
   EXPECT_EQ(3, plugin.online(nullptr, &node("/mnt/a"), 1, 0));
+  EXPECT_EQ(3, plugin.init_altnode(nullptr, nullptr, &node("/mnt/a")));
+  EXPECT_EQ(3, plugin.cache_disable(&node("/mnt/a")));
+  EXPECT_EQ(3, plugin.subobj_list(&node("/mnt/a"), &groups, &count));
+  kfi_blob blob{};
+  EXPECT_EQ(3, plugin.process_providerstate(&node("/mnt/a"), &blob, 1));
+  kfi_domain& ours = node("/mnt/a");
+  ours.fid_provider = "qmfsfi"_text;
+  qmfi_objid* snapshot = object("/dev/qm/dsk/dg1/snap");
+  qmfi_objid* alternate = nullptr;
+  EXPECT_EQ(3, plugin.build_alttree(&ours, "fiid"_text, nullptr, &snapshot, 1, &alternate));
+  kfi_subobj_entry entries[] = {{"/mnt/a"_text, "/mnt/alt"_text}, {nullptr, nullptr}};
+  ours.fid_subobjs = entries;
+  EXPECT_EQ(3, plugin.import_tree(&ours, nullptr, &snapshot, 1, &alternate));
+  EXPECT_EQ(nullptr, alternate);
+  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
+}
+
+TEST_F(Stop, IsNotNeededBeforeUnloading) {
+  table.add("/dev/qm/dsk/dg1/vol1", "/mnt/a");
+  initialisedNode("/mnt/a");
+  deinitialiseNodes();
+  unloadPlugin();
 }
 
 TEST_F(Stop, TheProviderCanBeStartedAgain) {
