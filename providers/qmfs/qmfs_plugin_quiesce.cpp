@@ -240,6 +240,7 @@ void CQmFSPlugin::thawQuiesced(ThawReport report) {
     }
     ::close(m_descriptors[i]);
   }
+  m_openDescriptors = 0;
   m_descriptors.reset();
   // Only now, since a message that finds no memory must not keep the next file system frozen.
   for (const QuiescedFileSystem& fileSystem : m_quiesced) {
