@@ -1,97 +1,16 @@
-// Freezing file systems together or one by one, and thawing them.
+// Freezing file systems together.
 #include <fcntl.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
-#include "plugin_fixture.h"
+#include "quiesce_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-// Traces that several ends of a quiesce have in common.
-TraceRecord timeout(int seconds) {
-  return traced(3, "CQmFSPlugin::quiesce - freezeTimeout = " + std::to_string(seconds));
-}
-TraceRecord openingContext() {
-  return traced(6, "CQmFSPlugin::quiesce : Calling qmfi_create_context for split operations");
-}
-TraceRecord freezingAll() {
-  return traced(6, "CQmFSPlugin::qmFreezeAll : calling ioctl QM_FREEZE_ALL");
-}
-TraceRecord freezeAllFailed(int error) {
-  return traced(1, "CQmFSPlugin::qmFreezeAll : ioctl QM_FREEZE_ALL failed with errno : " + std::to_string(error) + " ");
-}
-TraceRecord notFrozenTogether() {
-  return traced(2, "CQmFSPlugin::quiesce : qmFreezeAll failed for the file system.");
-}
-TraceRecord notAllowed() {
-  return traced(1, "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL failed and QM_FREEZE is not allowed.");
-}
-TraceRecord bothFailed() {
-  return traced(1, "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL and QM_FREEZE calls failed.");
-}
-TraceRecord freezing(const std::string& path) {
-  return traced(6, "CQmFSPlugin::qmFreeze - calling ioctl QM_FREEZE for " + path);
-}
-TraceRecord freezeFailed(const std::string& path, int error) {
-  return traced(
-      1, "CQmFSPlugin::qmFreeze : ioctl QM_FREEZE failed for " + path + " with errno : " + std::to_string(error) + " ");
-}
-TraceRecord thawing() {
-  return traced(6, "CQmFSPlugin::unquiesce : calling ioctl QM_THAW");
-}
-TraceRecord closingContext() {
-  return traced(6, "CQmFSPlugin::unquiesce : calling close_context");
-}
-
-class Quiesce : public LoadedPlugin {
- protected:
-  void SetUp() override {
-    LoadedPlugin::SetUp();
-    start();
-    for (const char* name : {"a", "b", "c", "d"}) {
-      paths.push_back(makeDirectory(name));
-      table.add(std::string("/dev/qm/dsk/dg1/") + name, paths.back());
-      nodes.push_back(initialisedNode(paths.back()).fid_qnode);
-    }
-    forget();
-  }
-
-  virtual void start() { ASSERT_EQ(0, startPlugin()); }
-
-  int quiesce(int count) { return plugin.quiesce(nullptr, nodes.data(), count, nullptr); }
-  void unquiesce(int count) { plugin.unquiesce(nullptr, nodes.data(), count); }
-
-  // Sets the freeze time-out of the configuration domain as a host does.
-  void configureTimeout(char* value) {
-    kfi_confspec spec{"qmfsFreezeTimeout"_text, value, nullptr};
-    ASSERT_EQ(0, plugin.config(&configurationDomain(), 0, nullptr, &spec));
-    forget();
-  }
-
-  // How many of the mount points have how many open descriptors.
-  std::vector<std::size_t> openDescriptors() const {
-    std::vector<std::size_t> open;
-    for (const auto& path : paths) open.push_back(descriptorsOf(path).size());
-    return open;
-  }
-
-  std::vector<std::string> first(int count) const { return {paths.begin(), paths.begin() + count}; }
-
-  void expectIdle() {
-    forget();
-    EXPECT_EQ(0, quiesce(1));
-    unquiesce(1);
-    EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-  }
-
-  std::vector<std::string> paths;
-  std::vector<kfi_quiescenode*> nodes;
-};
 
 TEST_F(Quiesce, FreezesAllFileSystemsWithOneRequestOnTheFirst) {
   EXPECT_EQ(0, quiesce(3));
@@ -284,36 +203,6 @@ TEST_F(Quiesce, WhileOneIsOutstandingReturns6BeforeItLooksAtItsArguments) {
   unquiesce(1);
 }
 
-TEST_F(Quiesce, IsThawedWhateverListUnquiesceIsGiven) {
-  kfi_domain unnamed{};
-  kfi_quiescenode wrong{nullptr, &unnamed, nullptr};
-  kfi_quiescenode* wrongNodes[] = {&wrong, nullptr};
-  const auto thawed = [&] { return ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])); };
-  for (const int form : {0, 1, 2, 3, 4}) {
-    forget();
-    ASSERT_EQ(0, quiesce(2));
-    switch (form) {
-      case 0:
-        plugin.unquiesce(nullptr, nullptr, 0);
-        break;
-      case 1:
-        plugin.unquiesce(nullptr, wrongNodes, 2);
-        break;
-      case 2:
-        plugin.unquiesce(nullptr, nodes.data(), -3);
-        break;
-      case 3:
-        plugin.unquiesce(nullptr, nodes.data(), 4);
-        break;
-      default:
-        plugin.unquiesce(nodes[3], nullptr, 0);
-    }
-    EXPECT_THAT(importedCalls().driverRequests(), thawed()) << form;
-    EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0)) << form;
-    EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close")) << form;
-  }
-}
-
 TEST_F(Quiesce, KeepsItsRecordsUntilTheContextIsClosed) {
   ASSERT_EQ(0, quiesce(2));
   // The log may lie on a file system that is frozen now: only what came before the context is written.
@@ -321,39 +210,6 @@ TEST_F(Quiesce, KeepsItsRecordsUntilTheContextIsClosed) {
   unquiesce(2);
   EXPECT_THAT(trace(),
               ElementsAre(timeout(2), openingContext(), freezingAll(), thawing(), thawing(), closingContext()));
-}
-
-TEST_F(Quiesce, RemainsThawableAfterItsNodesAreGone) {
-  ASSERT_EQ(0, quiesce(1));
-  plugin.deinit_node(nodes[0]->kqn_node);
-  plugin.unquiesce(nullptr, nullptr, 0);
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
-}
-
-TEST_F(Quiesce, IsThawedByFini) {
-  ASSERT_EQ(0, quiesce(2));
-  stopPlugin();
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
-  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-}
-
-TEST_F(Quiesce, ThawedByFiniIsNotThawedAgain) {
-  ASSERT_EQ(0, quiesce(1));
-  stopPlugin();
-  plugin.unquiesce(nullptr, nullptr, 0);
-  plugin.fini();
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
-  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-}
-
-TEST_F(Quiesce, IsThawedByUnloading) {
-  ASSERT_EQ(0, quiesce(2));
-  deinitialiseNodes();
-  unloadPlugin();
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
-  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(Quiesce, ThatAnExceptionEndsClosesTheContext) {
@@ -373,173 +229,6 @@ TEST_F(Quiesce, ThatAnythingElseEndsClosesTheContext) {
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
   expectIdle();
-}
-
-class SerialQuiesce : public Quiesce {
- protected:
-  void start() override {
-    configure("[QUIESCENCE_INFO]\nQUIESCENCE_TIMEOUT=7\nQUIESCENCE_SERIAL_QUIESCENCE=1\n");
-    ASSERT_EQ(0, startPlugin());
-    importedCalls().failDriver(QM_FREEZE_ALL, 1, ENOTTY);
-  }
-
-  std::vector<TraceRecord> refused() const {
-    return {timeout(7), openingContext(), freezingAll(), freezeAllFailed(ENOTTY), notFrozenTogether()};
-  }
-
-  // The traces of a quiesce that freezes file systems one by one until one fails.
-  std::vector<TraceRecord> failedAt(int number, int error) const {
-    auto records = refused();
-    for (int i = 0; i <= number; ++i) records.push_back(freezing(paths[static_cast<std::size_t>(i)]));
-    records.push_back(freezeFailed(paths[static_cast<std::size_t>(number)], error));
-    return records;
-  }
-};
-
-TEST_F(SerialQuiesce, FreezesOneByOneWhatCannotBeFrozenTogether) {
-  EXPECT_EQ(0, quiesce(2));
-  EXPECT_THAT(importedCalls().driverRequests(),
-              ElementsAre(freezeAll(first(2), 7), freeze(paths[0], 7), freeze(paths[1], 7)));
-  EXPECT_THAT(openDescriptors(), ElementsAre(1, 1, 0, 0));
-  unquiesce(2);
-  auto expected = refused();
-  for (const auto& record : {freezing(paths[0]), freezing(paths[1]), thawing(), thawing(), closingContext()}) {
-    expected.push_back(record);
-  }
-  EXPECT_EQ(expected, trace());
-  EXPECT_THAT(messages(), IsEmpty());
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-}
-
-TEST_F(SerialQuiesce, IsNotTriedWhereFreezingTogetherWorks) {
-  ASSERT_EQ(0, quiesce(1));
-  unquiesce(1);
-  // The driver refused the first request only.
-  forget();
-  EXPECT_EQ(0, quiesce(2));
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 7)));
-  unquiesce(2);
-}
-
-TEST_F(SerialQuiesce, ThatFailsOnTheFirstThawsNothing) {
-  importedCalls().failDriver(QM_FREEZE, 1, EIO);
-  EXPECT_EQ(6, quiesce(2));
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 7), freeze(paths[0], 7)));
-  auto expected = failedAt(0, EIO);
-  expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
-  expectMessage(messages(), "MSG_ERROR_FREEZE", paths[0]);
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-  expectIdle();
-}
-
-TEST_F(SerialQuiesce, ThatFailsLaterThawsAllBeforeButTheLast) {
-  importedCalls().failDriver(QM_FREEZE, 4, EIO);
-  EXPECT_EQ(6, quiesce(4));
-  EXPECT_THAT(importedCalls().driverRequests(),
-              ElementsAre(freezeAll(first(4), 7), freeze(paths[0], 7), freeze(paths[1], 7), freeze(paths[2], 7),
-                          freeze(paths[3], 7), thaw(paths[0]), thaw(paths[1])));
-  auto expected = failedAt(3, EIO);
-  expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
-  expectMessage(messages(), "MSG_ERROR_FREEZE", paths[3]);
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-}
-
-TEST_F(SerialQuiesce, ThatFailsGoesOnThawingPastAFailure) {
-  importedCalls().failDriver(QM_FREEZE, 4, EIO);
-  importedCalls().failDriver(QM_THAW, 1, EINVAL);
-  EXPECT_EQ(6, quiesce(4));
-  auto expected = failedAt(3, EIO);
-  expected.push_back(traced(1, "CQmFSPlugin::thawFileSystemList : ioctl QM_THAW failed for " + paths[0] +
-                                   " with errno : " + std::to_string(EINVAL) + " "));
-  expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
-  EXPECT_EQ(thaw(paths[1]), importedCalls().driverRequests().back());
-  expectMessage(messages(), "MSG_ERROR_FREEZE", paths[3]);
-}
-
-class OtherSerialSetting : public Quiesce {
- protected:
-  void start() override {
-    configure("[QUIESCENCE_INFO]\nQUIESCENCE_SERIAL_QUIESCENCE=2\n");
-    ASSERT_EQ(0, startPlugin());
-  }
-};
-
-TEST_F(OtherSerialSetting, AllowsNoSerialFreezing) {
-  importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
-  EXPECT_EQ(6, quiesce(2));
-  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2)));
-  EXPECT_EQ(notAllowed(), trace().back());
-}
-
-class Unquiesce : public Quiesce {};
-
-TEST_F(Unquiesce, SaysNothingOfAFreezeThatEndedByItsTimeout) {
-  ASSERT_EQ(0, quiesce(2));
-  importedCalls().failDriver(QM_THAW, 1, ETIMEDOUT);
-  unquiesce(2);
-  EXPECT_THAT(trace(),
-              ElementsAre(timeout(2), openingContext(), freezingAll(), thawing(), thawing(), closingContext()));
-  EXPECT_THAT(messages(), IsEmpty());
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-}
-
-TEST_F(Unquiesce, ReportsAFailedThawAndGoesOn) {
-  ASSERT_EQ(0, quiesce(3));
-  importedCalls().failDriver(QM_THAW, 2, EIO);
-  unquiesce(3);
-  EXPECT_THAT(importedCalls().driverRequests(),
-              ElementsAre(freezeAll(first(3), 2), thaw(paths[0]), thaw(paths[1]), thaw(paths[2])));
-  EXPECT_THAT(trace(), ElementsAre(timeout(2), openingContext(), freezingAll(), thawing(), thawing(),
-                                   traced(1, "CQmFSPlugin::unquiesce : ioctl QM_THAW failed, errno=[" +
-                                                 std::to_string(EIO) + "]"),
-                                   thawing(), closingContext()));
-  expectMessage(messages(), "MSG_ERROR_THAW", paths[1]);
-  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
-}
-
-TEST_F(Unquiesce, HandsItsMessagesOutWhenTheContextCloses) {
-  ASSERT_EQ(0, quiesce(2));
-  importedCalls().failDriver(QM_THAW, 1, EIO);
-  importedCalls().failDriver(QM_THAW, 2, EIO);
-  unquiesce(2);
-  ASSERT_EQ(2u, callbacks.size());
-  EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
-  EXPECT_THAT(callbacks[1].defaultText, ::testing::HasSubstr(paths[1]));
-  const auto pushed = messages();
-  ASSERT_EQ(2u, pushed.size());
-  EXPECT_EQ(paths[1], pushed[0].arguments);
-  EXPECT_EQ(paths[0], pushed[1].arguments);
-}
-
-TEST_F(Unquiesce, WithoutAQuiesceBeforeItDoesNothing) {
-  unquiesce(2);
-  plugin.unquiesce(nodes[0], nullptr, 0);
-  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
-  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
-  EXPECT_THAT(trace(), IsEmpty());
-}
-
-TEST_F(Unquiesce, AfterAFailedQuiesceDoesNothing) {
-  importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
-  ASSERT_EQ(6, quiesce(2));
-  forget();
-  unquiesce(2);
-  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
-  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
-}
-
-TEST_F(Unquiesce, TwiceDoesNothingTheSecondTime) {
-  ASSERT_EQ(0, quiesce(1));
-  unquiesce(1);
-  forget();
-  unquiesce(1);
-  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
-  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
 }
 
 }  // namespace

@@ -1,0 +1,141 @@
+// Thawing what is frozen: by unquiesce, by fini and by unloading.
+#include <cerrno>
+
+#include "quiesce_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class Thaw : public Quiesce {};
+
+TEST_F(Thaw, IsOfAllWhateverListIsGiven) {
+  kfi_domain unnamed{};
+  kfi_quiescenode wrong{nullptr, &unnamed, nullptr};
+  kfi_quiescenode* wrongNodes[] = {&wrong, nullptr};
+  const auto thawed = [&] { return ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])); };
+  for (const int form : {0, 1, 2, 3, 4}) {
+    forget();
+    ASSERT_EQ(0, quiesce(2));
+    switch (form) {
+      case 0:
+        plugin.unquiesce(nullptr, nullptr, 0);
+        break;
+      case 1:
+        plugin.unquiesce(nullptr, wrongNodes, 2);
+        break;
+      case 2:
+        plugin.unquiesce(nullptr, nodes.data(), -3);
+        break;
+      case 3:
+        plugin.unquiesce(nullptr, nodes.data(), 4);
+        break;
+      default:
+        plugin.unquiesce(nodes[3], nullptr, 0);
+    }
+    EXPECT_THAT(importedCalls().driverRequests(), thawed()) << form;
+    EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0)) << form;
+    EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close")) << form;
+  }
+}
+
+TEST_F(Thaw, WorksAfterTheNodesAreGone) {
+  ASSERT_EQ(0, quiesce(1));
+  plugin.deinit_node(nodes[0]->kqn_node);
+  plugin.unquiesce(nullptr, nullptr, 0);
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
+}
+
+TEST_F(Thaw, IsDoneByFini) {
+  ASSERT_EQ(0, quiesce(2));
+  stopPlugin();
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(Thaw, ByFiniIsNotRepeated) {
+  ASSERT_EQ(0, quiesce(1));
+  stopPlugin();
+  plugin.unquiesce(nullptr, nullptr, 0);
+  plugin.fini();
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+}
+
+TEST_F(Thaw, IsDoneByUnloading) {
+  ASSERT_EQ(0, quiesce(2));
+  deinitialiseNodes();
+  unloadPlugin();
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(Thaw, SaysNothingOfAFreezeThatEndedByItsTimeout) {
+  ASSERT_EQ(0, quiesce(2));
+  importedCalls().failDriver(QM_THAW, 1, ETIMEDOUT);
+  unquiesce(2);
+  EXPECT_THAT(trace(),
+              ElementsAre(timeout(2), openingContext(), freezingAll(), thawing(), thawing(), closingContext()));
+  EXPECT_THAT(messages(), IsEmpty());
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(Thaw, ReportsAFailedThawAndGoesOn) {
+  ASSERT_EQ(0, quiesce(3));
+  importedCalls().failDriver(QM_THAW, 2, EIO);
+  unquiesce(3);
+  EXPECT_THAT(importedCalls().driverRequests(),
+              ElementsAre(freezeAll(first(3), 2), thaw(paths[0]), thaw(paths[1]), thaw(paths[2])));
+  EXPECT_THAT(trace(), ElementsAre(timeout(2), openingContext(), freezingAll(), thawing(), thawing(),
+                                   traced(1, "CQmFSPlugin::unquiesce : ioctl QM_THAW failed, errno=[" +
+                                                 std::to_string(EIO) + "]"),
+                                   thawing(), closingContext()));
+  expectMessage(messages(), "MSG_ERROR_THAW", paths[1]);
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+}
+
+TEST_F(Thaw, HandsItsMessagesOutWhenTheContextCloses) {
+  ASSERT_EQ(0, quiesce(2));
+  importedCalls().failDriver(QM_THAW, 1, EIO);
+  importedCalls().failDriver(QM_THAW, 2, EIO);
+  unquiesce(2);
+  ASSERT_EQ(2u, callbacks.size());
+  EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
+  EXPECT_THAT(callbacks[1].defaultText, ::testing::HasSubstr(paths[1]));
+  const auto pushed = messages();
+  ASSERT_EQ(2u, pushed.size());
+  EXPECT_EQ(paths[1], pushed[0].arguments);
+  EXPECT_EQ(paths[0], pushed[1].arguments);
+}
+
+TEST_F(Thaw, WithoutAQuiesceBeforeItDoesNothing) {
+  unquiesce(2);
+  plugin.unquiesce(nodes[0], nullptr, 0);
+  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
+  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
+  EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(Thaw, AfterAFailedQuiesceDoesNothing) {
+  importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
+  ASSERT_EQ(6, quiesce(2));
+  forget();
+  unquiesce(2);
+  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
+  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
+}
+
+TEST_F(Thaw, TwiceDoesNothingTheSecondTime) {
+  ASSERT_EQ(0, quiesce(1));
+  unquiesce(1);
+  forget();
+  unquiesce(1);
+  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
+  EXPECT_THAT(importedCalls().contextCalls(), IsEmpty());
+}
+
+}  // namespace
