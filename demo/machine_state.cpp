@@ -22,7 +22,7 @@ constexpr const char* kPool = "/qmfs-pool/dg1";
 
 void addLines(const std::string& file, MachineState& state) {
   std::ifstream stream(file);
-  for (std::string line; std::getline(stream, line);) state.insert(file + ": " + line);
+  for (std::string line; std::getline(stream, line);) state.insert(std::string(file).append(": ").append(line));
 }
 
 void addEntries(const std::string& directory, MachineState& state) {

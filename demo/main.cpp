@@ -26,7 +26,7 @@ void play(const std::string& option, int rounds) {
 
 int main(int argc, char** argv) {
   const std::string option = argc > 1 ? argv[1] : "";
-  const int rounds = argc > 2 ? std::atoi(argv[2]) : 0;
+  const int rounds = argc > 2 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
   const bool valid = argc == 1 || (option == "--control" && argc == 2) || (option == "--rounds" && rounds > 0);
   if (!valid) {
     std::cerr << "usage: qmfs-demo [--rounds N | --control]\n";

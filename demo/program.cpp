@@ -31,6 +31,7 @@ Outcome runProgram(const std::vector<std::string>& words) {
   std::array<int, 2> ends;
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw DemoError("no pipe for " + words[0]);
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (const auto& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t actions;

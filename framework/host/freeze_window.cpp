@@ -89,6 +89,7 @@ void requireConsistent(const Window& window, const std::vector<FreezeTarget>& ta
 std::chrono::microseconds splitFrozen(Provider& provider, std::vector<FreezeTarget>& targets,
                                       std::chrono::seconds timeout) {
   std::vector<kfi_quiescenode*> quiesceNodes;
+  quiesceNodes.reserve(targets.size());
   for (const FreezeTarget& target : targets) quiesceNodes.push_back(target.node->domain()->fid_qnode);
   flush(targets);
   provider.takeMessages();

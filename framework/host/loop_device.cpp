@@ -71,7 +71,7 @@ std::string backingFileOf(const std::string& device) {
     throw HostError("the volume " + device + " cannot be split: it does not consist of a file");
   }
   const auto loop = loopInformation(device);
-  const std::string name = backingName(status->st_rdev);
+  std::string name = backingName(status->st_rdev);
   const auto file = statusOf(name);
   if (!loop || !file || !isFile(*loop, *file)) {
     throw HostError("the volume " + device + " cannot be split: its file \"" + name + "\" cannot be found");
@@ -98,16 +98,19 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
   loop_config settings{};
   settings.fd = static_cast<__u32>(backing.get());
   settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
+  const std::string what = "the device " + device + " could not be attached to " + file;
   for (int attempt = 1;; ++attempt) {
     makeFreeNode(control, device);
-    Descriptor node(open(device.c_str(), O_RDWR | O_CLOEXEC));
-    if (node.valid() && ioctl(node.get(), LOOP_CONFIGURE, &settings) == 0) return node;
+    const Descriptor writable(open(device.c_str(), O_RDWR | O_CLOEXEC));
+    if (writable.valid() && ioctl(writable.get(), LOOP_CONFIGURE, &settings) == 0) {
+      // Kernels may refuse to mount a device that somebody else could write to.
+      Descriptor handle(open(device.c_str(), O_RDONLY | O_CLOEXEC));
+      if (handle.valid()) return handle;
+    }
     const int reason = errno;
     unlink(device.c_str());
     // Somebody else was quicker to take this one.
-    if (reason != EBUSY || attempt == kAttempts) {
-      throw systemError("the device " + device + " could not be attached to " + file, reason);
-    }
+    if (reason != EBUSY || attempt == kAttempts) throw systemError(what, reason);
   }
 }
 

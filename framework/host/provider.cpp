@@ -65,7 +65,7 @@ std::string Provider::textOf(kfi_msg_info& message) {
   if (m_entryPoints.fi_pgn_get_locale_message(&length, &message, m_language.c_str(), &text) != 0 || text == nullptr) {
     return message.kmi_args != nullptr ? message.kmi_args : "";
   }
-  const std::string copy(text, static_cast<std::size_t>(length));
+  std::string copy(text, static_cast<std::size_t>(length));
   m_entryPoints.fi_pgn_del_locale_message(&text);
   return copy;
 }

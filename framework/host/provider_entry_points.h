@@ -10,6 +10,7 @@
 namespace qmfi_host {
 
 struct ProviderEntryPoints {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of types.
 #define FI_ENTRY_POINT(suffix, result, parameters) result(*suffix) parameters = nullptr;
 #include "cfientrypoints.def"
 #undef FI_ENTRY_POINT
