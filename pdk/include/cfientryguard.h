@@ -9,7 +9,7 @@
 #include "cfipluginname.h"
 #include "cfitracelog.h"
 
-#include <cxxabi.h>
+#include <exception>
 
 namespace qmfi_pdk_4_4 {
 
@@ -35,9 +35,11 @@ int guardEntryPoint(int line, Body&& body) {
   const CFiSourceLocation location = CFiSourceLocation::here(CFI_ENTRY_POINT_FILE, line);
   try {
     return guarded(body, nullptr, location);
-  } catch (const abi::__forced_unwind&) {
-    throw;
   } catch (...) {
+    const bool isException = std::current_exception() != nullptr;
+    if (!isException) {
+      throw;
+    }
     return reportUnknownException(location);
   }
 }

@@ -31,7 +31,7 @@ bool isCommandWord(const char* path) {
 }
 
 bool isCommandWord(const std::string& path) {
-  return isCommandWord(path.c_str());
+  return path.find('\0') == std::string::npos && isCommandWord(path.c_str());
 }
 
 const char* firstName(qmfi_objid** objects, int count) {

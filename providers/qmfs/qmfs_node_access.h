@@ -23,7 +23,7 @@ const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
 // the command would act on something else.
 bool isCommandWord(const char* path);
 
-// The same for the whole of a string.
+// The same for the whole of a string; a command line cannot carry one with a NUL inside either.
 bool isCommandWord(const std::string& path);
 
 // Name of the first of count snapshot objects or devices; null when there is none.

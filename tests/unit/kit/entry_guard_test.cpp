@@ -1,16 +1,15 @@
 // The guard around entry points: nothing crosses it but the end of a cancelled thread.
 #include "cfientryguard.h"
+#include "cfiscopeexit.h"
+#include "support/cancelled_thread.h"
 #include "support/memory_failure.h"
 #include "support/pushed_messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-#include <unistd.h>
-
+#include <new>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -83,59 +82,18 @@ TEST_F(EntryGuard, GivesSixWithoutAMessageWhenThereIsNoMemoryForOne) {
   expectSixWithoutMemory(std::bad_alloc());
 }
 
-// A body that waits for ever where a thread can be cancelled.
-class CancelledBody {
- public:
-  CancelledBody() {
-    EXPECT_EQ(::pipe(m_started), 0);
-    EXPECT_EQ(::pipe(m_endless), 0);
-  }
-  CancelledBody(const CancelledBody&) = delete;
-  CancelledBody& operator=(const CancelledBody&) = delete;
-  ~CancelledBody() {
-    for (const int fd : {m_started[0], m_started[1], m_endless[0], m_endless[1]}) {
-      ::close(fd);
-    }
-  }
-
-  void waitUntilStarted() {
-    char byte = 0;
-    EXPECT_EQ(::read(m_started[0], &byte, 1), 1);
-  }
-
-  int run() {
-    struct Unwound {
-      bool& unwound;
-      ~Unwound() { unwound = true; }
-    } const mark{m_unwound};
-    char byte = 0;
-    EXPECT_EQ(::write(m_started[1], &byte, 1), 1);
-    static_cast<void>(::read(m_endless[0], &byte, 1));
-    return 0;
-  }
-
-  bool unwound() const { return m_unwound; }
-
- private:
-  int m_started[2] = {-1, -1};
-  int m_endless[2] = {-1, -1};
-  bool m_unwound = false;
-};
-
 TEST_F(EntryGuard, LetsTheEndOfACancelledThreadPass) {
-  CancelledBody body;
-  pthread_t thread{};
-  const auto start = [](void* argument) -> void* {
-    guardEntryPoint(LINE, [&] { return static_cast<CancelledBody*>(argument)->run(); });
-    return nullptr;
-  };
-  ASSERT_EQ(::pthread_create(&thread, nullptr, start, &body), 0);
-  body.waitUntilStarted();
-  EXPECT_EQ(::pthread_cancel(thread), 0);
-  void* result = nullptr;
-  EXPECT_EQ(::pthread_join(thread, &result), 0);
-  EXPECT_EQ(result, PTHREAD_CANCELED);
-  EXPECT_TRUE(body.unwound());
+  const EndlessWait wait;
+  bool unwound = false;
+  const bool cancelled = endsWhenCancelled(wait, [&] {
+    guardEntryPoint(LINE, [&] {
+      const CFiScopeExit mark([&] { unwound = true; });
+      wait.enter();
+      return 0;
+    });
+  });
+  EXPECT_TRUE(cancelled);
+  EXPECT_TRUE(unwound);
   EXPECT_THAT(pushed(), IsEmpty());
 }
 

@@ -1,12 +1,10 @@
 // A second provider made with the kit: start and stop, sessions, object control and what operations throw.
+#include "support/cancelled_thread.h"
 #include "support/trace_capture.h"
 #include "tiny_fixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <pthread.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
@@ -437,48 +435,10 @@ TEST_F(TinyExceptions, OfAnOperationLeaveTheProviderUsable) {
   EXPECT_EQ(control().providers, 0);
 }
 
-// Two ends of a pipe.
-class Pipe {
- public:
-  Pipe() { EXPECT_EQ(::pipe(m_ends), 0); }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  ~Pipe() {
-    ::close(m_ends[0]);
-    ::close(m_ends[1]);
-  }
-
-  void send() const {
-    const char byte = 0;
-    EXPECT_EQ(::write(m_ends[1], &byte, 1), 1);
-  }
-  void receive() const {
-    char byte = 0;
-    static_cast<void>(::read(m_ends[0], &byte, 1));
-  }
-
- private:
-  int m_ends[2] = {-1, -1};
-};
-
 TEST_F(TinyExceptions, ThreadThatIsCancelledInAnOperationGivesBackWhatItHeld) {
-  const Pipe started;
-  const Pipe endless;
-  control().duringCall = [&] {
-    started.send();
-    endless.receive();
-  };
-  pthread_t thread{};
-  const auto start = [](void* entries) -> void* {
-    static_cast<const EntryPoints*>(entries)->fi_pgn_post_deport(nullptr, nullptr);
-    return nullptr;
-  };
-  ASSERT_EQ(::pthread_create(&thread, nullptr, start, const_cast<EntryPoints*>(&*m_plugin)), 0);
-  started.receive();
-  EXPECT_EQ(::pthread_cancel(thread), 0);
-  void* result = nullptr;
-  EXPECT_EQ(::pthread_join(thread, &result), 0);
-  EXPECT_EQ(result, PTHREAD_CANCELED);
+  const EndlessWait wait;
+  control().duringCall = [&] { wait.enter(); };
+  EXPECT_TRUE(endsWhenCancelled(wait, [this] { m_plugin->fi_pgn_post_deport(nullptr, nullptr); }));
   m_plugin->fi_pgn_fini();
   EXPECT_EQ(control().providers, 0);
 }

@@ -1,0 +1,60 @@
+// What operations check before they use a name.
+#include "qmfs_node_access.h"
+#include "support/domains.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+
+TEST(CommandWord, HoldsNothingThatSeparatesWords) {
+  for (const char* const word : {"/data", "", "/a|b", "/a\"b'c\\d$e;f&g*", "/gr\xc3\xbc\xc3\x9f", "/a\rb", "/a\vb"}) {
+    EXPECT_TRUE(isCommandWord(word)) << word;
+    EXPECT_TRUE(isCommandWord(std::string(word))) << word;
+  }
+  for (const char* const word : {" ", "/a b", "/a ", " /a", "/a\tb", "/a\nb", "/a\n"}) {
+    EXPECT_FALSE(isCommandWord(word)) << word;
+    EXPECT_FALSE(isCommandWord(std::string(word))) << word;
+  }
+}
+
+TEST(CommandWord, IsNotWhatIsMissing) {
+  EXPECT_FALSE(isCommandWord(nullptr));
+}
+
+TEST(CommandWord, IsTheWholeOfAString) {
+  EXPECT_FALSE(isCommandWord(std::string("/a\0 b", 5)));
+  EXPECT_FALSE(isCommandWord(std::string("/a\0b", 4)));
+}
+
+TEST(FirstName, IsThatOfTheFirstObject) {
+  qmfi_objid* objects[] = {identifierOf("/dev/one"), identifierOf("/dev/two")};
+  EXPECT_STREQ(firstName(objects, 2), "/dev/one");
+  EXPECT_STREQ(firstName(objects, 1), "/dev/one");
+}
+
+TEST(FirstName, IsMissingWithTheObject) {
+  qmfi_objid nameless{};
+  qmfi_objid* objects[] = {identifierOf("/dev/one")};
+  qmfi_objid* none[] = {nullptr};
+  qmfi_objid* noName[] = {&nameless};
+  EXPECT_EQ(firstName(nullptr, 1), nullptr);
+  EXPECT_EQ(firstName(objects, 0), nullptr);
+  EXPECT_EQ(firstName(objects, -1), nullptr);
+  EXPECT_EQ(firstName(none, 1), nullptr);
+  EXPECT_EQ(firstName(noName, 1), nullptr);
+}
+
+TEST(DeviceOfANode, IsItsFirstSubObject) {
+  EXPECT_EQ(deviceOf(CFiPrivateDataSPtr()), nullptr);
+  const CFiPrivateDataSPtr data(new CQmFSPrivateData(identifierOf("/data"), false));
+  EXPECT_EQ(deviceOf(data), nullptr);
+  data->addSubObject(identifierOf("/dev/one", 3));
+  data->addSubObject(identifierOf("/dev/two", 3));
+  EXPECT_STREQ(deviceOf(data), "/dev/one");
+}
+
+}  // namespace
