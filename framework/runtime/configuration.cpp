@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cfistringallocator.h"
 #include "cfistringtool.h"
 #include "places.h"
 #include "unique_fd.h"
@@ -57,7 +58,7 @@ void importStore(const std::string& text, ACE_Configuration_Heap& heap) {
     if (equals == std::string::npos) continue;
     const std::string name = CFiStringTool::rtrim(line.substr(0, equals), kBlanks);
     const std::string value = CFiStringTool::trim(line.substr(equals + 1), kBlanks);
-    if (!name.empty()) heap.set_string_value(section, name.c_str(), value.c_str());
+    if (!name.empty()) heap.set_string_value(section, name.c_str(), CFiStringTool::str2tstr(value));
   }
 }
 
@@ -80,7 +81,7 @@ int CFiConfiguration::openSection(const char* section, ACE_Configuration_Section
 }
 
 int CFiConfiguration::getIntegerValue(const char* name, unsigned int& value) {
-  ACE_TString text;
+  ACE_TString text(CFiStringAllocator::instance());
   if (name == nullptr || m_heap.get_string_value(m_section, name, text) != 0) return -1;
   const char* const end = text.c_str() + text.length();
   unsigned int number = 0;
