@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <vector>
 
 #include "cfimessagecatalog.h"
+#include "message_text.h"
 #include "places.h"
 
 namespace qmfi_pdk_4_4 {
@@ -53,11 +55,17 @@ struct BundleCloser {
   void operator()(UResourceBundle* bundle) const { ures_close(bundle); }
 };
 
-// Reads one bundle whole. False when there is none.
+// A catalog is kept once it is made, so one that lost something to a short memory must not be made.
+void requireMemory(UErrorCode status) {
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+}
+
+// Reads one bundle whole. False when there is none. Throws std::bad_alloc when memory is short.
 bool readBundle(const std::string& package, const std::string& locale, Patterns& patterns) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UResourceBundle, BundleCloser> bundle(
       ures_openDirect(package.c_str(), locale.c_str(), &status));
+  requireMemory(status);
   if (U_FAILURE(status)) return false;
   patterns.locale = locale == kRootLocale ? icu::Locale::getRoot() : icu::Locale(locale.c_str());
   while (ures_hasNext(bundle.get())) {
@@ -65,8 +73,39 @@ bool readBundle(const std::string& package, const std::string& locale, Patterns&
     const char* id = nullptr;
     UErrorCode entryStatus = U_ZERO_ERROR;
     const UChar* const text = ures_getNextString(bundle.get(), &length, &id, &entryStatus);
-    if (text != nullptr && id != nullptr) patterns.byId.emplace(id, icu::UnicodeString(text, length));
+    requireMemory(entryStatus);
+    if (text == nullptr || id == nullptr) continue;
+    const auto added = patterns.byId.emplace(id, icu::UnicodeString(text, length)).first;
+    if (added->second.isBogus()) throw std::bad_alloc();
   }
+  return true;
+}
+
+// The arguments with integers as their digits.
+std::vector<icu::Formattable> withIntegersAsText(const std::vector<icu::Formattable>& arguments) {
+  std::vector<icu::Formattable> texts;
+  texts.reserve(arguments.size());
+  for (const icu::Formattable& argument : arguments) {
+    const auto integer = qmfi_runtime::integerText(argument);
+    if (integer) {
+      texts.emplace_back(icu::UnicodeString::fromUTF8(*integer));
+    } else {
+      texts.push_back(argument);
+    }
+    wholeArgument(texts.back());
+  }
+  return texts;
+}
+
+// Fills the placeholders. False when the pattern asks for another kind of argument.
+bool fill(const icu::MessageFormat& formatter, const std::vector<icu::Formattable>& arguments, std::string& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  icu::UnicodeString filled;
+  icu::FieldPosition ignored(icu::FieldPosition::DONT_CARE);
+  formatter.format(arguments.data(), static_cast<int32_t>(arguments.size()), filled, ignored, status);
+  requireMemory(status);
+  if (U_FAILURE(status)) return false;
+  text = qmfi_runtime::utf8Of(filled);
   return true;
 }
 
@@ -104,14 +143,10 @@ bool CFiIcuMessageCatalog::format(const CFiMessage& message, std::string& text) 
     UErrorCode status = U_ZERO_ERROR;
     // Made for each message: a formatter is not to be used by two threads.
     const icu::MessageFormat formatter(found->second, patterns.locale, status);
+    requireMemory(status);
     if (U_FAILURE(status)) return false;
-    icu::UnicodeString formatted;
-    icu::FieldPosition ignored(icu::FieldPosition::DONT_CARE);
-    formatter.format(arguments.data(), static_cast<int32_t>(arguments.size()), formatted, ignored, status);
-    if (U_FAILURE(status)) return false;
-    text.clear();
-    formatted.toUTF8String(text);
-    return true;
+    // ICU's number formats crash when memory is short, so only a pattern that names one gets to use them.
+    return fill(formatter, withIntegersAsText(arguments), text) || fill(formatter, arguments, text);
   }
   return false;
 }

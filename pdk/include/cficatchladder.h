@@ -35,9 +35,11 @@ struct CFiSourceLocation {
   }
 };
 
-// A text as a message argument.
+// A text as a message argument. Throws std::bad_alloc when memory is short.
 inline icu::Formattable messageText(const std::string& text) {
-  return icu::Formattable(icu::UnicodeString::fromUTF8(text));
+  icu::Formattable argument(icu::UnicodeString::fromUTF8(text));
+  wholeArgument(argument);
+  return argument;
 }
 
 // Pushes a message onto this plug-in's error queue. Throws std::bad_alloc when memory is short.

@@ -8,10 +8,23 @@
 #include <unicode/fmtable.h>
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace qmfi_pdk_4_4 {
+
+// An ICU value that finds no memory for its text is left without one, and the next copy of it crashes. Returns the value,
+// or throws std::bad_alloc when it has lost its text.
+inline const icu::Formattable& wholeArgument(const icu::Formattable& argument) {
+  if (argument.getType() == icu::Formattable::kString) {
+    UErrorCode status = U_ZERO_ERROR;
+    if (argument.getString(status).isBogus() || U_FAILURE(status)) {
+      throw std::bad_alloc();
+    }
+  }
+  return argument;
+}
 
 // A message of some catalog kind. Does not change once made, so it may be read from any thread.
 class CFiMessage : public virtual CFiRefCount {
@@ -41,7 +54,11 @@ class CFiIcuMessage : public CFiMessage {
   // Copies count arguments; arguments may be null when count is 0. Throws std::bad_alloc when memory is short.
   CFiIcuMessage(const char* id, const icu::Formattable* arguments, int count, kfi_eseverity severity, const char* file,
                 int line)
-      : CFiMessage(id, severity, file, line), m_arguments(arguments, arguments + count) {}
+      : CFiMessage(id, severity, file, line), m_arguments(arguments, arguments + count) {
+    for (const icu::Formattable& argument : m_arguments) {
+      wholeArgument(argument);
+    }
+  }
 
   const std::vector<icu::Formattable>& getArguments() const { return m_arguments; }
 

@@ -13,7 +13,8 @@ namespace qmfi_pdk_4_4 {
 // The texts of one language.
 class CFiMessageCatalog : public virtual CFiRefCount {
  public:
-  // Puts the text of a message (UTF-8) into text. False when the catalog does not know the message's identifier.
+  // Puts the text of a message (UTF-8) into text. False when the catalog does not know the message's identifier. Throws
+  // std::bad_alloc when memory is short.
   virtual bool format(const CFiMessage& message, std::string& text) const = 0;
 };
 

@@ -68,6 +68,11 @@ TEST_F(SampleCatalogTest, leavesPlaceholdersWithoutArgumentsAsTheyAre) {
   EXPECT_EQ(formatted("sample", "", message("GREETING", {})), "Hello {0}, you are number {1}.");
 }
 
+TEST_F(SampleCatalogTest, writesIntegersAsDigitsUnlessThePatternNamesANumberFormat) {
+  EXPECT_EQ(formatted("sample", "", message("PLAIN", {Formattable(-12345), Formattable(std::int64_t{1} << 40)})),
+            "Line -12345 of 1099511627776");
+}
+
 TEST_F(SampleCatalogTest, knowsNothingOfTheRest) {
   EXPECT_EQ(formatted("sample", "de", message("UNKNOWN", {})), "-");
   EXPECT_EQ(formatted("sample", "de", message("BROKEN", {text("x")})), "-");
