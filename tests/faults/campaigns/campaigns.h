@@ -1,0 +1,13 @@
+// The campaigns by their names.
+#ifndef CAMPAIGNS_H
+#define CAMPAIGNS_H
+
+#include "campaign.h"
+
+namespace faults {
+
+void runMemoryCampaign(Campaign& campaign);
+
+}  // namespace faults
+
+#endif

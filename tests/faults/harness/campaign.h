@@ -1,0 +1,65 @@
+// A campaign: many cases of one kind of fault, counted, with one line of JSON at its end.
+#ifndef CAMPAIGN_H
+#define CAMPAIGN_H
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace faults {
+
+struct CampaignOptions {
+  bool full = false;
+  // Runs only the cases whose names contain this text; all when it is empty.
+  std::string only;
+  // Runs the memory campaign's cases with this allocation only, and shows where it is; 0 for all.
+  std::uint64_t allocation = 0;
+};
+
+// Counts cases and failures, and says on standard error what failed. One thread at a time.
+class Campaign {
+ public:
+  Campaign(std::string name, const CampaignOptions& options);
+
+  const CampaignOptions& options() const { return m_options; }
+  bool quick() const { return !m_options.full; }
+  bool wants(const std::string& caseName) const { return caseName.find(m_options.only) != std::string::npos; }
+
+  // Begins a case; what fails from now on is its failure. The name is told when the program crashes, too.
+  void begin(const std::string& caseName);
+  void failed(const std::string& what);
+  void expect(bool fulfilled, const std::string& what) {
+    if (!fulfilled) failed(what);
+  }
+  template <typename Value>
+  void expectEqual(const Value& expected, const Value& actual, const std::string& what) {
+    if (!(expected == actual)) failed(what + ": expected " + shown(expected) + ", was " + shown(actual));
+  }
+  void expectNone(const std::vector<std::string>& differences) {
+    for (const std::string& difference : differences) failed(difference);
+  }
+  // Adds to a figure of the campaign's line.
+  void count(const std::string& figure, std::uint64_t number = 1) { m_figures[figure] += number; }
+
+  std::uint64_t failures() const { return m_failures; }
+  // Writes the line to standard output. Returns the program's exit status.
+  int finish();
+
+ private:
+  static std::string shown(const std::string& text) { return "\"" + text + "\""; }
+  static std::string shown(std::int64_t number) { return std::to_string(number); }
+  static std::string shown(const std::vector<std::string>& texts);
+
+  const std::string m_name;
+  const CampaignOptions m_options;
+  const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+  std::uint64_t m_cases = 0;
+  std::uint64_t m_failures = 0;
+  std::map<std::string, std::uint64_t> m_figures;
+};
+
+}  // namespace faults
+
+#endif

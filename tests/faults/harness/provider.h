@@ -1,0 +1,64 @@
+// The plug-in under test, loaded as a framework loads it and reached through its exports only.
+#ifndef PROVIDER_H
+#define PROVIDER_H
+
+#include <string>
+#include <vector>
+
+#include "foreign_framework.h"
+
+namespace faults {
+
+// The exports of the plug-in and the framework's functions, by their names without the provider's prefix.
+struct ProviderFunctions {
+#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
+  FOREIGN_ENTRY_POINTS(MEMBER)
+  FOREIGN_HELPERS(MEMBER)
+  FOREIGN_FRAMEWORK_FUNCTIONS(MEMBER)
+#undef MEMBER
+};
+
+// Where the plug-in under test is; the build's own unless a program says otherwise.
+void setProviderLibrary(const std::string& path);
+const std::string& providerLibrary();
+
+// Whether a library of that file name is mapped into this process.
+bool isMapped(const std::string& fileName);
+
+// Loads the plug-in when made and unloads it when it goes. Throws std::runtime_error when it cannot be loaded.
+class Provider {
+ public:
+  Provider();
+  ~Provider();
+  Provider(const Provider&) = delete;
+  Provider& operator=(const Provider&) = delete;
+
+  // Calls init with a context record whose callback counts; and fini. The calls are faulty regions.
+  int start();
+  void stop();
+  int callbacks() const { return m_context.callbacks; }
+
+  // Takes the identifiers of the messages pushed since the last call, newest first.
+  std::vector<std::string> takeMessages();
+
+  // The framework's identifier of a name, of kind 1.
+  qmfi_objid* object(const std::string& name) const;
+
+  ProviderFunctions call;
+
+ private:
+  struct Context {
+    kfi_context record{};
+    int callbacks = 0;
+  };
+  static void receive(kfi_context* context, const char* nativeText, const char* defaultText, std::int32_t severity);
+
+  void* m_library;
+  Context m_context;
+  std::string m_language = "de";
+  char* m_languagePointer = m_language.data();
+};
+
+}  // namespace faults
+
+#endif

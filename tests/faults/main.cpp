@@ -1,0 +1,40 @@
+// Runs one campaign and prints its line.
+#include <CLI/CLI.hpp>
+
+#include "campaigns.h"
+#include "provider.h"
+
+namespace {
+
+struct NamedCampaign {
+  const char* name;
+  void (*run)(faults::Campaign& campaign);
+};
+
+constexpr NamedCampaign campaigns[] = {
+    {"memory", faults::runMemoryCampaign},
+};
+
+}  // namespace
+
+int main(int count, char** words) {
+  CLI::App app("Runs a fault campaign in the testbed and prints one line of JSON.");
+  faults::CampaignOptions options;
+  std::string name;
+  std::string library;
+  app.add_option("campaign", name, "Which one")->required();
+  app.add_flag("--full,!--quick", options.full, "All cases instead of those of a short run");
+  app.add_option("--only", options.only, "Only cases whose name contains this text");
+  app.add_option("--allocation", options.allocation, "memory: only this allocation of each script; shows where it is");
+  app.add_option("--library", library, "The plug-in to be tested instead of the build's own");
+  CLI11_PARSE(app, count, words);
+  if (!library.empty()) faults::setProviderLibrary(library);
+  for (const NamedCampaign& campaign : campaigns) {
+    if (name != campaign.name) continue;
+    faults::Campaign running(name, options);
+    campaign.run(running);
+    return running.finish();
+  }
+  std::fprintf(stderr, "There is no campaign \"%s\".\n", name.c_str());
+  return 2;
+}
