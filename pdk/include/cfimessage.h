@@ -14,8 +14,8 @@
 
 namespace qmfi_pdk_4_4 {
 
-// An ICU value that finds no memory for its text is left without one, and the next copy of it crashes. Returns the value,
-// or throws std::bad_alloc when it has lost its text.
+// An ICU value that finds no memory for its text is left without one, and the next copy of it crashes. Returns the
+// value, or throws std::bad_alloc when it has lost its text.
 inline const icu::Formattable& wholeArgument(const icu::Formattable& argument) {
   if (argument.getType() == icu::Formattable::kString) {
     UErrorCode status = U_ZERO_ERROR;
