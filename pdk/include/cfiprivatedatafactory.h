@@ -4,10 +4,13 @@
 
 #include "cfiprivatedata.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qmfi_pdk_4_4 {
@@ -32,7 +35,7 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
   virtual CFiPrivateDataSPtr accessByName(const ACE_String_Base<char>& name, bool alternate) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const Map& map = mapOf(alternate);
-    const auto found = map.find(std::string(name.c_str(), name.length()));
+    const auto found = map.find(std::string_view(name.c_str(), name.length()));
     return found != map.end() ? found->second : CFiPrivateDataSPtr();
   }
 
@@ -47,7 +50,8 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
   }
 
  protected:
-  using Map = std::map<std::string, CFiPrivateDataSPtr>;
+  // Looked up by any kind of string, without a copy of it.
+  using Map = std::map<std::string, CFiPrivateDataSPtr, std::less<>>;
 
   Map& mapOf(bool alternate) { return alternate ? m_altNodes : m_nodes; }
 
@@ -75,15 +79,15 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
       return access(domain);
     }
     auto holder = std::make_unique<CFiPrivateDataSPtr>();
-    const std::string key = domain->fid_objid->vid_name;
     {
+      const std::string_view key = domain->fid_objid->vid_name;
       const std::lock_guard<std::mutex> lock(m_mutex);
       Map& map = mapOf(alternate);
       auto place = map.lower_bound(key);
       if (place == map.end() || place->first != key) {
-        const CFiPrivateDataSPtr created(new T(domain->fid_objid, alternate));
+        CFiPrivateDataSPtr created(new T(domain->fid_objid, alternate));
         created->registerTraceLog(traceLog());
-        place = map.emplace_hint(place, key, created);
+        place = map.emplace_hint(place, key, std::move(created));
       }
       *holder = place->second;
     }
@@ -103,7 +107,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
     holder->release();
     const std::lock_guard<std::mutex> lock(m_mutex);
     Map& map = mapOf(alternate);
-    const auto found = map.find(domain->fid_objid->vid_name);
+    const auto found = map.find(std::string_view(domain->fid_objid->vid_name));
     if (found == map.end() || countOf(found->second) != 1) {
       return 0;
     }

@@ -11,9 +11,11 @@
 #include <ace/SString.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace qmfi_pdk_4_4 {
@@ -89,19 +91,18 @@ class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceabl
     if (id == nullptr) {
       return CFiSessionSPtr();
     }
+    const std::string_view name = id;
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto place = m_sessions.lower_bound(id);
-    if (place != m_sessions.end() && place->first == id) {
-      return place->second;
+    auto place = m_sessions.lower_bound(name);
+    if (place == m_sessions.end() || place->first != name) {
+      place = m_sessions.emplace_hint(place, name, CFiSessionSPtr(new CFiSession(id)));
     }
-    const CFiSessionSPtr session(new CFiSession(id));
-    m_sessions.emplace_hint(place, id, session);
-    return session;
+    return place->second;
   }
 
  private:
   std::mutex m_mutex;
-  std::map<std::string, CFiSessionSPtr> m_sessions;
+  std::map<std::string, CFiSessionSPtr, std::less<>> m_sessions;
 };
 
 using CFiSessionManagerSPtr = CFiSmartPtr<CFiSessionManager>;

@@ -73,6 +73,17 @@ class CFiSmartPtr {
     return *this;
   }
 
+  // A count that only changes hands needs no lock.
+  CFiSmartPtr(CFiSmartPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
+
+  CFiSmartPtr& operator=(CFiSmartPtr&& other) noexcept {
+    if (this != &other) {
+      release();
+      m_object = std::exchange(other.m_object, nullptr);
+    }
+    return *this;
+  }
+
   ~CFiSmartPtr() { release(); }
 
   // Replaces what is held by p. Returns the new count of p; for a null p the result of releasing what was held, -1 when
