@@ -54,10 +54,10 @@ void Node::configure(const std::string& parameter, const std::string& value) {
 std::vector<std::string> Node::subObjects() {
   qmfi_objid** objects = nullptr;
   int count = 0;
+  const CFiScopeExit release([&] { qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*)); });
   m_provider.run("the devices of " + m_name + " could not be listed", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_subobj_list(&m_domain, &objects, &count);
   });
-  const CFiScopeExit release([&] { qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*)); });
   std::vector<std::string> names;
   std::transform(objects, objects + count, std::back_inserter(names),
                  [](const qmfi_objid* object) { return object->vid_name; });
