@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace {
 
 using namespace qmfi_pdk_4_4;
@@ -205,6 +207,24 @@ TEST(SmartPointer, CreatesThroughItsAllocatorOnlyWhenAsked) {
 
 TEST(SmartPointer, NullAllocatorNeverCreates) {
   EXPECT_FALSE(Pointer(true));
+}
+
+TEST(SmartPointer, MovedCountChangesHands) {
+  int deaths = 0;
+  Pointer first(new Counted(&deaths));
+  Pointer second(std::move(first));
+  EXPECT_FALSE(first);
+  EXPECT_EQ(second->getCount(), 1);
+  Pointer third(new Counted(&deaths));
+  third = std::move(second);
+  EXPECT_FALSE(second);
+  EXPECT_EQ(third->getCount(), 1);
+  EXPECT_EQ(deaths, 1);
+  Pointer& same = third;
+  third = std::move(same);
+  ASSERT_TRUE(third);
+  EXPECT_EQ(third->getCount(), 1);
+  EXPECT_EQ(deaths, 1);
 }
 
 TEST(SmartPointer, SwappedPointersKeepTheCounts) {
