@@ -38,10 +38,10 @@ int ProviderTest::onlineResource(const std::string& device, const char* mountPoi
   int count = 0;
   const int status = plugin.call().online_resource(devices, 1, readOnly(mountPoint), readOnly("qmfs"),
                                                    readOnly(options), nullptr, 0, &paths, &count);
-  path.reset();
+  onlinePath.reset();
   if (paths == nullptr) return status;
   EXPECT_EQ(count, 1);
-  path = paths[0];
+  onlinePath = paths[0];
   plugin.call().qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
   std::free(paths);
   return status;

@@ -35,9 +35,9 @@ class ProviderTest : public testing::Test {
   void formatSpare();
   void mountSpare(const std::string& options = "mountOptions=rw");
 
-  // online_resource with the status that it returns; the path that it hands out is in `path` then.
+  // online_resource with the status that it returns; the path that it hands out is in `onlinePath` then.
   int onlineResource(const std::string& device, const char* mountPoint, const char* options);
-  std::optional<std::string> path;
+  std::optional<std::string> onlinePath;
 
   // The list of one node with its device, as access is changed through.
   int disableAccess(kfi_domain& node, long flags = 0);

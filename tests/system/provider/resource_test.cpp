@@ -37,7 +37,7 @@ TEST_F(Resource, AFileSystemKeepsItsDataThroughTheWholeOfItsLife) {
   EXPECT_EQ(plugin.commands().front(), "/sbin/mkfs -t qmfs  /dev/qm/rdsk/dg1/spare");
 
   EXPECT_EQ(onlineResource(spare, spareMount.c_str(), "mountOptions=rw,delaylog"), 0);
-  EXPECT_EQ(path, spareMount);
+  EXPECT_EQ(onlinePath, spareMount);
   EXPECT_EQ(optionsOf(spareMount), "rw,delaylog");
   const std::string text(1 << 20, 'x');
   writeFile(spareMount + "/file", text);
@@ -75,10 +75,10 @@ TEST_F(Resource, TheOptionStringDecidesOnTheOptionsOfTheMount) {
 TEST_F(Resource, WithoutAMountPointItIsMountedOnItsOwnNameInTheRoot) {
   formatSpare();
   EXPECT_EQ(onlineResource(spare, nullptr, nullptr), 0);
-  EXPECT_EQ(path, "/spare");
+  EXPECT_EQ(onlinePath, "/spare");
   EXPECT_EQ(optionsOf("/spare"), "rw");
   EXPECT_EQ(onlineResource(spare, nullptr, nullptr), 0) << "said again, it is found where it is";
-  EXPECT_EQ(path, "/spare");
+  EXPECT_EQ(onlinePath, "/spare");
   program({"/bin/umount", "/spare"});
   std::filesystem::remove("/spare");
 }
@@ -101,7 +101,7 @@ TEST_F(Resource, ADirtyFileSystemComesOnlineAtTheSecondAttemptAfterOneCheck) {
   plugin.commands();
   EXPECT_EQ(onlineResource(spare, spareMount.c_str(), "mountOptions=rw"), 0);
   EXPECT_THAT(plugin.commands(), ElementsAre(mkdir, mount, fsck, mount));
-  EXPECT_EQ(path, spareMount);
+  EXPECT_EQ(onlinePath, spareMount);
   EXPECT_EQ(textOf(spareMount + "/file"), "kept");
   program({"/bin/umount", spareMount});
 }
@@ -113,7 +113,7 @@ TEST_F(Resource, ADeviceThatIsMountedElsewhereIsLeftAlone) {
   constexpr int bringOnline = 1;
   EXPECT_EQ(plugin.call().online(nullptr, &node, bringOnline, 0), mountedElsewhere);
   EXPECT_EQ(onlineResource(data, "/mnt/other", nullptr), mountedElsewhere);
-  EXPECT_EQ(path, std::nullopt);
+  EXPECT_EQ(onlinePath, std::nullopt);
   node.fid_attr = disabled;
   EXPECT_EQ(enableAccess(node, data), mountedElsewhere);
   EXPECT_EQ(node.fid_attr, disabled);
