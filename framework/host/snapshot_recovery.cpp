@@ -1,21 +1,44 @@
 // Recovery, phase by phase.
 #include "snapshot_recovery.h"
 
+#include <chrono>
+#include <thread>
+
 #include "snapshot_removal.h"
 #include "thaw.h"
 
 namespace qmfi_host {
+
+namespace {
+
+constexpr int kAttempts = 6;
+constexpr std::chrono::milliseconds kFirstWait(100);
+
+void takeDown(SnapshotRemoval& removal, Snapshot& snapshot) {
+  if (snapshot.phase == Phase::unmounting || snapshot.phase == Phase::remounting) {
+    removal.unmount(snapshot);
+  } else {
+    removal.remove(snapshot);
+  }
+}
+
+}  // namespace
 
 void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
   if (snapshot.phase == Phase::freezing) {
     for (const SnapshotNode& node : snapshot.nodes) thawFileSystem(node.mountPoint, node.volume.device);
   }
   SnapshotRemoval removal(provider, splitter, store);
-  if (snapshot.phase == Phase::unmounting || snapshot.phase == Phase::remounting) {
-    removal.unmount(snapshot);
-  } else {
-    removal.remove(snapshot);
+  auto wait = kFirstWait;
+  // A mount or unmount program of the killed host may still be at work, and nobody can wait for it but by trying again.
+  for (int attempt = 1; attempt < kAttempts; ++attempt, wait *= 2) {
+    try {
+      return takeDown(removal, snapshot);
+    } catch (const HostError&) {
+      std::this_thread::sleep_for(wait);
+    }
   }
+  takeDown(removal, snapshot);
 }
 
 }  // namespace qmfi_host

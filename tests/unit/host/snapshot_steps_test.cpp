@@ -258,6 +258,16 @@ TEST_F(SnapshotStepsTest, RecoveryEndsEveryPhaseInOneOfTwoWays) {
   }
 }
 
+TEST_F(SnapshotStepsTest, RecoveryTriesAgainWhenAProgramOfTheKilledHostIsStillInTheWay) {
+  Snapshot snapshot = createEarlier(Phase::mounting);
+  m_fake.statuses["deport_tree"] = 6;
+  m_journal.onCall = [&](const std::string& call) {
+    if (call.starts_with("deport_tree") && count("deport_tree") == 3) m_fake.statuses.erase("deport_tree");
+  };
+  recoverSnapshot(m_provider, m_splitter, m_store, snapshot);
+  EXPECT_THAT(m_store.snapshots(), IsEmpty());
+}
+
 TEST_F(SnapshotStepsTest, RecoveryOfASnapshotThatWasNeverMountedRestoresNoState) {
   Snapshot snapshot = createEarlier(Phase::freezing);
   for (SnapshotNode& node : snapshot.nodes) node.state = node.alternateState = "";
