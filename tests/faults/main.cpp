@@ -12,6 +12,7 @@ struct NamedCampaign {
 };
 
 constexpr NamedCampaign campaigns[] = {
+    {"driver", faults::runDriverCampaign},
     {"memory", faults::runMemoryCampaign},
 };
 
@@ -26,6 +27,7 @@ int main(int count, char** words) {
   app.add_flag("--full,!--quick", options.full, "All cases instead of those of a short run");
   app.add_option("--only", options.only, "Only cases whose name contains this text");
   app.add_option("--allocation", options.allocation, "memory: only this allocation of each script; shows where it is");
+  app.add_option("--volumes", options.volumes, "driver: mount points of real file systems to be frozen, too");
   app.add_option("--library", library, "The plug-in to be tested instead of the build's own");
   CLI11_PARSE(app, count, words);
   if (!library.empty()) faults::setProviderLibrary(library);

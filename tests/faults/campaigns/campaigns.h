@@ -6,6 +6,7 @@
 
 namespace faults {
 
+void runDriverCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
 
 }  // namespace faults

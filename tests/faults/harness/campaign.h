@@ -14,6 +14,8 @@ struct CampaignOptions {
   bool full = false;
   // Runs only the cases whose names contain this text; all when it is empty.
   std::string only;
+  // Mount points of real file systems for the driver campaign.
+  std::vector<std::string> volumes;
   // Runs the memory campaign's cases with this allocation only, and shows where it is; 0 for all.
   std::uint64_t allocation = 0;
 };

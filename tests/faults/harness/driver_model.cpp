@@ -27,6 +27,10 @@ DriverRequestKind kindOf(std::uint32_t number) {
   return number == QM_FREEZE ? DriverRequestKind::freeze : DriverRequestKind::thaw;
 }
 
+int askKernel(int descriptor, std::uint32_t number, std::uintptr_t argument) {
+  return syscall(SYS_ioctl, descriptor, number, argument) == 0 ? 0 : errno;
+}
+
 int openDirectory(const char* directory) {
   return open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
@@ -71,26 +75,17 @@ DriverModel::FileSystem* DriverModel::fileSystemOf(int descriptor) {
   return &m_fileSystems[m_count++];
 }
 
-DriverModel::FileSystem* DriverModel::fileSystemAt(const char* directory) {
+bool DriverModel::freezeFromOutside(const char* directory, std::int32_t timeout) {
   const int descriptor = openDirectory(directory);
-  if (descriptor < 0) return nullptr;
-  FileSystem* const found = fileSystemOf(descriptor);
+  if (descriptor < 0) return false;
+  const int error = m_useKernel ? askKernel(descriptor, QM_FREEZE, static_cast<std::uintptr_t>(timeout))
+                                : freezeOne(descriptor, timeout);
   close(descriptor);
-  return found;
-}
-
-bool DriverModel::freezeFromOutside(const char* directory) {
-  FileSystem* const fileSystem = fileSystemAt(directory);
-  if (fileSystem == nullptr) return false;
-  fileSystem->frozen = true;
-  return true;
+  return error == 0;
 }
 
 bool DriverModel::thawFromOutside(const char* directory) {
-  FileSystem* const fileSystem = fileSystemAt(directory);
-  if (fileSystem == nullptr) return false;
-  fileSystem->frozen = false;
-  return true;
+  return thawAgain(directory) == 0;
 }
 
 void DriverModel::passTimeouts() {
@@ -103,9 +98,7 @@ void DriverModel::passTimeouts() {
 int DriverModel::thawAgain(const char* directory) {
   const int descriptor = openDirectory(directory);
   if (descriptor < 0) return errno;
-  const int error = m_useKernel && syscall(SYS_ioctl, descriptor, QM_THAW, 0) != 0 ? errno
-                    : m_useKernel                                                  ? 0
-                                                                                   : thaw(descriptor);
+  const int error = m_useKernel ? askKernel(descriptor, QM_THAW, 0) : thaw(descriptor);
   close(descriptor);
   return error;
 }
@@ -157,7 +150,7 @@ int DriverModel::request(int descriptor, std::uint32_t number, std::uintptr_t ar
   if (kind == DriverRequestKind::freeze) m_lastTimeout = static_cast<std::int32_t>(argument);
   if (kind == DriverRequestKind::freezeAll) m_lastTimeout = reinterpret_cast<const FreezeAllRecord*>(argument)->timeout;
   if (const int error = plannedError(kind); error != 0) return error;
-  if (m_useKernel) return syscall(SYS_ioctl, descriptor, number, argument) == 0 ? 0 : errno;
+  if (m_useKernel) return askKernel(descriptor, number, argument);
   switch (kind) {
     case DriverRequestKind::freezeAll:
       return freezeTogether(argument);

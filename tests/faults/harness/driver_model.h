@@ -22,7 +22,7 @@ class DriverModel {
   // Fails the number-th request of a kind from now on, counted from 1, with that error number; number 0 fails each.
   void fail(DriverRequestKind kind, int number, int error);
   // What others do: freeze a file system, thaw it, or let all time-outs pass. False when the directory is not there.
-  bool freezeFromOutside(const char* directory);
+  bool freezeFromOutside(const char* directory, std::int32_t timeout = 1000);
   bool thawFromOutside(const char* directory);
   void passTimeouts();
   // Lets all time-outs pass just before the number-th thaw from now on.
@@ -52,7 +52,6 @@ class DriverModel {
   static constexpr int mostFileSystems = 64;
 
   FileSystem* fileSystemOf(int descriptor);
-  FileSystem* fileSystemAt(const char* directory);
   int freezeOne(int descriptor, std::int32_t timeout);
   int freezeTogether(std::uintptr_t record);
   int thaw(int descriptor);

@@ -62,7 +62,8 @@ constexpr const char* temporaryMountPoint = "/tmp_";
 void closeDescriptorsBelow(const fs::path& directory) {
   for (const std::string& entry : openDescriptors()) {
     const std::size_t blank = entry.find(' ');
-    if (entry.substr(blank + 1).starts_with(directory.string() + "/")) close(std::stoi(entry));
+    const std::string open = entry.substr(blank + 1);
+    if (open == directory || open.starts_with(directory.string() + "/")) close(std::stoi(entry));
   }
 }
 
@@ -89,7 +90,16 @@ void compare(const char* what, const std::vector<std::string>& before, const std
 
 }  // namespace
 
-Machine::Machine(int fileSystems) : m_fileSystems(fileSystems) {
+Machine::Machine(int fileSystems) : m_isReal(false) {
+  prepare();
+  for (int number = 0; number < fileSystems; ++number) m_fileSystems.push_back(path("fs" + std::to_string(number)));
+}
+
+Machine::Machine(const std::vector<std::string>& mountPoints) : m_fileSystems(mountPoints), m_isReal(true) {
+  prepare();
+}
+
+void Machine::prepare() {
   std::string directory = fs::temp_directory_path() / "faults.XXXXXX";
   if (mkdtemp(directory.data()) == nullptr) throw std::runtime_error("no directory for the machine");
   m_directory = directory;
@@ -105,17 +115,15 @@ Machine::~Machine() {
   fs::remove_all(m_directory, ignored);
 }
 
-std::string Machine::fileSystem(int number) const {
-  return path("fs" + std::to_string(number));
-}
-
 std::string Machine::device(int number) const {
   return "/dev/qm/dsk/dg/vol" + std::to_string(number);
 }
 
 void Machine::reset() {
   driverModel().reset();
+  driverModel().useKernel(m_isReal);
   closeDescriptorsBelow(m_directory);
+  for (const std::string& fileSystem : m_fileSystems) closeDescriptorsBelow(fileSystem);
   programs.endDaemons();
   for (const auto& entry : fs::directory_iterator(STAND_IN_DIRECTORY)) fs::remove(entry.path());
   programs.answer("/bin/mkdir", Answer().makesDirectory());
@@ -133,12 +141,29 @@ void Machine::reset() {
   fs::remove(path("log/qmfsfi.log"));
   fs::remove(path("conf/qmfsfi.conf"));
   std::string text;
-  for (int number = 0; number < m_fileSystems; ++number) {
-    fs::create_directory(fileSystem(number));
+  for (int number = 0; number < fileSystems(); ++number) {
+    fs::create_directories(fileSystem(number));
     text += device(number) + " " + fileSystem(number) + " qmfs rw,log 0 0\n";
   }
   table.write(text);
   m_before = state();
+}
+
+void Machine::passTimeouts() {
+  driverModel().passTimeouts();
+  if (!m_isReal) return;
+  // Whoever writes to a frozen file system waits for its thaw.
+  for (const std::string& fileSystem : m_fileSystems) {
+    std::ofstream(fileSystem + "/written") << "thawed" << std::flush;
+    fs::remove(fileSystem + "/written");
+  }
+}
+
+std::vector<std::string> Machine::missingFileSystems() const {
+  std::vector<std::string> missing;
+  std::copy_if(m_fileSystems.begin(), m_fileSystems.end(), std::back_inserter(missing),
+               [](const std::string& directory) { return !fs::exists(directory); });
+  return missing;
 }
 
 void Machine::configure(const std::string& text) {
@@ -173,8 +198,8 @@ std::vector<std::string> Machine::differences(const Leftovers& allowed) const {
   compare("descriptor", m_before.descriptors, now.descriptors, allowed.descriptors, false, found);
   if (now.threads != m_before.threads) found.push_back(std::to_string(now.threads) + " threads");
   if (waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD) found.push_back("a child process is left");
-  for (int number = 0; number < m_fileSystems; ++number) {
-    const std::string directory = fileSystem(number);
+  for (int number = 0; number < fileSystems(); ++number) {
+    const std::string& directory = fileSystem(number);
     const int error = driverModel().thawAgain(directory.c_str());
     const bool isGone = error == ENOENT && mentions(directory, allowed.paths);
     if (error != EINVAL && !isGone && !mentions(directory, allowed.frozen)) {

@@ -19,6 +19,8 @@ class Machine {
  public:
   // fileSystems: how many are mounted; their directories are fileSystem(0), fileSystem(1), ...
   explicit Machine(int fileSystems = 2);
+  // With file systems that are really mounted, on these directories, and frozen by the kernel's driver.
+  explicit Machine(const std::vector<std::string>& mountPoints);
   ~Machine();
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
@@ -26,10 +28,17 @@ class Machine {
   // Puts everything back to the beginning, whatever is left of the last case; the configuration is empty.
   void reset();
 
-  std::string fileSystem(int number) const;
+  bool isReal() const { return m_isReal; }
+  int fileSystems() const { return static_cast<int>(m_fileSystems.size()); }
+  const std::string& fileSystem(int number) const { return m_fileSystems[static_cast<std::size_t>(number)]; }
   std::string device(int number) const;
   // A path below the machine's directory; nothing is made.
   std::string path(const std::string& name) const { return m_directory / name; }
+
+  // Lets the time-outs of all freezes pass; of real ones, waits until they have.
+  void passTimeouts();
+  // Those whose directories are gone.
+  std::vector<std::string> missingFileSystems() const;
 
   // The provider's configuration, read when it starts.
   void configure(const std::string& text);
@@ -61,8 +70,11 @@ class Machine {
   };
   State state() const;
 
-  const int m_fileSystems;
+  void prepare();
+
   std::filesystem::path m_directory;
+  std::vector<std::string> m_fileSystems;
+  const bool m_isReal;
   State m_before;
 };
 

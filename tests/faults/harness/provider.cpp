@@ -75,10 +75,12 @@ void Provider::stop() {
 std::vector<std::string> Provider::takeMessages() {
   kfi_msg_info* list = nullptr;
   call.get_last_error(&list);
-  std::vector<std::string> ids;
-  for (const kfi_msg_info* record = list; record != nullptr; record = record->kmi_next) ids.push_back(record->kmi_id);
+  std::vector<std::string> messages;
+  for (const kfi_msg_info* record = list; record != nullptr; record = record->kmi_next) {
+    messages.push_back(std::string(record->kmi_id) + " " + record->kmi_args);
+  }
   call.del_last_error(&list);
-  return ids;
+  return messages;
 }
 
 qmfi_objid* Provider::object(const std::string& name) const {

@@ -38,7 +38,7 @@ class Provider {
   void stop();
   int callbacks() const { return m_context.callbacks; }
 
-  // Takes the identifiers of the messages pushed since the last call, newest first.
+  // Takes the messages pushed since the last call, newest first: the identifier, a blank, and the arguments as a list.
   std::vector<std::string> takeMessages();
 
   // The framework's identifier of a name, of kind 1.
