@@ -6,7 +6,7 @@
 
 namespace qmfi_runtime {
 
-// A private, zeroed range of memory. One thread at a time.
+// A private range of memory. One thread at a time.
 class LockedMemory {
  public:
   LockedMemory() = default;
@@ -14,8 +14,8 @@ class LockedMemory {
   LockedMemory& operator=(const LockedMemory&) = delete;
   ~LockedMemory() { release(); }
 
-  // Gets size bytes, present and locked. Returns 0 or an errno value; memory that is there but cannot be locked is kept
-  // nevertheless. Only when there is none.
+  // Gets size bytes, present and locked, unless it has memory already. Returns 0 or an errno value; memory that is
+  // there but cannot be locked is kept nevertheless, and the lock is tried again by the next call.
   int acquire(std::size_t size);
   void release();
 
@@ -26,6 +26,7 @@ class LockedMemory {
  private:
   char* m_data = nullptr;
   std::size_t m_size = 0;
+  bool m_locked = false;
 };
 
 }  // namespace qmfi_runtime

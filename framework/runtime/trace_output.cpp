@@ -51,8 +51,9 @@ void TraceOutput::close(CFiTraceSink* sink) noexcept {
     // Closing a file can make the file system write, too.
     entry->retired = m_holding;
     if (!entry->retired) closed.splice(closed.end(), m_sinks, entry);
-    return;
+    break;
   }
+  releaseUnused();
 }
 
 void TraceOutput::put(CFiTraceSink& sink, std::string_view record) noexcept {
@@ -99,12 +100,17 @@ void TraceOutput::endHolding() noexcept {
   const std::lock_guard<std::mutex> lock(m_mutex);
   writeHeld();
   reportDropped();
-  m_memory.release();
   for (auto entry = m_sinks.begin(); entry != m_sinks.end();) {
     const auto sink = entry++;
     if (sink->retired) closed.splice(closed.end(), m_sinks, sink);
   }
   m_holding = false;
+  releaseUnused();
+}
+
+// Getting the memory takes a hundred times as long as the rest of a freeze's preparation, so it stays for the next one.
+void TraceOutput::releaseUnused() noexcept {
+  if (m_sinks.empty() && !m_holding) m_memory.release();
 }
 
 void TraceOutput::writeHeld() const noexcept {

@@ -37,6 +37,7 @@ class TraceOutput {
   bool hold(CFiTraceSink& sink, std::string_view record) noexcept;
   void writeHeld() const noexcept;
   void reportDropped() noexcept;
+  void releaseUnused() noexcept;
 
   // Writers that may be writing now. Whoever sets m_holding waits for them.
   std::atomic<int> m_writers{0};
@@ -44,6 +45,7 @@ class TraceOutput {
 
   std::mutex m_mutex;
   std::list<CFiTraceSink> m_sinks;
+  // Kept from the first holding until the last sink is closed.
   LockedMemory m_memory;
   std::size_t m_used = 0;
 };
