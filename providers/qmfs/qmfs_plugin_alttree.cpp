@@ -115,7 +115,7 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivate
 // The alternate mount point that private data remembers, or else the one that the first sub-object asks for; empty when
 // there is neither.
 std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const CFiPrivateDataSPtr& data) {
-  const std::string remembered = data ? qmfsDataOf(data).getAltObj() : std::string();
+  std::string remembered = data ? qmfsDataOf(data).getAltObj() : std::string();
   if (!remembered.empty()) {
     return remembered;
   }
@@ -127,7 +127,7 @@ std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const C
   if (given != nullptr) {
     return given;
   }
-  const std::string generated = std::string(first->kse_name) + "_alt" + getTime();
+  std::string generated = std::string(first->kse_name) + "_alt" + getTime();
   trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::importTreeNode altname not specified, generated :%s", generated.c_str());
   return generated;
 }

@@ -65,7 +65,7 @@ void CQmFSPlugin::runOrThrow(const std::string& command) {
 EFiExecPipe CQmFSPlugin::execute(const std::string& command, std::vector<std::string>& output, int timeoutSeconds) {
   const auto scope = traceScope("executeCommand");
   trace(CFI_TRACE_DETAIL, "executeCommand - Command : %s", command.c_str());
-  const EFiExecPipe error = runPiped(command, output, timeoutSeconds);
+  EFiExecPipe error = runPiped(command, output, timeoutSeconds);
   const int code = error.getCode();
   if (code == KFI_EXEC_PIPE_SUCCESS) {
     return error;
@@ -138,7 +138,7 @@ std::string CQmFSPlugin::getFSType(const std::string& device) {
     trace(CFI_TRACE_WARNING, "command '%s' returned no fstype", command.c_str());
     return std::string();
   }
-  const std::string type = CFiStringTool::rtrim(output.front(), WHITE_SPACE);
+  std::string type = CFiStringTool::rtrim(output.front(), WHITE_SPACE);
   trace(CFI_TRACE_PROGRESS, "Found fstype for device : %s  as %s", device.c_str(), type.c_str());
   return type;
 }
