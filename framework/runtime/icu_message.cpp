@@ -36,7 +36,7 @@ using Scalar = std::variant<std::string, std::int64_t, double>;
 // takes memory in its destructor, and would end the process when there is none.
 class ElementReader final : public nlohmann::json_sax<json> {
  public:
-  const std::vector<Scalar>& elements() const { return m_elements; }
+  explicit ElementReader(std::vector<Scalar>& elements) : m_elements(elements) {}
 
   bool null() override { return add(std::string()); }
   bool boolean(bool) override { return add(std::string()); }
@@ -72,7 +72,8 @@ class ElementReader final : public nlohmann::json_sax<json> {
     return true;
   }
 
-  std::vector<Scalar> m_elements;
+  // Never copied: a copy of a variant that finds no memory is not safe to destroy.
+  std::vector<Scalar>& m_elements;
   std::size_t m_depth = 0;
 };
 
@@ -108,9 +109,10 @@ std::string CFiIcuMessage::serialize() const {
 
 CFiMessageSPtr CFiIcuMessage::deserialize(const kfi_msg_info* record) {
   const std::string text = record->kmi_args != nullptr ? record->kmi_args : "";
-  ElementReader reader;
-  const bool complete = json::sax_parse(text, &reader);
-  const std::vector<Formattable> arguments = toArguments(complete ? reader.elements() : std::vector<Scalar>());
+  std::vector<Scalar> elements;
+  ElementReader reader(elements);
+  if (!json::sax_parse(text, &reader)) elements.clear();
+  const std::vector<Formattable> arguments = toArguments(elements);
   return CFiMessageSPtr(new CFiIcuMessage(record->kmi_id, arguments.data(), static_cast<int>(arguments.size()),
                                           record->kmi_severity, record->kmi_file, record->kmi_line));
 }
