@@ -38,7 +38,7 @@ bool runByPipe() {
 
 bool runBySpawn() {
   std::string output;
-  return bench::spawnAndCapture({program, "hello"}, output, std::chrono::seconds(timeoutSeconds)) == 0;
+  return bench::spawnAndCapture({{program, "hello"}}, output, std::chrono::seconds(timeoutSeconds)) == 0;
 }
 
 // Microseconds a run.

@@ -16,14 +16,19 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-pid_t spawn(const std::vector<std::string>& words, int output) {
+// Without an input it reads nothing.
+pid_t spawn(const Words& words, int input, int output) {
   std::vector<char*> arguments;
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   char* environment[] = {const_cast<char*>("LC_ALL=C"), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  if (input >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  }
   posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
   pid_t child = -1;
@@ -47,18 +52,28 @@ bool readAll(int input, std::string& output, Clock::time_point deadline) {
 
 }  // namespace
 
-int spawnAndCapture(const std::vector<std::string>& words, std::string& output, std::chrono::milliseconds time) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return -1;
-  const pid_t child = spawn(words, ends[1]);
-  close(ends[1]);
-  const bool ended = child > 0 && readAll(ends[0], output, Clock::now() + time);
-  close(ends[0]);
-  if (child <= 0) return -1;
-  if (!ended) kill(child, SIGKILL);
-  int status = 0;
-  const bool reaped = waitpid(child, &status, 0) == child;
-  return reaped && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+int spawnAndCapture(const std::vector<Words>& programs, std::string& output, std::chrono::milliseconds time) {
+  const Clock::time_point deadline = Clock::now() + time;
+  std::vector<pid_t> children;
+  int input = -1;
+  for (const Words& words : programs) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) break;
+    children.push_back(spawn(words, input, ends[1]));
+    close(ends[1]);
+    if (input >= 0) close(input);
+    input = ends[0];
+  }
+  const bool ended = readAll(input, output, deadline);
+  close(input);
+  int status = -1;
+  for (const pid_t child : children) {
+    if (child <= 0) continue;
+    if (!ended) kill(child, SIGKILL);
+    if (waitpid(child, &status, 0) != child) status = -1;
+  }
+  const bool last = children.size() == programs.size() && children.back() > 0;
+  return last && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace bench

@@ -7,8 +7,11 @@
 
 namespace bench {
 
-// Runs a program, named by its path in the first word, and captures what it prints, with posix_spawn, a pipe and a
-// deadline. Returns its exit status, or -1 when it could not be run or did not end in time.
-int spawnAndCapture(const std::vector<std::string>& words, std::string& output, std::chrono::milliseconds time);
+using Words = std::vector<std::string>;
+
+// Runs programs, each named by its path in the first word and each reading what the one before prints, with
+// posix_spawn, a pipe and a deadline; captures what the last one prints. Returns the last one's exit status, or -1 when
+// it could not be run or did not end in time.
+int spawnAndCapture(const std::vector<Words>& programs, std::string& output, std::chrono::milliseconds time);
 
 }  // namespace bench
