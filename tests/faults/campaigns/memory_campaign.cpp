@@ -127,6 +127,7 @@ class MemoryScript {
       m_campaign.count(mode == AllocationMode::once ? "once" : "from then on");
       failOne(number, mode);
     }
+    m_campaign.expect(!leakSanitizerFindsLeaks(), std::string(m_script.name) + " leaks memory");
   }
 
  private:

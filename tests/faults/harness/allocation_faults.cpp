@@ -2,6 +2,7 @@
 #include "allocation_faults.h"
 
 #include <execinfo.h>
+#include <sanitizer/lsan_interface.h>
 #include <unistd.h>
 
 #include <array>
@@ -34,9 +35,27 @@ bool faultsAreShown = false;
 
 }  // namespace
 
+#ifdef FAULTS_SANITIZER_address
+
+std::int64_t livingBlocks() {
+  return 0;
+}
+
+bool leakSanitizerFindsLeaks() {
+  return __lsan_do_recoverable_leak_check() != 0;
+}
+
+#else
+
 std::int64_t livingBlocks() {
   return living;
 }
+
+bool leakSanitizerFindsLeaks() {
+  return false;
+}
+
+#endif
 
 void planAllocationFault(std::uint64_t number, AllocationMode mode) {
   plan = {.active = true, .inFaultyRegion = plan.inFaultyRegion, .happened = false, .mode = mode, .number = number};
@@ -77,7 +96,7 @@ SoundRegion::~SoundRegion() {
   plan.inFaultyRegion = m_wasFaulty;
 }
 
-#ifdef __SANITIZE_THREAD__
+#ifdef FAULTS_SANITIZER_thread
 
 bool allocationsAreTakenOver() {
   return false;
@@ -127,7 +146,7 @@ void* counted(Allocation&& allocation) {
 }  // namespace faults
 
 // What the functions are handed on to: the sanitizer's, which checks every access to a block, or else the C library's.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef FAULTS_SANITIZER_address
 #define REAL(name) __interceptor_##name
 #else
 #define REAL(name) __libc_##name

@@ -13,8 +13,11 @@ enum class AllocationMode { once, fromThenOn };
 // Whether this build takes allocations over; under ThreadSanitizer they are left alone, and nothing fails or counts.
 bool allocationsAreTakenOver();
 
-// Blocks that are allocated and not freed, of all threads.
+// Blocks that are allocated and not freed, of all threads. 0 always under AddressSanitizer, whose own copies of some
+// functions free what was counted; there LeakSanitizer looks for leaks.
 std::int64_t livingBlocks();
+// Whether LeakSanitizer finds a block that nothing points to; it says on standard error where that came from.
+bool leakSanitizerFindsLeaks();
 
 // From now on, while the calling thread is inside a FaultyRegion, its number-th allocation there fails, counted from 1;
 // number 0 only counts.
