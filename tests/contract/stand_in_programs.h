@@ -32,6 +32,12 @@ class Answer {
   Answer& exits(int status) { return add("exit " + std::to_string(status)); }
   Answer& diesOf(int signal) { return add("signal " + std::to_string(signal)); }
 
+  // Does that next.
+  Answer& then(const Answer& next) {
+    m_text += next.m_text;
+    return *this;
+  }
+
   const std::string& text() const { return m_text; }
 
  private:

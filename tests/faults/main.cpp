@@ -12,6 +12,7 @@ struct NamedCampaign {
 };
 
 constexpr NamedCampaign campaigns[] = {
+    {"children", faults::runChildrenCampaign},
     {"driver", faults::runDriverCampaign},
     {"memory", faults::runMemoryCampaign},
 };

@@ -6,6 +6,7 @@
 
 namespace faults {
 
+void runChildrenCampaign(Campaign& campaign);
 void runDriverCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
 

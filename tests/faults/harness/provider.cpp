@@ -15,6 +15,8 @@ namespace {
 
 std::string library = FAULTS_BUILD_TREE "/lib/libqmfsfi.so";
 
+void* loadedLibrary = nullptr;
+
 template <typename Function>
 void find(void* loaded, const char* name, Function*& function) {
   function = reinterpret_cast<Function*>(dlsym(loaded, name));
@@ -41,6 +43,7 @@ bool isMapped(const std::string& fileName) {
 
 Provider::Provider() : m_library(dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (m_library == nullptr) throw std::runtime_error(dlerror());
+  loadedLibrary = m_library;
 #define FIND(name, result, parameters) find(m_library, "qmfsfi_fi_pgn_" #name, call.name);
   FOREIGN_ENTRY_POINTS(FIND)
 #undef FIND
@@ -51,7 +54,12 @@ Provider::Provider() : m_library(dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL))
 }
 
 Provider::~Provider() {
+  loadedLibrary = nullptr;
   dlclose(m_library);
+}
+
+void* Provider::functionOfDependencies(const char* name) {
+  return dlsym(loadedLibrary, name);
 }
 
 void Provider::receive(kfi_context* context, const char*, const char*, std::int32_t) {

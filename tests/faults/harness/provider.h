@@ -41,6 +41,9 @@ class Provider {
   // Takes the messages pushed since the last call, newest first: the identifier, a blank, and the arguments as a list.
   std::vector<std::string> takeMessages();
 
+  // A function of the plug-in that is loaded now, or of the libraries that it depends on; never one of this program.
+  static void* functionOfDependencies(const char* name);
+
   // The framework's identifier of a name, of kind 1.
   qmfi_objid* object(const std::string& name) const;
 
