@@ -36,6 +36,12 @@ elseif(QMFI_SANITIZE STREQUAL "thread")
   add_link_options(-fsanitize=thread)
 endif()
 
+option(QMFI_COVERAGE "Count the lines and branches that are reached; needs clang" OFF)
+if(QMFI_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
+
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
