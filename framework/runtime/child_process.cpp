@@ -110,9 +110,18 @@ void ChildProcess::killGroup() const {
 }
 
 ChildEnd ChildProcess::reap(int& status) {
+  return reapWith(WEXITED | WNOHANG, status);
+}
+
+ChildEnd ChildProcess::reapEnded(int& status) {
+  return reapWith(WEXITED, status);
+}
+
+ChildEnd ChildProcess::reapWith(int options, int& status) {
+  const idtype_t kind = m_pidfd.valid() ? P_PIDFD : P_PID;
+  const auto child = static_cast<id_t>(m_pidfd.valid() ? m_pidfd.get() : m_pid);
   siginfo_t info{};
-  const int result = m_pidfd.valid() ? waitid(P_PIDFD, static_cast<id_t>(m_pidfd.get()), &info, WEXITED | WNOHANG)
-                                     : waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG);
+  const int result = TEMP_FAILURE_RETRY(waitid(kind, child, &info, options));
   if (result != 0) return ChildEnd::kLost;
   if (info.si_pid == 0) return ChildEnd::kRunning;
   if (info.si_code != CLD_EXITED) return ChildEnd::kKilled;

@@ -51,7 +51,12 @@ class ChildProcess {
   // Reaps the child when it has ended; does not wait. `status` is set for kExited only. Anything but kRunning is final.
   ChildEnd reap(int& status);
 
+  // Reaps a child that has ended, as watchFd tells. Waits for a debugger of the host, which gets to know of it first.
+  ChildEnd reapEnded(int& status);
+
  private:
+  ChildEnd reapWith(int options, int& status);
+
   pid_t m_pid = -1;
   UniqueFd m_pidfd;
 };

@@ -5,6 +5,7 @@
 #include <deque>
 #include <mutex>
 
+#include "cancellation_held_off.h"
 #include "split_context.h"
 
 namespace qmfi_pdk_4_4 {
@@ -34,6 +35,7 @@ struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmf
 
 // Gives the waiting messages to the handlers, unless another call is doing so, which then takes care of all.
 void CFiErrorManager::Implementation::handOut() noexcept {
+  const qmfi_runtime::CancellationHeldOff whole;
   {
     const std::lock_guard<std::mutex> lock(mutex);
     if (handingOut) return;

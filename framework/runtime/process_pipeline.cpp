@@ -199,8 +199,7 @@ void Pipeline::reapAll() {
   ChildEnd end = ChildEnd::kLost;
   int status = 0;
   while (!m_children.empty()) {
-    end = m_children.front().reap(status);
-    if (end == ChildEnd::kRunning) break;
+    end = m_children.front().reapEnded(status);
     m_children.pop_front();
   }
   switch (end) {

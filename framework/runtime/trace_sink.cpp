@@ -7,6 +7,7 @@
 
 #include <cerrno>
 
+#include "cancellation_held_off.h"
 #include "places.h"
 
 namespace qmfi_pdk_4_4 {
@@ -35,6 +36,7 @@ CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name
 }
 
 void CFiTraceSink::write(std::string_view record) const {
+  const qmfi_runtime::CancellationHeldOff whole;
   while (::write(m_file.get(), record.data(), record.size()) < 0 && errno == EINTR) {
   }
 }

@@ -6,6 +6,8 @@
 
 #include <utility>
 
+#include "cancellation_held_off.h"
+
 namespace qmfi_runtime {
 
 // Closes its descriptor when it ends; holds none when it is negative.
@@ -24,7 +26,10 @@ class UniqueFd {
   bool valid() const { return m_fd >= 0; }
 
   void reset(int fd = -1) {
-    if (m_fd >= 0) close(m_fd);
+    if (m_fd >= 0) {
+      const CancellationHeldOff whole;
+      close(m_fd);
+    }
     m_fd = fd;
   }
 

@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
 
+#include "cancelled_caller.h"
 #include "kfi.h"
 #include "recording_handler.h"
 #include "trace_fixture.h"
@@ -130,6 +132,28 @@ TEST(ErrorManagerTest, servesAllManagersWhenTheSplitContextCloses) {
     for (CFiErrorManager* const manager : {&second, &gone, &first}) manager->pushError(messageWithId("1"));
   }
   EXPECT_THAT(handled.ids(), ElementsAre("first 1", "second 1"));
+}
+
+TEST(ErrorManagerTest, servesItsHandlersOnACancelledThread) {
+  HandledMessages handled;
+  CFiErrorManager manager;
+  manager.registerHandler(new RecordingHandler(handled, "", [] { pthread_testcancel(); }));
+  EXPECT_TRUE(finishesThoughCancelled([&manager] { manager.pushError(messageWithId("1")); }));
+  EXPECT_THAT(handled.ids(), ElementsAre("1"));
+}
+
+TEST(ErrorManagerTest, letsAHandlerEndAnotherManagerWhenTheSplitContextCloses) {
+  HandledMessages handled;
+  CFiErrorManager first;
+  auto second = std::make_unique<CFiErrorManager>();
+  first.registerHandler(new RecordingHandler(handled, "first ", [&second] { second.reset(); }));
+  second->registerHandler(new RecordingHandler(handled, "second "));
+  {
+    const OpenSplitContext context;
+    second->pushError(messageWithId("1"));
+    first.pushError(messageWithId("1"));
+  }
+  EXPECT_THAT(handled.ids(), ElementsAre("first 1"));
 }
 
 TEST(ErrorManagerTest, letsAHandlerOpenAndCloseTheSplitContext) {

@@ -41,10 +41,12 @@ struct LocaleCase {
 };
 
 TEST_F(SampleCatalogTest, fallsBackFromTheCountryToTheLanguageToTheRoot) {
+  const std::string longLocale = "de_" + std::string(1000, 'A');
   const LocaleCase cases[] = {
       {"de", true},     {"de_AT", true}, {"de-AT", true},         {"de_AT.UTF-8", true}, {"de_CH@euro", true},
       {"DE", true},     {"fr", false},   {"fr_FR.UTF-8", false},  {"root", false},       {"", false},
-      {nullptr, false}, {"C", false},    {"../sample/de", false}, {"%s", false},         {"de/../de", false}};
+      {nullptr, false}, {"C", false},    {"../sample/de", false}, {"%s", false},         {"de/../de", false},
+      {"de{x", false},  {"de~x", false}, {"de:x", false},         {"de_1996", true},     {longLocale.c_str(), false}};
   for (const LocaleCase& sample : cases) {
     EXPECT_EQ(formatted("sample", sample.locale, m_greeting), sample.german ? m_german : m_english)
         << (sample.locale != nullptr ? sample.locale : "null");
@@ -97,6 +99,19 @@ TEST_F(SampleCatalogTest, isFoundByTheManagerThroughTheFactory) {
   EXPECT_EQ(manager.getText("fr", m_greeting), m_english);
   EXPECT_EQ(manager.getText("de", message("UNKNOWN", {text("a"), Formattable(12345)})), "UNKNOWN: a, 12345");
   EXPECT_EQ(manager.getText("de", CFiMessageSPtr()), "");
+}
+
+TEST_F(SampleCatalogTest, formatsAMessageThatHasNoArguments) {
+  const CFiMessageSPtr bare(new CFiMessage("GREETING", KFI_SEVERITY_ERROR, "file.cpp", 1));
+  EXPECT_EQ(formatted("sample", "", bare), "Hello {0}, you are number {1}.");
+}
+
+TEST_F(SampleCatalogTest, isKeptForAsManyLanguagesAsAHostMayAskFor) {
+  CFiMessageCatalogManager manager;
+  manager.registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "sample")));
+  for (int number = 0; number < 500; ++number) {
+    EXPECT_EQ(manager.getText("de_X" + std::to_string(number), m_greeting), m_german);
+  }
 }
 
 TEST_F(SampleCatalogTest, isForgottenWhenAnotherFactoryIsRegistered) {

@@ -58,6 +58,9 @@ TEST_F(PrivateDataTest, selectsOnlyATargetThatItHas) {
   m_data.setConfiguredTarget(target);
   m_data.selectTargetFromConfigData();
   EXPECT_EQ(m_data.getConfiguredTarget(), "other");
+  (*m_data.configDataList(0))["another parameter"].value = "mine";
+  m_data.selectTargetFromConfigData();
+  EXPECT_EQ(m_data.getConfiguredTarget(), "other");
   (*m_data.configDataList(0))["target"].value = "disk2";
   m_data.addTarget("disk1");
   m_data.selectTargetFromConfigData();

@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "K_time.h"
+#include "cancelled_caller.h"
 #include "trace_fixture.h"
 
 namespace {
@@ -121,6 +122,55 @@ TEST_F(TraceLogTest, formatsTheCallersErrnoAndKeepsIt) {
   log.trace(1, "%s%m", padding.c_str());
   EXPECT_EQ(errno, ENOENT);
   EXPECT_THAT(m_place.texts(), ElementsAre("No such file or directory", padding + "No such file or directory"));
+}
+
+TEST_F(TraceLogTest, writesTheRecordOfACancelledThread) {
+  CFiTraceLog log;
+  m_place.open(log, 1);
+  EXPECT_TRUE(finishesThoughCancelled([&log] { log.trace(1, "cancelled"); }));
+  EXPECT_THAT(m_place.texts(), ElementsAre("cancelled"));
+}
+
+TEST_F(TraceLogTest, isClosedByACancelledThread) {
+  EXPECT_TRUE(finishesThoughCancelled([this] {
+    CFiTraceLog log;
+    int ignored = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
+    m_place.open(log, 1);
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
+  }));
+}
+
+void traceList(CFiTraceLog& log, int level, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  log.vtrace(level, format, arguments);
+  va_end(arguments);
+}
+
+TEST_F(TraceLogTest, filtersAnArgumentListLikeArguments) {
+  CFiTraceLog log;
+  m_place.open(log, 3);
+  traceList(log, 3, "%d %s", 1, "one");
+  traceList(log, 4, "%d %s", 2, "two");
+  traceList(log, 3, nullptr);
+  EXPECT_THAT(m_place.texts(), ElementsAre("1 one"));
+}
+
+TEST_F(TraceLogTest, isNotOpenedByAnyOtherNameThanAPlainOne) {
+  for (const std::string name : {"", ".", "..", ".hidden", "a/b", "/etc/passwd"}) {
+    CFiTraceLog log;
+    ACE_String_Base<char> directory;
+    ACE_String_Base<char> second;
+    log.initialize(name.c_str(), directory, second, 1, false);
+    log.trace(1, "text");
+    EXPECT_FALSE(log.passes(1)) << name;
+  }
+  CFiTraceLog log;
+  ACE_String_Base<char> directory;
+  ACE_String_Base<char> second;
+  log.initialize(ACE_String_Base<char>("a\0b", 3), directory, second, 1, false);
+  EXPECT_FALSE(log.passes(1));
 }
 
 TEST_F(TraceLogTest, ignoresATextThatCannotBeFormatted) {
