@@ -3,6 +3,7 @@
 #include <set>
 
 #include "entry_point_call.h"
+#include "host_state.h"
 #include "plugin_fixture.h"
 
 namespace {
@@ -35,6 +36,8 @@ class OrdinaryArguments : public LoadedPlugin {
   // What the provider leaves to the framework, which does not support it either.
   std::vector<Call> notSupportedForNodes();
   std::vector<Call> notSupportedOtherwise();
+  // All of them, from init to fini.
+  std::vector<Call> allCalls();
 
   int makeNode(kfi_domain*& made, const std::string& name) {
     made = &node(name);
@@ -293,7 +296,7 @@ std::vector<Call> OrdinaryArguments::notSupportedOtherwise() {
   };
 }
 
-TEST_F(OrdinaryArguments, AreAnsweredAsDecidedByEveryEntryPoint) {
+std::vector<Call> OrdinaryArguments::allCalls() {
   std::vector<Call> calls = {{"init", "the plug-in starts", 0, [this] { return startPlugin(); }}};
   for (const auto& part : {nodeCalls(), alternateTreeCalls(), accessCalls(), errorsAndLists(), sessions(),
                            notSupportedForNodes(), notSupportedOtherwise()}) {
@@ -303,13 +306,26 @@ TEST_F(OrdinaryArguments, AreAnsweredAsDecidedByEveryEntryPoint) {
                      stopPlugin();
                      return 0;
                    }});
+  return calls;
+}
+
+TEST_F(OrdinaryArguments, AreAnsweredAsDecidedByEveryEntryPoint) {
   std::set<std::string> called;
-  for (const auto& call : calls) {
+  for (const auto& call : allCalls()) {
     EXPECT_EQ(call.status, call.make()) << call.entryPoint << ": " << call.rule;
     called.insert(call.entryPoint);
   }
   EXPECT_EQ(entryPointNames(), called);
   EXPECT_THAT(callbacks, IsEmpty());
+}
+
+TEST_F(OrdinaryArguments, LeaveTheHostsOwnStateAsItIs) {
+  const UnusualHostState unusual;
+  const auto before = hostState();
+  for (const auto& call : allCalls()) {
+    EXPECT_EQ(call.status, call.make()) << call.entryPoint << ": " << call.rule;
+    EXPECT_EQ(before, hostState()) << call.entryPoint << ": " << call.rule;
+  }
 }
 
 }  // namespace
