@@ -1,0 +1,46 @@
+// Recording.
+#include "call_record.h"
+
+#include "call_errors.h"
+
+namespace faults {
+
+namespace {
+
+class Recorder : public CallWatcher {
+ public:
+  Recorder(Step step, std::vector<RecordedCall>& calls) : m_step(step), m_calls(calls) {}
+
+  Decision before(const SystemCall& call) override {
+    m_calls.push_back({m_step, call.process, call.place, call.number, call.program});
+    return {};
+  }
+
+ private:
+  const Step m_step;
+  std::vector<RecordedCall>& m_calls;
+};
+
+}  // namespace
+
+std::string RecordedCall::text() const {
+  return std::string(nameOf(step)) + ": " + callName(number) + ", call " + std::to_string(place) + " of process " +
+         std::to_string(process) + " (" + program + ")";
+}
+
+std::vector<RecordedCall> recordSnapshot(SnapshotRuns& runs) {
+  std::vector<RecordedCall> calls;
+  for (const Step step : {Step::create, Step::show, Step::remove}) {
+    Recorder recorder(step, calls);
+    runs.run(step, &recorder);
+  }
+  return calls;
+}
+
+Decision ActAtCall::before(const SystemCall& call) {
+  if (call.process != m_call.process || call.place < m_call.place || call.number != m_call.number) return {};
+  m_acted = true;
+  return m_decision;
+}
+
+}  // namespace faults

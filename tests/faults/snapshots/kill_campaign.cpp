@@ -1,0 +1,52 @@
+// qmfi is killed at every system call of a snapshot's life, its own and its children's; then qmfi recovers.
+#include <algorithm>
+#include <random>
+
+#include "call_record.h"
+#include "snapshot_campaigns.h"
+
+namespace faults {
+
+namespace {
+
+constexpr std::size_t quickPoints = 300;
+
+// A recovery is killed, too, at one of so many calls; it has about as many itself.
+constexpr int recoveryCalls = 2500;
+
+void runCase(Campaign& campaign, SnapshotRuns& runs, const RecordedCall& call, int recoveryPoint) {
+  ActAtCall end(call, {Decision::Kind::endProgram});
+  if (call.step != Step::create) runs.require(Step::create);
+  runs.run(call.step, &end);
+  campaign.count(end.acted() ? "killed" : "calls_not_met_again");
+  EndAtCall endOfRecovery(recoveryPoint);
+  if (runs.recover(&endOfRecovery).status != 0) campaign.count("recoveries_killed");
+  runs.requireRecovery();
+  const std::string left = runs.state();
+  campaign.expect(left.empty() || left == "ready", "the snapshot is \"" + left + "\" after a recovery");
+  runs.expectOrder();
+}
+
+}  // namespace
+
+void runKillCampaign(Campaign& campaign, const Extent& extent) {
+  SnapshotRuns runs(campaign, extent.mountPoints);
+  const std::vector<RecordedCall> calls = recordSnapshot(runs);
+  std::vector<std::size_t> points(calls.size());
+  for (std::size_t i = 0; i < points.size(); ++i) points[i] = i;
+  std::mt19937 random(1);
+  if (campaign.quick()) {
+    std::shuffle(points.begin(), points.end(), random);
+    points.resize(std::min(points.size(), quickPoints));
+  }
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const int recoveryPoint = static_cast<int>(random() % recoveryCalls) + 1;
+    if (!extent.has(i)) continue;
+    const RecordedCall& call = calls[points[i]];
+    campaign.begin(std::to_string(i) + ": killed in " + call.text() + ", recovery killed at its call " +
+                   std::to_string(recoveryPoint));
+    runCase(campaign, runs, call, recoveryPoint);
+  }
+}
+
+}  // namespace faults

@@ -1,0 +1,77 @@
+// Looking at the machine.
+#include "machine_check.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <filesystem>
+#include <sstream>
+
+namespace faults {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr unsigned long thawRequest = 0x514D4602;
+constexpr const char* stateDirectory = "/var/lib/qmfi";
+
+// Whatever is in the state directory, with its mode: a journal or a file that others may read would show.
+void addState(demo::MachineState& state) {
+  std::error_code error;
+  std::vector<std::string> paths = {stateDirectory};
+  for (const auto& entry : fs::directory_iterator(stateDirectory, error)) paths.push_back(entry.path().string());
+  for (const std::string& path : paths) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) continue;
+    std::ostringstream line;
+    line << path << " has mode " << std::oct << (status.st_mode & 07777);
+    state.insert(line.str());
+  }
+}
+
+void addProcesses(demo::MachineState& state) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator("/proc", error)) {
+    const std::string name = entry.path().filename().string();
+    if (std::isdigit(static_cast<unsigned char>(name.front())) == 0) continue;
+    const fs::path program = fs::read_symlink(entry.path() / "exe", error);
+    state.insert("process " + name + " runs " + program.string());
+  }
+}
+
+}  // namespace
+
+demo::MachineState MachineCheck::state() {
+  demo::MachineState state = demo::machineState();
+  addState(state);
+  addProcesses(state);
+  return state;
+}
+
+std::vector<std::string> MachineCheck::thaw() const {
+  std::vector<std::string> frozen;
+  for (const std::string& mountPoint : m_mountPoints) {
+    const int directory = open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (ioctl(directory, thawRequest, 0) == 0 || errno != EINVAL) frozen.push_back(mountPoint);
+    close(directory);
+  }
+  return frozen;
+}
+
+void MachineCheck::expectAsBefore(Campaign& campaign) {
+  for (const std::string& mountPoint : thaw()) campaign.failed(mountPoint + " was still frozen");
+  const demo::MachineState now = state();
+  if (now == m_before) return;
+  std::istringstream lines(demo::difference(m_before, now));
+  for (std::string line; std::getline(lines, line);) campaign.failed("changed: " + line);
+  // What one case has changed is not the fault of all that follow.
+  m_before = now;
+}
+
+}  // namespace faults

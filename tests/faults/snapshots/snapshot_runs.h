@@ -1,0 +1,53 @@
+// The life of a snapshot through qmfi, with a judgement of every run.
+#ifndef SNAPSHOT_RUNS_H
+#define SNAPSHOT_RUNS_H
+
+#include <string>
+#include <vector>
+
+#include "campaign.h"
+#include "machine_check.h"
+#include "tracer.h"
+
+namespace faults {
+
+// A command of qmfi in the life of a snapshot.
+enum class Step { create, show, remove };
+
+const char* nameOf(Step step);
+
+// Runs qmfi and counts as failures of the campaign's case: a run that does not end, crashes, ends with an undocumented
+// status or fails without a message. The snapshot has one name; there is one at a time.
+class SnapshotRuns {
+ public:
+  SnapshotRuns(Campaign& campaign, std::vector<std::string> mountPoints);
+
+  void setMountPoints(std::vector<std::string> mountPoints) { m_mountPoints = std::move(mountPoints); }
+
+  // watcher may be null.
+  Ended run(Step step, CallWatcher* watcher = nullptr);
+  Ended recover(CallWatcher* watcher = nullptr);
+  // As run and recover, but must succeed.
+  void require(Step step);
+  void requireRecovery();
+
+  // The state of the snapshot: "ready", that of an interrupted command such as "freezing", or nothing without one.
+  std::string state();
+
+  // Whatever a failed or killed run left: it is recovered if need be, deleted, and then the machine is as before.
+  void expectOrder();
+
+ private:
+  Ended qmfi(std::vector<std::string> words, CallWatcher* watcher);
+  void requireSuccess(const std::string& what, const Ended& ended);
+  void expectEnded(const Ended& ended);
+
+  Campaign& m_campaign;
+  Tracer m_tracer;
+  std::vector<std::string> m_mountPoints;
+  MachineCheck m_machine;
+};
+
+}  // namespace faults
+
+#endif
