@@ -58,6 +58,21 @@ int enter(const Invocation& invocation, const MountOptions& options) {
   }
 }
 
+// A program that failed in the end may have mounted all the same; that is undone, since nobody would know of it.
+int mountBelow(const std::vector<std::string>& command, const Invocation& invocation) {
+  try {
+    const std::size_t before = mountsOn(invocation.directory);
+    const int status = runProgram(command);
+    if (status != 0 && mountsOn(invocation.directory) > before) {
+      runProgram({"/bin/umount", "-i", invocation.directory});
+    }
+    return status;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "mount.qmfs: %s\n", error.what());
+    return tableFailed;
+  }
+}
+
 int mountQmfs(int count, char** words) {
   Invocation invocation;
   if (!parse(count, words, invocation)) {
@@ -76,7 +91,7 @@ int mountQmfs(int count, char** words) {
   if (!options.below.empty()) command.back() += "," + options.below;
   command.insert(command.end(), invocation.switches.begin(), invocation.switches.end());
   command.insert(command.end(), {invocation.device, invocation.directory});
-  const int status = runProgram(command);
+  const int status = mountBelow(command, invocation);
   return status == 0 ? enter(invocation, options) : status;
 }
 

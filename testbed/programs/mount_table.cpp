@@ -16,6 +16,7 @@ namespace testbed {
 namespace {
 
 constexpr const char* tableFile = "/etc/mtab";
+constexpr const char* kernelTable = "/proc/self/mountinfo";
 constexpr const char* lockFile = "/etc/mtab.lock";
 constexpr const char* typeName = "qmfs";
 
@@ -32,8 +33,8 @@ Descriptor lockTable() {
   return lock;
 }
 
-Table readTable() {
-  Table table(mnt_new_table_from_file(tableFile), mnt_unref_table);
+Table readTable(const char* file = tableFile) {
+  Table table(mnt_new_table_from_file(file), mnt_unref_table);
   if (!table) fail("reading");
   return table;
 }
@@ -97,6 +98,15 @@ void removeMount(const std::string& directory) {
   if (line == nullptr) return;
   mnt_table_remove_fs(table.get(), line);
   writeTable(table);
+}
+
+std::size_t mountsOn(const std::string& directory) {
+  const Table table = readTable(kernelTable);
+  const std::unique_ptr<libmnt_iter, void (*)(libmnt_iter*)> each(mnt_new_iter(MNT_ITER_FORWARD), mnt_free_iter);
+  std::size_t count = 0;
+  libmnt_fs* line = nullptr;
+  while (mnt_table_next_fs(table.get(), each.get(), &line) == 0) count += directory == mnt_fs_get_target(line) ? 1 : 0;
+  return count;
 }
 
 }  // namespace testbed

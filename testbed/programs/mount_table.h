@@ -29,4 +29,7 @@ void changeMountOptions(const std::string& directory, const std::string& options
 // Removes the last qmfs line of the directory; does nothing where there is none.
 void removeMount(const std::string& directory);
 
+// How many file systems the kernel has mounted on the directory, one over the other. Throws std::runtime_error.
+std::size_t mountsOn(const std::string& directory);
+
 }  // namespace testbed
