@@ -175,12 +175,6 @@ int Tracer::handleStop(pid_t pid, int status, Process& process) {
     request(PTRACE_LISTEN, pid, 0, 0);
     return -1;
   }
-  if (event == PTRACE_EVENT_FORK || event == PTRACE_EVENT_VFORK || event == PTRACE_EVENT_CLONE) {
-    unsigned long child = 0;
-    ptrace(PTRACE_GETEVENTMSG, pid, nullptr, &child);
-    processOf(static_cast<pid_t>(child)).started = process.started;
-    processOf(static_cast<pid_t>(child)).call.program = process.call.program;
-  }
   if (event == PTRACE_EVENT_EXEC) {
     process.started = true;
     process.call.program = programOf(pid);
@@ -237,8 +231,13 @@ void Tracer::resume(pid_t pid, int signal) {
 
 Tracer::Process& Tracer::processOf(pid_t pid) {
   const auto [place, isNew] = m_processes.try_emplace(pid);
-  if (isNew) place->second.number = m_created++;
-  return place->second;
+  Process& process = place->second;
+  if (!isNew) return process;
+  process.number = m_created++;
+  process.call.program = programOf(pid);
+  // Only the first one begins as a copy of this process.
+  process.started = process.number > 0;
+  return process;
 }
 
 std::vector<std::string> Tracer::waitForAll(std::chrono::seconds limit) {
