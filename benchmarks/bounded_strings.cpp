@@ -43,7 +43,7 @@ void compareLength(std::size_t length) {
   bench::compare("10", "bounded copy, " + bytes, copying(K_strlcpy, length),
                  {{"strnlen and memcpy", copying(bench::plainCopy, length), 1.10},
                   {"libbsd's strlcpy", copying(strlcpy, length), farther}},
-                 {}, length == 16 ? bench::Noise::measure : bench::Noise::leaveOut);
+                 {.noise = length == 16});
   bench::compare("10", "bounded append, " + bytes, appending(K_strlcat, length),
                  {{"strnlen and memcpy", appending(bench::plainAppend, length), 1.10},
                   {"libbsd's strlcat", appending(strlcat, length), farther}});

@@ -9,26 +9,30 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
-#include <iostream>
+#include <list>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "cfiexecpipe.h"
 #include "comparison.h"
+#include "yardsticks/plain_fork.h"
 #include "yardsticks/plain_spawn.h"
 
 namespace {
 
 constexpr const char* program = "/bin/echo";
+constexpr const char* spawnName = "posix_spawn, pipe, deadline";
+constexpr std::size_t leastMegabytes = 10;
+constexpr std::size_t mostMegabytes = 4096;
 constexpr int repetitions = 75;
 constexpr int runsInBatch = 5;
 constexpr int timeoutSeconds = 600;
 
 using Clock = std::chrono::steady_clock;
 
-enum class Way : char { pipe = 'p', spawn = 's' };
+enum class Way : char { pipe = 'p', spawn = 's', fork = 'f' };
 
 bool runByPipe() {
   std::vector<std::string> output;
@@ -41,11 +45,28 @@ bool runBySpawn() {
   return bench::spawnAndCapture({{program, "hello"}}, output, std::chrono::seconds(timeoutSeconds)) == 0;
 }
 
+bool runByFork() {
+  std::string output;
+  return bench::forkAndCapture({program, "hello"}, output) == 0;
+}
+
+bool runBy(Way way) {
+  switch (way) {
+    case Way::pipe:
+      return runByPipe();
+    case Way::spawn:
+      return runBySpawn();
+    case Way::fork:
+      return runByFork();
+  }
+  return false;
+}
+
 // Microseconds a run.
 double timeBatch(Way way) {
   const Clock::time_point begin = Clock::now();
   for (int run = 0; run < runsInBatch; ++run) {
-    if (!(way == Way::pipe ? runByPipe() : runBySpawn())) throw std::runtime_error("a program did not run");
+    if (!runBy(way)) throw std::runtime_error("a program did not run");
   }
   return std::chrono::duration<double, std::micro>(Clock::now() - begin).count() / runsInBatch;
 }
@@ -64,7 +85,7 @@ int serve(std::size_t megabytes) {
 
 class Host {
  public:
-  explicit Host(std::size_t megabytes) {
+  explicit Host(std::size_t megabytes) : m_megabytes(megabytes) {
     int requests[2];
     int answers[2];
     if (pipe2(requests, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0) throw std::runtime_error("no pipes");
@@ -90,6 +111,8 @@ class Host {
     waitpid(m_process, nullptr, 0);
   }
 
+  std::size_t megabytes() const { return m_megabytes; }
+
   double time(Way way) {
     double answer = 0;
     if (write(m_requests, &way, 1) != 1 || read(m_answers, &answer, sizeof answer) != sizeof answer) {
@@ -99,36 +122,52 @@ class Host {
   }
 
  private:
+  std::size_t m_megabytes;
   int m_requests;
   int m_answers;
   pid_t m_process = -1;
 };
+
+// What was measured in one host.
+struct Times {
+  std::vector<double> pipe;
+  std::vector<double> spawn;
+  std::vector<double> spawnAgain;
+  std::vector<double> fork;
+};
+
+void measure(Host& host, Times& times) {
+  times.pipe.push_back(host.time(Way::pipe));
+  times.spawn.push_back(host.time(Way::spawn));
+  times.fork.push_back(host.time(Way::fork));
+  times.spawnAgain.push_back(host.time(Way::spawn));
+}
 
 }  // namespace
 
 int main(int count, char** words) {
   if (count == 3 && std::string(words[1]) == "--host") return serve(std::stoul(words[2]));
   if (count != 2) return 2;
-  Host small(10);
-  Host large(4096);
-  std::vector<double> smallPipe;
-  std::vector<double> smallSpawn;
-  std::vector<double> smallSpawnAgain;
-  std::vector<double> largePipe;
-  std::vector<double> largeSpawn;
-  for (Host* const host : {&small, &large}) host->time(Way::pipe);
-  for (int repetition = 0; repetition < repetitions; ++repetition) {
-    smallPipe.push_back(small.time(Way::pipe));
-    smallSpawn.push_back(small.time(Way::spawn));
-    largePipe.push_back(large.time(Way::pipe));
-    largeSpawn.push_back(large.time(Way::spawn));
-    smallSpawnAgain.push_back(small.time(Way::spawn));
+  std::list<Host> hosts;
+  std::map<std::size_t, Times> times;
+  for (const std::size_t megabytes : {leastMegabytes, std::size_t{100}, std::size_t{1000}, mostMegabytes}) {
+    hosts.emplace_back(megabytes).time(Way::pipe);
   }
-  const std::string spawn = "posix_spawn, pipe, deadline";
-  bench::writeComparisons(words[1],
-                          {{"6", "program run, host of 10 MB", spawn, "us", smallPipe, smallSpawn, 1.05},
-                           {"6", "program run, host of 4 GB", spawn, "us", largePipe, largeSpawn, 1.05},
-                           {"6", "program run, host of 4 GB", "host of 10 MB", "us", largePipe, smallPipe, 1.1},
-                           {"A/A", "program run: " + spawn, "itself", "us", smallSpawnAgain, smallSpawn, {}}});
+  for (int repetition = 0; repetition < repetitions; ++repetition) {
+    for (Host& host : hosts) measure(host, times[host.megabytes()]);
+  }
+  std::vector<bench::Comparison> results;
+  for (const auto& [megabytes, host] : times) {
+    const std::string what = "program run, host of " + std::to_string(megabytes) + " MB";
+    const bench::PlotPlace place{"start", "", static_cast<double>(megabytes)};
+    results.push_back({"6", what, spawnName, "us", host.pipe, host.spawn, 1.05, 0, place});
+    results.push_back({"6", what, "fork, pipe", "us", host.pipe, host.fork, {}, 0, place});
+  }
+  const Times& least = times[leastMegabytes];
+  results.push_back(
+      {"6", "program run, host of 4096 MB", "host of 10 MB", "us", times[mostMegabytes].pipe, least.pipe, 1.1});
+  results.push_back(
+      {"A/A", std::string("program run: ") + spawnName, "itself", "us", least.spawnAgain, least.spawn, {}});
+  bench::writeComparisons(words[1], results);
   return 0;
 }

@@ -119,10 +119,12 @@ void measure(const bench::LoadedPlugin& plugin, const Volumes& volumes, Load loa
   }
   const bool most = volumes.size() == 16;
   const std::string what = std::to_string(volumes.size()) + (dirty ? " XFS, 64 MB dirty each" : " XFS, idle");
-  bench::Comparison serial{"8", "writer's stall, " + what, "FIFREEZE in turn", "ms", ours, requests, {}};
+  const bench::PlotPlace place{"frozen window", dirty ? "64 MB dirty each" : "idle",
+                               static_cast<double>(volumes.size())};
+  bench::Comparison serial{"8", "writer's stall, " + what, "FIFREEZE in turn", "ms", ours, requests, {}, 0, place};
   if (most) serial.goal = dirty ? 0.06 : 0.10;
   results.push_back(serial);
-  results.push_back({"8", "writer's stall, " + what, "fsfreeze in turn", "ms", ours, programs, {}});
+  results.push_back({"8", "writer's stall, " + what, "fsfreeze in turn", "ms", ours, programs, {}, 0, place});
   results.push_back(
       {"A/A", "writer's stall, " + what + ": FIFREEZE in turn", "itself", "ms", requestsAgain, requests, {}});
   if (volumes.size() > 1) results.push_back({"8", "skew, " + what, "", "ms", skew, {}, 1.0});

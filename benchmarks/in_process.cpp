@@ -70,29 +70,29 @@ class IdleThread {
   std::thread m_thread;
 };
 
-std::string registerWork(const std::string& name, const Work& work, const Effort& effort) {
+std::string registerWork(const std::string& name, const Work& work, const Settings& settings) {
   auto* const registered = benchmark::RegisterBenchmark(name.c_str(), work)
-                               ->Threads(effort.threads)
-                               ->Repetitions(effort.repetitions)
-                               ->MinTime(effort.seconds);
-  if (effort.clock == Clock::real) registered->UseRealTime();
+                               ->Threads(settings.threads)
+                               ->Repetitions(settings.repetitions)
+                               ->MinTime(settings.seconds);
+  if (settings.clock == Clock::real) registered->UseRealTime();
   return name;
 }
 
 }  // namespace
 
 void compare(const std::string& row, const std::string& what, const Work& ours,
-             const std::vector<Yardstick>& yardsticks, const Effort& effort, Noise noise) {
+             const std::vector<Yardstick>& yardsticks, const Settings& settings) {
   const std::string base = row + ": " + what + ", ";
-  const std::string oursName = registerWork(base + "ours", ours, effort);
+  const std::string oursName = registerWork(base + "ours", ours, settings);
   for (const Yardstick& yardstick : yardsticks) {
-    Comparison comparison{row, what, yardstick.name, "ns", {}, {}, {}, yardstick.allowance};
+    const std::string theirs = registerWork(base + yardstick.name, yardstick.work, settings);
+    Comparison comparison{row, what, yardstick.name, "ns", {}, {}, {}, yardstick.allowance, settings.plot};
     if (yardstick.goal > 0) comparison.goal = yardstick.goal;
-    const std::string theirs = registerWork(base + yardstick.name, yardstick.work, effort);
     plan().push_back({comparison, oursName, theirs});
-    if (noise == Noise::measure && &yardstick == &yardsticks.front()) {
-      const std::string again = registerWork(base + yardstick.name + " again", yardstick.work, effort);
-      plan().push_back({{"A/A", what + ": " + yardstick.name, "itself", "ns", {}, {}, {}, 0}, again, theirs});
+    if (settings.noise && &yardstick == &yardsticks.front()) {
+      const std::string again = registerWork(base + yardstick.name + " again", yardstick.work, settings);
+      plan().push_back({{"A/A", what + ": " + yardstick.name, "itself", "ns", {}, {}, {}}, again, theirs});
     }
   }
 }

@@ -24,19 +24,19 @@ struct Yardstick {
 // The processor's time leaves out what other programs of the machine take; real time counts waiting, too.
 enum class Clock { processor, real };
 
-// Who runs the work, and how it is timed.
-struct Effort {
+struct Settings {
   int threads = 1;
   int repetitions = 25;
   double seconds = 0.01;  // of each repetition
   Clock clock = Clock::processor;
+  // Whether the first yardstick is compared with itself as well.
+  bool noise = false;
+  PlotPlace plot = {};
 };
 
-// Compares our way with each of the yardsticks. The first one is compared with itself as well when `noise` is asked
-// for.
-enum class Noise { leaveOut, measure };
+// Compares our way with each of the yardsticks.
 void compare(const std::string& row, const std::string& what, const Work& ours,
-             const std::vector<Yardstick>& yardsticks, const Effort& effort = {}, Noise noise = Noise::leaveOut);
+             const std::vector<Yardstick>& yardsticks, const Settings& settings = {});
 
 // Puts a result that was measured otherwise beside the others.
 void addComparison(const Comparison& comparison);

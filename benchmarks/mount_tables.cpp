@@ -18,6 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* plot = "look-up";
+
 // A directory for tables and mount points, in a mount namespace of its own so that every mount goes with the program.
 class Workshop {
  public:
@@ -96,13 +98,13 @@ bench::Work other(const LookUp& look, OtherLookUp lookUp) {
   };
 }
 
-void compareLookUp(const std::string& what, const LookUp& look, double readGoal, int entries) {
-  const bench::Effort effort{.repetitions = entries > 1000 ? 11 : 25};
+void compareLookUp(const std::string& what, const LookUp& look, double readGoal, const bench::PlotPlace& place) {
+  const auto entries = static_cast<int>(place.place);
   bench::compare("5", what, ours(look),
                  {{"reading the table", plainRead(look), readGoal},
                   {"libmount's parse and find", other(look, bench::libmountFinds), 0.4},
                   {"getmntent_r over every line", other(look, bench::everyLineFinds)}},
-                 effort, entries == 1000 ? bench::Noise::measure : bench::Noise::leaveOut);
+                 {.repetitions = entries > 1000 ? 11 : 25, .noise = entries == 1000, .plot = place});
 }
 
 }  // namespace
@@ -116,7 +118,7 @@ int main(int count, char** words) {
   if (kind == "file") {
     const std::string table = makeTable(workshop.path(), entries);
     compareLookUp("look-up, last of " + std::to_string(entries) + " in a file", {table, mountPoint(entries), "qmfs"}, 0,
-                  entries);
+                  {plot, "in a file", static_cast<double>(entries)});
   } else {
     fs::path last;
     for (int number = 1; number <= entries; ++number) {
@@ -126,7 +128,7 @@ int main(int count, char** words) {
       }
     }
     compareLookUp("look-up, last of " + std::to_string(entries) + " real mounts", {"/proc/self/mounts", last, "tmpfs"},
-                  1.3, entries);
+                  1.3, {plot, "real mounts", static_cast<double>(entries)});
   }
   return bench::runComparisons(2, words);
 }

@@ -148,7 +148,7 @@ void comparePrivateData(Held& held, const std::string& many) {
   compareComingAndGoing(held, "private data allocated, " + many, Timed::doing);
   bench::compare("9", "private data accessed, " + many, access, {{"std::map", inMap, 1.2}});
   bench::compare("9", "private data by name, " + many, byName,
-                 {{"std::map", inMap, 1.2}, {"std::map, uncounted", inBareMap}}, {}, bench::Noise::measure);
+                 {{"std::map", inMap, 1.2}, {"std::map, uncounted", inBareMap}}, {.noise = true});
   compareComingAndGoing(held, "private data deallocated, " + many, Timed::undoing);
 }
 

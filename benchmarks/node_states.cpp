@@ -63,8 +63,7 @@ void comparePacking(const CFiTraceLogSPtr& log, const std::string& size, const s
       freeBlob(blob);
     }
   };
-  bench::compare("11", "node state packed, " + size, ours, {{"one reserved string", plain, 1.15}}, {},
-                 bench::Noise::measure);
+  bench::compare("11", "node state packed, " + size, ours, {{"one reserved string", plain, 1.15}}, {.noise = true});
 }
 
 void compareRestoring(const CFiTraceLogSPtr& log, const std::string& size, const std::string& options) {

@@ -53,7 +53,7 @@ void compareQuiesce(bench::QuiesceNodes& nodes) {
     for (auto round : state) freezeAndThaw(nodes.paths());
   };
   bench::compare("7", "quiesce and unquiesce, file systems: " + std::to_string(nodes.count()), ours,
-                 {{"open, ioctl, close", plain, 1.10, allowedForNode * nodes.count()}}, {}, bench::Noise::measure);
+                 {{"open, ioctl, close", plain, 1.10, allowedForNode * nodes.count()}}, {.noise = true});
 }
 
 }  // namespace

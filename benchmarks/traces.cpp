@@ -61,8 +61,7 @@ void compareScopes(const CFiTraceLogSPtr& log, const std::shared_ptr<spdlog::log
       benchmark::ClobberMemory();
     }
   };
-  bench::compare("3", "trace scope, filtered", ours, {{"one filtered call of spdlog", theirs, 0.3}}, {},
-                 bench::Noise::measure);
+  bench::compare("3", "trace scope, filtered", ours, {{"one filtered call of spdlog", theirs, 0.3}}, {.noise = true});
 }
 
 void compareRecords(const LogDirectory& directory, const CFiTraceLogSPtr& log,
@@ -90,7 +89,7 @@ void compareRecords(const LogDirectory& directory, const CFiTraceLogSPtr& log,
   bench::compare(
       "4", "trace record, " + std::to_string(threads) + (threads > 1 ? " threads" : " thread"), emptying(ours),
       {{"formatting and one write", emptying(plain), 1.05}, {"spdlog flushing", emptying(theirs), farther}},
-      {.threads = threads, .clock = threads > 1 ? bench::Clock::real : bench::Clock::processor}, bench::Noise::measure);
+      {.threads = threads, .clock = threads > 1 ? bench::Clock::real : bench::Clock::processor, .noise = true});
 }
 
 }  // namespace

@@ -1,0 +1,168 @@
+// How the cost of a snapshot grows with its nodes, the kernel's and the programs' part left out.
+//
+// Runs in the testbed, whose mount table it fills.
+#include <malloc.h>
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "comparison.h"
+#include "loaded_plugin.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr int mostNodes = 256;
+constexpr int repetitions = 25;
+
+std::string mountPoint(int number) {
+  return fs::temp_directory_path() / ("growth-" + std::to_string(number));
+}
+
+// All nodes are in the table at all times, the first ones everywhere in it, so that look-ups cost the same on the
+// average however many nodes take part.
+void fillMountTable() {
+  std::ofstream table("/etc/mtab");
+  for (int line = 0; line < mostNodes; ++line) {
+    const int number = (line * 165 + mostNodes / 2) % mostNodes;
+    fs::create_directory(mountPoint(number));
+    table << "/dev/qm/dsk/dg1/growth-" << number << ' ' << mountPoint(number) << " qmfs rw,log 0 0\n";
+  }
+  if (!table.flush()) throw std::runtime_error("no mount table");
+}
+
+// One node with all that a framework keeps for it.
+struct Node {
+  std::string alternate;
+  kfi_subobj_entry subObjects[2];
+  kfi_domain domain;
+  qmfi_objid* snapshotDevice;
+};
+
+class Snapshot {
+ public:
+  explicit Snapshot(const bench::LoadedPlugin& plugin)
+      : m_identifier(plugin.function<Identifier>("qmfi_get_objid")),
+        m_claim(plugin.entryPoint<int(qmfi_objid*, qmfi_objid***, int*)>("claim")),
+        m_initNode(plugin.entryPoint<int(kfi_domain*, kfi_domain**, int, qmfi_objid*)>("init_node")),
+        m_quiesce(plugin.entryPoint<int(kfi_quiescenode*, kfi_quiescenode**, int, char*)>("quiesce")),
+        m_unquiesce(plugin.entryPoint<void(kfi_quiescenode*, kfi_quiescenode**, int)>("unquiesce")),
+        m_buildAltTree(
+            plugin.entryPoint<int(kfi_domain*, char*, qmfi_objid**, qmfi_objid**, int, qmfi_objid**)>("build_alttree")),
+        m_deinitNode(plugin.entryPoint<void(kfi_domain*)>("deinit_node")) {
+    m_configuration.fid_objid = identifier("configuration");
+    require(m_initNode(&m_configuration, nullptr, 0, nullptr) == 0);
+    for (int number = 0; number < mostNodes; ++number) {
+      Node& node = m_nodes.emplace_back();
+      node.alternate = mountPoint(number) + "_alt";
+      node.subObjects[0] = {const_cast<char*>(""), node.alternate.data()};
+      node.snapshotDevice = identifier("/dev/qm/dsk/dg1/growth-" + std::to_string(number) + "-snapshot");
+      node.domain.fid_objid = identifier(mountPoint(number));
+      node.domain.fid_provider = m_provider.data();
+      node.domain.fid_subobjs = node.subObjects;
+    }
+  }
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+  ~Snapshot() { m_deinitNode(&m_configuration); }
+
+  void take(int count) {
+    std::vector<kfi_quiescenode*> quiesceNodes;
+    for (int number = 0; number < count; ++number) {
+      kfi_domain* const domain = &m_nodes[static_cast<std::size_t>(number)].domain;
+      kfi_domain* configuration = &m_configuration;
+      qmfi_objid** groups = nullptr;
+      int groupCount = 0;
+      require(m_claim(domain->fid_objid, &groups, &groupCount) == 1);
+      require(m_initNode(domain, &configuration, 1, nullptr) == 0);
+      quiesceNodes.push_back(domain->fid_qnode);
+    }
+    require(m_quiesce(nullptr, quiesceNodes.data(), count, nullptr) == 0);
+    m_unquiesce(nullptr, quiesceNodes.data(), count);
+    for (int number = 0; number < count; ++number) {
+      Node& node = m_nodes[static_cast<std::size_t>(number)];
+      char id[] = "growth";
+      qmfi_objid* alternate = nullptr;
+      require(m_buildAltTree(&node.domain, id, nullptr, &node.snapshotDevice, 1, &alternate) == 0);
+    }
+  }
+
+  void forget(int count) {
+    for (int number = 0; number < count; ++number) m_deinitNode(&m_nodes[static_cast<std::size_t>(number)].domain);
+  }
+
+ private:
+  using Identifier = qmfi_objid*(const char*, std::uint32_t, std::int32_t);
+
+  static void require(bool condition) {
+    if (!condition) throw std::runtime_error("the plug-in did not do its part");
+  }
+
+  qmfi_objid* identifier(const std::string& name) {
+    return m_identifier(name.c_str(), static_cast<std::uint32_t>(name.size()), 1);
+  }
+
+  Identifier* m_identifier;
+  int (*m_claim)(qmfi_objid*, qmfi_objid***, int*);
+  int (*m_initNode)(kfi_domain*, kfi_domain**, int, qmfi_objid*);
+  int (*m_quiesce)(kfi_quiescenode*, kfi_quiescenode**, int, char*);
+  void (*m_unquiesce)(kfi_quiescenode*, kfi_quiescenode**, int);
+  int (*m_buildAltTree)(kfi_domain*, char*, qmfi_objid**, qmfi_objid**, int, qmfi_objid**);
+  void (*m_deinitNode)(kfi_domain*);
+
+  std::string m_provider = "qmfsfi";
+  kfi_domain m_configuration{};
+  std::deque<Node> m_nodes;
+};
+
+// Microseconds a node.
+double timeNodes(Snapshot& snapshot, int count) {
+  const Clock::time_point begin = Clock::now();
+  snapshot.take(count);
+  const Clock::duration time = Clock::now() - begin;
+  snapshot.forget(count);
+  return std::chrono::duration<double, std::micro>(time).count() / count;
+}
+
+// What the nodes keep allocated, the framework's identifiers of their names left out: those were made by earlier runs.
+bench::Comparison measureMemory(Snapshot& snapshot) {
+  snapshot.take(mostNodes);
+  snapshot.forget(mostNodes);
+  const std::size_t before = mallinfo2().uordblks;
+  snapshot.take(mostNodes);
+  const std::size_t after = mallinfo2().uordblks;
+  snapshot.forget(mostNodes);
+  const double bytes = static_cast<double>(after - before) / mostNodes;
+  return {"growth", "the plug-in's memory for a node", "", "bytes", {bytes}, {}, 2048};
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  if (count != 2) return 2;
+  fillMountTable();
+  const bench::LoadedPlugin plugin;
+  Snapshot snapshot(plugin);
+  std::map<int, std::vector<double>> times;
+  for (int repetition = 0; repetition < repetitions; ++repetition) {
+    for (int nodes = 1; nodes <= mostNodes; nodes *= 4) times[nodes].push_back(timeNodes(snapshot, nodes));
+  }
+  std::vector<bench::Comparison> results;
+  for (int nodes = 4; nodes <= mostNodes; nodes *= 4) {
+    results.push_back({"growth", "claim to build_alttree, a node of " + std::to_string(nodes),
+                       "a node of " + std::to_string(nodes / 4), "us", times[nodes], times[nodes / 4], 1.1});
+  }
+  results.push_back(measureMemory(snapshot));
+  bench::writeComparisons(words[1], results);
+  return 0;
+}

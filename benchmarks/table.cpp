@@ -1,0 +1,72 @@
+// The results as a table of text.
+#include "table.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+namespace bench {
+
+namespace {
+
+std::string number(double value, int digits) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << value;
+  return text.str();
+}
+
+std::string goalText(const Comparison& comparison) {
+  if (!comparison.goal) return "";
+  std::string text =
+      comparison.theirs.empty() ? quantity(*comparison.goal, comparison.unit) : number(*comparison.goal, 2) + "x";
+  if (comparison.allowance > 0) text += " + " + quantity(comparison.allowance, comparison.unit);
+  return "<= " + text;
+}
+
+std::vector<std::string> cells(const Result& result) {
+  const Comparison& comparison = result.comparison;
+  const std::string met = result.met.value_or(false) ? "met" : "MISSED";
+  return {comparison.row,
+          comparison.what,
+          quantity(result.ours, comparison.unit),
+          comparison.yardstick,
+          result.ratio ? quantity(result.theirs, comparison.unit) : "",
+          result.ratio ? number(*result.ratio, 3) : "",
+          "+-" + number(result.spread / 2, 3),
+          goalText(comparison),
+          result.met ? met : ""};
+}
+
+}  // namespace
+
+std::string quantity(double value, const std::string& unit) {
+  static const std::map<std::string, std::string> larger{{"ns", "us"}, {"us", "ms"}, {"ms", "s"}};
+  std::string shownUnit = unit;
+  for (auto next = larger.find(shownUnit); value >= 10000 && next != larger.end(); next = larger.find(shownUnit)) {
+    value /= 1000;
+    shownUnit = next->second;
+  }
+  int digits = value < 10 ? 2 : 1;
+  if (value >= 1000) digits = 0;
+  return number(value, digits) + " " + shownUnit;
+}
+
+void printTable(const std::vector<Result>& results) {
+  std::vector<std::vector<std::string>> table{
+      {"row", "what", "ours", "yardstick", "", "ratio", "spread", "goal", "met or not"}};
+  for (const Result& result : results) table.push_back(cells(result));
+  std::vector<std::size_t> widths(table.front().size());
+  for (const auto& row : table) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  for (const auto& row : table) {
+    std::string text;
+    for (std::size_t i = 0; i < row.size(); ++i) text += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
+    text.erase(text.find_last_not_of(' ') + 1);
+    std::cout << text << '\n';
+  }
+}
+
+}  // namespace bench
