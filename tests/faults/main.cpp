@@ -15,6 +15,7 @@ constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign},
     {"driver", faults::runDriverCampaign},
     {"memory", faults::runMemoryCampaign},
+    {"names", faults::runNamesCampaign},
 };
 
 }  // namespace

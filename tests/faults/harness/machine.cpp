@@ -145,6 +145,10 @@ void Machine::reset() {
     fs::create_directories(fileSystem(number));
     text += device(number) + " " + fileSystem(number) + " qmfs rw,log 0 0\n";
   }
+  beginWithTable(text);
+}
+
+void Machine::beginWithTable(const std::string& text) {
   table.write(text);
   m_before = state();
 }

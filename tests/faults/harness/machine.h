@@ -27,6 +27,8 @@ class Machine {
 
   // Puts everything back to the beginning, whatever is left of the last case; the configuration is empty.
   void reset();
+  // Writes the mount table before a case; what is compared with its end begins here.
+  void beginWithTable(const std::string& text);
 
   bool isReal() const { return m_isReal; }
   int fileSystems() const { return static_cast<int>(m_fileSystems.size()); }

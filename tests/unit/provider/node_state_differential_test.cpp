@@ -1,4 +1,5 @@
 // The restoring of node states compared with the rule in its plainest form, over many generated texts.
+#include "provider_model.h"
 #include "qmfs_private_data.h"
 #include "support/domains.h"
 
@@ -11,52 +12,18 @@
 
 namespace {
 
-// What restoring a text gives; none of it counts when the text is too short.
-struct Restored {
-  bool tooShort = false;
-  std::string options;
-  std::vector<std::string> subObjects;
-  std::string altObject = "old";
+using provider_model::NodeState;
+using provider_model::restoredState;
 
-  bool operator==(const Restored&) const = default;
-};
-
-// The text between two tags, whose places are -1 where they are missing.
-std::string between(const std::string& text, const std::string& open, const std::string& close) {
-  const auto begin = static_cast<int>(text.find(open));
-  const auto end = static_cast<int>(text.find(close));
-  const auto tagLength = static_cast<int>(open.size());
-  return text.substr(static_cast<std::size_t>(begin + tagLength), static_cast<std::size_t>(end - begin - tagLength));
-}
-
-Restored expected(const std::string& text) {
-  Restored result;
-  try {
-    result.options = between(text, "<MNT_OPTS>", "</MNT_OPTS>");
-    const std::string subObject = between(text, "<SUBOBJ>", "</SUBOBJ>");
-    if (!subObject.empty()) {
-      result.subObjects = {subObject};
-    }
-    if (text.find("<ALTOBJ>") != std::string::npos && text.find("</ALTOBJ>") != std::string::npos) {
-      result.altObject = between(text, "<ALTOBJ>", "</ALTOBJ>");
-    }
-  } catch (const std::out_of_range&) {
-    result = Restored();
-    result.tooShort = true;
-  }
-  return result;
-}
-
-Restored restored(std::string text) {
+NodeState restored(std::string text) {
   CQmFSPrivateData data(identifierOf("/data"), false);
   data.setAltObj("old");
   kfi_blob blob{text.size() + 1, text.data(), KFI_BLOB_TEXT, 0};
-  Restored result;
+  NodeState result;
   try {
     EXPECT_EQ(data.setNodeState(&blob), 0);
   } catch (const std::out_of_range&) {
     result.tooShort = true;
-    return result;
   }
   result.options = data.getMntOpts();
   for (std::size_t i = 0; i < data.getSubObjectListLength(); ++i) {
@@ -80,8 +47,8 @@ TEST(NodeStateDifferential, AgreesWithThePlainRule) {
     for (std::uint32_t count = random() % 9; count > 0; --count) {
       text += pieces[random() % pieces.size()];
     }
-    const Restored result = restored(text);
-    ASSERT_EQ(result, expected(text)) << text;
+    const NodeState result = restored(text);
+    ASSERT_EQ(result, restoredState(text, "old")) << text;
     tooShort += result.tooShort ? 1 : 0;
   }
   // Both outcomes are well represented.

@@ -1,0 +1,58 @@
+// What a series of calls is expected to come to: written down call by call from the contract's rules and command lines,
+// by a model that shares nothing with the plug-in.
+#ifndef EXPECTED_CALLS_H
+#define EXPECTED_CALLS_H
+
+#include <string>
+#include <vector>
+
+#include "host.h"
+
+namespace faults {
+
+// What can be compared of a series of calls. Time stamps in generated names read TIME.
+struct Calls {
+  // Each as "name status outputs messages"; of a message the identifier and the first argument.
+  std::vector<std::string> results;
+  // The argument vectors of the programs, each as one line in the words of the stand-ins' record.
+  std::vector<std::string> commands;
+};
+
+// What a host has seen since a number of calls, and the programs' record.
+Calls madeCalls(const Host& host, std::size_t first);
+
+class ExpectedCalls {
+ public:
+  // The next call gives that status and hands that out.
+  void returns(const std::string& call, int status, const std::string& outputs = "");
+  // It is refused as a wrong argument before anything is done; or fails with a message.
+  void refuses(const std::string& call) { returns(call, 3); }
+  void fails(const std::string& call, const std::string& messageId, const std::string& argument);
+
+  // A command line runs. False when it cannot be run; the pipe's error is kept for failsAsCommand. A program that runs
+  // succeeds.
+  bool runs(const std::string& commandLine);
+  // The next call fails with the last command's error.
+  void failsAsCommand(const std::string& call);
+  // It runs the command lines one after another and succeeds; or fails at the first that cannot be run.
+  void runsAll(const std::string& call, const std::vector<std::string>& commandLines, const std::string& outputs = "");
+
+  const Calls& calls() const { return m_calls; }
+  // Whether programs ran together, and so may be recorded in any order.
+  bool hasPipeline() const { return m_hasPipeline; }
+
+ private:
+  Calls m_calls;
+  std::string m_pipeError;
+  bool m_hasPipeline = false;
+};
+
+// The words of each program of a command line: they end at blanks, and a lone bar begins the next program.
+std::vector<std::vector<std::string>> programsOf(const std::string& commandLine);
+
+// Whether a name is one word of a command line.
+bool isOneWord(const std::string& name);
+
+}  // namespace faults
+
+#endif
