@@ -25,6 +25,11 @@ struct Patterns {
   std::map<std::string, icu::UnicodeString, std::less<>> byId;
 };
 
+// Whether a call of ICU has filled its buffer with a whole name and its terminator.
+bool isWhole(UErrorCode status) {
+  return U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING;
+}
+
 // The canonical form of a locale as a host or an environment names it ("de_AT.UTF-8"). Empty for what cannot name a
 // bundle: the locale becomes part of a file name.
 std::string canonicalLocale(const char* locale) {
@@ -33,8 +38,9 @@ std::string canonicalLocale(const char* locale) {
   char base[ULOC_FULLNAME_CAPACITY];
   UErrorCode status = U_ZERO_ERROR;
   uloc_canonicalize(locale, canonical, sizeof canonical, &status);
+  if (!isWhole(status)) return {};
   const int length = uloc_getBaseName(canonical, base, sizeof base, &status);
-  if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return {};
+  if (!isWhole(status)) return {};
   const std::string name(base, static_cast<std::size_t>(length));
   const bool plain = std::all_of(name.begin(), name.end(), [](char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||

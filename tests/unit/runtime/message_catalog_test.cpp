@@ -53,6 +53,17 @@ TEST_F(SampleCatalogTest, fallsBackFromTheCountryToTheLanguageToTheRoot) {
   }
 }
 
+TEST_F(SampleCatalogTest, takesALocaleThatFillsIcusBufferForAnUnknownOne) {
+  bool isTooLong = false;
+  for (std::size_t length = 100; length < 200; ++length) {
+    const std::string locale = "de_AT_" + std::string(length, 'A');
+    const std::string greeting = formatted("sample", locale.c_str(), m_greeting);
+    isTooLong = isTooLong || greeting != m_german;
+    EXPECT_EQ(greeting, isTooLong ? m_english : m_german) << length;
+  }
+  EXPECT_TRUE(isTooLong);
+}
+
 TEST_F(SampleCatalogTest, fallsBackForEachIdentifier) {
   EXPECT_EQ(formatted("sample", "de", message("ONLY_ENGLISH", {Formattable(4711)})), "It's English, line 4711.");
 }
