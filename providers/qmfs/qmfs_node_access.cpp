@@ -27,7 +27,7 @@ const char* deviceOf(const CFiPrivateDataSPtr& data) {
 }
 
 bool isCommandWord(const char* path) {
-  return path != nullptr && std::strpbrk(path, " \t\n") == nullptr;
+  return path != nullptr && std::strpbrk(path, " \t\n") == nullptr && std::strcmp(path, "|") != 0;
 }
 
 bool isCommandWord(const std::string& path) {

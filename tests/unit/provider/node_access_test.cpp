@@ -21,6 +21,12 @@ TEST(CommandWord, HoldsNothingThatSeparatesWords) {
   }
 }
 
+TEST(CommandWord, IsNotTheBarThatBeginsAnotherProgram) {
+  EXPECT_FALSE(isCommandWord("|"));
+  EXPECT_FALSE(isCommandWord(std::string("|")));
+  for (const char* const word : {"||", "/|", "|/", "a|"}) EXPECT_TRUE(isCommandWord(word)) << word;
+}
+
 TEST(CommandWord, IsNotWhatIsMissing) {
   EXPECT_FALSE(isCommandWord(nullptr));
 }
