@@ -5,6 +5,7 @@
 #include "K_strings.h"
 
 #include <cctype>
+#include <cinttypes>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -38,8 +39,10 @@ class CFiError : public std::exception {
     for (const unsigned char character : name) {
       id += static_cast<char>(std::toupper(character));
     }
+    // Wider than both, since an offset below zero makes the number greater.
+    const std::int64_t counted = std::int64_t{m_number} - (m_number > offset ? offset : 0);
     char number[16];
-    K_snprintf(number, sizeof number, "_%04d", m_number > offset ? m_number - offset : m_number);
+    K_snprintf(number, sizeof number, "_%04" PRId64, counted);
     return id + number;
   }
 
