@@ -42,6 +42,11 @@ if(QMFI_COVERAGE)
   add_link_options(-fprofile-instr-generate)
 endif()
 
+option(QMFI_FUZZ "Build the fuzz targets instead of the other tests; needs clang" OFF)
+if(QMFI_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(ICU 70 REQUIRED COMPONENTS uc i18n)

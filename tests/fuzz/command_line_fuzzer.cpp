@@ -1,0 +1,117 @@
+// Command lines: split into words as stated, there and back; commands made of any names carry just these names; and
+// option strings are split as stated.
+#include "command_line.h"
+
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "cfiformatoptionlist.h"
+#include "fuzz_input.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_node_access.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+using Programs = std::vector<Words>;
+
+bool isBlank(char character) {
+  return character == ' ' || character == '\t';
+}
+
+// The pieces between the characters of a kind, empty ones too.
+template <typename IsSeparator>
+Words pieces(const std::string& text, IsSeparator&& isSeparator) {
+  Words list(1);
+  for (const char character : text) {
+    if (isSeparator(character)) {
+      list.emplace_back();
+    } else {
+      list.back() += character;
+    }
+  }
+  return list;
+}
+
+std::optional<Programs> expected(const std::string& line) {
+  if (line.find('\0') != std::string::npos) return std::nullopt;
+  Programs programs(1);
+  for (const std::string& piece : pieces(line, isBlank)) {
+    if (piece == "|") {
+      programs.emplace_back();
+    } else if (!piece.empty()) {
+      programs.back().push_back(piece);
+    }
+  }
+  for (const Words& words : programs) {
+    if (words.empty()) return std::nullopt;
+  }
+  return programs;
+}
+
+void checkSplitting(const std::string& line) {
+  const auto programs = qmfi_runtime::parseCommandLine(line);
+  require(programs == expected(line), "words end at blanks and programs at lone bars");
+  if (!programs) return;
+  std::string joined;
+  for (const Words& words : *programs) {
+    joined += joined.empty() ? "" : " | ";
+    for (const std::string& word : words) joined += " " + word;
+  }
+  require(qmfi_runtime::parseCommandLine(joined) == programs, "words are the same there and back");
+}
+
+void requireWords(const std::string& command, const Words& words) {
+  require(qmfi_runtime::parseCommandLine(command) == Programs{words}, "a command has just the words it is made of");
+}
+
+void checkCommands(const std::string& first, const std::string& second) {
+  const bool usable = isCommandWord(first) && isCommandWord(second) && !first.empty() && !second.empty();
+  if (!usable) return;
+  requireWords(mkdirCommand(first), {"/bin/mkdir", "-p", first});
+  requireWords(rmdirCommand(first), {"/bin/rmdir", first});
+  requireWords(mkfsCommand(first), {"/sbin/mkfs", "-t", "qmfs", first});
+  requireWords(fsckCommand(first), {"/sbin/fsck", "-y", "-t", "qmfs", first});
+  requireWords(umountCommand(first), {"/bin/umount", first});
+  requireWords(forcedUmountCommand("/bin/qmumount", first), {"/bin/qmumount", "-o", "force", first});
+  requireWords(fstypCommand("/bin/fstyp", first), {"/bin/fstyp", first});
+  requireWords(fuserCommand(first), {"/sbin/fuser", first});
+  requireWords(mountCommand(first, second, ""), {"/bin/mount", "-t", "qmfs", first, second});
+  for (const auto& mount : {mountCommand, onlineMountCommand, accessMountCommand}) {
+    requireWords(mount(first, second, "rw"), {"/bin/mount", "-t", "qmfs", "-o", "rw", first, second});
+  }
+  requireWords(snapshotMountCommand(first, second), {"/bin/mount", "-t", "qmfs", "-o", "ro", first, second});
+  requireWords(cacheDisableCommand(first, second),
+               {"/bin/mount", "-t", "qmfs", "-o", "remount,delaylog", first, second});
+}
+
+void checkOptions(const std::string& text) {
+  std::map<std::string, std::string> options;
+  for (const std::string& piece : pieces(text, [](char character) { return character == ';'; })) {
+    if (piece.empty()) continue;
+    const std::size_t equals = piece.find('=');
+    const std::string value = equals != std::string::npos ? piece.substr(equals + 1) : "";
+    options.try_emplace(piece.substr(0, equals), value);
+  }
+  require(qmfi_pdk_4_4::CFiFormatOptionList::parse(text) == options, "options are split at their separators");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FuzzedDataProvider input(data, size);
+  switch (input.ConsumeIntegralInRange(0, 2)) {
+    case 0:
+      checkSplitting(restAsText(input));
+      break;
+    case 1: {
+      const std::string first = input.ConsumeRandomLengthString();
+      checkCommands(first, restAsText(input));
+      break;
+    }
+    default:
+      checkOptions(restAsText(input));
+  }
+  return 0;
+}
