@@ -12,9 +12,8 @@ struct NamedCampaign {
 };
 
 constexpr NamedCampaign campaigns[] = {
-    {"children", faults::runChildrenCampaign},
-    {"driver", faults::runDriverCampaign},
-    {"memory", faults::runMemoryCampaign},
+    {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
+    {"memory", faults::runMemoryCampaign},     {"model", faults::runModelCampaign},
     {"names", faults::runNamesCampaign},
 };
 

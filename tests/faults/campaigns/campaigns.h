@@ -9,6 +9,7 @@ namespace faults {
 void runChildrenCampaign(Campaign& campaign);
 void runDriverCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
+void runModelCampaign(Campaign& campaign);
 void runNamesCampaign(Campaign& campaign);
 
 }  // namespace faults
