@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 
 #include "campaigns.h"
@@ -41,6 +42,14 @@ void noTrouble(Machine&) {}
 
 std::string message(const char* id, const Machine& machine, int number) {
   return std::string(id) + " [\"" + machine.fileSystem(number) + "\"]";
+}
+
+bool isOpenOn(const std::string& path) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    if (std::filesystem::read_symlink(entry.path(), error) == path) return true;
+  }
+  return false;
 }
 
 class DriverCampaign {
@@ -201,6 +210,7 @@ void DriverCampaign::runCase(const DriverCase& one) {
   m_campaign.expect(host.start(), "the plug-in does not start");
   quiesceAndThaw(host, one);
   for (const int number : one.expectation.stillOpen) {
+    m_campaign.expect(isOpenOn(m_machine.fileSystem(number)), m_machine.fileSystem(number) + " was to be left open");
     host.mayStay.descriptors.push_back(m_machine.fileSystem(number));
   }
   for (const std::string& fileSystem : m_machine.missingFileSystems()) {
