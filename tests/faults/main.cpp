@@ -13,8 +13,8 @@ struct NamedCampaign {
 
 constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
-    {"memory", faults::runMemoryCampaign},     {"model", faults::runModelCampaign},
-    {"names", faults::runNamesCampaign},
+    {"load", faults::runLoadCampaign},         {"memory", faults::runMemoryCampaign},
+    {"model", faults::runModelCampaign},       {"names", faults::runNamesCampaign},
 };
 
 }  // namespace
