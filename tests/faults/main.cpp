@@ -15,6 +15,7 @@ constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
     {"load", faults::runLoadCampaign},         {"memory", faults::runMemoryCampaign},
     {"model", faults::runModelCampaign},       {"names", faults::runNamesCampaign},
+    {"threads", faults::runThreadsCampaign},
 };
 
 }  // namespace
@@ -28,6 +29,7 @@ int main(int count, char** words) {
   app.add_flag("--full,!--quick", options.full, "All cases instead of those of a short run");
   app.add_option("--only", options.only, "Only cases whose name contains this text");
   app.add_option("--allocation", options.allocation, "memory: only this allocation of each script; shows where it is");
+  app.add_option("--seed", options.seed, "threads: what the choice of calls begins with");
   app.add_option("--volumes", options.volumes, "driver: mount points of real file systems to be frozen, too");
   app.add_option("--library", library, "The plug-in to be tested instead of the build's own");
   CLI11_PARSE(app, count, words);

@@ -2,6 +2,7 @@
 #ifndef PROVIDER_H
 #define PROVIDER_H
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -52,7 +53,8 @@ class Provider {
  private:
   struct Context {
     kfi_context record{};
-    int callbacks = 0;
+    // Messages come from any thread.
+    std::atomic<int> callbacks = 0;
   };
   static void receive(kfi_context* context, const char* nativeText, const char* defaultText, std::int32_t severity);
 
