@@ -38,7 +38,7 @@ CFiMessageCatalogSPtr CFiMessageCatalogManager::Implementation::catalog(const st
     maker = factory;
   }
   if (!maker) return CFiMessageCatalogSPtr();
-  const CFiMessageCatalogSPtr made = maker->allocateCatalog(language.c_str());
+  CFiMessageCatalogSPtr made = maker->allocateCatalog(language.c_str());
   const std::lock_guard<std::mutex> lock(mutex);
   if (maker.get() == factory.get() && catalogs.size() < kMostCatalogs) catalogs.emplace(language, made);
   return made;

@@ -74,7 +74,7 @@ int CFiPluginBase::subobjList(kfi_domain* node, qmfi_objid*** objects, int* coun
   const std::size_t length = data->getSubObjectListLength();
   qmfi_objid** list = nullptr;
   if (length != 0) {
-    list = static_cast<qmfi_objid**>(qmfi_alloc_buf(length * sizeof *list));
+    list = static_cast<qmfi_objid**>(qmfi_alloc_buf(length * sizeof(qmfi_objid*)));
     if (list == nullptr) {
       throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for sub-object list", "plugin_base.cpp", "subobjList",
                      __LINE__);
