@@ -4,8 +4,11 @@
 #include "cfierror.h"
 #include "cfistringtool.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
+#include <memory_resource>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -138,7 +141,10 @@ int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
   const NodeStateElements elements(text);
   m_mntOpts = uncheckedText(text, elements.options);
 
-  const std::string subObject(uncheckedText(text, elements.subObject));
+  // A name is short, and the heap is slow.
+  std::array<char, 256> room;
+  std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
+  const std::pmr::string subObject(uncheckedText(text, elements.subObject), &memory);
   qmfi_objid* const identifier =
       qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), SUB_OBJECT_KIND);
   if (identifier != nullptr) {
