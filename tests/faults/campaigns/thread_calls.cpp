@@ -26,7 +26,7 @@ void supportsType(Worker& worker) {
 }
 
 void initialiseNode(Worker& worker) {
-  kfi_domain node = worker.named(worker.shared.mountPoint);
+  kfi_domain node = worker.named(worker.mountPoint);
   kfi_domain* configuration = &worker.configuration;
   worker.expect("init_node", 0, worker.call.init_node(&node, &configuration, 1, nullptr));
   worker.call.deinit_node(&node);
@@ -34,7 +34,7 @@ void initialiseNode(Worker& worker) {
 }
 
 void initialiseAlternates(Worker& worker) {
-  kfi_domain node = worker.named(worker.shared.mountPoint);
+  kfi_domain node = worker.named(worker.mountPoint);
   worker.expect("init_altnode", 0, worker.call.init_altnode(&worker.node, nullptr, &node));
   worker.call.deinit_node(&node);
   worker.expect("init_remnode", 0, worker.call.init_remnode(&worker.node, nullptr, &node));
