@@ -8,6 +8,7 @@
 #include "reflink_splitter.h"
 #include "snapshot_creation.h"
 #include "snapshot_output.h"
+#include "snapshot_removal.h"
 
 namespace qmfi_host {
 
@@ -30,11 +31,16 @@ class SnapshotCreate : public Command {
     requireOutside(settings.stateDirectory, request.mountPoints);
     LockedState state(settings);
     const ReflinkSplitter splitter;
-    const Snapshot snapshot = SnapshotCreation(*loaded, splitter, state.store(), *settings.signals).run(request);
+    Snapshot snapshot = SnapshotCreation(*loaded, splitter, state.store(), *settings.signals).run(request);
     if (m_json) {
       printJson(out, snapshot);
     } else {
       printText(out, snapshot);
+    }
+    if (!out.flush()) {
+      // Who gets the status of a failure need not look for what was made nevertheless.
+      SnapshotRemoval(*loaded, splitter, state.store()).remove(snapshot);
+      throw HostError("the output could not be written, so the snapshot was removed");
     }
     return kSuccess;
   }

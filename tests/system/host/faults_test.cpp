@@ -60,6 +60,13 @@ TEST_F(FaultsTest, FreezeThatTakesLongerThanTheTimeoutMakesNoSnapshot) {
   expectNextSnapshotToSucceed();
 }
 
+TEST_F(FaultsTest, SnapshotThatCannotBeToldOfIsUndone) {
+  const auto outcome = testbed_test::run({"/bin/sh", "-c", "exec /usr/bin/qmfi snapshot create /mnt/a >/dev/full"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "qmfi: the output could not be written, so the snapshot was removed\n");
+  expectNothingLeft();
+}
+
 TEST_F(FaultsTest, InterruptWhileFrozenEndsItByTheSignalWhenEverythingIsUndone) {
   BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "20", "/mnt/a", "/mnt/b"});
   ASSERT_TRUE(waitForState("freezing"));
