@@ -212,6 +212,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int endQuiesce(std::int32_t count);
   void abandonQuiesce();
   void thawQuiesced(ThawReport report);
+  void thawDescriptors();
 
   int buildAltNode(kfi_domain* domain, const char* device, qmfi_pdk_4_4::CFiPrivateDataFactory& factory,
                    qmfi_objid** altObject);

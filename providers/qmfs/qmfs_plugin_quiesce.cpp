@@ -10,6 +10,7 @@
 #include "qmfs_plugin.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -44,6 +45,23 @@ int openMountPoint(const char* path) {
   }
   return descriptor;
 }
+
+// Keeps signals from this thread for as long as it lives: a handler of the host's that interrupted a thaw would leave
+// the file system frozen until its time-out.
+class CSignalsHeldBack {
+ public:
+  CSignalsHeldBack() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &m_before);
+  }
+  CSignalsHeldBack(const CSignalsHeldBack&) = delete;
+  CSignalsHeldBack& operator=(const CSignalsHeldBack&) = delete;
+  ~CSignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+ private:
+  sigset_t m_before;
+};
 
 }  // namespace
 
@@ -230,6 +248,18 @@ void CQmFSPlugin::thawQuiesced(ThawReport report) {
     qmfi_close_context();
     m_quiesceState = QuiesceState::idle;
   });
+  thawDescriptors();
+  // Only now, since a message that finds no memory must not keep the next file system frozen.
+  for (const QuiescedFileSystem& fileSystem : m_quiesced) {
+    if (fileSystem.thawFailed && report == ThawReport::messages) {
+      pushMessage("MSG_ERROR_THAW", {messageText(fileSystem.mountPoint)}, KFI_SEVERITY_ERROR,
+                  CFiSourceLocation::here());
+    }
+  }
+}
+
+void CQmFSPlugin::thawDescriptors() {
+  const CSignalsHeldBack undisturbed;
   for (std::size_t i = 0; i < m_quiesced.size(); ++i) {
     trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling ioctl QM_THAW");
     const int result = ::ioctl(m_descriptors[i], QM_THAW, 0);
@@ -242,11 +272,4 @@ void CQmFSPlugin::thawQuiesced(ThawReport report) {
   }
   m_openDescriptors = 0;
   m_descriptors.reset();
-  // Only now, since a message that finds no memory must not keep the next file system frozen.
-  for (const QuiescedFileSystem& fileSystem : m_quiesced) {
-    if (fileSystem.thawFailed && report == ThawReport::messages) {
-      pushMessage("MSG_ERROR_THAW", {messageText(fileSystem.mountPoint)}, KFI_SEVERITY_ERROR,
-                  CFiSourceLocation::here());
-    }
-  }
 }

@@ -2,6 +2,7 @@
 #include "imported_calls.h"
 
 #include <dlfcn.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -72,6 +73,7 @@ void ImportedCalls::reset(void* library) {
     find(library, "qmfi_get_objid", m_framework.identifier);
     find(library, "qmfi_build_providerlist_node", m_framework.providerListElement);
   }
+  m_interruptibleThaws = 0;
   m_driverFailures.clear();
   m_contextFailure.reset();
   m_bufferFailure.reset();
@@ -149,6 +151,11 @@ void ImportedCalls::forget() {
   m_identifierRequests.clear();
 }
 
+int ImportedCalls::interruptibleThaws() const {
+  const std::lock_guard lock(m_mutex);
+  return m_interruptibleThaws;
+}
+
 int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t argument) {
   DriverRequest noted{request, pathOf(descriptor), static_cast<std::int32_t>(argument), {}, 0};
   if (request == QM_FREEZE_ALL) {
@@ -157,8 +164,11 @@ int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t 
     noted.timeout = record.timeout;
     for (std::int32_t i = 0; i < record.count; ++i) noted.paths.push_back(pathOf(record.descriptors[i]));
   }
+  sigset_t blocked;
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
   const std::lock_guard lock(m_mutex);
   m_driverRequests.push_back(noted);
+  if (request == QM_THAW && sigismember(&blocked, SIGALRM) == 0) ++m_interruptibleThaws;
   std::map<int, int> left;
   int error = 0;
   for (const auto& [number, failure] : m_driverFailures[request]) {

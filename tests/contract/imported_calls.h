@@ -69,6 +69,8 @@ class ImportedCalls {
   void stopClock(std::time_t now);
 
   std::vector<DriverRequest> driverRequests() const;
+  // Thaws that a signal could have interrupted.
+  int interruptibleThaws() const;
   std::vector<unsigned> sleeps() const;
   // "create" and "close", in order.
   std::vector<std::string> contextCalls() const;
@@ -101,6 +103,7 @@ class ImportedCalls {
   mutable std::mutex m_mutex;
   Framework m_framework;
   std::vector<DriverRequest> m_driverRequests;
+  int m_interruptibleThaws = 0;
   std::vector<unsigned> m_sleeps;
   std::vector<std::string> m_contextCalls;
   std::vector<IdentifierRequest> m_identifierRequests;

@@ -1,4 +1,6 @@
 // Thawing what is frozen: by unquiesce, by fini and by unloading.
+#include <signal.h>
+
 #include <cerrno>
 
 #include "quiesce_fixture.h"
@@ -96,6 +98,19 @@ TEST_F(Thaw, ReportsAFailedThawAndGoesOn) {
   expectMessage(messages(), "MSG_ERROR_THAW", paths[1]);
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+}
+
+// A signal handler of the host's that interrupted a thaw would leave the file system frozen until its time-out.
+TEST_F(Thaw, IsNotInterruptedBySignals) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  ASSERT_EQ(0, sigismember(&before, SIGALRM));
+  ASSERT_EQ(0, quiesce(2));
+  unquiesce(2);
+  EXPECT_EQ(0, importedCalls().interruptibleThaws());
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  EXPECT_EQ(0, sigismember(&after, SIGALRM));
 }
 
 TEST_F(Thaw, HandsItsMessagesOutWhenTheContextCloses) {
