@@ -4,7 +4,10 @@
 #include <fcntl.h>
 #include <libmount/libmount.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -16,6 +19,7 @@ namespace testbed {
 namespace {
 
 constexpr const char* tableFile = "/etc/mtab";
+constexpr const char* newTableFile = "/etc/mtab.new";
 constexpr const char* kernelTable = "/proc/self/mountinfo";
 constexpr const char* lockFile = "/etc/mtab.lock";
 constexpr const char* typeName = "qmfs";
@@ -39,8 +43,14 @@ Table readTable(const char* file = tableFile) {
   return table;
 }
 
+// Only a table that is known to be whole takes the old one's place.
 void writeTable(const Table& table) {
-  if (mnt_table_replace_file(table.get(), tableFile) != 0) fail("writing");
+  constexpr mode_t readableForAll = 0644;
+  std::FILE* const file = std::fopen(newTableFile, "we");
+  if (file == nullptr) fail("writing");
+  const bool written = mnt_table_write_file(table.get(), file) == 0 && std::fflush(file) == 0 &&
+                       fchmod(fileno(file), readableForAll) == 0;
+  if (std::fclose(file) != 0 || !written || std::rename(newTableFile, tableFile) != 0) fail("writing");
 }
 
 void visitQmfsLines(const Table& table, const std::function<void(libmnt_fs*)>& visit) {
@@ -98,6 +108,15 @@ void removeMount(const std::string& directory) {
   if (line == nullptr) return;
   mnt_table_remove_fs(table.get(), line);
   writeTable(table);
+}
+
+bool removeStaleLine(const std::string& directory) {
+  const std::vector<MountLine> lines = qmfsMounts();
+  const auto ofDirectory = [&](const MountLine& line) { return line.directory == directory; };
+  const auto count = static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), ofDirectory));
+  if (count <= mountsOn(directory)) return false;
+  removeMount(directory);
+  return true;
 }
 
 std::size_t mountsOn(const std::string& directory) {

@@ -29,6 +29,9 @@ void changeMountOptions(const std::string& directory, const std::string& options
 // Removes the last qmfs line of the directory; does nothing where there is none.
 void removeMount(const std::string& directory);
 
+// As removeMount, but only for a line to which no mount belongs; tells whether there was one.
+bool removeStaleLine(const std::string& directory);
+
 // How many file systems the kernel has mounted on the directory, one over the other. Throws std::runtime_error.
 std::size_t mountsOn(const std::string& directory);
 

@@ -139,6 +139,16 @@ TEST_F(Programs, AForcedQmumountOfNothingFails) {
   EXPECT_EQ(run({qmumount, "-o", "force", place}).status, 32);
 }
 
+TEST_F(Programs, AForcedQmumountRemovesALineThatNoMountBelongsTo) {
+  ASSERT_EQ(formatSpare(), 0);
+  ASSERT_EQ(mountSpare().status, 0);
+  // Without its helper umount leaves the line where it is.
+  ASSERT_EQ(run({"/bin/umount", "-i", place}).status, 0);
+  ASSERT_THAT(mountLines(place), SizeIs(1));
+  EXPECT_EQ(run({qmumount, "-o", "force", place}).status, 0);
+  EXPECT_THAT(mountLines(place), IsEmpty());
+}
+
 TEST_F(Programs, QmumountExplainsItselfOtherwise) {
   for (const auto& words : std::vector<std::vector<std::string>>{
            {qmumount}, {qmumount, "-h"}, {qmumount, "-o", "gently", place}, {qmumount, "-o", "force"}}) {
