@@ -1,6 +1,8 @@
 // Recording.
 #include "call_record.h"
 
+#include <sys/syscall.h>
+
 #include "call_errors.h"
 
 namespace faults {
@@ -12,12 +14,15 @@ class Recorder : public CallWatcher {
   Recorder(Step step, std::vector<RecordedCall>& calls) : m_step(step), m_calls(calls) {}
 
   Decision before(const SystemCall& call) override {
-    m_calls.push_back({m_step, call.process, call.place, call.number, call.program});
+    // The first thing that qmfi does itself.
+    if (call.process == 0 && call.number == SYS_rt_sigaction) m_loading = false;
+    m_calls.push_back({m_step, call.process, call.place, call.number, call.program, m_loading});
     return {};
   }
 
  private:
   const Step m_step;
+  bool m_loading = true;
   std::vector<RecordedCall>& m_calls;
 };
 

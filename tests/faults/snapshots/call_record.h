@@ -17,6 +17,8 @@ struct RecordedCall {
   int place = 0;
   long number = 0;
   std::string program;
+  // Made by the dynamic loader before qmfi's own first line.
+  bool loading = false;
 
   std::string text() const;
 };
