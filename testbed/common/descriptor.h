@@ -27,6 +27,7 @@ class Descriptor {
 
   // Closes the descriptor now; nothing happens when there is none.
   void close() {
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): the analyzer loses sight of the initial value.
     if (m_descriptor >= 0) ::close(std::exchange(m_descriptor, -1));
   }
 

@@ -5,6 +5,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <fstream>
 #include <string>
@@ -33,7 +34,7 @@ Caller::Caller(pid_t thread)
 
 void Caller::read(std::uint64_t address, void* target, std::size_t length) const {
   const iovec local{target, length};
-  const iovec remote{reinterpret_cast<void*>(address), length};
+  const iovec remote{std::bit_cast<void*>(address), length};
   if (process_vm_readv(m_thread, &local, 1, &remote, 1, 0) != static_cast<ssize_t>(length)) throw RequestError{EFAULT};
 }
 
