@@ -100,7 +100,7 @@ std::vector<bench::Stall> watch(const std::function<void()>& way, const Volumes&
 void measure(const bench::LoadedPlugin& plugin, const Volumes& volumes, Load load,
              std::vector<bench::Comparison>& results) {
   const bool dirty = load == Load::dirty;
-  const int repetitions = dirty ? 5 : 9;
+  const int repetitions = dirty ? 7 : 15;
   std::vector<std::string> paths;
   for (const bench::Volume* volume : volumes) paths.push_back(volume->path());
   bench::QuiesceNodes nodes(plugin, paths);

@@ -30,7 +30,7 @@ constexpr std::array<PlotText, 3> plotTexts{
     PlotText{"look-up", "Mount-table look-up of the last entry", "plug-in", "mounts", ""},
     PlotText{"start", "Start of a program and its output", "command pipe", "memory of the host", " MB"}};
 
-constexpr double width = 860;
+constexpr double width = 900;
 constexpr double plotHeight = 340;
 constexpr double left = 90;
 constexpr double right = 560;
@@ -39,8 +39,8 @@ constexpr double bottom = 280;
 constexpr double legendBegin = 585;
 constexpr double legendLine = 22;
 
-constexpr const char* ourColour = "#0b5fcc";
-constexpr std::array<const char*, 3> theirColours{"#c2570c", "#1a7f4b", "#7a3fc4"};
+// Ours first.
+constexpr std::array<const char*, 4> colours{"#0b5fcc", "#c2570c", "#1a7f4b", "#7a3fc4"};
 constexpr std::array<const char*, 2> dashes{"none", "6 4"};
 
 // A line of a plot: a way to do one variant of the work.
@@ -151,34 +151,37 @@ class Plot {
           << ") rotate(-90)\">time</text>\n";
   }
 
-  // A way has one colour, and a variant one kind of line.
-  std::string styleOf(const Line& line) const {
-    std::vector<std::string> ways{m_text.ours};
-    std::vector<std::string> variants;
+  // Where a line's way or variant stands among all of the plot, ours first.
+  std::size_t rankOf(const Line& line, std::string Line::*kind) const {
+    std::vector<std::string> seen;
+    if (kind == &Line::way) seen.emplace_back(m_text.ours);
     for (const Line& other : m_lines) {
-      if (std::find(ways.begin(), ways.end(), other.way) == ways.end()) ways.push_back(other.way);
-      if (std::find(variants.begin(), variants.end(), other.variant) == variants.end())
-        variants.push_back(other.variant);
+      if (std::find(seen.begin(), seen.end(), other.*kind) == seen.end()) seen.push_back(other.*kind);
     }
-    const auto way = static_cast<std::size_t>(std::find(ways.begin(), ways.end(), line.way) - ways.begin());
-    const auto variant =
-        static_cast<std::size_t>(std::find(variants.begin(), variants.end(), line.variant) - variants.begin());
-    return std::string("fill=\"none\" stroke=\"") + (way == 0 ? ourColour : theirColours.at(way - 1)) +
-           "\" stroke-width=\"" + (way == 0 ? "3" : "1.8") + "\" stroke-dasharray=\"" + dashes.at(variant) + "\"";
+    return static_cast<std::size_t>(std::find(seen.begin(), seen.end(), line.*kind) - seen.begin());
+  }
+
+  const char* colourOf(const Line& line) const { return colours.at(rankOf(line, &Line::way)); }
+
+  // A way has one colour, and a variant one kind of line.
+  std::string strokeOf(const Line& line) const {
+    const bool ours = line.way == m_text.ours;
+    return std::string("fill=\"none\" stroke=\"") + colourOf(line) + "\" stroke-width=\"" + (ours ? "3" : "1.8") +
+           "\" stroke-dasharray=\"" + dashes.at(rankOf(line, &Line::variant)) + "\"";
   }
 
   void drawLine(const Line& line, const Axis& across, const Axis& upwards) const {
-    m_out << "<polyline " << styleOf(line) << " points=\"";
+    m_out << "<polyline " << strokeOf(line) << " points=\"";
     for (const auto& [place, value] : line.values) m_out << across(place) << ',' << upwards(value) << ' ';
     m_out << "\"/>\n";
     for (const auto& [place, value] : line.values) {
-      m_out << "<circle r=\"2.5\" cx=\"" << across(place) << "\" cy=\"" << upwards(value) << "\" " << styleOf(line)
-            << "/>\n";
+      m_out << "<circle r=\"3\" cx=\"" << across(place) << "\" cy=\"" << upwards(value) << "\" fill=\""
+            << colourOf(line) << "\"/>\n";
     }
   }
 
   void drawLegend(const Line& line, double y) const {
-    m_out << "<line " << styleOf(line) << " x1=\"" << legendBegin << "\" y1=\"" << y << "\" x2=\"" << legendBegin + 36
+    m_out << "<line " << strokeOf(line) << " x1=\"" << legendBegin << "\" y1=\"" << y << "\" x2=\"" << legendBegin + 36
           << "\" y2=\"" << y << "\"/>\n";
     drawText(legendBegin + 44, y + 4, "start", line.variant.empty() ? line.way : line.way + ", " + line.variant);
   }

@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int lives = 25;
-constexpr int snapshots = 7;
+constexpr int snapshots = 15;
 constexpr std::chrono::minutes programTime(10);
 
 double millisecondsOf(const std::function<void()>& work) {
