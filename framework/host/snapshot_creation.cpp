@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <iostream>
+#include <map>
 #include <utility>
 
 #include "snapshot_removal.h"
@@ -22,12 +23,13 @@ dev_t fileSystemOf(const std::string& path) {
 
 // The split writes to the file system that holds the volume's file, which would wait for its own thaw.
 void requireVolumesOutside(const Snapshot& snapshot) {
+  std::map<dev_t, std::string> frozen;
+  for (const SnapshotNode& node : snapshot.nodes) frozen.emplace(fileSystemOf(node.mountPoint), node.mountPoint);
   for (const SnapshotNode& node : snapshot.nodes) {
-    for (const SnapshotNode& frozen : snapshot.nodes) {
-      if (fileSystemOf(node.volume.volumeFile) == fileSystemOf(frozen.mountPoint)) {
-        throw HostError("the volume of " + node.mountPoint + " lies on " + frozen.mountPoint +
-                        ", which is to be frozen with it");
-      }
+    const auto found = frozen.find(fileSystemOf(node.volume.volumeFile));
+    if (found != frozen.end()) {
+      throw HostError("the volume of " + node.mountPoint + " lies on " + found->second +
+                      ", which is to be frozen with it");
     }
   }
 }
