@@ -67,7 +67,7 @@ class UnfrozenCopy {
 Numbers copyOneAfterAnother(WriterProcess& writer) {
   constexpr int numbersBetween = 3;
   std::list<UnfrozenCopy> copies;
-  for (const std::string& mountPoint : kMountPoints) {
+  for (const std::string& mountPoint : ledgerMountPoints) {
     copies.emplace_back(mountPoint);
     writer.waitForNumbers(numbersBetween);
   }

@@ -14,13 +14,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kQmfi = "/usr/bin/qmfi";
-constexpr const char* kDevice = "/dev/qm/dsk/dg1/archive";
-constexpr const char* kMountPoint = "/mnt/archive";
-constexpr int kFiles = 64;
+constexpr const char* qmfiProgram = "/usr/bin/qmfi";
+constexpr const char* archiveDevice = "/dev/qm/dsk/dg1/archive";
+constexpr const char* mountPoint = "/mnt/archive";
+constexpr int fileCount = 64;
 
 std::string fileName(int number) {
-  return std::string(kMountPoint) + "/file" + std::to_string(number);
+  return std::string(mountPoint) + "/file" + std::to_string(number);
 }
 
 // Different in every file, and longer than a block.
@@ -32,14 +32,14 @@ std::string content(int number) {
 }
 
 void writeFiles() {
-  for (int number = 1; number <= kFiles; ++number) {
+  for (int number = 1; number <= fileCount; ++number) {
     std::ofstream file(fileName(number), std::ios::binary);
     if (!(file << content(number)).flush()) throw DemoError(fileName(number) + " could not be written");
   }
 }
 
 void compareFiles() {
-  for (int number = 1; number <= kFiles; ++number) {
+  for (int number = 1; number <= fileCount; ++number) {
     std::ifstream stream(fileName(number), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     if (text != content(number)) throw DemoError(fileName(number) + " is not as it was written");
@@ -54,8 +54,8 @@ class UnmountAtEnd {
   UnmountAtEnd& operator=(const UnmountAtEnd&) = delete;
   ~UnmountAtEnd() {
     std::error_code ignored;
-    runProgram({"/bin/umount", kMountPoint});
-    fs::remove(kMountPoint, ignored);
+    runProgram({"/bin/umount", mountPoint});
+    fs::remove(mountPoint, ignored);
   }
 };
 
@@ -65,14 +65,15 @@ void playResource(std::ostream& out) {
   const MachineState machine = machineState();
   {
     const UnmountAtEnd unmount;
-    mustRun({kQmfi, "resource", "format", "--force", kDevice});
-    mustRun({kQmfi, "resource", "online", kDevice, kMountPoint, "-o", "rw"});
+    mustRun({qmfiProgram, "resource", "format", "--force", archiveDevice});
+    mustRun({qmfiProgram, "resource", "online", archiveDevice, mountPoint, "-o", "rw"});
     writeFiles();
-    out << kDevice << " is formatted and mounted on " << kMountPoint << "; " << kFiles << " files are written.\n";
-    mustRun({kQmfi, "access", "disable", kMountPoint});
-    if (fs::exists(fileName(1))) throw DemoError(std::string(kMountPoint) + " is still mounted");
-    out << "Access to " << kMountPoint << " is disabled: it is unmounted.\n";
-    mustRun({kQmfi, "access", "enable", kMountPoint});
+    out << archiveDevice << " is formatted and mounted on " << mountPoint << "; " << fileCount
+        << " files are written.\n";
+    mustRun({qmfiProgram, "access", "disable", mountPoint});
+    if (fs::exists(fileName(1))) throw DemoError(std::string(mountPoint) + " is still mounted");
+    out << "Access to " << mountPoint << " is disabled: it is unmounted.\n";
+    mustRun({qmfiProgram, "access", "enable", mountPoint});
     compareFiles();
     out << "Access is enabled again, after a file system check: all files are as they were written.\n";
   }

@@ -51,7 +51,7 @@ void requireNothingLeft(const MachineState& before) {
 }
 
 const std::vector<std::string>& mountPoints() {
-  static const std::vector<std::string> list(kMountPoints.begin(), kMountPoints.end());
+  static const std::vector<std::string> list(ledgerMountPoints.begin(), ledgerMountPoints.end());
   return list;
 }
 

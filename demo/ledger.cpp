@@ -13,7 +13,7 @@ namespace demo {
 
 namespace {
 
-constexpr std::size_t kDigits = 20;
+constexpr std::size_t numberDigits = 20;
 
 std::string readFile(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
@@ -28,7 +28,7 @@ std::string numberFile(const std::string& tree) {
 
 std::string numberText(std::uint64_t number) {
   std::string digits = std::to_string(number);
-  return std::string(kDigits - digits.size(), '0') + digits + "\n";
+  return std::string(numberDigits - digits.size(), '0') + digits + "\n";
 }
 
 std::uint64_t readNumber(const std::string& tree) {
@@ -36,7 +36,7 @@ std::uint64_t readNumber(const std::string& tree) {
   if (text.empty() || text == std::string(text.size(), '\0')) return 0;
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || text.compare(0, kDigits + 1, numberText(number)) != 0) {
+  if (error != std::errc() || text.compare(0, numberDigits + 1, numberText(number)) != 0) {
     throw DemoError(numberFile(tree) + " holds something that was never written");
   }
   return number;
@@ -57,7 +57,7 @@ std::string contradiction(const Numbers& numbers, const std::vector<LogEntry>& l
                           Clock::time_point after) {
   for (const LogEntry& entry : log) {
     const std::uint64_t copied = numbers.at(entry.fileSystem);
-    const std::string number = std::to_string(entry.number) + " of " + kMountPoints.at(entry.fileSystem);
+    const std::string number = std::to_string(entry.number) + " of " + ledgerMountPoints.at(entry.fileSystem);
     if (entry.ended <= before && entry.number > copied) {
       return number + " was on the disk before the snapshot and is missing";
     }

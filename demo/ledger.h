@@ -12,11 +12,11 @@
 
 namespace demo {
 
-inline constexpr std::size_t kFileSystems = 3;
-inline const std::array<std::string, kFileSystems> kMountPoints = {"/mnt/orders", "/mnt/invoices", "/mnt/ledger"};
+inline constexpr std::size_t fileSystems = 3;
+inline const std::array<std::string, fileSystems> ledgerMountPoints = {"/mnt/orders", "/mnt/invoices", "/mnt/ledger"};
 
 using Clock = std::chrono::steady_clock;  // the same in every process
-using Numbers = std::array<std::uint64_t, kFileSystems>;
+using Numbers = std::array<std::uint64_t, fileSystems>;
 
 // One write, as the writer's log holds it: begun before the number was written, ended when it was on the disk.
 struct LogEntry {

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kPool = "/qmfs-pool/dg1";
+constexpr const char* poolDirectory = "/qmfs-pool/dg1";
 
 void addLines(const std::string& file, MachineState& state) {
   std::ifstream stream(file);
@@ -33,7 +33,7 @@ void addEntries(const std::string& directory, MachineState& state) {
 // Other testbeds use the same names on the same machine; the file system of the file behind the device tells ours.
 void addLoopDevices(MachineState& state) {
   struct stat pool {};
-  if (stat(kPool, &pool) != 0) return;
+  if (stat(poolDirectory, &pool) != 0) return;
   for (const auto& entry : fs::directory_iterator("/sys/block")) {
     const std::string name = entry.path().filename();
     if (!name.starts_with("loop") || !fs::exists(entry.path() / "loop")) continue;
@@ -52,7 +52,7 @@ MachineState machineState() {
   MachineState state;
   addLines("/etc/mtab", state);
   addLines("/proc/self/mounts", state);
-  for (const char* directory : {"/", "/mnt", "/dev/qm/dsk/dg1", "/dev/qm/rdsk/dg1", kPool})
+  for (const char* directory : {"/", "/mnt", "/dev/qm/dsk/dg1", "/dev/qm/rdsk/dg1", poolDirectory})
     addEntries(directory, state);
   addLoopDevices(state);
   return state;

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kWrongUsage = 2;
+constexpr int wrongUsage = 2;
 
 void play(const std::string& option, int rounds) {
   if (option == "--rounds") return demo::playRounds(std::cout, rounds);
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
   const bool valid = argc == 1 || (option == "--control" && argc == 2) || (option == "--rounds" && rounds > 0);
   if (!valid) {
     std::cerr << "usage: qmfs-demo [--rounds N | --control]\n";
-    return kWrongUsage;
+    return wrongUsage;
   }
   try {
     std::cout << std::unitbuf;

@@ -10,10 +10,10 @@ namespace demo {
 
 namespace {
 
-constexpr const char* kQmfi = "/usr/bin/qmfi";
+constexpr const char* qmfiProgram = "/usr/bin/qmfi";
 
 // Long enough for a busy machine; a freeze that lasts so long ends by itself.
-constexpr const char* kFreezeTimeout = "20";
+constexpr const char* freezeSeconds = "20";
 
 nlohmann::json parse(const std::string& text) {
   nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
@@ -24,7 +24,7 @@ nlohmann::json parse(const std::string& text) {
 }  // namespace
 
 TakenSnapshot::TakenSnapshot(const std::vector<std::string>& mountPoints) {
-  std::vector<std::string> words = {kQmfi, "snapshot", "create", "--json", "--freeze-timeout", kFreezeTimeout};
+  std::vector<std::string> words = {qmfiProgram, "snapshot", "create", "--json", "--freeze-timeout", freezeSeconds};
   words.insert(words.end(), mountPoints.begin(), mountPoints.end());
   const nlohmann::json json = parse(mustRun(words));
   m_id = json.at("id");
@@ -35,16 +35,16 @@ TakenSnapshot::TakenSnapshot(const std::vector<std::string>& mountPoints) {
 }
 
 TakenSnapshot::~TakenSnapshot() {
-  if (m_present) runProgram({kQmfi, "snapshot", "delete", m_id});
+  if (m_present) runProgram({qmfiProgram, "snapshot", "delete", m_id});
 }
 
 void TakenSnapshot::remove() {
   m_present = false;
-  mustRun({kQmfi, "snapshot", "delete", m_id});
+  mustRun({qmfiProgram, "snapshot", "delete", m_id});
 }
 
 std::size_t countSnapshots() {
-  return parse(mustRun({kQmfi, "snapshot", "list", "--json"})).size();
+  return parse(mustRun({qmfiProgram, "snapshot", "list", "--json"})).size();
 }
 
 }  // namespace demo

@@ -40,8 +40,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   const int log = open(argv[1], O_WRONLY | O_APPEND | O_CLOEXEC);
   const int progress = static_cast<int>(std::strtol(argv[2], nullptr, 10));
-  std::array<int, demo::kFileSystems> files;
-  for (std::size_t i = 0; i < files.size(); ++i) files[i] = makeFile(demo::numberFile(demo::kMountPoints[i]));
+  std::array<int, demo::fileSystems> files;
+  for (std::size_t i = 0; i < files.size(); ++i) files[i] = makeFile(demo::numberFile(demo::ledgerMountPoints[i]));
   for (std::uint64_t number = 1; stop == 0; ++number) {
     for (std::size_t i = 0; i < files.size(); ++i) {
       demo::LogEntry entry{i, number, Clock::now(), {}};

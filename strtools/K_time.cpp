@@ -5,11 +5,11 @@
 
 namespace {
 
-constexpr std::size_t kTimeTextSize = 26;
+constexpr std::size_t timeTextSize = 26;
 
 // Even a call with a null pointer says so when its buffer is too small: required.
 bool holdsTimeText(std::size_t size) {
-  if (size >= kTimeTextSize) return true;
+  if (size >= timeTextSize) return true;
   errno = ERANGE;
   return false;
 }

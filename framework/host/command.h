@@ -12,9 +12,9 @@
 
 namespace qmfi_host {
 
-inline constexpr int kSuccess = 0;
-inline constexpr int kFailure = 1;
-inline constexpr int kWrongUsage = 2;
+inline constexpr int success = 0;
+inline constexpr int failure = 1;
+inline constexpr int wrongUsage = 2;
 
 // What all commands share.
 struct Settings {

@@ -7,7 +7,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr long kForce = 0x10;
+constexpr long byForce = 0x10;
 
 // What a later command needs to mount the file systems again is remembered before they are unmounted.
 class AccessDisable : public Command {
@@ -21,7 +21,7 @@ class AccessDisable : public Command {
     LockedState state(settings);
     LoadedProvider loaded(settings);
     for (const std::string& mountPoint : m_mountPoints) disable(*loaded, state.store(), canonicalPath(mountPoint));
-    return kSuccess;
+    return success;
   }
 
  private:
@@ -55,7 +55,7 @@ class AccessDisable : public Command {
     kfi_subobj_list subObject{objectOf(device, ObjectKind::object), nullptr};
     kfi_node_subobj_list list{node.domain(), &subObject, nullptr};
     provider.run(node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
-      return calls.fi_pgn_disable_access(&list, m_force ? kForce : 0);
+      return calls.fi_pgn_disable_access(&list, m_force ? byForce : 0);
     });
   }
 

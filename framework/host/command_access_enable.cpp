@@ -16,7 +16,7 @@ class AccessEnable : public Command {
   int run(const Settings& settings, std::ostream& /*out*/) override {
     LockedState state(settings);
     for (const std::string& mountPoint : m_mountPoints) enable(settings, state.store(), canonicalPath(mountPoint));
-    return kSuccess;
+    return success;
   }
 
  private:

@@ -22,7 +22,7 @@ class CacheCommand : public Command {
     Node node(provider, mountPoint);
     node.initialise(&config);
     change(provider, node);
-    return kSuccess;
+    return success;
   }
 
  protected:

@@ -22,7 +22,7 @@ class Claim : public Command {
       out << "\n";
       allClaimed = allClaimed && answer.claimed;
     }
-    return allClaimed ? kSuccess : kFailure;
+    return allClaimed ? success : failure;
   }
 
  private:

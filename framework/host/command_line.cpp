@@ -16,7 +16,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr const char* kDescription =
+constexpr const char* description =
     "Takes snapshots of mounted file systems through a snapshot provider.\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage.";
 
@@ -70,17 +70,17 @@ int runCommand(Command& command, Settings& settings, std::ostream& out, std::ost
     return status;
   } catch (const UsageError& error) {
     printError(errors, error);
-    return kWrongUsage;
+    return wrongUsage;
   } catch (const std::exception& error) {
     printError(errors, error);
-    return kFailure;
+    return failure;
   }
 }
 
 }  // namespace
 
 int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors) {
-  CLI::App app(kDescription, "qmfi");
+  CLI::App app(description, "qmfi");
   Settings settings;
   std::optional<std::string> language;
   declareGlobalOptions(app, settings, language);
@@ -90,7 +90,7 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   try {
     app.parse(count, words);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error, out, errors) == 0 ? kSuccess : kWrongUsage;
+    return app.exit(error, out, errors) == 0 ? success : wrongUsage;
   }
   settings.language = language ? localeName(*language) : userLanguage();
   const DeferredSignals signals;

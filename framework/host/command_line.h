@@ -10,7 +10,7 @@
 namespace qmfi_host {
 
 // words: the command line with the program's name at its head. Results go to out, failures to errors. Returns the exit
-// status: kSuccess, kFailure or kWrongUsage.
+// status: success, failure or wrongUsage.
 int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors);
 
 }  // namespace qmfi_host

@@ -55,7 +55,7 @@ class ProviderShow : public Command {
     } else {
       printText(out, *list);
     }
-    return kSuccess;
+    return success;
   }
 
  private:

@@ -17,14 +17,14 @@ class Recover : public Command {
 
   int run(const Settings& settings, std::ostream& out) override {
     LockedState state(settings);
-    int status = kSuccess;
+    int status = success;
     for (Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
       try {
         recover(settings, state.store(), snapshot, out);
       } catch (const HostError& error) {
         printError(std::cerr, error);
-        status = kFailure;
+        status = failure;
       }
     }
     return status;

@@ -11,7 +11,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kFormatDevice = 0x1;
+constexpr int formatDevice = 0x1;
 
 // Whether the device holds a file system of the provider's own.
 bool isOwn(Provider& provider, std::string device) {
@@ -37,10 +37,10 @@ class ResourceFormat : public Command {
     char** paths = nullptr;
     int count = 0;
     (*loaded).run(m_device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
-      return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, kFormatDevice, &paths, &count);
+      return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, formatDevice, &paths, &count);
     });
     out << m_device << " formatted\n";
-    return kSuccess;
+    return success;
   }
 
  private:

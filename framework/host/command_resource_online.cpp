@@ -51,7 +51,7 @@ class ResourceOnline : public Command {
                                           &mounted.count);
     });
     for (int i = 0; i < mounted.count; ++i) out << mounted.paths[i] << "\n";
-    return kSuccess;
+    return success;
   }
 
  private:

@@ -19,7 +19,7 @@ class SnapshotCreate : public Command {
   void declare(CommandOptions& options) override {
     options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");
     options.text("--name", m_name, "NAME", "Name of the snapshot (default: its id)");
-    options.number("--freeze-timeout", m_freezeTimeout, kShortestFreezeTimeout, kLongestFreezeTimeout, "SECONDS",
+    options.number("--freeze-timeout", m_freezeTimeout, shortestFreezeTimeout, longestFreezeTimeout, "SECONDS",
                    "Time after which the kernel ends the freeze by itself (default: the provider's configuration)");
     options.flag("--json", m_json, "Print JSON");
   }
@@ -42,7 +42,7 @@ class SnapshotCreate : public Command {
       SnapshotRemoval(*loaded, splitter, state.store()).remove(snapshot);
       throw HostError("the output could not be written, so the snapshot was removed");
     }
-    return kSuccess;
+    return success;
   }
 
  private:

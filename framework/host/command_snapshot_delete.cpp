@@ -23,7 +23,7 @@ class SnapshotDelete : public Command {
     const ReflinkSplitter splitter;
     SnapshotRemoval(*loaded, splitter, state.store()).remove(snapshot);
     out << "snapshot " << snapshot.id << " deleted\n";
-    return kSuccess;
+    return success;
   }
 
  private:

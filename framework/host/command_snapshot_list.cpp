@@ -20,7 +20,7 @@ class SnapshotList : public Command {
     } else {
       printText(out, snapshots);
     }
-    return kSuccess;
+    return success;
   }
 
  private:

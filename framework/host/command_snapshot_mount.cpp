@@ -22,7 +22,7 @@ class SnapshotMount : public Command {
     const ReflinkSplitter splitter;
     mountSnapshot(*loaded, splitter, state.store(), snapshot);
     for (const SnapshotNode& node : snapshot.nodes) out << node.alternate << "\n";
-    return kSuccess;
+    return success;
   }
 
  private:

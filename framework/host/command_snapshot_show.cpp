@@ -21,7 +21,7 @@ class SnapshotShow : public Command {
     } else {
       printText(out, snapshot);
     }
-    return kSuccess;
+    return success;
   }
 
  private:

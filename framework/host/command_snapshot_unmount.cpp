@@ -23,7 +23,7 @@ class SnapshotUnmount : public Command {
     const ReflinkSplitter splitter;
     SnapshotRemoval(*loaded, splitter, state.store()).unmount(snapshot);
     out << "snapshot " << snapshot.id << " unmounted\n";
-    return kSuccess;
+    return success;
   }
 
  private:

@@ -5,7 +5,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr std::array kGroups = {
+constexpr std::array groups = {
     CommandGroup{"provider", "The snapshot provider"},
     CommandGroup{"snapshot", "Snapshots of mounted file systems"},
     CommandGroup{"resource", "Devices and the file systems on them"},
@@ -13,7 +13,7 @@ constexpr std::array kGroups = {
     CommandGroup{"cache", "How mounted file systems write"},
 };
 
-constexpr std::array kCommands = {
+constexpr std::array commands = {
     CommandEntry{"provider", "show", "Show what the provider says of itself", makeProviderShow},
     CommandEntry{"", "claim", "Ask the provider whether paths are its mounted file systems", makeClaim},
     CommandEntry{"snapshot", "create", "Take a snapshot of file systems, all at the same moment", makeSnapshotCreate},
@@ -34,11 +34,11 @@ constexpr std::array kCommands = {
 }  // namespace
 
 std::span<const CommandGroup> commandGroups() {
-  return kGroups;
+  return groups;
 }
 
 std::span<const CommandEntry> commandTable() {
-  return kCommands;
+  return commands;
 }
 
 }  // namespace qmfi_host

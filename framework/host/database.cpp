@@ -10,7 +10,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kBusyMilliseconds = 10000;
+constexpr int busyMilliseconds = 10000;
 
 [[noreturn]] void fail(sqlite3* handle) {
   throw HostError(std::string("the state store cannot be used: ") + sqlite3_errmsg(handle));
@@ -26,7 +26,7 @@ Database::Database(const std::filesystem::path& file) {
   const int result = sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, nullptr);
   m_handle.reset(handle);
   if (result != SQLITE_OK) fail(handle);
-  sqlite3_busy_timeout(handle, kBusyMilliseconds);
+  sqlite3_busy_timeout(handle, busyMilliseconds);
   execute("PRAGMA foreign_keys = ON; PRAGMA synchronous = FULL");
 }
 

@@ -10,12 +10,12 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int signalsThatEnd[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 sigset_t endingSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : kEndingSignals) sigaddset(&signals, signal);
+  for (const int signal : signalsThatEnd) sigaddset(&signals, signal);
   return signals;
 }
 
@@ -34,7 +34,7 @@ DeferredSignals::DeferredSignals() : m_blocked(endingSignals()) {}
 void DeferredSignals::throwIfPending() const {
   sigset_t pending;
   sigpending(&pending);
-  for (const int signal : kEndingSignals) {
+  for (const int signal : signalsThatEnd) {
     if (sigismember(&pending, signal) == 1) {
       throw HostError(std::string("interrupted by SIG") + sigabbrev_np(signal));
     }

@@ -14,8 +14,8 @@ std::chrono::seconds configuredFreezeTimeout(const std::string& provider) {
       store.getIntegerValue("QUIESCENCE_TIMEOUT", seconds) != 0) {
     return otherwise;
   }
-  return seconds >= kShortestFreezeTimeout && seconds <= kLongestFreezeTimeout ? std::chrono::seconds(seconds)
-                                                                               : otherwise;
+  return seconds >= shortestFreezeTimeout && seconds <= longestFreezeTimeout ? std::chrono::seconds(seconds)
+                                                                             : otherwise;
 }
 
 }  // namespace qmfi_host

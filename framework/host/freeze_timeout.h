@@ -7,8 +7,8 @@
 
 namespace qmfi_host {
 
-inline constexpr int kShortestFreezeTimeout = 1;
-inline constexpr int kLongestFreezeTimeout = 3600;
+inline constexpr int shortestFreezeTimeout = 1;
+inline constexpr int longestFreezeTimeout = 3600;
 
 // The time-out that the framework's configuration holds for a provider; two seconds where there is none or it lies
 // outside the range above.

@@ -9,9 +9,11 @@
 #include <sys/sysmacros.h>
 
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <thread>
 
 #include "host_error.h"
 
@@ -19,7 +21,8 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kAttempts = 1000;
+constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::milliseconds pauseBetweenAttempts(1);
 
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
@@ -99,7 +102,8 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
   settings.fd = static_cast<__u32>(backing.get());
   settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
   const std::string what = "the device " + device + " could not be attached to " + file;
-  for (int attempt = 1;; ++attempt) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  for (;;) {
     makeFreeNode(control, device);
     const Descriptor writable(open(device.c_str(), O_RDWR | O_CLOEXEC));
     if (writable.valid() && ioctl(writable.get(), LOOP_CONFIGURE, &settings) == 0) {
@@ -109,8 +113,9 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
     }
     const int reason = errno;
     unlink(device.c_str());
-    // Somebody else was quicker to take this one.
-    if (reason != EBUSY || attempt == kAttempts) throw systemError(what, reason);
+    // Somebody else was quicker to take this one; or a mount that came too late for its last file still holds it.
+    if (reason != EBUSY || std::chrono::steady_clock::now() > deadline) throw systemError(what, reason);
+    std::this_thread::sleep_for(pauseBetweenAttempts);
   }
 }
 

@@ -7,8 +7,8 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kStatusFailed = 6;
-constexpr int kInterfaceMajor = 7;
+constexpr int statusFailed = 6;
+constexpr int interfaceMajor = 7;
 
 }  // namespace
 
@@ -26,10 +26,10 @@ Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std
     m_entryPoints.fi_pgn_fini();
     throw ProviderError(error);
   }
-  if (version.kv_major != kInterfaceMajor) {
+  if (version.kv_major != interfaceMajor) {
     m_entryPoints.fi_pgn_fini();
     throw HostError(what + ": it speaks version " + std::to_string(version.kv_major) + " of the interface, not " +
-                    std::to_string(kInterfaceMajor));
+                    std::to_string(interfaceMajor));
   }
 }
 
@@ -39,7 +39,7 @@ Provider::~Provider() {
 
 void Provider::throwIfMessages(const std::string& what) {
   std::vector<ProviderMessage> messages = takeMessages();
-  if (!messages.empty()) throw ProviderError(what, kStatusFailed, std::move(messages), {});
+  if (!messages.empty()) throw ProviderError(what, statusFailed, std::move(messages), {});
 }
 
 ProviderError Provider::failure(const std::string& what, int status) {

@@ -13,10 +13,10 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr std::size_t kLongestName = 64;
+constexpr std::size_t longestName = 64;
 
-constexpr std::array<std::string_view, 9> kPhaseNames = {"preparing",  "freezing",  "attaching",  "mounting", "ready",
-                                                         "unmounting", "unmounted", "remounting", "deleting"};
+constexpr std::array<std::string_view, 9> phaseNames = {"preparing",  "freezing",  "attaching",  "mounting", "ready",
+                                                        "unmounting", "unmounted", "remounting", "deleting"};
 
 bool isNameCharacter(unsigned char character) {
   return std::isalnum(character) != 0 || character == '.' || character == '_' || character == '-';
@@ -25,13 +25,13 @@ bool isNameCharacter(unsigned char character) {
 }  // namespace
 
 std::string phaseName(Phase phase) {
-  return std::string(kPhaseNames.at(static_cast<std::size_t>(phase)));
+  return std::string(phaseNames.at(static_cast<std::size_t>(phase)));
 }
 
 Phase phaseOfName(const std::string& name) {
-  const auto* const found = std::find(kPhaseNames.begin(), kPhaseNames.end(), name);
-  if (found == kPhaseNames.end()) throw HostError("the state store holds a snapshot in the unknown phase " + name);
-  return static_cast<Phase>(found - kPhaseNames.begin());
+  const auto* const found = std::find(phaseNames.begin(), phaseNames.end(), name);
+  if (found == phaseNames.end()) throw HostError("the state store holds a snapshot in the unknown phase " + name);
+  return static_cast<Phase>(found - phaseNames.begin());
 }
 
 bool isAtRest(Phase phase) {
@@ -49,7 +49,7 @@ std::string newSnapshotId() {
 }
 
 void requireSnapshotName(const std::string& name) {
-  if (name.empty() || name.size() > kLongestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) {
+  if (name.empty() || name.size() > longestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) {
     throw UsageError("\"" + name + "\" cannot name a snapshot: 1 to 64 letters, digits, \".\", \"_\" and \"-\" do");
   }
 }

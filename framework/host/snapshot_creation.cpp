@@ -13,7 +13,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr const char* kFreezeTimeoutParameter = "qmfsFreezeTimeout";
+constexpr const char* freezeTimeoutParameter = "qmfsFreezeTimeout";
 
 dev_t fileSystemOf(const std::string& path) {
   struct stat status {};
@@ -52,7 +52,7 @@ Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
 void SnapshotCreation::initialiseNodes(const SnapshotRequest& request) {
   m_config.emplace(m_provider, request.group, ObjectKind::object);
   m_config->initialise(nullptr);
-  m_config->configure(kFreezeTimeoutParameter, std::to_string(request.freezeTimeout.count()));
+  m_config->configure(freezeTimeoutParameter, std::to_string(request.freezeTimeout.count()));
   for (const std::string& mountPoint : request.mountPoints) {
     m_nodes.emplace_back(m_provider, mountPoint).initialise(&*m_config);
   }

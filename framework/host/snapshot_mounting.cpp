@@ -10,7 +10,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kBringOnline = 1;
+constexpr int bringOnline = 1;
 
 bool isMounted(Provider& provider, Node& alternate) {
   int exists = 0;
@@ -27,7 +27,7 @@ void mountNode(Provider& provider, const VolumeSplitter& splitter, const Snapsho
   const std::unique_ptr<SnapshotDevice> device = splitter.attach(node.volume);
   alternate.storeState(node.alternateState);
   provider.run(node.alternate + " could not be mounted", [&](const ProviderEntryPoints& entryPoints) {
-    return entryPoints.fi_pgn_online(primary.domain(), alternate.domain(), kBringOnline, KFI_DISPOSITION_KEEP);
+    return entryPoints.fi_pgn_online(primary.domain(), alternate.domain(), bringOnline, KFI_DISPOSITION_KEEP);
   });
 }
 

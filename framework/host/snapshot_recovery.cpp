@@ -11,8 +11,8 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int kAttempts = 6;
-constexpr std::chrono::milliseconds kFirstWait(100);
+constexpr int attempts = 6;
+constexpr std::chrono::milliseconds firstWait(100);
 
 void takeDown(SnapshotRemoval& removal, Snapshot& snapshot) {
   if (snapshot.phase == Phase::unmounting || snapshot.phase == Phase::remounting) {
@@ -29,9 +29,9 @@ void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateSt
     for (const SnapshotNode& node : snapshot.nodes) thawFileSystem(node.mountPoint, node.volume.device);
   }
   SnapshotRemoval removal(provider, splitter, store);
-  auto wait = kFirstWait;
+  auto wait = firstWait;
   // A mount or unmount program of the killed host may still be at work, and nobody can wait for it but by trying again.
-  for (int attempt = 1; attempt < kAttempts; ++attempt, wait *= 2) {
+  for (int attempt = 1; attempt < attempts; ++attempt, wait *= 2) {
     try {
       return takeDown(removal, snapshot);
     } catch (const HostError&) {

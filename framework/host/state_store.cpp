@@ -9,7 +9,7 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr const char* kSchema = R"(
+constexpr const char* schema = R"(
   CREATE TABLE IF NOT EXISTS snapshot (
     id TEXT PRIMARY KEY, name TEXT NOT NULL UNIQUE, provider TEXT NOT NULL, created INTEGER NOT NULL,
     frozen_us INTEGER NOT NULL, phase TEXT NOT NULL);
@@ -22,7 +22,7 @@ constexpr const char* kSchema = R"(
     mount_point TEXT PRIMARY KEY, provider TEXT NOT NULL, device TEXT NOT NULL, state TEXT NOT NULL);
 )";
 
-constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::int64_t currentSchemaVersion = 1;
 
 std::int64_t schemaVersion(const Database& database) {
   Statement version(database, "PRAGMA user_version");
@@ -32,7 +32,7 @@ std::int64_t schemaVersion(const Database& database) {
 
 void makeSchema(Database& database) {
   Transaction transaction(database);
-  database.execute(kSchema);
+  database.execute(schema);
   database.execute("PRAGMA user_version = 1");
   transaction.commit();
 }
@@ -65,7 +65,7 @@ SnapshotNode readNode(Statement& row) {
 
 StateStore::StateStore(const std::filesystem::path& directory) : m_database(directory / "state.db") {
   // A store of a later version may mean other things by the same names.
-  if (schemaVersion(m_database) > kSchemaVersion) {
+  if (schemaVersion(m_database) > currentSchemaVersion) {
     throw HostError("the state store was made by a later version of qmfi");
   }
   if (schemaVersion(m_database) == 0) makeSchema(m_database);

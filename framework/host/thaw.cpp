@@ -18,10 +18,10 @@ namespace qmfi_host {
 namespace {
 
 // Of the file system's own driver. A freeze that it did not make is ended by the request that all file systems know.
-constexpr unsigned long kThaw = 0x514D4602;
+constexpr unsigned long thawRequest = 0x514D4602;
 
 // Answers of a thaw request when there is nothing to be thawed.
-constexpr std::array kNotFrozen = {EINVAL, ETIMEDOUT};
+constexpr std::array notFrozen = {EINVAL, ETIMEDOUT};
 
 bool isFileSystemOf(const Descriptor& directory, const std::string& device) {
   struct stat mounted {};
@@ -35,8 +35,8 @@ bool isFileSystemOf(const Descriptor& directory, const std::string& device) {
 void thawFileSystem(const std::string& mountPoint, const std::string& device) {
   const Descriptor directory(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory.valid() || !isFileSystemOf(directory, device)) return;
-  if (ioctl(directory.get(), kThaw, 0) == 0 || ioctl(directory.get(), FITHAW, 0) == 0) return;
-  if (std::find(kNotFrozen.begin(), kNotFrozen.end(), errno) == kNotFrozen.end()) {
+  if (ioctl(directory.get(), thawRequest, 0) == 0 || ioctl(directory.get(), FITHAW, 0) == 0) return;
+  if (std::find(notFrozen.begin(), notFrozen.end(), errno) == notFrozen.end()) {
     throw systemError("the file system on " + mountPoint + " could not be thawed");
   }
 }

@@ -16,7 +16,7 @@ namespace qmfi_runtime {
 namespace {
 
 // Nothing of the host's environment reaches a command, and what commands print is never translated.
-constexpr const char* kEnvironment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", nullptr};
+constexpr const char* environment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", nullptr};
 
 class SpawnFileActions {
  public:
@@ -86,20 +86,20 @@ ChildProcess::StartResult ChildProcess::start(const ProgramWords& words, const S
   actions.duplicate(streams.errors, STDERR_FILENO);
   actions.closeFrom(STDERR_FILENO + 1);
   error = actions.error();
-  if (error != 0) return StartResult::kNoResources;
+  if (error != 0) return StartResult::noResources;
 
   const SpawnAttributes attributes;
   pid_t pid = -1;
   error = posix_spawn(&pid, arguments[0], actions.get(), attributes.get(), arguments.data(),
-                      const_cast<char**>(kEnvironment));
-  if (error != 0) return StartResult::kNotStarted;
+                      const_cast<char**>(environment));
+  if (error != 0) return StartResult::notStarted;
   m_pid = pid;
   m_pidfd.reset(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  if (m_pidfd.valid()) return StartResult::kStarted;
+  if (m_pidfd.valid()) return StartResult::started;
   // A host that ignores SIGCHLD has its children reaped as they end, perhaps before they can be watched.
-  if (errno == ESRCH) return StartResult::kStarted;
+  if (errno == ESRCH) return StartResult::started;
   error = errno;
-  return StartResult::kNoResources;
+  return StartResult::noResources;
 }
 
 void ChildProcess::killGroup() const {
@@ -122,11 +122,11 @@ ChildEnd ChildProcess::reapWith(int options, int& status) {
   const auto child = static_cast<id_t>(m_pidfd.valid() ? m_pidfd.get() : m_pid);
   siginfo_t info{};
   const int result = TEMP_FAILURE_RETRY(waitid(kind, child, &info, options));
-  if (result != 0) return ChildEnd::kLost;
-  if (info.si_pid == 0) return ChildEnd::kRunning;
-  if (info.si_code != CLD_EXITED) return ChildEnd::kKilled;
+  if (result != 0) return ChildEnd::lost;
+  if (info.si_pid == 0) return ChildEnd::running;
+  if (info.si_code != CLD_EXITED) return ChildEnd::killed;
   status = info.si_status;
-  return ChildEnd::kExited;
+  return ChildEnd::exited;
 }
 
 void reapLater(std::list<ChildProcess>& children) noexcept {
@@ -140,7 +140,7 @@ void reapLeftovers() noexcept {
   const std::lock_guard guard(left.mutex);
   left.children.remove_if([](ChildProcess& child) {
     int status = 0;
-    return child.reap(status) != ChildEnd::kRunning;
+    return child.reap(status) != ChildEnd::running;
   });
 }
 

@@ -19,10 +19,10 @@ struct StandardStreams {
 };
 
 enum class ChildEnd {
-  kRunning,
-  kExited,  // by itself, with a status
-  kKilled,  // by a signal
-  kLost,    // ended, but the status went to somebody else: the host reaps any child or ignores SIGCHLD
+  running,
+  exited,  // by itself, with a status
+  killed,  // by a signal
+  lost,    // ended, but the status went to somebody else: the host reaps any child or ignores SIGCHLD
 };
 
 // A program in a process group of its own. Its owner reaps it or hands it to reapLater: a child that is just destroyed
@@ -30,14 +30,14 @@ enum class ChildEnd {
 class ChildProcess {
  public:
   enum class StartResult {
-    kStarted,
-    kNoResources,  // file actions or a descriptor to watch the child could not be had
-    kNotStarted,   // the program cannot be run
+    started,
+    noResources,  // file actions or a descriptor to watch the child could not be had
+    notStarted,   // the program cannot be run
   };
 
   // Starts the program named by the absolute path in the first word. It gets the three streams and no other descriptor,
   // the default action for every signal and none blocked, and a fixed environment. `error` is an errno value unless the
-  // child was started. May be called once. After kNoResources there may be a child nevertheless, to be killed.
+  // child was started. May be called once. After noResources there may be a child nevertheless, to be killed.
   StartResult start(const ProgramWords& words, const StandardStreams& streams, int& error);
 
   bool started() const { return m_pid > 0; }
@@ -48,7 +48,7 @@ class ChildProcess {
   // Kills the child and everything that it left in its group. Only for a child that has not been reaped.
   void killGroup() const;
 
-  // Reaps the child when it has ended; does not wait. `status` is set for kExited only. Anything but kRunning is final.
+  // Reaps the child when it has ended; does not wait. `status` is set for exited only. Anything but running is final.
   ChildEnd reap(int& status);
 
   // Reaps a child that has ended, as watchFd tells. Waits for a debugger of the host, which gets to know of it first.

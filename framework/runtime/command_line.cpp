@@ -7,19 +7,19 @@ namespace qmfi_runtime {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
-constexpr std::string_view kBar = "|";
+constexpr std::string_view blanks = " \t";
+constexpr std::string_view pipeBar = "|";
 
 }  // namespace
 
 std::optional<std::vector<ProgramWords>> parseCommandLine(std::string_view line) {
   if (line.find('\0') != std::string_view::npos) return std::nullopt;
   std::vector<ProgramWords> programs(1);
-  for (auto begin = line.find_first_not_of(kBlanks); begin != std::string_view::npos;
-       begin = line.find_first_not_of(kBlanks, begin)) {
-    const auto end = std::min(line.find_first_of(kBlanks, begin), line.size());
+  for (auto begin = line.find_first_not_of(blanks); begin != std::string_view::npos;
+       begin = line.find_first_not_of(blanks, begin)) {
+    const auto end = std::min(line.find_first_of(blanks, begin), line.size());
     const std::string_view word = line.substr(begin, end - begin);
-    if (word == kBar) {
+    if (word == pipeBar) {
       programs.emplace_back();
     } else {
       programs.back().emplace_back(word);

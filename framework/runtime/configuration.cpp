@@ -20,15 +20,15 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr const char* kBlanks = " \t\r\v\f";
-constexpr std::size_t kLargestStore = std::size_t{1} << 20;
+constexpr const char* blanks = " \t\r\v\f";
+constexpr std::size_t largestStore = std::size_t{1} << 20;
 
 // The whole text of a regular file; empty when it is missing, unreadable or too large.
 std::string readStore(const std::string& path) {
   const qmfi_runtime::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status;
   if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string text(kLargestStore + 1, '\0');
+  std::string text(largestStore + 1, '\0');
   std::size_t length = 0;
   while (length < text.size()) {
     const ssize_t count = read(file.get(), text.data() + length, text.size() - length);
@@ -37,7 +37,7 @@ std::string readStore(const std::string& path) {
     if (count == 0) break;
     length += static_cast<std::size_t>(count);
   }
-  text.resize(length <= kLargestStore ? length : 0);
+  text.resize(length <= largestStore ? length : 0);
   return text;
 }
 
@@ -46,18 +46,18 @@ std::string readStore(const std::string& path) {
 void importStore(const std::string& text, ACE_Configuration_Heap& heap) {
   ACE_Configuration_Section_Key section;
   for (const std::string& rawLine : CFiStringTool::tokenize(text, "\n")) {
-    const std::string line = CFiStringTool::trim(rawLine, kBlanks);
+    const std::string line = CFiStringTool::trim(rawLine, blanks);
     if (line.empty() || line.front() == ';' || line.front() == '#') continue;
     if (line.front() == '[') {
-      const std::string name = CFiStringTool::trim(line.substr(1, line.find(']') - 1), kBlanks);
+      const std::string name = CFiStringTool::trim(line.substr(1, line.find(']') - 1), blanks);
       section = ACE_Configuration_Section_Key();
       if (line.back() == ']') heap.open_section(heap.root_section(), name.c_str(), 1, section);
       continue;
     }
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) continue;
-    const std::string name = CFiStringTool::rtrim(line.substr(0, equals), kBlanks);
-    const std::string value = CFiStringTool::trim(line.substr(equals + 1), kBlanks);
+    const std::string name = CFiStringTool::rtrim(line.substr(0, equals), blanks);
+    const std::string value = CFiStringTool::trim(line.substr(equals + 1), blanks);
     if (!name.empty()) heap.set_string_value(section, name.c_str(), CFiStringTool::str2tstr(value));
   }
 }

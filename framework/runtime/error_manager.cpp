@@ -12,7 +12,7 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr std::size_t kMostKept = 64;
+constexpr std::size_t mostKept = 64;
 
 }  // namespace
 
@@ -88,7 +88,7 @@ int CFiErrorManager::pushError(const CFiMessageSPtr& message) {
     const std::lock_guard<std::mutex> lock(m_implementation->mutex);
     m_implementation->waiting.push_back(message);
     m_implementation->kept.push_front(message);
-    if (m_implementation->kept.size() > kMostKept) {
+    if (m_implementation->kept.size() > mostKept) {
       oldest.swap(m_implementation->kept.back());
       m_implementation->kept.pop_back();
     }

@@ -17,7 +17,7 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr const char* kRootLocale = "root";
+constexpr const char* rootLocale = "root";
 
 // The patterns of one bundle, by message identifier.
 struct Patterns {
@@ -73,7 +73,7 @@ bool readBundle(const std::string& package, const std::string& locale, Patterns&
       ures_openDirect(package.c_str(), locale.c_str(), &status));
   requireMemory(status);
   if (U_FAILURE(status)) return false;
-  patterns.locale = locale == kRootLocale ? icu::Locale::getRoot() : icu::Locale(locale.c_str());
+  patterns.locale = locale == rootLocale ? icu::Locale::getRoot() : icu::Locale(locale.c_str());
   while (ures_hasNext(bundle.get())) {
     int32_t length = 0;
     const char* id = nullptr;
@@ -127,10 +127,10 @@ CFiIcuMessageCatalog::CFiIcuMessageCatalog(const char* name, const char* locale)
   const std::string package = qmfi_runtime::catalogDirectory() + "/" + name;
   // The chain is followed here: ICU's own would try the process's default locale before the root.
   std::vector<std::string> chain;
-  for (std::string part = canonicalLocale(locale); !part.empty() && part != kRootLocale; part = parentLocale(part)) {
+  for (std::string part = canonicalLocale(locale); !part.empty() && part != rootLocale; part = parentLocale(part)) {
     chain.push_back(part);
   }
-  chain.emplace_back(kRootLocale);
+  chain.emplace_back(rootLocale);
   for (const std::string& part : chain) {
     Patterns patterns;
     if (readBundle(package, part, patterns)) m_implementation->bundles.push_back(std::move(patterns));

@@ -10,7 +10,7 @@ namespace qmfi_pdk_4_4 {
 namespace {
 
 // Languages come from outside, so not every one that was ever asked for is kept.
-constexpr std::size_t kMostCatalogs = 32;
+constexpr std::size_t mostCatalogs = 32;
 
 }  // namespace
 
@@ -40,7 +40,7 @@ CFiMessageCatalogSPtr CFiMessageCatalogManager::Implementation::catalog(const st
   if (!maker) return CFiMessageCatalogSPtr();
   CFiMessageCatalogSPtr made = maker->allocateCatalog(language.c_str());
   const std::lock_guard<std::mutex> lock(mutex);
-  if (maker.get() == factory.get() && catalogs.size() < kMostCatalogs) catalogs.emplace(language, made);
+  if (maker.get() == factory.get() && catalogs.size() < mostCatalogs) catalogs.emplace(language, made);
   return made;
 }
 

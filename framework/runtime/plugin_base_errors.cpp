@@ -12,14 +12,14 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr int kStatusNoMemory = CFI_ERROR_ALLOCATION;
+constexpr int statusNoMemory = CFI_ERROR_ALLOCATION;
 
 struct StatusText {
   int status;
   const char* text;
 };
 
-constexpr StatusText kStatusTexts[] = {
+constexpr StatusText statusTexts[] = {
     {0, "The operation was successful."},
     {1, "The provider could not be prepared for its first operation."},
     {2, "The provider does not support the operation."},
@@ -36,7 +36,7 @@ constexpr StatusText kStatusTexts[] = {
     {1088, "The device is already mounted on another mount point."},
 };
 
-constexpr const char* kOtherStatusText = "The operation failed with a status that has no description.";
+constexpr const char* otherStatusText = "The operation failed with a status that has no description.";
 
 void freeList(kfi_msg_info* list) {
   while (list != nullptr) {
@@ -73,9 +73,9 @@ MessageList makeRecord(const CFiMessage& message) {
 
 int CFiPluginBase::errMsg(int status, const char** text) {
   if (text == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
-  const auto* const found = std::find_if(std::begin(kStatusTexts), std::end(kStatusTexts),
+  const auto* const found = std::find_if(std::begin(statusTexts), std::end(statusTexts),
                                          [&](const StatusText& entry) { return entry.status == status; });
-  *text = found != std::end(kStatusTexts) ? found->text : kOtherStatusText;
+  *text = found != std::end(statusTexts) ? found->text : otherStatusText;
   return CFI_STATUS_SUCCESS;
 }
 
@@ -86,7 +86,7 @@ int CFiPluginBase::getLastError(kfi_msg_info** list) {
   // From the oldest to the newest, which comes first.
   for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
     MessageList record = makeRecord(**message);
-    if (record == nullptr) return kStatusNoMemory;
+    if (record == nullptr) return statusNoMemory;
     record->kmi_next = records.release();
     records = std::move(record);
   }
@@ -109,7 +109,7 @@ int CFiPluginBase::getLocaleMessage(int* length, kfi_msg_info* record, const cha
                                 ? m_catalogManager->getText(locale, m_catalogManager->allocateMessage(record))
                                 : qmfi_runtime::untranslatedText(*CFiIcuMessage::deserialize(record));
   char* const copy = ::strdup(found.c_str());
-  if (copy == nullptr) return kStatusNoMemory;
+  if (copy == nullptr) return statusNoMemory;
   *text = copy;
   *length = static_cast<int>(std::strlen(copy));
   return CFI_STATUS_SUCCESS;

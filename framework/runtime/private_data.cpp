@@ -9,7 +9,7 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr const char* kTargetParameter = "target";
+constexpr const char* targetParameter = "target";
 
 }  // namespace
 
@@ -56,7 +56,7 @@ void CFiPrivateData::setConfiguredTarget(std::string& target) {
 void CFiPrivateData::selectTargetFromConfigData() {
   const CFiConfigDataList* const data = m_configDataList[0].get();
   if (data == nullptr) return;
-  const auto parameter = data->find(kTargetParameter);
+  const auto parameter = data->find(targetParameter);
   if (parameter == data->end()) return;
   std::string target = CFiStringTool::tstr2str(parameter->second.value);
   if (std::find(m_targets.begin(), m_targets.end(), target) != m_targets.end()) setConfiguredTarget(target);

@@ -146,12 +146,12 @@ bool Pipeline::startProgram(const ProgramWords& program, const StandardStreams& 
   m_watched.push_back({child.watchFd(), POLLIN, 0});
   if (!child.started()) m_children.pop_back();
   switch (started) {
-    case ChildProcess::StartResult::kStarted:
+    case ChildProcess::StartResult::started:
       return true;
-    case ChildProcess::StartResult::kNoResources:
+    case ChildProcess::StartResult::noResources:
       fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, program, strerrordesc_np(error));
       break;
-    case ChildProcess::StartResult::kNotStarted:
+    case ChildProcess::StartResult::notStarted:
       fail(KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, program, strerrordesc_np(error));
       break;
   }
@@ -196,22 +196,22 @@ void Pipeline::captureRest() {
 
 // Collects the programs, all of which have ended; the last one decides.
 void Pipeline::reapAll() {
-  ChildEnd end = ChildEnd::kLost;
+  ChildEnd end = ChildEnd::lost;
   int status = 0;
   while (!m_children.empty()) {
     end = m_children.front().reapEnded(status);
     m_children.pop_front();
   }
   switch (end) {
-    case ChildEnd::kExited:
+    case ChildEnd::exited:
       m_result.exitStatus = status;
       if (status != 0) m_result.code = KFI_EXEC_PIPE_CMD_FAILED;
       return;
-    case ChildEnd::kKilled:
+    case ChildEnd::killed:
       m_result.code = KFI_EXEC_PIPE_CMD_KILLED;
       return;
-    case ChildEnd::kRunning:
-    case ChildEnd::kLost:
+    case ChildEnd::running:
+    case ChildEnd::lost:
       return fail(KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED, m_programs.back(), "its exit status was lost");
   }
 }
@@ -224,7 +224,7 @@ void Pipeline::endAll() noexcept {
   waitForEnd(Clock::now() + m_limits.grace);
   m_children.remove_if([](ChildProcess& child) {
     int status = 0;
-    return child.reap(status) != ChildEnd::kRunning;
+    return child.reap(status) != ChildEnd::running;
   });
   reapLater(m_children);
 }

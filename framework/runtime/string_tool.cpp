@@ -12,7 +12,7 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr const char* kWhiteSpace = " \t\n\v\f\r";
+constexpr const char* whiteSpace = " \t\n\v\f\r";
 
 }  // namespace
 
@@ -54,7 +54,7 @@ std::string CFiStringTool::vec2str(const std::vector<std::string>& elements, con
 
 int CFiStringTool::str2int(const std::string& text) {
   std::string_view digits(text);
-  digits.remove_prefix(std::min(digits.find_first_not_of(kWhiteSpace), digits.size()));
+  digits.remove_prefix(std::min(digits.find_first_not_of(whiteSpace), digits.size()));
   // A plus sign is understood here, but not by the conversion.
   const bool plus = digits.starts_with('+');
   if (plus) digits.remove_prefix(1);

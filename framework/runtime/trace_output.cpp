@@ -10,7 +10,7 @@ namespace qmfi_runtime {
 
 namespace {
 
-constexpr std::size_t kHeldBytes = std::size_t{1} << 20;
+constexpr std::size_t heldBytes = std::size_t{1} << 20;
 
 // What precedes each held record.
 struct HeldHead {
@@ -89,7 +89,7 @@ bool TraceOutput::hold(CFiTraceSink& sink, std::string_view record) noexcept {
 int TraceOutput::beginHolding() noexcept {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_used = 0;
-  const int error = m_memory.acquire(kHeldBytes);
+  const int error = m_memory.acquire(heldBytes);
   m_holding = true;
   for (int writers = m_writers; writers != 0; writers = m_writers) m_writers.wait(writers);
   return error;

@@ -18,7 +18,7 @@ namespace qmfi_runtime {
 namespace {
 
 // Enough for the longest head.
-constexpr std::size_t kHeadRoom = 96;
+constexpr std::size_t headRoom = 96;
 
 // Counts the forks that led to this process, so that what a thread remembers of its parent is not believed.
 std::atomic<unsigned> forks{1};
@@ -80,7 +80,7 @@ char* putTime(char* out) noexcept {
   return out;
 }
 
-// Writes what precedes the text; returns its length, at most kHeadRoom.
+// Writes what precedes the text; returns its length, at most headRoom.
 std::size_t putHead(char* const start, int level) noexcept {
   const ThreadNumbers& numbers = threadNumbers();
   char* out = putTime(start);
@@ -106,7 +106,7 @@ bool TraceRecord::format(int level, const char* format, ...) noexcept {
 }
 
 bool TraceRecord::vformat(int level, const char* format, std::va_list arguments) noexcept {
-  static_assert(sizeof m_inPlace > 2 * kHeadRoom);
+  static_assert(sizeof m_inPlace > 2 * headRoom);
   const int callersError = errno;
   const std::size_t head = putHead(m_inPlace, level);
   const std::size_t room = sizeof m_inPlace - head;

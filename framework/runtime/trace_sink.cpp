@@ -14,8 +14,8 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr mode_t kDirectoryMode = 0700;
-constexpr mode_t kFileMode = 0600;
+constexpr mode_t directoryMode = 0700;
+constexpr mode_t fileMode = 0600;
 
 // Required: the log may lie where others can write, so nothing is followed and nothing but an ordinary file is filled.
 bool isOrdinaryFile(int fd) {
@@ -27,11 +27,11 @@ bool isOrdinaryFile(int fd) {
 
 CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name) {
   if (!qmfi_runtime::isPlainName(name)) return;
-  mkdir(directory.c_str(), kDirectoryMode);
+  mkdir(directory.c_str(), directoryMode);
   // Without O_NONBLOCK a pipe under that name would block the open.
   const std::string path = directory + "/" + name + ".log";
   constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  qmfi_runtime::UniqueFd file(open(path.c_str(), flags, kFileMode));
+  qmfi_runtime::UniqueFd file(open(path.c_str(), flags, fileMode));
   if (file.valid() && isOrdinaryFile(file.get())) m_file = std::move(file);
 }
 

@@ -3,8 +3,8 @@
 
 namespace {
 
-constexpr const char* BLANK = " ";
-constexpr const char* MOUNT = "/bin/mount -t qmfs ";
+constexpr const char* blank = " ";
+constexpr const char* mountProgram = "/bin/mount -t qmfs ";
 
 template <typename... Pieces>
 std::string join(const Pieces&... pieces) {
@@ -16,48 +16,48 @@ std::string join(const Pieces&... pieces) {
 }  // namespace
 
 std::string mkdirCommand(const std::string& path) {
-  return join("/bin/mkdir -p ", BLANK, path);
+  return join("/bin/mkdir -p ", blank, path);
 }
 
 std::string rmdirCommand(const std::string& path) {
-  return join("/bin/rmdir ", BLANK, path);
+  return join("/bin/rmdir ", blank, path);
 }
 
 std::string mkfsCommand(const std::string& device) {
-  return join("/sbin/mkfs -t qmfs ", BLANK, device);
+  return join("/sbin/mkfs -t qmfs ", blank, device);
 }
 
 std::string fsckCommand(const std::string& device) {
-  return join("/sbin/fsck -y -t qmfs ", BLANK, device);
+  return join("/sbin/fsck -y -t qmfs ", blank, device);
 }
 
 std::string mountCommand(const std::string& device, const std::string& mountPoint, const std::string& options) {
-  const std::string optionPart = options.empty() ? std::string() : join("-o ", options, BLANK);
-  return join(MOUNT, BLANK, optionPart, device, BLANK, mountPoint);
+  const std::string optionPart = options.empty() ? std::string() : join("-o ", options, blank);
+  return join(mountProgram, blank, optionPart, device, blank, mountPoint);
 }
 
 std::string onlineMountCommand(const std::string& device, const std::string& mountPoint, const std::string& options) {
-  return join(MOUNT, BLANK, "-o ", options, BLANK, device, BLANK, mountPoint);
+  return join(mountProgram, blank, "-o ", options, blank, device, blank, mountPoint);
 }
 
 std::string snapshotMountCommand(const std::string& device, const std::string& mountPoint) {
-  return join(MOUNT, " -o ro ", device, BLANK, mountPoint);
+  return join(mountProgram, " -o ro ", device, blank, mountPoint);
 }
 
 std::string accessMountCommand(const std::string& device, const std::string& mountPoint, const std::string& options) {
-  return join(MOUNT, " -o ", options, BLANK, device, BLANK, mountPoint);
+  return join(mountProgram, " -o ", options, blank, device, blank, mountPoint);
 }
 
 std::string umountCommand(const std::string& mountPoint) {
-  return join("/bin/umount ", BLANK, mountPoint);
+  return join("/bin/umount ", blank, mountPoint);
 }
 
 std::string forcedUmountCommand(const std::string& program, const std::string& mountPoint) {
-  return join(program, " -o force ", BLANK, mountPoint);
+  return join(program, " -o force ", blank, mountPoint);
 }
 
 std::string fstypCommand(const std::string& program, const std::string& device) {
-  return join(program, BLANK, device);
+  return join(program, blank, device);
 }
 
 std::string fuserCommand(const std::string& mountPoint) {
@@ -65,15 +65,15 @@ std::string fuserCommand(const std::string& mountPoint) {
 }
 
 std::string mountListCommand() {
-  return MOUNT;
+  return mountProgram;
 }
 
 std::string cacheEnableCommand(const std::string& device, const std::string& mountPoint) {
-  return join("/bin/mount -t qmfs -o remount,log,mincache=closesync", BLANK, device, BLANK, mountPoint);
+  return join("/bin/mount -t qmfs -o remount,log,mincache=closesync", blank, device, blank, mountPoint);
 }
 
 std::string cacheDisableCommand(const std::string& device, const std::string& mountPoint) {
-  return join("/bin/mount -t qmfs -o remount,delaylog", BLANK, device, BLANK, mountPoint);
+  return join("/bin/mount -t qmfs -o remount,delaylog", blank, device, blank, mountPoint);
 }
 
 std::string installCheckCommand() {

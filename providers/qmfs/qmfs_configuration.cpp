@@ -5,10 +5,10 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr const char* SECTION = "QUIESCENCE_INFO";
-constexpr const char* TIMEOUT_KEY = "QUIESCENCE_TIMEOUT";
-constexpr const char* SERIAL_KEY = "QUIESCENCE_SERIAL_QUIESCENCE";
-constexpr TuningParameters DEFAULTS{2, 0};
+constexpr const char* configurationSection = "QUIESCENCE_INFO";
+constexpr const char* timeoutKey = "QUIESCENCE_TIMEOUT";
+constexpr const char* serialKey = "QUIESCENCE_SERIAL_QUIESCENCE";
+constexpr TuningParameters defaultParameters{2, 0};
 
 }  // namespace
 
@@ -18,28 +18,28 @@ TuningParameters CQmFSConfiguration::importConfigData() {
     return readSection();
   } catch (...) {
     trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData in catch - configData.quiescenceTimeout = %d",
-          DEFAULTS.quiescenceTimeout);
+          defaultParameters.quiescenceTimeout);
     trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData in catch - configData.allowSerialQuiescence = %d",
-          DEFAULTS.allowSerialQuiescence);
-    return DEFAULTS;
+          defaultParameters.allowSerialQuiescence);
+    return defaultParameters;
   }
 }
 
 TuningParameters CQmFSConfiguration::readSection() {
   ACE_Configuration_Section_Key section;
-  if (openSection(SECTION, section, 1) != 0) {
+  if (openSection(configurationSection, section, 1) != 0) {
     trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - configData.quiescenceTimeout = %d",
-          DEFAULTS.quiescenceTimeout);
+          defaultParameters.quiescenceTimeout);
     trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - configData.allowSerialQuiescence = %d",
-          DEFAULTS.allowSerialQuiescence);
-    return DEFAULTS;
+          defaultParameters.allowSerialQuiescence);
+    return defaultParameters;
   }
-  trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - Successfully opend section %s", SECTION);
+  trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - Successfully opend section %s", configurationSection);
   // Required: the two messages differ by a blank.
   const TuningParameters parameters{
-      readValue(TIMEOUT_KEY, DEFAULTS.quiescenceTimeout,
+      readValue(timeoutKey, defaultParameters.quiescenceTimeout,
                 "CQmFSConfiguration::importConfigData - could not find value for  "),
-      readValue(SERIAL_KEY, DEFAULTS.allowSerialQuiescence,
+      readValue(serialKey, defaultParameters.allowSerialQuiescence,
                 "CQmFSConfiguration::importConfigData - could not find value for "),
   };
   trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData From File - configData.quiescenceTimeout = %d",

@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr const char* MOUNT_TABLE = "/etc/mtab";
+constexpr const char* mountTable = "/etc/mtab";
 // The kernel hands out a table of its own by pages, but a stream would ask for a quarter of one at a time.
-constexpr std::size_t READ_SIZE = 16384;
+constexpr std::size_t readSize = 16384;
 
 struct TableCloser {
   void operator()(std::FILE* table) const { endmntent(table); }
@@ -88,7 +88,7 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
   if (value == nullptr) {
     return 0;
   }
-  std::array<char, READ_SIZE> readAhead;
+  std::array<char, readSize> readAhead;
   const std::unique_ptr<std::FILE, TableCloser> stream(setmntent(table, "r"));
   if (stream == nullptr) {
     return -1;
@@ -127,15 +127,15 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
 extern "C" {
 
 int qmfs_getmnt(const char* device, char** mountPoint, char** options) {
-  return searchMountTable(MOUNT_TABLE, MountTableKey::device, device, nullptr, mountPoint, options);
+  return searchMountTable(mountTable, MountTableKey::device, device, nullptr, mountPoint, options);
 }
 
 int qmfs_getsubobj(const char* mountPoint, char** device, char** options) {
-  return searchMountTable(MOUNT_TABLE, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, device, options);
+  return searchMountTable(mountTable, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, device, options);
 }
 
 int qmfs_check_claim(const char* mountPoint) {
-  return searchMountTable(MOUNT_TABLE, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, nullptr, nullptr);
+  return searchMountTable(mountTable, MountTableKey::mountPoint, mountPoint, QMFS_TYPE, nullptr, nullptr);
 }
 }
 

@@ -10,8 +10,8 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr long FORCED_UNMOUNT = 0x10;
-constexpr int ENABLE_NOTHING = 0x1;
+constexpr long forcedUnmount = 0x10;
+constexpr int enableNothing = 0x1;
 
 void requireList(const kfi_node_subobj_list* list, const char* text, const char* function, int line) {
   if (list == nullptr || list->kns_node == nullptr) {
@@ -47,7 +47,7 @@ int CQmFSPlugin::disableAccess(kfi_node_subobj_list* list, long flags) {
       kfi_domain* const node = element->kns_node;
       if (!isDisabled(*node)) {
         char* const name = node->fid_objid->vid_name;
-        const int status = QmFSUmount(name, (flags & FORCED_UNMOUNT) != 0);
+        const int status = QmFSUmount(name, (flags & forcedUnmount) != 0);
         if (status != 0) {
           trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
           return status;
@@ -62,7 +62,7 @@ int CQmFSPlugin::disableAccess(kfi_node_subobj_list* list, long flags) {
 int CQmFSPlugin::enableAccess(kfi_node_subobj_list* list, long /*flags*/, int /*level*/, int options) {
   const auto scope = traceScope("enableAccess");
   return guarded([&] {
-    if ((options & ENABLE_NOTHING) != 0) {
+    if ((options & enableNothing) != 0) {
       return 0;
     }
     requireList(list, "enableAccess(): Invalid subobj list", "enableAccess", __LINE__);

@@ -14,7 +14,7 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr const char* SOURCE_FILE = "qmfs_plugin_alttree.cpp";
+constexpr const char* sourceFile = "qmfs_plugin_alttree.cpp";
 
 // Required: only the first five characters of the provider's name decide.
 bool isOwnProvider(const char* provider) {
@@ -53,7 +53,7 @@ qmfi_objid* CQmFSPlugin::alternateIdentifier(const char* operation, const std::s
   if (object == nullptr) {
     const std::string text = std::string(operation) + " : Failed to get objid for :" + alternate;
     trace(CFI_TRACE_ERROR, "%s", text.c_str());
-    throw CFiError(CFI_ERROR_NO_OBJECT_IDENTIFIER, text, SOURCE_FILE, operation, __LINE__);
+    throw CFiError(CFI_ERROR_NO_OBJECT_IDENTIFIER, text, sourceFile, operation, __LINE__);
   }
   return object;
 }
@@ -63,7 +63,7 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
   const auto scope = traceScope("buildAltTree");
   return guarded([&] {
     if (domain == nullptr || fiid == nullptr) {
-      throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", SOURCE_FILE, "buildAltTree",
+      throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", sourceFile, "buildAltTree",
                      __LINE__);
     }
     if (domain->fid_provider == nullptr) {
@@ -72,7 +72,7 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
     if (!isOwnProvider(domain->fid_provider)) {
       const std::string text = std::string("buildAltTree() : Invalid prefix :") + domain->fid_provider;
       trace(CFI_TRACE_ERROR, "%s", text.c_str());
-      throw CFiError(CFI_ERROR_INVALID_PREFIX, text, SOURCE_FILE, "buildAltTree", __LINE__);
+      throw CFiError(CFI_ERROR_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
     }
     const char* const device = firstName(snapObjects, count);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
@@ -196,7 +196,7 @@ int CQmFSPlugin::reAccessAltNode(kfi_domain* /*domain*/, qmfi_objid* altObject, 
     struct stat status {};
     if (::stat(path, &status) != 0) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::reAccessAltNode : stat on %s failed with errno=[%d]", path, errno);
-      throw CFiError(CFI_ERROR_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, SOURCE_FILE,
+      throw CFiError(CFI_ERROR_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, sourceFile,
                      "reAccessAltNode", __LINE__);
     }
     return 0;

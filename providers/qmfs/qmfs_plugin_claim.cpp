@@ -11,8 +11,8 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr const char* WHITE_SPACE = " \n\t\r";
-constexpr const char* DEVICE_PREFIX = "/dev/";
+constexpr const char* whiteSpace = " \n\t\r";
+constexpr const char* devicePrefix = "/dev/";
 
 // Required: the group's identifier is asked for with the terminator counted.
 qmfi_objid* quiesceGroupIdentifier() {
@@ -38,8 +38,8 @@ int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     trace(CFI_TRACE_PROGRESS, "primaryObjid->vid_name : %s", name);
-    const std::string trimmed = CFiStringTool::trim(name, WHITE_SPACE);
-    if (trimmed.at(0) != '/' || trimmed.find(DEVICE_PREFIX) == 0) {
+    const std::string trimmed = CFiStringTool::trim(name, whiteSpace);
+    if (trimmed.at(0) != '/' || trimmed.find(devicePrefix) == 0) {
       trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", trimmed.c_str());
       return 0;
     }
@@ -95,8 +95,8 @@ int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
     if (device == nullptr || isParent == nullptr) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    std::string trimmed = CFiStringTool::trim(device, WHITE_SPACE);
-    if (trimmed.find(DEVICE_PREFIX) != 0) {
+    std::string trimmed = CFiStringTool::trim(device, whiteSpace);
+    if (trimmed.find(devicePrefix) != 0) {
       trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", trimmed.c_str());
       *isParent = 0;
       return 0;

@@ -11,14 +11,14 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr const char* WHITE_SPACE = " \n\t\r";
+constexpr const char* whiteSpace = " \n\t\r";
 
-constexpr std::array FSTYP_PROGRAMS = {
+constexpr std::array fstypPrograms = {
     "/opt/KRIBqmfs/sbin/fstyp", "/opt/KRIB/bin/fstyp", "/usr/lib/fs/qmfs/fstyp",
     "/usr/sbin/fstyp",          "/sbin/fstyp",         "/etc/fstyp",
 };
 
-constexpr std::array UMOUNT_PROGRAMS = {
+constexpr std::array umountPrograms = {
     "/opt/KRIB/bin/qmumount", "/sbin/fs/qmfs/qmumount",  "/usr/lib/fs/qmfs/qmumount",
     "/opt/KRIB/bin/umount",   "/usr/lib/fs/qmfs/umount", "/opt/KRIBqmfs/sbin/umount",
 };
@@ -138,14 +138,14 @@ std::string CQmFSPlugin::getFSType(const std::string& device) {
     trace(CFI_TRACE_WARNING, "command '%s' returned no fstype", command.c_str());
     return std::string();
   }
-  std::string type = CFiStringTool::rtrim(output.front(), WHITE_SPACE);
+  std::string type = CFiStringTool::rtrim(output.front(), whiteSpace);
   trace(CFI_TRACE_PROGRESS, "Found fstype for device : %s  as %s", device.c_str(), type.c_str());
   return type;
 }
 
 int CQmFSPlugin::getFSTypeLocation(std::string& path) {
   const auto scope = traceScope("getFSTypeLocation");
-  for (const char* const candidate : FSTYP_PROGRAMS) {
+  for (const char* const candidate : fstypPrograms) {
     trace(CFI_TRACE_DETAIL, "Searching for fstype cmd : %s", candidate);
     if (exists(candidate)) {
       path = candidate;
@@ -159,7 +159,7 @@ int CQmFSPlugin::getFSTypeLocation(std::string& path) {
 
 bool CQmFSPlugin::getUmountLocation(std::string& path) {
   const auto scope = traceScope("getUmountLocation");
-  for (const char* const candidate : UMOUNT_PROGRAMS) {
+  for (const char* const candidate : umountPrograms) {
     trace(CFI_TRACE_DETAIL, "Searching for umount cmd : %s", candidate);
     if (exists(candidate)) {
       path = candidate;

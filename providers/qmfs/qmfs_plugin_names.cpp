@@ -11,8 +11,8 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr const char* BLOCK_PREFIX = "/dev/qm/d";
-constexpr const char* RAW_PREFIX = "/dev/qm/rd";
+constexpr const char* blockPrefix = "/dev/qm/d";
+constexpr const char* rawPrefix = "/dev/qm/rd";
 
 // Required: the prefix may stand anywhere, but it is always the first characters that are replaced.
 void replacePrefix(std::string& device, const char* from, const char* to) {
@@ -38,12 +38,12 @@ int fipgn_get_objid(const char* name, qmfi_objid** object) {
 
 void CQmFSPlugin::convertBlockToRawDevice(std::string& device) {
   const auto scope = traceScope("convertBlockToRawDevice");
-  replacePrefix(device, BLOCK_PREFIX, RAW_PREFIX);
+  replacePrefix(device, blockPrefix, rawPrefix);
 }
 
 void CQmFSPlugin::convertRawToBlockDevice(std::string& device) {
   const auto scope = traceScope("convertRawToBlockDevice");
-  replacePrefix(device, RAW_PREFIX, BLOCK_PREFIX);
+  replacePrefix(device, rawPrefix, blockPrefix);
 }
 
 int CQmFSPlugin::createPathAndAllocBuffer(const ACE_String_Base<char>& path, char*** paths, int* count) {

@@ -11,7 +11,7 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr std::int32_t SUB_OBJECT_KIND = 3;
+constexpr std::int32_t subObjectKind = 3;
 
 void fillNodeRecord(kfi_domain* node) {
   node->fid_name = node->fid_objid->vid_name;
@@ -37,7 +37,7 @@ void CQmFSPlugin::attachQuiesceNode(kfi_domain* node) {
 int CQmFSPlugin::attachSubObject(CQmFSPrivateData& data, const char* device) {
   const ACE_String_Base<char> name = CFiStringTool::str2tstr(device);
   qmfi_objid* const identifier =
-      qmfi_get_objid(name.c_str(), static_cast<std::uint32_t>(name.length() + 1), SUB_OBJECT_KIND);
+      qmfi_get_objid(name.c_str(), static_cast<std::uint32_t>(name.length() + 1), subObjectKind);
   if (identifier == nullptr) {
     return QMFS_STATUS_FAILED;
   }

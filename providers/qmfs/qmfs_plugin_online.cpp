@@ -12,20 +12,20 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-enum OnlineMode : int { BRING_ONLINE = 1, TAKE_OFFLINE = 2 };
+enum OnlineMode : int { bringOnlineMode = 1, takeOfflineMode = 2 };
 
 }  // namespace
 
 int CQmFSPlugin::online(kfi_domain* /*domain*/, kfi_domain* node, int mode, kfi_disposition disposition) {
   const auto scope = traceScope("online");
   return guarded([&] {
-    if (mode != BRING_ONLINE && mode != TAKE_OFFLINE) {
+    if (mode != bringOnlineMode && mode != takeOfflineMode) {
       return 0;
     }
     if (objectName(node) == nullptr) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    return mode == BRING_ONLINE ? bringOnline(node) : takeOffline(node, disposition);
+    return mode == bringOnlineMode ? bringOnline(node) : takeOffline(node, disposition);
   });
 }
 
@@ -84,7 +84,7 @@ int CQmFSPlugin::dispose(kfi_domain* /*first*/, kfi_domain* node, kfi_splitnode*
                          kfi_disposition disposition) {
   const auto scope = traceScope("dispose");
   return guarded([&] {
-    return disposition == KFI_DISPOSITION_REMOVE ? online(nullptr, node, TAKE_OFFLINE, KFI_DISPOSITION_REMOVE) : 0;
+    return disposition == KFI_DISPOSITION_REMOVE ? online(nullptr, node, takeOfflineMode, KFI_DISPOSITION_REMOVE) : 0;
   });
 }
 

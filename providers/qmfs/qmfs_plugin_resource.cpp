@@ -13,11 +13,11 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr int FORMAT_DEVICE = 0x1;
-constexpr int MOUNT_ATTEMPTS = 2;
+constexpr int formatDevice = 0x1;
+constexpr int mountAttempts = 2;
 
 // Required: the text carries an option flag of its own, so the command has it twice.
-constexpr const char* DEFAULT_MOUNT_OPTIONS = " -o mincache=closesync ";
+constexpr const char* defaultMountOptions = " -o mincache=closesync ";
 
 // No type at all is ours too.
 bool isOwnType(const char* type) {
@@ -35,7 +35,7 @@ std::string mountOptionsOf(const char* options) {
   }
   const CFiFormatOptionList::Map parsed = CFiFormatOptionList::parse(options);
   const auto found = parsed.find("mountOptions");
-  return found != parsed.end() ? found->second : DEFAULT_MOUNT_OPTIONS;
+  return found != parsed.end() ? found->second : defaultMountOptions;
 }
 
 }  // namespace
@@ -48,7 +48,7 @@ int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type,
       trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    if ((flags & FORMAT_DEVICE) == 0) {
+    if ((flags & formatDevice) == 0) {
       return 0;
     }
     const char* const device = firstDevice(devices, count);
@@ -161,7 +161,7 @@ void CQmFSPlugin::mountResource(const std::string& device, const std::string& mo
       return;
     }
     trace(CFI_TRACE_WARNING, "CQMFS::onlineResource - mount command failed to mount device");
-    if (attempt == MOUNT_ATTEMPTS) {
+    if (attempt == mountAttempts) {
       trace(CFI_TRACE_ERROR, "Mount command failed with message '%s'.", message.c_str());
       dumpMountInformation(mountPoint, "");
       throw EFiExecPipe(error);

@@ -15,8 +15,8 @@ using namespace qmfi_pdk_4_4;
 namespace {
 
 // How often and after which first pause a busy device is tried again.
-constexpr int BUSY_RETRIES = 5;
-constexpr int FIRST_PAUSE_SECONDS = 2;
+constexpr int busyRetries = 5;
+constexpr int firstPauseSeconds = 2;
 
 std::string joined(const std::vector<std::string>& lines) {
   return CFiStringTool::vec2str(lines, "");
@@ -125,7 +125,7 @@ int CQmFSPlugin::QmFSUmount(char* mountPoint, bool force) {
   }
   if (says(attempt.output, "busy")) {
     trace(CFI_TRACE_WARNING, "Device to be unmounted is busy");
-    return umountRetry(CFiStringTool::str2tstr(attempt.command), BUSY_RETRIES, FIRST_PAUSE_SECONDS);
+    return umountRetry(CFiStringTool::str2tstr(attempt.command), busyRetries, firstPauseSeconds);
   }
   traceUmountFailure(attempt);
   trace(CFI_TRACE_ERROR, "unmount failed");
@@ -145,7 +145,7 @@ int CQmFSPlugin::umountWithoutForce(UmountAttempt& attempt) {
   }
   if (says(attempt.output, "busy")) {
     trace(CFI_TRACE_WARNING, "Device to be unmounted is busy");
-    return umountRetry(CFiStringTool::str2tstr(attempt.command), BUSY_RETRIES, FIRST_PAUSE_SECONDS);
+    return umountRetry(CFiStringTool::str2tstr(attempt.command), busyRetries, firstPauseSeconds);
   }
   trace(CFI_TRACE_ERROR, "unmount failed");
   dumpMountInformation(attempt.mountPoint, "");

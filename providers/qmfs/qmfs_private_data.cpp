@@ -17,7 +17,7 @@ using namespace qmfi_pdk_4_4;
 namespace {
 
 // Kind of the identifiers of sub-objects.
-constexpr std::int32_t SUB_OBJECT_KIND = 3;
+constexpr std::int32_t subObjectKind = 3;
 
 // An element of a node's state text: its tags, and where they first stand in a text, -1 for one that is missing.
 struct Element {
@@ -146,7 +146,7 @@ int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
   std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
   const std::pmr::string subObject(uncheckedText(text, elements.subObject), &memory);
   qmfi_objid* const identifier =
-      qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), SUB_OBJECT_KIND);
+      qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), subObjectKind);
   if (identifier != nullptr) {
     addSubObject(identifier);
   }

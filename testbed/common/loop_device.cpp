@@ -10,8 +10,10 @@
 
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/checked.h"
@@ -20,7 +22,8 @@ namespace testbed {
 
 namespace {
 
-constexpr int attemptsToAttach = 1000;
+constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::milliseconds pauseBetweenAttempts(1);
 constexpr int deepestStack = 8;
 
 std::string nodeOf(int number) {
@@ -54,7 +57,8 @@ LoopDevice attachLoopDevice(int backing) {
   loop_config settings{};
   settings.fd = static_cast<__u32>(backing);
   settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
-  for (int attempt = 1;; ++attempt) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  for (;;) {
     const int number = checked(ioctl(control.get(), LOOP_CTL_GET_FREE), "finding a free loop device");
     makeNode(number);
     const Descriptor writable(checked(open(nodeOf(number).c_str(), O_RDWR | O_CLOEXEC), "opening " + nodeOf(number)));
@@ -62,8 +66,10 @@ LoopDevice attachLoopDevice(int backing) {
       Descriptor handle(checked(open(nodeOf(number).c_str(), O_RDONLY | O_CLOEXEC), "opening " + nodeOf(number)));
       return {number, makedev(LOOP_MAJOR, number), std::move(handle)};
     }
-    // Somebody else on the machine was quicker to take this one.
-    if (errno != EBUSY || attempt == attemptsToAttach) checked(-1, "attaching " + nodeOf(number));
+    // Somebody else on the machine was quicker to take this one; or a mount that came too late for its last file still
+    // holds it.
+    if (errno != EBUSY || std::chrono::steady_clock::now() > deadline) checked(-1, "attaching " + nodeOf(number));
+    std::this_thread::sleep_for(pauseBetweenAttempts);
   }
 }
 

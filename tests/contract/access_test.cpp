@@ -7,8 +7,8 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
-constexpr std::uint32_t DISABLED = 0x40;
-constexpr std::uint32_t OTHER_BITS = 0x802;
+constexpr std::uint32_t disabledBit = 0x40;
+constexpr std::uint32_t otherBits = 0x802;
 
 // Nodes /0, /1, ... with their devices, as the framework lists them.
 class Access : public OperationsTest {
@@ -23,13 +23,13 @@ class Access : public OperationsTest {
   // Adds a node that is out of use: its device is not mounted.
   kfi_domain& addDisabled(const std::string& mountPoint, const std::string& device, const std::string& options = "rw") {
     kfi_domain& node = add(restoredNode(mountPoint, device, options), device);
-    node.fid_attr = DISABLED | OTHER_BITS;
+    node.fid_attr = disabledBit | otherBits;
     return node;
   }
   // Adds a node that is in use.
   kfi_domain& addMounted(const std::string& mountPoint, const std::string& device) {
     kfi_domain& node = add(mountedNode(mountPoint, device), device);
-    node.fid_attr = OTHER_BITS;
+    node.fid_attr = otherBits;
     return node;
   }
   kfi_node_subobj_list* list() { return m_elements.empty() ? nullptr : &m_elements.front(); }
@@ -57,8 +57,8 @@ TEST_F(Access, DisableUnmountsInListOrderAndMarksTheNodes) {
   EXPECT_EQ(0, disable());
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /b", "/bin/umount /a"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(unmounted("/b"), unmounted("/a"))));
-  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
 }
 
 TEST_F(Access, DisableUnmountsByForceOnlyWhenBitFourAsksForIt) {
@@ -76,8 +76,8 @@ TEST_F(Access, DisableUnmountsByForceOnlyWhenBitFourAsksForIt) {
 }
 
 TEST_F(Access, DisableOfNodesThatAreAllMarkedDoesNothing) {
-  addMounted("/a", "/dev/a").fid_attr = DISABLED;
-  addMounted("/b", "/dev/b").fid_attr = DISABLED | OTHER_BITS;
+  addMounted("/a", "/dev/a").fid_attr = disabledBit;
+  addMounted("/b", "/dev/b").fid_attr = disabledBit | otherBits;
   EXPECT_EQ(0, disable(0x10));
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
@@ -87,7 +87,7 @@ TEST_F(Access, DisableMarksANodeThatIsNotMounted) {
   kfi_domain& node = addDisabled("/a", "/dev/a");
   node.fid_attr = 0;
   EXPECT_EQ(0, disable());
-  EXPECT_EQ(DISABLED, node.fid_attr);
+  EXPECT_EQ(disabledBit, node.fid_attr);
   expectNothingDone();
 }
 
@@ -98,9 +98,9 @@ TEST_F(Access, DisableStopsAtTheFirstUnmountThatFailsAndLeavesTheRestUntouched) 
   programs.answerNext("/bin/umount", Answer());
   programs.answer("/bin/umount", Answer().complains("busy").exits(1));
   EXPECT_EQ(32, disable());
-  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(OTHER_BITS, second.fid_attr);
-  EXPECT_EQ(OTHER_BITS, third.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+  EXPECT_EQ(otherBits, second.fid_attr);
+  EXPECT_EQ(otherBits, third.fid_attr);
   EXPECT_EQ(traced(1, "Umount failed for /b"), trace().back());
   EXPECT_EQ("/bin/umount /b", programs.commands().back());
 
@@ -109,8 +109,8 @@ TEST_F(Access, DisableStopsAtTheFirstUnmountThatFailsAndLeavesTheRestUntouched) 
   programs.forget();
   EXPECT_EQ(0, disable());
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /b", "/bin/umount /c"));
-  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
-  EXPECT_EQ(DISABLED | OTHER_BITS, third.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, third.fid_attr);
 }
 
 TEST_F(Access, DisableReturnsSixWhenTheMountTableCannotBeRead) {
@@ -119,7 +119,7 @@ TEST_F(Access, DisableReturnsSixWhenTheMountTableCannotBeRead) {
   EXPECT_EQ(6, disable());
   EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /a"),
                                    traced(1, "Mount point entry lookup failed"), traced(1, "Umount failed for /a")));
-  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(otherBits, node.fid_attr);
   expectNothingDone();
 }
 
@@ -128,7 +128,7 @@ TEST_F(Access, DisableKeepsANodeClearWhoseUnmountThrows) {
   programs.answer("/bin/umount", Answer().complains("denied").exits(8));
   EXPECT_EQ(6, disable());
   expectExitStatusMessage(8);
-  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(otherBits, node.fid_attr);
 }
 
 TEST_F(Access, DisableWithoutAListOrItsFirstNodeIsAnError) {
@@ -147,7 +147,7 @@ TEST_F(Access, DisableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDon
   for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
     element(1).kns_node = invalid;
     EXPECT_EQ(3, disable());
-    EXPECT_EQ(OTHER_BITS, first.fid_attr);
+    EXPECT_EQ(otherBits, first.fid_attr);
     expectNothingDone();
   }
   EXPECT_THAT(trace(), IsEmpty());
@@ -155,13 +155,13 @@ TEST_F(Access, DisableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDon
 
 TEST_F(Access, DisableNeedsNoNameOfANodeThatIsMarkedAlready) {
   kfi_domain nameless{};
-  nameless.fid_attr = DISABLED;
+  nameless.fid_attr = disabledBit;
   kfi_domain& first = addMounted("/a", "/dev/a");
   addMounted("/b", "/dev/b");
   element(1).kns_node = &nameless;
   EXPECT_EQ(0, disable());
-  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(DISABLED, nameless.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit, nameless.fid_attr);
 }
 
 TEST_F(Access, DisableRefusesAMountPointThatACommandCannotCarry) {
@@ -194,13 +194,13 @@ TEST_F(Access, EnableChecksTheFileSystemBeforeEveryMountAndNeverAfter) {
               ElementsAre("/bin/mkdir -p /b", "/sbin/fsck -y -t qmfs /dev/b", "/bin/mount -t qmfs -o rw,log /dev/b /b",
                           "/bin/mkdir -p /a", "/sbin/fsck -y -t qmfs /dev/a", "/bin/mount -t qmfs -o ro /dev/a /a"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(enabled("/b", "/dev/b", "rw,log"), enabled("/a", "/dev/a", "ro"))));
-  EXPECT_EQ(OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_EQ(otherBits, second.fid_attr);
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Access, ANodeWithoutPrivateDataIsMountedReadOnly) {
-  add(node("/a"), "/dev/a").fid_attr = DISABLED;
+  add(node("/a"), "/dev/a").fid_attr = disabledBit;
   EXPECT_EQ(0, enable());
   EXPECT_EQ("/bin/mount -t qmfs -o ro /dev/a /a", programs.commands().back());
   EXPECT_EQ(traced(6, "As CFiPrivateDataSPtr is null, using readonly mount options"), trace()[1]);
@@ -214,7 +214,7 @@ TEST_F(Access, EnableKeepsTheOptionPartOfANodeWithoutOptions) {
 }
 
 TEST_F(Access, EnableMountsTheDeviceOfTheListNotThatOfThePrivateData) {
-  add(restoredNode("/a", "/dev/private"), "/dev/listed").fid_attr = DISABLED;
+  add(restoredNode("/a", "/dev/private"), "/dev/listed").fid_attr = disabledBit;
   EXPECT_EQ(0, enable());
   EXPECT_EQ("/bin/mount -t qmfs -o rw /dev/listed /a", programs.commands().back());
 }
@@ -224,7 +224,7 @@ TEST_F(Access, EnableWithBitZeroOfItsLastArgumentDoesNothing) {
   EXPECT_EQ(0, plugin.enable_access(list(), 0, 0, 1));
   EXPECT_EQ(0, plugin.enable_access(list(), 0x10, 3, 0x7));
   EXPECT_EQ(0, plugin.enable_access(nullptr, 0, 0, 1));
-  EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
   EXPECT_EQ(0, plugin.enable_access(list(), 0, 0, 0x6));
@@ -238,7 +238,7 @@ TEST_F(Access, EnableLeavesNodesAloneThatAreNotMarked) {
   element(0).subobjs = nullptr;
   EXPECT_EQ(0, enable());
   EXPECT_THAT(trace(), ElementsAreArray(enabled("/b", "/dev/b", "rw")));
-  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(otherBits, first.fid_attr);
 }
 
 TEST_F(Access, ADeviceMountedOnTheNodesOwnMountPointEndsTheWalkWithSuccessAndWithoutMountOrFsck) {
@@ -248,8 +248,8 @@ TEST_F(Access, ADeviceMountedOnTheNodesOwnMountPointEndsTheWalkWithSuccessAndWit
   EXPECT_EQ(0, enable());
   EXPECT_THAT(trace(), ElementsAre(lookedUp("/dev/a"), traced(3, "Device: /dev/a :: mount: /a"),
                                    traced(3, "Device {/dev/a} is already mounted")));
-  EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
   expectNothingDone();
 }
 
@@ -262,7 +262,7 @@ TEST_F(Access, ADeviceMountedOnAnotherMountPointEndsTheWalk) {
     EXPECT_EQ(1088, enable());
     EXPECT_THAT(trace(), ElementsAre(lookedUp("/dev/a"), traced(3, "Device: /dev/a :: mount: " + elsewhere),
                                      traced(1, "Device {/dev/a} is mounted on different mount point already")));
-    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
     expectNothingDone();
   }
 }
@@ -277,7 +277,7 @@ TEST_F(Access, EnableWithoutSubObjectsOfAMarkedNodeIsInvalid) {
     forget();
     EXPECT_EQ(3, enable());
     EXPECT_THAT(trace(), ElementsAre(traced(1, "list->subobjs list is null")));
-    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
     expectNothingDone();
   }
 }
@@ -311,7 +311,7 @@ TEST_F(Access, EachCommandOfEnableThatFailsEndsTheWalkAndKeepsTheMark) {
               trace().back());
     EXPECT_EQ(one.commands + 2, trace().size());
     expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "went wrong");
-    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
     programs.answer(one.program, Answer());
   }
 }
@@ -322,8 +322,8 @@ TEST_F(Access, ANodeEnabledBeforeAFailureStaysEnabled) {
   programs.answerNext("/sbin/fsck", Answer());
   programs.answer("/sbin/fsck", Answer().exits(4));
   EXPECT_EQ(6, enable());
-  EXPECT_EQ(OTHER_BITS, first.fid_attr);
-  EXPECT_EQ(DISABLED | OTHER_BITS, second.fid_attr);
+  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
 }
 
 TEST_F(Access, EnableWithoutAListOrItsFirstNodeIsAnError) {
@@ -337,13 +337,13 @@ TEST_F(Access, EnableWithoutAListOrItsFirstNodeIsAnError) {
 
 TEST_F(Access, EnableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDone) {
   kfi_domain nameless{};
-  nameless.fid_attr = DISABLED;
+  nameless.fid_attr = disabledBit;
   kfi_domain& first = addDisabled("/a", "/dev/a");
   addDisabled("/b", "/dev/b");
   for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
     element(1).kns_node = invalid;
     EXPECT_EQ(3, enable());
-    EXPECT_EQ(DISABLED | OTHER_BITS, first.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
     expectNothingDone();
   }
   EXPECT_THAT(trace(), IsEmpty());
@@ -355,7 +355,7 @@ TEST_F(Access, EnableNeedsNoNameOfANodeThatIsNotMarked) {
   addDisabled("/b", "/dev/b");
   element(1).kns_node = &nameless;
   EXPECT_EQ(0, enable());
-  EXPECT_EQ(OTHER_BITS, first.fid_attr);
+  EXPECT_EQ(otherBits, first.fid_attr);
 }
 
 TEST_F(Access, EnableRefusesNamesThatACommandCannotCarry) {
@@ -365,9 +365,9 @@ TEST_F(Access, EnableRefusesNamesThatACommandCannotCarry) {
     EXPECT_EQ(3, enable()) << "mount point " << path;
     added.subobjs->kso_objid = object(path);
     added.kns_node = &restoredNode("/usable", "/dev/a");
-    added.kns_node->fid_attr = DISABLED;
+    added.kns_node->fid_attr = disabledBit;
     EXPECT_EQ(3, enable()) << "device " << path;
-    EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
     expectNothingDone();
   }
 }
@@ -376,9 +376,9 @@ TEST_F(Access, DisabledNodesAreEnabledAgain) {
   programs.answer("/bin/umount", Answer().unmounts());
   kfi_domain& node = addMounted("/a", "/dev/a");
   EXPECT_EQ(0, disable());
-  EXPECT_EQ(DISABLED | OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
   EXPECT_EQ(0, enable());
-  EXPECT_EQ(OTHER_BITS, node.fid_attr);
+  EXPECT_EQ(otherBits, node.fid_attr);
 }
 
 }  // namespace

@@ -11,17 +11,17 @@ using ::testing::IsEmpty;
 
 const std::string DEVICE = "/dev/qm/dsk/dg1/vol1";
 
-const std::vector<std::string> UMOUNT_PROGRAMS = {"/opt/KRIB/bin/qmumount",    "/sbin/fs/qmfs/qmumount",
-                                                  "/usr/lib/fs/qmfs/qmumount", "/opt/KRIB/bin/umount",
-                                                  "/usr/lib/fs/qmfs/umount",   "/opt/KRIBqmfs/sbin/umount"};
-const std::vector<std::string> FSTYP_PROGRAMS = {
+const std::vector<std::string> umountPrograms = {"/opt/KRIB/bin/qmumount",    "/sbin/fs/qmfs/qmumount",
+                                                 "/usr/lib/fs/qmfs/qmumount", "/opt/KRIB/bin/umount",
+                                                 "/usr/lib/fs/qmfs/umount",   "/opt/KRIBqmfs/sbin/umount"};
+const std::vector<std::string> fstypPrograms = {
     "/opt/KRIBqmfs/sbin/fstyp", "/opt/KRIB/bin/fstyp", "/usr/lib/fs/qmfs/fstyp",
     "/usr/sbin/fstyp",          "/sbin/fstyp",         "/etc/fstyp"};
 
 class Commands : public OperationsTest {
  protected:
   void TearDown() override {
-    for (const auto& list : {UMOUNT_PROGRAMS, FSTYP_PROGRAMS}) {
+    for (const auto& list : {umountPrograms, fstypPrograms}) {
       for (const auto& program : list) programs.remove(program);
     }
     OperationsTest::TearDown();
@@ -66,48 +66,48 @@ TraceRecords searched(const char* kind, const std::vector<std::string>& candidat
 // Where programs are found.
 
 TEST_F(Commands, TheFirstUnmountProgramThatExistsIsUsed) {
-  for (std::size_t first = 0; first < UMOUNT_PROGRAMS.size(); ++first) {
-    ASSERT_EQ(first, installFrom(UMOUNT_PROGRAMS, first));
+  for (std::size_t first = 0; first < umountPrograms.size(); ++first) {
+    ASSERT_EQ(first, installFrom(umountPrograms, first));
     kfi_domain& node = mountedNode("/data", DEVICE);
     EXPECT_EQ(0, plugin.online(nullptr, &node, 2, 0));
-    EXPECT_THAT(programs.commands(), ElementsAre(UMOUNT_PROGRAMS[first] + " -o force /data"));
-    const std::string command = UMOUNT_PROGRAMS[first] + " -o force  /data";
+    EXPECT_THAT(programs.commands(), ElementsAre(umountPrograms[first] + " -o force /data"));
+    const std::string command = umountPrograms[first] + " -o force  /data";
     EXPECT_THAT(trace(), ElementsAreArray(joined(
                              TraceRecords{{6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /data"}},
-                             searched("umount", UMOUNT_PROGRAMS, first),
+                             searched("umount", umountPrograms, first),
                              TraceRecords{{3, "Command : " + command}, {6, "executeCommand - Command : " + command}})));
   }
 }
 
 TEST_F(Commands, TheFirstTypeProgramThatExistsIsUsed) {
-  for (std::size_t first = 0; first < FSTYP_PROGRAMS.size(); ++first) {
-    const std::size_t found = installFrom(FSTYP_PROGRAMS, first);
-    programs.answer(FSTYP_PROGRAMS[found], Answer().prints("qmfs"));
+  for (std::size_t first = 0; first < fstypPrograms.size(); ++first) {
+    const std::size_t found = installFrom(fstypPrograms, first);
+    programs.answer(fstypPrograms[found], Answer().prints("qmfs"));
     forget();
     EXPECT_EQ(0, isParent(DEVICE));
     EXPECT_EQ(1, parent);
-    EXPECT_THAT(programs.commands(), ElementsAre(FSTYP_PROGRAMS[found] + " " + DEVICE));
+    EXPECT_THAT(programs.commands(), ElementsAre(fstypPrograms[found] + " " + DEVICE));
     EXPECT_THAT(trace(),
-                ElementsAreArray(joined(searched("fstype", FSTYP_PROGRAMS, found),
+                ElementsAreArray(joined(searched("fstype", fstypPrograms, found),
                                         TraceRecords{{3, "Found fstype for device : " + DEVICE + "  as qmfs"}})));
   }
 }
 
 TEST_F(Commands, WithoutATypeProgramTheTypeIsUnknown) {
-  installFrom(FSTYP_PROGRAMS, FSTYP_PROGRAMS.size());
+  installFrom(fstypPrograms, fstypPrograms.size());
   EXPECT_EQ(0, isParent(DEVICE));
   EXPECT_EQ(0, parent);
-  EXPECT_THAT(trace(), ElementsAreArray(joined(searched("fstype", FSTYP_PROGRAMS, FSTYP_PROGRAMS.size()),
+  EXPECT_THAT(trace(), ElementsAreArray(joined(searched("fstype", fstypPrograms, fstypPrograms.size()),
                                                TraceRecords{{1, "fstype command is not installed"}})));
   expectNothingDone();
 }
 
 TEST_F(Commands, OnlyTheExistenceOfAProgramIsTested) {
-  writePlainFile(UMOUNT_PROGRAMS[0]);
-  writePlainFile(FSTYP_PROGRAMS[0]);
-  programs.install(UMOUNT_PROGRAMS[1]);
-  programs.install(FSTYP_PROGRAMS[1]);
-  programs.answer(FSTYP_PROGRAMS[1], Answer().prints("qmfs"));
+  writePlainFile(umountPrograms[0]);
+  writePlainFile(fstypPrograms[0]);
+  programs.install(umountPrograms[1]);
+  programs.install(fstypPrograms[1]);
+  programs.answer(fstypPrograms[1], Answer().prints("qmfs"));
 
   EXPECT_EQ(0, isParent(DEVICE));
   EXPECT_EQ(0, parent);
@@ -117,11 +117,11 @@ TEST_F(Commands, OnlyTheExistenceOfAProgramIsTested) {
 }
 
 TEST_F(Commands, ABrokenLinkIsNoProgram) {
-  std::filesystem::remove(FSTYP_PROGRAMS[0]);
-  std::filesystem::create_symlink("/nowhere", FSTYP_PROGRAMS[0]);
-  programs.install(FSTYP_PROGRAMS[1]);
+  std::filesystem::remove(fstypPrograms[0]);
+  std::filesystem::create_symlink("/nowhere", fstypPrograms[0]);
+  programs.install(fstypPrograms[1]);
   EXPECT_EQ(0, isParent(DEVICE));
-  EXPECT_THAT(programs.commands(), ElementsAre(FSTYP_PROGRAMS[1] + " " + DEVICE));
+  EXPECT_THAT(programs.commands(), ElementsAre(fstypPrograms[1] + " " + DEVICE));
 }
 
 // The type of a device.
@@ -130,7 +130,7 @@ TEST_F(Commands, ADeviceWhoseTypeProgramPrintsNothingHasNoType) {
   EXPECT_EQ(0, isParent(DEVICE));
   EXPECT_EQ(0, parent);
   EXPECT_THAT(trace(), ElementsAreArray(joined(
-                           searched("fstype", FSTYP_PROGRAMS, 0),
+                           searched("fstype", fstypPrograms, 0),
                            TraceRecords{{2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' returned no fstype"}})));
 }
 
@@ -152,7 +152,7 @@ TEST_F(Commands, TrailingWhiteSpaceOfAPrintedTypeIsRemoved) {
       {Answer().prints(" \t"), ""},
   };
   for (const Case& one : cases) {
-    programs.answer(FSTYP_PROGRAMS[0], one.answer);
+    programs.answer(fstypPrograms[0], one.answer);
     forget();
     EXPECT_EQ(0, isParent(DEVICE));
     EXPECT_EQ(one.type == "qmfs" ? 1 : 0, parent) << one.type;
@@ -171,7 +171,7 @@ TEST_F(Commands, ATypeProgramThatFailsGivesNoTypeAndNoError) {
       {Answer().complains("dying").diesOf(11), "dying"},
   };
   for (const Case& one : cases) {
-    programs.answer(FSTYP_PROGRAMS[0], one.answer);
+    programs.answer(fstypPrograms[0], one.answer);
     forget();
     EXPECT_EQ(0, isParent(DEVICE));
     EXPECT_EQ(0, parent);

@@ -12,8 +12,8 @@ using ::testing::StartsWith;
 
 const char* const device = "/dev/qm/dsk/dg1/vol1";
 
-constexpr kfi_op_providerstate STORE = 0;
-constexpr kfi_op_providerstate FETCH = 1;
+constexpr kfi_op_providerstate storeState = 0;
+constexpr kfi_op_providerstate fetchState = 1;
 
 // The text of a state; null members are left out.
 std::string stateText(const std::string& options, const std::string& subObject, const std::string& altObject = "") {
@@ -27,12 +27,12 @@ class NodeState : public StartedPlugin {
   int store(kfi_domain& domain, const std::string& text) {
     std::string buffer = text;
     kfi_blob blob{buffer.size() + 1, buffer.data(), 1};
-    return plugin.process_providerstate(&domain, &blob, STORE);
+    return plugin.process_providerstate(&domain, &blob, storeState);
   }
 
   std::string fetch(kfi_domain& domain) {
     kfi_blob blob{};
-    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, FETCH));
+    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, fetchState));
     EXPECT_EQ(1, blob.kb_encoding);
     if (blob.kb_buffer == nullptr) return "";
     const std::string text = blob.kb_buffer;
@@ -101,7 +101,7 @@ TEST_F(NodeState, EmptyMountOptionsBecomeEmpty) {
 TEST_F(NodeState, FetchedIsATextThatEndsInItsNul) {
   kfi_domain& domain = mountedNode("rw");
   kfi_blob blob{};
-  ASSERT_EQ(0, plugin.process_providerstate(&domain, &blob, FETCH));
+  ASSERT_EQ(0, plugin.process_providerstate(&domain, &blob, fetchState));
   const std::string text = stateText("rw", device);
   EXPECT_EQ(text.size() + 1, blob.kb_length);
   EXPECT_EQ(0, std::memcmp(text.c_str(), blob.kb_buffer, text.size() + 1));
@@ -207,7 +207,7 @@ TEST_F(NodeState, EndsAtItsNulWhateverItsLengthSays) {
     kfi_domain& domain = node("/mnt/" + std::to_string(length));
     std::string text = stateText("rw", device);
     kfi_blob blob{length, text.data(), 1};
-    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, STORE));
+    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, storeState));
     EXPECT_EQ(text, fetch(domain));
   }
 }
@@ -217,7 +217,7 @@ TEST_F(NodeState, OfLength0IsIgnored) {
   std::string text = stateText("rw", device);
   kfi_blob blob{0, text.data(), 1};
   forget();
-  EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, STORE));
+  EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, storeState));
   EXPECT_THAT(trace(), IsEmpty());
   EXPECT_THAT(subObjects(domain), IsEmpty());
 }
@@ -228,7 +228,7 @@ TEST_F(NodeState, OfAnotherEncodingIsIgnored) {
   for (const std::int32_t encoding : {0, 2, -1}) {
     kfi_blob blob{text.size() + 1, text.data(), encoding};
     forget();
-    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, STORE));
+    EXPECT_EQ(0, plugin.process_providerstate(&domain, &blob, storeState));
     EXPECT_THAT(trace(), ElementsAre(traced(2, "setNodeState() Blob uses non-string encoding.")));
   }
   EXPECT_THAT(subObjects(domain), IsEmpty());
@@ -237,29 +237,29 @@ TEST_F(NodeState, OfAnotherEncodingIsIgnored) {
 TEST_F(NodeState, WithoutBlobOrBufferIsACaughtError) {
   kfi_domain& domain = node("/mnt/a");
   kfi_blob empty{10, nullptr, 1};
-  EXPECT_EQ(6, plugin.process_providerstate(&domain, nullptr, STORE));
+  EXPECT_EQ(6, plugin.process_providerstate(&domain, nullptr, storeState));
   expectCaughtError(messages(), "processProviderState(): Invalid blob contents", "processProviderState");
-  EXPECT_EQ(6, plugin.process_providerstate(&domain, &empty, STORE));
+  EXPECT_EQ(6, plugin.process_providerstate(&domain, &empty, storeState));
   expectCaughtError(messages(), "processProviderState(): Invalid blob contents", "processProviderState");
 }
 
 TEST_F(NodeState, OfANodeWithoutASubObjectIsInvalidAndClearsTheBlob) {
   std::string stale = "stale";
   kfi_blob blob{6, stale.data(), 1};
-  EXPECT_EQ(3, plugin.process_providerstate(&node("/mnt/a"), &blob, FETCH));
+  EXPECT_EQ(3, plugin.process_providerstate(&node("/mnt/a"), &blob, fetchState));
   EXPECT_EQ(0u, blob.kb_length);
   EXPECT_EQ(nullptr, blob.kb_buffer);
 }
 
 TEST_F(NodeState, FetchedWithoutABlobIsInvalid) {
-  EXPECT_EQ(3, plugin.process_providerstate(&mountedNode("rw"), nullptr, FETCH));
+  EXPECT_EQ(3, plugin.process_providerstate(&mountedNode("rw"), nullptr, fetchState));
 }
 
 TEST_F(NodeState, FetchedWithoutMemoryForItIsACaughtError) {
   kfi_domain& domain = mountedNode("rw");
   importedCalls().failBuffer(stateText("rw", device).size() + 1);
   kfi_blob blob{};
-  EXPECT_EQ(6, plugin.process_providerstate(&domain, &blob, FETCH));
+  EXPECT_EQ(6, plugin.process_providerstate(&domain, &blob, fetchState));
   EXPECT_EQ(nullptr, blob.kb_buffer);
   const auto pushed = messages();
   ASSERT_EQ(1u, pushed.size());
@@ -270,7 +270,7 @@ TEST_F(NodeState, OfTheQuiesceGroupIsNone) {
   std::string stale = "stale";
   kfi_blob blob{6, stale.data(), 1};
   kfi_domain& group = node("qmfs-quiesce");
-  for (const kfi_op_providerstate operation : {STORE, FETCH, 2}) {
+  for (const kfi_op_providerstate operation : {storeState, fetchState, 2}) {
     EXPECT_EQ(0, plugin.process_providerstate(&group, &blob, operation));
     EXPECT_EQ(0, plugin.process_providerstate(&group, nullptr, operation));
   }
@@ -290,7 +290,7 @@ TEST_F(NodeState, OfAnotherOperationIsNothing) {
 TEST_F(NodeState, OfANodeWithoutANameIsInvalid) {
   kfi_domain unnamed{};
   kfi_blob blob{};
-  for (const kfi_op_providerstate operation : {STORE, FETCH, 2}) {
+  for (const kfi_op_providerstate operation : {storeState, fetchState, 2}) {
     EXPECT_EQ(3, plugin.process_providerstate(nullptr, &blob, operation));
     EXPECT_EQ(3, plugin.process_providerstate(&unnamed, &blob, operation));
   }

@@ -9,16 +9,16 @@ using ::testing::IsEmpty;
 
 const std::string DEVICE = "/dev/qm/dsk/dg1/snap1";
 
-constexpr int BRING_ONLINE = 1;
-constexpr int TAKE_OFFLINE = 2;
+constexpr int bringOnlineMode = 1;
+constexpr int takeOfflineMode = 2;
 
 class Online : public OperationsTest {
  protected:
   int bringOnline(kfi_domain& node, kfi_disposition disposition = 0) {
-    return plugin.online(nullptr, &node, BRING_ONLINE, disposition);
+    return plugin.online(nullptr, &node, bringOnlineMode, disposition);
   }
   int takeOffline(kfi_domain& node, kfi_disposition disposition) {
-    return plugin.online(nullptr, &node, TAKE_OFFLINE, disposition);
+    return plugin.online(nullptr, &node, takeOfflineMode, disposition);
   }
 };
 
@@ -135,13 +135,13 @@ TEST_F(Online, IsInvalidWithoutNodePrivateDataOrSubObject) {
   kfi_domain& withoutSubObject = node("/data");
   ASSERT_EQ(0, plugin.init_node(&withoutSubObject, nullptr, 0, nullptr));
   forget();
-  EXPECT_EQ(3, plugin.online(nullptr, nullptr, BRING_ONLINE, 0));
+  EXPECT_EQ(3, plugin.online(nullptr, nullptr, bringOnlineMode, 0));
   EXPECT_EQ(3, bringOnline(nameless));
   nameless.fid_objid = &emptyObject;
   EXPECT_EQ(3, bringOnline(nameless));
   EXPECT_EQ(3, bringOnline(node("/new")));
   EXPECT_EQ(3, bringOnline(withoutSubObject));
-  EXPECT_EQ(3, plugin.online(nullptr, nullptr, TAKE_OFFLINE, 1));
+  EXPECT_EQ(3, plugin.online(nullptr, nullptr, takeOfflineMode, 1));
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }

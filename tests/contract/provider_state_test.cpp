@@ -10,20 +10,20 @@ using ::testing::IsEmpty;
 
 const std::string DEVICE = "/dev/qm/dsk/dg1/vol1";
 
-constexpr kfi_op_providerstate STORE = 0;
-constexpr kfi_op_providerstate FETCH = 1;
+constexpr kfi_op_providerstate storeState = 0;
+constexpr kfi_op_providerstate fetchState = 1;
 
 class ProviderState : public OperationsTest {
  protected:
   int store(kfi_domain& node, std::string text) {
     kfi_blob blob{text.size() + 1, text.data(), 1};
-    return plugin.process_providerstate(&node, &blob, STORE);
+    return plugin.process_providerstate(&node, &blob, storeState);
   }
 };
 
 TEST_F(ProviderState, TheQuiesceGroupHasNone) {
   kfi_domain& group = node("qmfs-quiesce");
-  for (const kfi_op_providerstate operation : {STORE, FETCH, 7}) {
+  for (const kfi_op_providerstate operation : {storeState, fetchState, 7}) {
     EXPECT_EQ(0, plugin.process_providerstate(&group, nullptr, operation));
   }
   EXPECT_EQ(nullptr, group.fid_private);
@@ -33,7 +33,7 @@ TEST_F(ProviderState, TheQuiesceGroupHasNone) {
 
 TEST_F(ProviderState, OnlyTheExactNameIsTheGroup) {
   kfi_domain& other = node("qmfs-quiesce2");
-  EXPECT_EQ(6, plugin.process_providerstate(&other, nullptr, STORE));
+  EXPECT_EQ(6, plugin.process_providerstate(&other, nullptr, storeState));
   EXPECT_NE(nullptr, other.fid_private);
 }
 
@@ -63,7 +63,7 @@ TEST_F(ProviderState, StoringAnEmptyBlobPushesInvalidBlobContents) {
   kfi_domain& restored = node("/data");
   kfi_blob withoutBuffer{5, nullptr, 1};
   for (kfi_blob* const blob : {static_cast<kfi_blob*>(nullptr), &withoutBuffer}) {
-    EXPECT_EQ(6, plugin.process_providerstate(&restored, blob, STORE));
+    EXPECT_EQ(6, plugin.process_providerstate(&restored, blob, storeState));
     expectCaughtError(messages(), "processProviderState(): Invalid blob contents", "processProviderState");
   }
   EXPECT_THAT(trace(), IsEmpty());
@@ -75,12 +75,12 @@ TEST_F(ProviderState, ABlobOfLengthZeroOrOfAnotherEncodingChangesNothing) {
   std::string text = "<MNT_OPTS>ro</MNT_OPTS>\n<SUBOBJ>/dev/other</SUBOBJ>\n<ALTOBJ>/other</ALTOBJ>\n";
   kfi_blob empty{0, text.data(), 1};
   forget();
-  EXPECT_EQ(0, plugin.process_providerstate(&restored, &empty, STORE));
+  EXPECT_EQ(0, plugin.process_providerstate(&restored, &empty, storeState));
   EXPECT_THAT(trace(), IsEmpty());
   for (const std::int32_t encoding : {0, 2}) {
     kfi_blob binary{text.size() + 1, text.data(), encoding};
     forget();
-    EXPECT_EQ(0, plugin.process_providerstate(&restored, &binary, STORE));
+    EXPECT_EQ(0, plugin.process_providerstate(&restored, &binary, storeState));
     EXPECT_THAT(trace(), ElementsAre(traced(2, "setNodeState() Blob uses non-string encoding.")));
   }
   EXPECT_EQ(before, stateOf(restored));
@@ -92,7 +92,7 @@ TEST_F(ProviderState, TheBlobsTextEndsAtItsNulWhateverItsLength) {
   std::string text = "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>" + DEVICE + "</SUBOBJ>\n";
   text += std::string("\0<ALTOBJ>/behind</ALTOBJ>\n", 26);
   kfi_blob blob{1, text.data(), 1};
-  EXPECT_EQ(0, plugin.process_providerstate(&restored, &blob, STORE));
+  EXPECT_EQ(0, plugin.process_providerstate(&restored, &blob, storeState));
   EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>" + DEVICE + "</SUBOBJ>\n", stateOf(restored));
 }
 
@@ -127,7 +127,7 @@ TEST_F(ProviderState, ASubObjectWithoutAnIdentifierIsNotStored) {
   EXPECT_EQ(0, store(restored, "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ></SUBOBJ>\n"));
   EXPECT_THAT(subObjectsOf(restored), IsEmpty());
   kfi_blob blob{};
-  EXPECT_EQ(3, plugin.process_providerstate(&restored, &blob, FETCH));
+  EXPECT_EQ(3, plugin.process_providerstate(&restored, &blob, fetchState));
 }
 
 TEST_F(ProviderState, FetchingFillsTheBlobWithTheStateAndItsNul) {
@@ -136,7 +136,7 @@ TEST_F(ProviderState, FetchingFillsTheBlobWithTheStateAndItsNul) {
   forget();
   kfi_blob blob{99, nullptr, 77};
 
-  ASSERT_EQ(0, plugin.process_providerstate(&domain, &blob, FETCH));
+  ASSERT_EQ(0, plugin.process_providerstate(&domain, &blob, fetchState));
 
   const std::string text = "<MNT_OPTS>rw,log</MNT_OPTS>\n<SUBOBJ>" + DEVICE + "</SUBOBJ>\n";
   ASSERT_EQ(text.size() + 1, blob.kb_length);
@@ -152,9 +152,9 @@ TEST_F(ProviderState, FetchingFillsTheBlobWithTheStateAndItsNul) {
 TEST_F(ProviderState, AStateFetchedFromOneNodeIsRestoredInAnother) {
   kfi_domain& first = restoredNode("/first", DEVICE, "ro,delaylog", "/first_alt");
   kfi_blob blob{};
-  ASSERT_EQ(0, plugin.process_providerstate(&first, &blob, FETCH));
+  ASSERT_EQ(0, plugin.process_providerstate(&first, &blob, fetchState));
   kfi_domain& second = node("/second");
-  EXPECT_EQ(0, plugin.process_providerstate(&second, &blob, STORE));
+  EXPECT_EQ(0, plugin.process_providerstate(&second, &blob, storeState));
   EXPECT_EQ(std::string(blob.kb_buffer), stateOf(second));
   EXPECT_THAT(subObjectsOf(second), ElementsAre(DEVICE));
   framework.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
@@ -164,7 +164,7 @@ TEST_F(ProviderState, FetchingFromANodeWithoutASubObjectLeavesTheBlobCleared) {
   kfi_domain& fresh = node("/data");
   char old[] = "old";
   kfi_blob blob{sizeof old, old, 1};
-  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, FETCH));
+  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, fetchState));
   EXPECT_EQ(0u, blob.kb_length);
   EXPECT_EQ(nullptr, blob.kb_buffer);
   EXPECT_THAT(messages(), IsEmpty());
@@ -174,7 +174,7 @@ TEST_F(ProviderState, FetchingWithoutMemoryForTheBufferIsAnError) {
   kfi_domain& domain = restoredNode("/data", DEVICE);
   importedCalls().failBuffer(stateOf(domain).size() + 1);
   kfi_blob blob{9, nullptr, 1};
-  EXPECT_EQ(6, plugin.process_providerstate(&domain, &blob, FETCH));
+  EXPECT_EQ(6, plugin.process_providerstate(&domain, &blob, fetchState));
   const auto pushed = messages();
   ASSERT_EQ(1u, pushed.size());
   EXPECT_EQ("MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION", pushed[0].id);
@@ -185,10 +185,10 @@ TEST_F(ProviderState, FetchingWithoutMemoryForTheBufferIsAnError) {
 TEST_F(ProviderState, IsInvalidWithoutTheArgumentsThatItNeeds) {
   kfi_domain nameless{};
   kfi_blob blob{4, "old"_text, 1};
-  EXPECT_EQ(3, plugin.process_providerstate(nullptr, &blob, FETCH));
-  EXPECT_EQ(3, plugin.process_providerstate(&nameless, &blob, STORE));
+  EXPECT_EQ(3, plugin.process_providerstate(nullptr, &blob, fetchState));
+  EXPECT_EQ(3, plugin.process_providerstate(&nameless, &blob, storeState));
   kfi_domain& fresh = node("/data");
-  EXPECT_EQ(3, plugin.process_providerstate(&fresh, nullptr, FETCH));
+  EXPECT_EQ(3, plugin.process_providerstate(&fresh, nullptr, fetchState));
   EXPECT_EQ(nullptr, fresh.fid_private);
   EXPECT_EQ(4u, blob.kb_length);
   EXPECT_NE(nullptr, blob.kb_buffer);
@@ -200,8 +200,8 @@ TEST_F(ProviderState, IsInvalidAfterTheStop) {
   kfi_domain& fresh = node("/data");
   plugin.fini();
   kfi_blob blob{};
-  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, FETCH));
-  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, STORE));
+  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, fetchState));
+  EXPECT_EQ(3, plugin.process_providerstate(&fresh, &blob, storeState));
 }
 
 }  // namespace

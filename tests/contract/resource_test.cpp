@@ -11,11 +11,11 @@ using ::testing::IsEmpty;
 const std::string DEVICE = "/dev/qm/dsk/dg/vol1";
 
 // The time at which the clock is stopped, and its stamp.
-constexpr std::time_t NOW = 1794732330;
+constexpr std::time_t testTime = 1794732330;
 
 std::string temporaryMountPoint() {
   std::tm local{};
-  localtime_r(&NOW, &local);
+  localtime_r(&testTime, &local);
   char path[32];
   strftime(path, sizeof path, "/tmp_%d%m%Y%H%M%S", &local);
   return path;
@@ -27,7 +27,7 @@ class Format : public OperationsTest {
  protected:
   void SetUp() override {
     OperationsTest::SetUp();
-    importedCalls().stopClock(NOW);
+    importedCalls().stopClock(testTime);
     m_mountPoint = temporaryMountPoint();
     programs.answer("/bin/mkdir", Answer().makesDirectory());
     programs.answer("/bin/mount", Answer().mounts(DEVICE + " " + m_mountPoint + " qmfs rw 0 0"));

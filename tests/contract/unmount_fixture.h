@@ -8,19 +8,19 @@
 
 class UnmountTest : public OperationsTest {
  protected:
-  static constexpr const char* MOUNT_POINT = "/data";
-  static constexpr const char* PLAIN_PROGRAM = "/bin/umount";
-  static constexpr const char* FORCED_PROGRAM = "/opt/KRIB/bin/qmumount";
-  static constexpr const char* PLAIN = "/bin/umount  /data";
-  static constexpr const char* FORCED = "/opt/KRIB/bin/qmumount -o force  /data";
+  static constexpr const char* mountPoint = "/data";
+  static constexpr const char* plainProgram = "/bin/umount";
+  static constexpr const char* forcedProgram = "/opt/KRIB/bin/qmumount";
+  static constexpr const char* plainly = "/bin/umount  /data";
+  static constexpr const char* byForce = "/opt/KRIB/bin/qmumount -o force  /data";
 
   void SetUp() override {
     OperationsTest::SetUp();
-    table.add("/dev/qm/dsk/dg1/vol1", MOUNT_POINT);
+    table.add("/dev/qm/dsk/dg1/vol1", mountPoint);
   }
 
   int unmount(bool force) {
-    kfi_domain& mounted = node(MOUNT_POINT);
+    kfi_domain& mounted = node(mountPoint);
     kfi_node_subobj_list list{&mounted, nullptr, nullptr};
     return plugin.disable_access(&list, force ? 0x10 : 0);
   }

@@ -29,59 +29,59 @@ class BusyUnmount : public UnmountTest {
 };
 
 TEST_F(BusyUnmount, LeadsToFiveFurtherAttemptsWithDoubledWaitsAndThenReportsBusy) {
-  programs.answer(PLAIN_PROGRAM, Answer().complains("target is busy").exits(32));
+  programs.answer(plainProgram, Answer().complains("target is busy").exits(32));
   EXPECT_EQ(32, unmount(false));
   EXPECT_THAT(programs.commands(), ::testing::AllOf(::testing::SizeIs(6), Each("/bin/umount /data")));
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
-  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "target is busy"));
-  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "target is busy"));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "target is busy"));
+  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, plainly, 32, "target is busy"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(BusyUnmount, IsTriedAgainByForceWhenItWasForced) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("busy").exits(1));
+  programs.answer(forcedProgram, Answer().complains("busy").exits(1));
   EXPECT_EQ(32, unmount(true));
   EXPECT_THAT(programs.commands(),
               ::testing::AllOf(::testing::SizeIs(6), Each("/opt/KRIB/bin/qmumount -o force /data")));
-  TraceRecords expected = joined(lookedUp(true), firstFailure(FORCED, 1, "busy"));
-  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, FORCED, 1, "busy"));
+  TraceRecords expected = joined(lookedUp(true), firstFailure(byForce, 1, "busy"));
+  for (int i = 1; i <= 5; ++i) expected = joined(expected, attempt(i, byForce, 1, "busy"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
 }
 
 TEST_F(BusyUnmount, EndsWithTheFirstAttemptThatSucceeds) {
-  for (int i = 0; i < 3; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  for (int i = 0; i < 3; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   EXPECT_EQ(0, unmount(false));
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u));
-  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"),
-                                               attempt(1, PLAIN, 32, "busy"), attempt(2, PLAIN, 32, "busy"),
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), firstFailure(plainly, 32, "busy"),
+                                               attempt(1, plainly, 32, "busy"), attempt(2, plainly, 32, "busy"),
                                                TraceRecords{slept(3), {3, "umount is successful."}})));
 }
 
 TEST_F(BusyUnmount, WhoseFifthAttemptFailsWithoutBusyIsAnError) {
-  for (int i = 0; i < 5; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
-  programs.answerNext(PLAIN_PROGRAM, Answer().complains("gone ").complains("wrong").exits(5));
+  for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
+  programs.answerNext(plainProgram, Answer().complains("gone ").complains("wrong").exits(5));
   EXPECT_EQ(6, unmount(false));
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
-  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"));
-  for (int i = 1; i <= 4; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "busy"));
-  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, attempt(5, PLAIN, 5, "gone wrong"))));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "busy"));
+  for (int i = 1; i <= 4; ++i) expected = joined(expected, attempt(i, plainly, 32, "busy"));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(expected, attempt(5, plainly, 5, "gone wrong"))));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "gone wrong");
 }
 
 TEST_F(BusyUnmount, GoesOnAfterAnAttemptThatFailsWithoutBusy) {
-  programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
-  programs.answerNext(PLAIN_PROGRAM, Answer().complains("odd").exits(7));
-  programs.answer(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
+  programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
+  programs.answerNext(plainProgram, Answer().complains("odd").exits(7));
+  programs.answer(plainProgram, Answer().complains("busy").exits(32));
   EXPECT_EQ(32, unmount(false));
-  TraceRecords expected = joined(lookedUp(false), firstFailure(PLAIN, 32, "busy"), attempt(1, PLAIN, 7, "odd"));
-  for (int i = 2; i <= 5; ++i) expected = joined(expected, attempt(i, PLAIN, 32, "busy"));
+  TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "busy"), attempt(1, plainly, 7, "odd"));
+  for (int i = 2; i <= 5; ++i) expected = joined(expected, attempt(i, plainly, 32, "busy"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
 }
 
 TEST_F(BusyUnmount, WhoseProgramDiesInTheLastAttemptIsAnErrorWithThatCode) {
-  for (int i = 0; i < 5; ++i) programs.answerNext(PLAIN_PROGRAM, Answer().complains("busy").exits(32));
-  programs.answerNext(PLAIN_PROGRAM, Answer().diesOf(15));
+  for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
+  programs.answerNext(plainProgram, Answer().diesOf(15));
   EXPECT_EQ(6, unmount(false));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_KILLED", "");
   const TraceRecords all = trace();

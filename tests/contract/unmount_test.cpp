@@ -12,18 +12,18 @@ using Unmount = UnmountTest;
 TEST_F(Unmount, PlainRunsUmount) {
   EXPECT_EQ(0, unmount(false));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
-  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), run(PLAIN))));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), run(plainly))));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Unmount, ForcedRunsTheFileSystemsOwnProgram) {
   EXPECT_EQ(0, unmount(true));
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
-  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), run(FORCED))));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), run(byForce))));
 }
 
 TEST_F(Unmount, ForcedWithoutTheFileSystemsProgramRunsUmount) {
-  programs.remove(FORCED_PROGRAM);
+  programs.remove(forcedProgram);
   EXPECT_EQ(0, unmount(true));
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false),
                                                TraceRecords{{6, "Searching for umount cmd : /opt/KRIB/bin/qmumount"},
@@ -33,7 +33,7 @@ TEST_F(Unmount, ForcedWithoutTheFileSystemsProgramRunsUmount) {
                                                             {6, "Searching for umount cmd : /usr/lib/fs/qmfs/umount"},
                                                             {6, "Searching for umount cmd : /opt/KRIBqmfs/sbin/umount"},
                                                             {2, "qmumount command is not installed"}},
-                                               run(PLAIN))));
+                                               run(plainly))));
 }
 
 TEST_F(Unmount, APathWithNoMountedDeviceIsSuccessWithoutAnyCommand) {
@@ -58,43 +58,43 @@ TEST_F(Unmount, FailsWhenTheMountTableCannotBeRead) {
 
 TEST_F(Unmount, AFailedUmountAfterWhichThePathIsNoLongerMountedIsSuccess) {
   const TraceRecords success = {{2, "unmountDevice - Device unmount was succesful"}};
-  programs.answer(PLAIN_PROGRAM, Answer().unmounts().complains("busy, ").complains("cannot write mtab").exits(16));
+  programs.answer(plainProgram, Answer().unmounts().complains("busy, ").complains("cannot write mtab").exits(16));
   EXPECT_EQ(0, unmount(false));
   EXPECT_THAT(trace(),
-              ElementsAreArray(joined(lookedUp(false), runAndFailed(PLAIN, 16, "busy, cannot write mtab"), success)));
+              ElementsAreArray(joined(lookedUp(false), runAndFailed(plainly, 16, "busy, cannot write mtab"), success)));
 
-  table.add("/dev/qm/dsk/dg1/vol1", MOUNT_POINT);
+  table.add("/dev/qm/dsk/dg1/vol1", mountPoint);
   forget();
-  programs.answer(FORCED_PROGRAM, Answer().unmounts().complains("usage: force").exits(2));
+  programs.answer(forcedProgram, Answer().unmounts().complains("usage: force").exits(2));
   EXPECT_EQ(0, unmount(true));
-  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 2, "usage: force"), success)));
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 2, "usage: force"), success)));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Unmount, AFailureThatIsNeitherBusyNorUsageThrowsTheExitStatus) {
-  programs.answer(PLAIN_PROGRAM, Answer().complains("not permitted").exits(32));
+  programs.answer(plainProgram, Answer().complains("not permitted").exits(32));
   EXPECT_EQ(6, unmount(false));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   EXPECT_THAT(trace(),
-              ElementsAreArray(joined(lookedUp(false), runAndFailed(PLAIN, 32, "not permitted"),
-                                      reported(PLAIN, 32, "not permitted"), TraceRecords{{1, "unmount failed"}})));
+              ElementsAreArray(joined(lookedUp(false), runAndFailed(plainly, 32, "not permitted"),
+                                      reported(plainly, 32, "not permitted"), TraceRecords{{1, "unmount failed"}})));
   expectExitStatusMessage(32);
   EXPECT_THAT(importedCalls().sleeps(), IsEmpty());
 }
 
 TEST_F(Unmount, AForcedFailureWithoutUsageThrowsTheExitStatusToo) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("cannot force").exits(9));
+  programs.answer(forcedProgram, Answer().complains("cannot force").exits(9));
   EXPECT_EQ(6, unmount(true));
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
   EXPECT_THAT(trace(),
-              ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 9, "cannot force"),
-                                      reported(FORCED, 9, "cannot force"), TraceRecords{{1, "unmount failed"}})));
+              ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 9, "cannot force"),
+                                      reported(byForce, 9, "cannot force"), TraceRecords{{1, "unmount failed"}})));
   expectExitStatusMessage(9);
 }
 
 TEST_F(Unmount, TheWordsAreLookedForAsTheyAreWritten) {
   for (const char* const text : {"Usage: qmumount", "USAGE", "Busy", "BUSY"}) {
-    programs.answer(FORCED_PROGRAM, Answer().complains(text).exits(5));
+    programs.answer(forcedProgram, Answer().complains(text).exits(5));
     programs.forget();
     EXPECT_EQ(6, unmount(true)) << text;
     expectExitStatusMessage(5);
@@ -103,12 +103,12 @@ TEST_F(Unmount, TheWordsAreLookedForAsTheyAreWritten) {
 }
 
 TEST_F(Unmount, APlainUmountThatPrintsAUsageTextIsNotRepeated) {
-  programs.answer(PLAIN_PROGRAM, Answer().complains("usage: umount").exits(1));
+  programs.answer(plainProgram, Answer().complains("usage: umount").exits(1));
   EXPECT_EQ(6, unmount(false));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   expectExitStatusMessage(1);
 
-  programs.remove(FORCED_PROGRAM);
+  programs.remove(forcedProgram);
   programs.forget();
   EXPECT_EQ(6, unmount(true));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
@@ -116,11 +116,11 @@ TEST_F(Unmount, APlainUmountThatPrintsAUsageTextIsNotRepeated) {
 }
 
 TEST_F(Unmount, TheThrownStatusIsZeroWhenTheProgramDidNotEndWithOne) {
-  programs.remove(PLAIN_PROGRAM);
+  programs.remove(plainProgram);
   EXPECT_EQ(6, unmount(false));
   const TraceRecord noStatus{2, "execPipe.Exec failed with errorCode [7] message "};
   EXPECT_THAT(trace(), ElementsAreArray(joined(
-                           lookedUp(false), run(PLAIN),
+                           lookedUp(false), run(plainly),
                            TraceRecords{{2, "executeCommand - Exec Pipe failed with error code [7] and message []"},
                                         noStatus,
                                         noStatus,
@@ -129,12 +129,12 @@ TEST_F(Unmount, TheThrownStatusIsZeroWhenTheProgramDidNotEndWithOne) {
 }
 
 TEST_F(Unmount, AProgramThatIsKilledIsAFailureWithStatusZero) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("dying").diesOf(9));
+  programs.answer(forcedProgram, Answer().complains("dying").diesOf(9));
   EXPECT_EQ(6, unmount(true));
   const TraceRecord killed{2, "execPipe.Exec failed with errorCode [12] message dying"};
   EXPECT_THAT(trace(),
               ElementsAreArray(
-                  joined(lookedUp(true), run(FORCED),
+                  joined(lookedUp(true), run(byForce),
                          TraceRecords{{2, "executeCommand - Exec Pipe failed with error code [12] and message [dying]"},
                                       killed,
                                       killed,
@@ -149,44 +149,44 @@ TEST_F(Unmount, AForcedUnmountWhoseUsageTextNamesForceThrows) {
                             Answer().complains("usage: qmumount").complains("  force").exits(22)};
   const char* const outputs[] = {"usage: qmumount [-o force]", "usage: qmumount  force"};
   for (int i = 0; i < 2; ++i) {
-    programs.answer(FORCED_PROGRAM, answers[i]);
+    programs.answer(forcedProgram, answers[i]);
     forget();
     EXPECT_EQ(6, unmount(true));
     EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
-    EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 22, outputs[i]),
+    EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, outputs[i]),
                                                  TraceRecords{{1, "Force unmount is not supported"}})));
     expectExitStatusMessage(22);
   }
 }
 
 TEST_F(Unmount, AForcedUnmountWhoseUsageTextDoesNotNameForceFallsBackToUmountOnce) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("usage: qmumount DIR").exits(22));
+  programs.answer(forcedProgram, Answer().complains("usage: qmumount DIR").exits(22));
   EXPECT_EQ(0, unmount(true));
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data"));
   EXPECT_THAT(trace(),
-              ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 22, "usage: qmumount DIR"), run(PLAIN))));
+              ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, "usage: qmumount DIR"), run(plainly))));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Unmount, AFallbackThatFailsAndLeavesNothingMountedIsSuccess) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("usage ").exits(22));
-  programs.answer(PLAIN_PROGRAM, Answer().unmounts().complains("no mtab").exits(16));
+  programs.answer(forcedProgram, Answer().complains("usage ").exits(22));
+  programs.answer(plainProgram, Answer().unmounts().complains("no mtab").exits(16));
   EXPECT_EQ(0, unmount(true));
   // The second command's lines come behind the first's.
-  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 22, "usage "),
-                                               runAndFailed(PLAIN, 16, "usage no mtab"),
+  EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, "usage "),
+                                               runAndFailed(plainly, 16, "usage no mtab"),
                                                TraceRecords{{2, "unmountDevice - Device unmount was succesful"}})));
 }
 
 TEST_F(Unmount, ABusyFallbackIsTriedAgainWithoutForce) {
-  programs.answer(FORCED_PROGRAM, Answer().complains("usage ").exits(22));
-  programs.answerNext(PLAIN_PROGRAM, Answer().complains("device is busy").exits(16));
+  programs.answer(forcedProgram, Answer().complains("usage ").exits(22));
+  programs.answerNext(plainProgram, Answer().complains("device is busy").exits(16));
   EXPECT_EQ(0, unmount(true));
   EXPECT_THAT(programs.commands(),
               ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data", "/bin/umount /data"));
   EXPECT_THAT(trace(),
-              ElementsAreArray(joined(lookedUp(true), runAndFailed(FORCED, 22, "usage "),
-                                      runAndFailed(PLAIN, 16, "usage device is busy"),
+              ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, "usage "),
+                                      runAndFailed(plainly, 16, "usage device is busy"),
                                       TraceRecords{{2, "Device to be unmounted is busy"},
                                                    {3, "Retrying umount... slept time '2' sec and retry attempt '1'."},
                                                    {3, "umount is successful."}})));
@@ -197,21 +197,21 @@ class FailedFallback : public UnmountTest {
  protected:
   // The trace of a forced unmount that fell back and failed, up to the dump.
   static TraceRecords beforeDump() {
-    return joined(lookedUp(true), runAndFailed(FORCED, 22, "usage "), runAndFailed(PLAIN, 3, "usage denied"),
+    return joined(lookedUp(true), runAndFailed(byForce, 22, "usage "), runAndFailed(plainly, 3, "usage denied"),
                   TraceRecords{{1, "unmount failed"}});
   }
 
   void SetUp() override {
     UnmountTest::SetUp();
-    programs.answer(FORCED_PROGRAM, Answer().complains("usage ").exits(22));
-    programs.answer(PLAIN_PROGRAM, Answer().complains("denied").exits(3));
+    programs.answer(forcedProgram, Answer().complains("usage ").exits(22));
+    programs.answer(plainProgram, Answer().complains("denied").exits(3));
   }
 };
 
 TEST_F(FailedFallback, DumpsWhatIsKnownAndThrowsTheExitStatus) {
   programs.answer("/sbin/fuser", Answer().prints("/data: ").prints("4711m"));
   programs.answer("/bin/mount", Answer().prints("/dev/a on /data").prints("/dev/b on /b"));
-  ASSERT_FALSE(std::filesystem::exists(MOUNT_POINT));
+  ASSERT_FALSE(std::filesystem::exists(mountPoint));
 
   EXPECT_EQ(6, unmount(true));
 
@@ -276,7 +276,7 @@ TEST_F(FailedFallback, ProbesThatAreMissingDoNotHideTheUnmountsStatus) {
 }
 
 TEST_F(FailedFallback, ItsStatusReplacesTheForcedOnes) {
-  programs.answer(PLAIN_PROGRAM, Answer().complains("denied").exits(4));
+  programs.answer(plainProgram, Answer().complains("denied").exits(4));
   EXPECT_EQ(6, unmount(true));
   expectExitStatusMessage(4);
 }

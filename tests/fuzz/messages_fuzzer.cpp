@@ -1,6 +1,7 @@
 // Messages with any identifiers and arguments: their text form there and back, and their texts in any language.
 #include <unicode/unistr.h>
 
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "cfimessagecatalog.h"
@@ -70,6 +71,18 @@ void checkSerialized(const CFiMessageSPtr& message) {
   require(asIcu(again).getArguments().size() == asIcu(message).getArguments().size(), "no argument is lost");
 }
 
+// The elements of a JSON array are the arguments, and texts are those that stand there; no other text has any.
+void checkArguments(const std::string& text, const CFiMessageSPtr& message) {
+  const auto list = nlohmann::json::parse(text, nullptr, false);
+  const std::vector<Formattable>& arguments = asIcu(message).getArguments();
+  require(arguments.size() == (list.is_array() ? list.size() : 0), "the arguments are the elements of the list");
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (!list[i].is_string()) continue;
+    const auto wanted = icu::UnicodeString::fromUTF8(list[i].get<std::string>());
+    require(arguments[i] == Formattable(wanted), "a text is an argument as it stands");
+  }
+}
+
 const CFiMessageCatalogManager& catalogs() {
   static CFiMessageCatalogManager manager;
   static const bool registered = [] {
@@ -100,9 +113,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto idCopy = exactCopy(id);
   CFiMessageSPtr message;
   if (fromRecord) {
-    const auto arguments = exactCopy(restBeforeNul(input));
+    const std::string text = restBeforeNul(input);
+    const auto arguments = exactCopy(text);
     kfi_msg_info record = recordOf(idCopy.get(), arguments.get());
     message = catalogs().allocateMessage(&record);
+    checkArguments(text, message);
   } else {
     const std::vector<Formattable> arguments = anyArguments(input);
     message = CFiMessageSPtr(new CFiIcuMessage(idCopy.get(), arguments.data(), static_cast<int>(arguments.size()),

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <set>
 
 #include "hostile_names.h"
@@ -30,9 +29,17 @@ const std::set<std::string> programs = {
     "/opt/KRIBqmfs/sbin/fstyp",
 };
 
-std::string withoutTime(const std::string& text) {
-  static const std::regex stamp("(_alt|/tmp_)[0-9]{14}");
-  return std::regex_replace(text, stamp, "$1TIME");
+// The text with TIME instead of the time stamps of generated names.
+std::string withoutTime(std::string text) {
+  constexpr std::size_t digits = 14;
+  for (const std::string& lead : {std::string("_alt"), std::string("/tmp_")}) {
+    for (std::size_t at = text.find(lead); at != std::string::npos; at = text.find(lead, at + 1)) {
+      const std::size_t begin = at + lead.size();
+      const std::size_t end = std::min(text.find_first_not_of("0123456789", begin), text.size());
+      if (end - begin == digits) text.replace(begin, digits, "TIME");
+    }
+  }
+  return text;
 }
 
 std::string firstArgument(const std::string& list) {

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* kSpare = "/dev/qm/dsk/dg1/spare";
+constexpr const char* spare = "/dev/qm/dsk/dg1/spare";
 
 using CommandsTest = HostTest;
 
@@ -52,8 +52,8 @@ TEST_F(CommandsTest, WrongUsageEndsWithTwo) {
       {{"snapshot", "create", "/mnt/a", "--name", "a b"},
        "qmfi: \"a b\" cannot name a snapshot: 1 to 64 letters, digits, \".\", \"_\" and \"-\" do\n"},
       {{"snapshot", "create", "/mnt/a", "/mnt/a/"}, "qmfi: /mnt/a is given twice\n"},
-      {{"resource", "online", kSpare, "relative"}, "qmfi: the mount point relative is not an absolute path\n"},
-      {{"resource", "online", kSpare, "/mnt/x", "-o", "rw;ro"}, "qmfi: mount options cannot hold a semicolon\n"},
+      {{"resource", "online", spare, "relative"}, "qmfi: the mount point relative is not an absolute path\n"},
+      {{"resource", "online", spare, "/mnt/x", "-o", "rw;ro"}, "qmfi: mount options cannot hold a semicolon\n"},
       {{"--provider", "../evil", "provider", "show"}, "qmfi: \"../evil\" is not the name of a provider\n"},
       {{"snapshot", "create", "/mnt/a", "--freeze-timeout", "0"},
        "--freeze-timeout: Value 0 not in range 1 to 3600\nRun with --help for more information.\n"},
@@ -125,7 +125,7 @@ TEST_F(CommandsTest, OtherUsersThanRootAreRefused) {
 
 // What mount says of a blank device is not ours to fix, so the text is compared up to it.
 TEST_F(CommandsTest, ErrorOfTheProviderIsShownWithItsIdentifierInTheUsersLanguage) {
-  const std::vector<std::string> words = {"resource", "online", kSpare, "/mnt/spare"};
+  const std::vector<std::string> words = {"resource", "online", spare, "/mnt/spare"};
   const auto withLanguage = [&](const std::string& language) {
     std::vector<std::string> all = {"--language", language};
     all.insert(all.end(), words.begin(), words.end());
@@ -148,12 +148,12 @@ TEST_F(CommandsTest, ErrorOfTheProviderIsShownWithItsIdentifierInTheUsersLanguag
 }
 
 TEST_F(CommandsTest, DeviceIsFormattedBroughtOnlineTakenOutOfUseAndBack) {
-  EXPECT_EQ(qmfi({"resource", "format", "--force", kSpare}).output, std::string(kSpare) + " formatted\n");
-  const auto online = qmfi({"resource", "online", kSpare, "/mnt/spare", "-o", "rw,noatime"});
+  EXPECT_EQ(qmfi({"resource", "format", "--force", spare}).output, std::string(spare) + " formatted\n");
+  const auto online = qmfi({"resource", "online", spare, "/mnt/spare", "-o", "rw,noatime"});
   EXPECT_EQ(online.output, "/mnt/spare\n");
   EXPECT_EQ(mountLines("/mnt/spare").size(), 1U);
-  EXPECT_EQ(qmfi({"resource", "online", kSpare, "/mnt/spare"}).output, "/mnt/spare\n");
-  const auto elsewhere = qmfi({"resource", "online", kSpare, "/mnt/elsewhere"});
+  EXPECT_EQ(qmfi({"resource", "online", spare, "/mnt/spare"}).output, "/mnt/spare\n");
+  const auto elsewhere = qmfi({"resource", "online", spare, "/mnt/elsewhere"});
   EXPECT_EQ(elsewhere.status, 1);
   EXPECT_THAT(elsewhere.output, StartsWith("qmfi: /dev/qm/dsk/dg1/spare could not be brought online: status 1088\n"));
   std::ofstream("/mnt/spare/file") << "kept";
@@ -182,7 +182,7 @@ TEST_F(CommandsTest, CacheModesAreSwitched) {
 }
 
 TEST_F(CommandsTest, NothingIsFormattedWithoutConsent) {
-  const auto unasked = qmfi({"resource", "format", kSpare});
+  const auto unasked = qmfi({"resource", "format", spare});
   EXPECT_EQ(unasked.status, 1);
   EXPECT_EQ(
       unasked.output,
@@ -193,12 +193,12 @@ TEST_F(CommandsTest, NothingIsFormattedWithoutConsent) {
 }
 
 TEST_F(CommandsTest, DeviceWithSomethingElseOnItIsFormattedByForceOnly) {
-  ASSERT_EQ(run({"/sbin/mkswap", kSpare}).status, 0);
-  const auto outcome = qmfi({"resource", "format", kSpare});
+  ASSERT_EQ(run({"/sbin/mkswap", spare}).status, 0);
+  const auto outcome = qmfi({"resource", "format", spare});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output,
             "qmfi: /dev/qm/dsk/dg1/spare holds something else (swap); --force formats it all the same\n");
-  EXPECT_EQ(qmfi({"resource", "format", "--force", kSpare}).status, 0);
+  EXPECT_EQ(qmfi({"resource", "format", "--force", spare}).status, 0);
 }
 
 }  // namespace

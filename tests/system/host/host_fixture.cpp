@@ -16,7 +16,7 @@ namespace host_test {
 
 namespace {
 
-constexpr const char* kQmfi = "/usr/bin/qmfi";
+constexpr const char* qmfiProgram = "/usr/bin/qmfi";
 
 Snapshot snapshotOf(const nlohmann::json& json) {
   Snapshot snapshot{json.at("id"), json.at("name"), json.at("frozen_us"), {}};
@@ -30,16 +30,16 @@ Snapshot snapshotOf(const nlohmann::json& json) {
 }  // namespace
 
 testbed_test::Outcome qmfi(std::vector<std::string> words, const std::vector<std::string>& variables) {
-  words.insert(words.begin(), kQmfi);
+  words.insert(words.begin(), qmfiProgram);
   return testbed_test::run(words, variables);
 }
 
 BackgroundQmfi::BackgroundQmfi(std::vector<std::string> words) {
-  words.insert(words.begin(), kQmfi);
+  words.insert(words.begin(), qmfiProgram);
   std::vector<char*> pointers;
   for (const auto& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
-  posix_spawn(&m_process, kQmfi, nullptr, nullptr, pointers.data(), environ);
+  posix_spawn(&m_process, qmfiProgram, nullptr, nullptr, pointers.data(), environ);
 }
 
 BackgroundQmfi::~BackgroundQmfi() {

@@ -1,6 +1,8 @@
 // Snapshots of real file systems through qmfi.
 // Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
 #include <fcntl.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -69,6 +71,20 @@ TEST_F(SnapshotTest, OfThreeFileSystemsHoldsWhatWasThereAtTheFreeze) {
     EXPECT_EQ(errno, EROFS);
   }
   remove(snapshot);
+}
+
+// As a mount does that came too late for the file that was behind the device.
+TEST_F(SnapshotTest, WaitsForAFreeLoopDeviceThatSomebodyStillHolds) {
+  const int control = open("/dev/loop-control", O_RDWR | O_CLOEXEC);
+  const std::string device = "/dev/loop" + std::to_string(ioctl(control, LOOP_CTL_GET_FREE));
+  close(control);
+  const int held = open(device.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
+  ASSERT_GE(held, 0);
+  BackgroundQmfi creation({"snapshot", "create", "/mnt/a", "--name", "late", "--freeze-timeout", "20"});
+  EXPECT_TRUE(waitForState("attaching"));
+  close(held);
+  EXPECT_EQ(creation.wait(), 0);
+  EXPECT_EQ(qmfi({"snapshot", "delete", "late"}).status, 0);
 }
 
 TEST_F(SnapshotTest, IsTakenFromUnderAWriter) {

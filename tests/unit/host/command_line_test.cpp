@@ -51,7 +51,7 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
   };
   for (const auto& words : cases) {
     const Outcome outcome = run(words);
-    EXPECT_EQ(outcome.status, kWrongUsage) << testing::PrintToString(words);
+    EXPECT_EQ(outcome.status, wrongUsage) << testing::PrintToString(words);
     EXPECT_EQ(outcome.out, "") << testing::PrintToString(words);
     EXPECT_NE(outcome.errors, "") << testing::PrintToString(words);
   }
@@ -59,7 +59,7 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
 
 TEST(CommandLine, HelpIsASuccess) {
   const Outcome outcome = run({"--help"});
-  EXPECT_EQ(outcome.status, kSuccess);
+  EXPECT_EQ(outcome.status, success);
   EXPECT_EQ(outcome.errors, "");
   for (const CommandGroup& group : commandGroups()) EXPECT_THAT(outcome.out, HasSubstr(group.name));
 }
@@ -70,7 +70,7 @@ TEST(CommandLine, EveryCommandHasHelpOfItsOwn) {
     std::vector<const char*> words = {command.name, "--help"};
     if (*command.group != '\0') words.insert(words.begin(), command.group);
     const Outcome outcome = run(words);
-    EXPECT_EQ(outcome.status, kSuccess) << command.name;
+    EXPECT_EQ(outcome.status, success) << command.name;
     EXPECT_THAT(outcome.out, HasSubstr(command.help));
     EXPECT_TRUE(texts.insert(outcome.out).second) << command.name;
   }

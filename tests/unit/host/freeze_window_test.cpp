@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using testing::ThrowsMessage;
 
-constexpr std::chrono::seconds kLongTime(100);
+constexpr std::chrono::seconds longTime(100);
 
 // Two file systems of the machine stand for those that are frozen; nobody really does it.
 class FreezeWindowTest : public testing::Test {
@@ -32,7 +32,7 @@ class FreezeWindowTest : public testing::Test {
     m_journal.clear();
   }
 
-  std::chrono::microseconds run(std::chrono::seconds timeout = kLongTime) {
+  std::chrono::microseconds run(std::chrono::seconds timeout = longTime) {
     return splitFrozen(m_provider, m_targets, timeout);
   }
 

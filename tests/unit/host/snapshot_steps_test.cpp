@@ -25,7 +25,7 @@ using testing::ThrowsMessage;
 class SnapshotStepsTest : public testing::Test {
  protected:
   SnapshotRequest request() const {
-    return {.mountPoints = {"/proc", "/sys"}, .group = "group", .name = "nightly", .freezeTimeout = kTimeout};
+    return {.mountPoints = {"/proc", "/sys"}, .group = "group", .name = "nightly", .freezeTimeout = someTimeout};
   }
 
   Snapshot create() { return SnapshotCreation(m_provider, m_splitter, m_store, m_signals).run(request()); }
@@ -54,7 +54,7 @@ class SnapshotStepsTest : public testing::Test {
     return calls;
   }
 
-  static constexpr std::chrono::seconds kTimeout{7};
+  static constexpr std::chrono::seconds someTimeout{7};
 
   TemporaryDirectory m_directory;
   Journal m_journal;

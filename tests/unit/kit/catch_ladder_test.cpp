@@ -35,8 +35,8 @@ using testing::IsEmpty;
 
 using ErrorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
 
-constexpr const char* THIS_FILE = "catch_ladder_test.cpp";
-constexpr CFiSourceLocation LOCATION{"qmfs_plugin_test.cpp", 17};
+constexpr const char* thisFile = "catch_ladder_test.cpp";
+constexpr CFiSourceLocation anyPlace{"qmfs_plugin_test.cpp", 17};
 
 std::vector<PushedMessage> pushed() {
   return describe(ErrorManager::instance(false)->messages());
@@ -59,9 +59,9 @@ TEST_F(CatchLadder, ReportsTheCallersPlaceWithoutDirectories) {
   const int line = __LINE__ + 1;
   EXPECT_EQ(guarded([]() -> int { throw 5; }), 6);
   EXPECT_THAT(pushed(), ElementsAre(PushedMessage{"MSG_ERROR_UNHANDLED_INT_EXCEPTION",
-                                                  {"i:5", std::string("s:") + THIS_FILE, "i:" + std::to_string(line)},
+                                                  {"i:5", std::string("s:") + thisFile, "i:" + std::to_string(line)},
                                                   3,
-                                                  THIS_FILE,
+                                                  thisFile,
                                                   line}));
 }
 
@@ -90,14 +90,14 @@ TEST_P(CatchLadderRung, PushesOneMessageAndGivesSix) {
     rung.throwing();
     return 0;
   };
-  EXPECT_EQ(guarded(body, &caught, LOCATION), 6);
+  EXPECT_EQ(guarded(body, &caught, anyPlace), 6);
   EXPECT_TRUE(caught);
-  EXPECT_THAT(pushed(), ElementsAre(PushedMessage{rung.id, rung.arguments, 3, LOCATION.file, LOCATION.line}));
+  EXPECT_THAT(pushed(), ElementsAre(PushedMessage{rung.id, rung.arguments, 3, anyPlace.file, anyPlace.line}));
 }
 
-constexpr const char* EXEC_PIPE = "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION";
-constexpr const char* FI_ERROR = "MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION";
-constexpr const char* RUNTIME = "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION";
+constexpr const char* execPipe = "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION";
+constexpr const char* fiError = "MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION";
+constexpr const char* runtimeError = "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION";
 
 std::vector<std::string> atLocation(const char* first, const char* second) {
   return {first, second, "s:qmfs_plugin_test.cpp", "i:17"};
@@ -105,33 +105,33 @@ std::vector<std::string> atLocation(const char* first, const char* second) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, CatchLadderRung,
-    testing::Values(Rung{"command pipe", [] { throw EFiExecPipe("out\nput", 11, 3); }, EXEC_PIPE,
+    testing::Values(Rung{"command pipe", [] { throw EFiExecPipe("out\nput", 11, 3); }, execPipe,
                          atLocation("s:KFI_EXEC_PIPE_CMD_FAILED", "s:out\nput")},
-                    Rung{"command pipe without text", [] { throw EFiExecPipe("", 0, 0); }, EXEC_PIPE,
+                    Rung{"command pipe without text", [] { throw EFiExecPipe("", 0, 0); }, execPipe,
                          atLocation("s:KFI_EXEC_PIPE_SUCCESS", "s:")},
                     Rung{"command pipe with text beyond ASCII", [] { throw EFiExecPipe("gr\xc3\xbc\xc3\x9f", 7, 0); },
-                         EXEC_PIPE, atLocation("s:KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST", "s:gr\xc3\xbc\xc3\x9f")},
+                         execPipe, atLocation("s:KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST", "s:gr\xc3\xbc\xc3\x9f")},
                     Rung{"error with a number",
                          [] { throw CFiError(3, "claim(): bad", "a.cpp", "claim", 99); },
-                         FI_ERROR,
+                         fiError,
                          {"s:claim(): bad", "s:a.cpp", "s:claim", "i:99"}},
                     Rung{"device identifier",
                          [] { throw CFiUdidException("no such part", 12); },
                          "MSG_ERROR_UDID_PARSING_EXCEPTION",
                          {"s:no such part", "i:12"}},
-                    Rung{"runtime error", [] { throw std::runtime_error("late"); }, RUNTIME,
+                    Rung{"runtime error", [] { throw std::runtime_error("late"); }, runtimeError,
                          atLocation("s:std::runtime_error", "s:late")},
-                    Rung{"derived runtime error of the library", [] { throw std::range_error("far"); }, RUNTIME,
+                    Rung{"derived runtime error of the library", [] { throw std::range_error("far"); }, runtimeError,
                          atLocation("s:std::runtime_error", "s:far")},
-                    Rung{"own runtime error", [] { throw ladder_test::OwnRuntimeError("mine"); }, RUNTIME,
+                    Rung{"own runtime error", [] { throw ladder_test::OwnRuntimeError("mine"); }, runtimeError,
                          atLocation("s:std::runtime_error", "s:mine")},
-                    Rung{"failed allocation", [] { throw std::bad_alloc(); }, RUNTIME,
+                    Rung{"failed allocation", [] { throw std::bad_alloc(); }, runtimeError,
                          atLocation("s:std::bad_alloc", "s:std::bad_alloc")},
-                    Rung{"out of range", [] { throw std::out_of_range("beyond"); }, RUNTIME,
+                    Rung{"out of range", [] { throw std::out_of_range("beyond"); }, runtimeError,
                          atLocation("s:std::out_of_range", "s:beyond")},
-                    Rung{"logic error", [] { throw std::logic_error("odd"); }, RUNTIME,
+                    Rung{"logic error", [] { throw std::logic_error("odd"); }, runtimeError,
                          atLocation("s:std::logic_error", "s:odd")},
-                    Rung{"own exception", [] { throw ladder_test::OwnException(); }, RUNTIME,
+                    Rung{"own exception", [] { throw ladder_test::OwnException(); }, runtimeError,
                          atLocation("s:ladder_test::OwnException", "s:own")},
                     Rung{"number",
                          [] { throw -2; },
@@ -174,9 +174,9 @@ TEST_F(CatchLadder, MessagesOfTwoFailuresStandNewestFirst) {
 }
 
 TEST_F(CatchLadder, PushedMessagesKeepTheirSeverityAndPlace) {
-  pushMessage("MSG_ERROR_COMMAND_FAILED", {messageText("/bin/true"), messageText("")}, KFI_SEVERITY_ERROR, LOCATION);
+  pushMessage("MSG_ERROR_COMMAND_FAILED", {messageText("/bin/true"), messageText("")}, KFI_SEVERITY_ERROR, anyPlace);
   EXPECT_THAT(pushed(), ElementsAre(PushedMessage{
-                            "MSG_ERROR_COMMAND_FAILED", {"s:/bin/true", "s:"}, 2, LOCATION.file, LOCATION.line}));
+                            "MSG_ERROR_COMMAND_FAILED", {"s:/bin/true", "s:"}, 2, anyPlace.file, anyPlace.line}));
 }
 
 }  // namespace

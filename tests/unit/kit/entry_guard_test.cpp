@@ -21,8 +21,8 @@ using testing::IsEmpty;
 
 using ErrorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
 
-constexpr int LINE = 77;
-constexpr const char* UNKNOWN = "MSG_ERROR_UNHANDLED_UNKNOWN_EXCEPTION";
+constexpr int anyLine = 77;
+constexpr const char* unknownError = "MSG_ERROR_UNHANDLED_UNKNOWN_EXCEPTION";
 
 std::vector<PushedMessage> pushed() {
   return describe(ErrorManager::instance(false)->messages());
@@ -35,23 +35,24 @@ class EntryGuard : public testing::Test {
 };
 
 TEST_F(EntryGuard, GivesTheBodysStatus) {
-  EXPECT_EQ(guardEntryPoint(LINE, [] { return 1088; }), 1088);
+  EXPECT_EQ(guardEntryPoint(anyLine, [] { return 1088; }), 1088);
   EXPECT_THAT(pushed(), IsEmpty());
 }
 
 TEST_F(EntryGuard, HasTheLadderWithin) {
-  EXPECT_EQ(guardEntryPoint(LINE, []() -> int { throw 8; }), 6);
+  EXPECT_EQ(guardEntryPoint(anyLine, []() -> int { throw 8; }), 6);
   EXPECT_THAT(
       pushed(),
       ElementsAre(PushedMessage{
-          "MSG_ERROR_UNHANDLED_INT_EXCEPTION", {"i:8", "s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", LINE}));
+          "MSG_ERROR_UNHANDLED_INT_EXCEPTION", {"i:8", "s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", anyLine}));
 }
 
 template <typename Thrown>
 void expectUnknown(const Thrown& thrown) {
   ErrorManager::instance(false)->clear();
-  EXPECT_EQ(guardEntryPoint(LINE, [&]() -> int { throw thrown; }), 6);
-  EXPECT_THAT(pushed(), ElementsAre(PushedMessage{UNKNOWN, {"s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", LINE}));
+  EXPECT_EQ(guardEntryPoint(anyLine, [&]() -> int { throw thrown; }), 6);
+  EXPECT_THAT(pushed(),
+              ElementsAre(PushedMessage{unknownError, {"s:cfiapiexport.h", "i:77"}, 3, "cfiapiexport.h", anyLine}));
 }
 
 TEST_F(EntryGuard, ReportsWhatTheLadderDoesNotKnow) {
@@ -67,7 +68,7 @@ void expectSixWithoutMemory(const Thrown& thrown) {
   // Made ahead, as it is there in every plug-in that was started.
   const auto manager = ErrorManager::instance(false);
   std::optional<MemoryFailure> failure;
-  const int status = guardEntryPoint(LINE, [&]() -> int {
+  const int status = guardEntryPoint(anyLine, [&]() -> int {
     failure.emplace();
     throw thrown;
   });
@@ -86,7 +87,7 @@ TEST_F(EntryGuard, LetsTheEndOfACancelledThreadPass) {
   const EndlessWait wait;
   bool unwound = false;
   const bool cancelled = endsWhenCancelled(wait, [&] {
-    guardEntryPoint(LINE, [&] {
+    guardEntryPoint(anyLine, [&] {
       const CFiScopeExit mark([&] { unwound = true; });
       wait.enter();
       return 0;

@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int STATUS = 41;
+constexpr int anyStatus = 41;
 
 // An address that nothing follows, as a pointer of any type.
 class Address {
@@ -136,8 +136,8 @@ class EntryPointForwarding : public TinyProvider, public testing::WithParamInter
 
 TEST_P(EntryPointForwarding, ReachesItsOperationWithEveryArgument) {
   const Forwarding& forwarding = GetParam();
-  control().status = STATUS;
-  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? STATUS : 0);
+  control().status = anyStatus;
+  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? anyStatus : 0);
   if (forwarding.delay == DELAYED) {
     EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()", forwarding.operation));
   } else {
@@ -145,19 +145,19 @@ TEST_P(EntryPointForwarding, ReachesItsOperationWithEveryArgument) {
   }
 
   // The delayed initialisation is over, in every way.
-  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? STATUS : 0);
+  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? anyStatus : 0);
   EXPECT_THAT(takeCalls(), ElementsAre(forwarding.operation));
 }
 
 TEST_P(EntryPointForwarding, FailedDelayedInitialisationEndsOneCallOnly) {
   const Forwarding& forwarding = GetParam();
-  control().status = STATUS;
+  control().status = anyStatus;
   control().statuses["delayedInit"] = -9;
   if (forwarding.delay == DELAYED) {
     EXPECT_EQ(forwarding.call(*m_plugin), 1);
     EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()"));
   }
-  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? STATUS : 0);
+  EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? anyStatus : 0);
   EXPECT_THAT(takeCalls(), ElementsAre(forwarding.operation));
 }
 
@@ -204,17 +204,17 @@ TEST_F(EntryPointArguments, ObjectControlWithoutNameOrPlacesIsInvalid) {
 }
 
 TEST_F(TinyProvider, NodeListIsGivenAsItIsBesideASingleNode) {
-  control().status = STATUS;
+  control().status = anyStatus;
   kfi_quiescenode* nodes[] = {at(11), at(12)};
   kfi_splitnode* splitNodes[] = {at(21), at(22)};
-  EXPECT_EQ(m_plugin->fi_pgn_quiesce(at(1), nodes, 2, nullptr), STATUS);
+  EXPECT_EQ(m_plugin->fi_pgn_quiesce(at(1), nodes, 2, nullptr), anyStatus);
   m_plugin->fi_pgn_unquiesce(at(1), nodes, 1);
-  EXPECT_EQ(m_plugin->fi_pgn_isready(at(1), at(2), splitNodes, 2), STATUS);
-  EXPECT_EQ(m_plugin->fi_pgn_verify_qscombos(at(1), splitNodes, 0), STATUS);
-  EXPECT_EQ(m_plugin->fi_pgn_set_import_options(at(1), nullptr, 2, nullptr, 0, nullptr), STATUS);
-  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, at(2), nullptr, 0, at(5), at(6)), STATUS);
-  EXPECT_EQ(m_plugin->fi_pgn_prepare(at(1), at(2), splitNodes, -1, 5), STATUS);
-  EXPECT_EQ(m_plugin->fi_pgn_select(at(1), at(2), splitNodes, 1), STATUS);
+  EXPECT_EQ(m_plugin->fi_pgn_isready(at(1), at(2), splitNodes, 2), anyStatus);
+  EXPECT_EQ(m_plugin->fi_pgn_verify_qscombos(at(1), splitNodes, 0), anyStatus);
+  EXPECT_EQ(m_plugin->fi_pgn_set_import_options(at(1), nullptr, 2, nullptr, 0, nullptr), anyStatus);
+  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, at(2), nullptr, 0, at(5), at(6)), anyStatus);
+  EXPECT_EQ(m_plugin->fi_pgn_prepare(at(1), at(2), splitNodes, -1, 5), anyStatus);
+  EXPECT_EQ(m_plugin->fi_pgn_select(at(1), at(2), splitNodes, 1), anyStatus);
   EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()", "quiesce([#11 #12], 2, null)", "unquiesce([#11], 1)",
                                        "isReady(#2, [#21 #22], 2)", "verifyQSCombos([], 0)",
                                        "setImportOptions(null, 2, null, 0, null)", "make(#2, null, 0, #5, #6)",
@@ -227,11 +227,11 @@ TEST_F(TinyProvider, EnumerationOfNodesWithoutAListIsInvalid) {
 }
 
 TEST_F(TinyProvider, ProviderInformationClearsTheListAhead) {
-  control().status = STATUS;
+  control().status = anyStatus;
   EXPECT_EQ(m_plugin->fi_pgn_get_provider_info(nullptr), 3);
   EXPECT_THAT(takeCalls(), IsEmpty());
   kfi_provider_list* list = at(5);
-  EXPECT_EQ(m_plugin->fi_pgn_get_provider_info(&list), STATUS);
+  EXPECT_EQ(m_plugin->fi_pgn_get_provider_info(&list), anyStatus);
   EXPECT_EQ(list, nullptr);
   EXPECT_EQ(takeCalls().size(), 1U);
 }

@@ -33,7 +33,7 @@ class PluginLoading : public testing::Test {
   }
 
   static TinyControl& controlOf(const LoadedPlugin& tiny) {
-    return *reinterpret_cast<TinyControlFunction>(tiny.symbol(TINY_CONTROL_NAME))();
+    return *reinterpret_cast<TinyControlFunction>(tiny.symbol(tinyControlName))();
   }
 
   // Fails an operation of the provider so that it pushes one message.

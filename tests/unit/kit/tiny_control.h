@@ -26,6 +26,6 @@ struct TinyControl {
 
 // The control record of the loaded library, exported under this name.
 using TinyControlFunction = TinyControl* (*)();
-inline constexpr const char* TINY_CONTROL_NAME = "tinyfi_control";
+inline constexpr const char* tinyControlName = "tinyfi_control";
 
 #endif

@@ -83,7 +83,7 @@ class TinyProvider : public testing::Test {
   LoadedPlugin m_plugin{TINYFI_LIBRARY, "tinyfi"};
 
  private:
-  TinyControl* const m_control = reinterpret_cast<TinyControlFunction>(m_plugin.symbol(TINY_CONTROL_NAME))();
+  TinyControl* const m_control = reinterpret_cast<TinyControlFunction>(m_plugin.symbol(tinyControlName))();
 };
 
 #endif

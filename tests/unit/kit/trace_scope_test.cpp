@@ -15,7 +15,7 @@ using namespace qmfi_pdk_4_4;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int LINE = 41;
+constexpr int anyLine = 41;
 
 struct ScopeCase {
   const char* name;
@@ -42,12 +42,12 @@ INSTANTIATE_TEST_SUITE_P(
     All, TraceScopeTexts,
     testing::Values(ScopeCase{"file behind the last slash",
                               "claim",
-                              LINE,
+                              anyLine,
                               "/a/b.d/c.cpp",
                               {"L6 Entering Function claim [41, c.cpp]", "L6 Exiting Function claim [41, c.cpp]"}},
                     ScopeCase{"path that ends in a slash",
                               "claim",
-                              LINE,
+                              anyLine,
                               "/a/",
                               {"L6 Entering Function claim [41, ]", "L6 Exiting Function claim [41, ]"}},
                     ScopeCase{"line 0 shortens the exit only",
@@ -62,32 +62,32 @@ INSTANTIATE_TEST_SUITE_P(
                               {"L6 Entering Function claim [-1, c.cpp]", "L6 Exiting Function claim [-1, c.cpp]"}},
                     ScopeCase{"path without a slash is the header's own",
                               "claim",
-                              LINE,
+                              anyLine,
                               "c.cpp",
                               {"L6 Entering Function claim [41, pdk/include/cfitracelog.h]",
                                "L6 Exiting Function claim [41, pdk/include/cfitracelog.h]"}},
                     ScopeCase{"no path is the header's own",
                               "claim",
-                              LINE,
+                              anyLine,
                               nullptr,
                               {"L6 Entering Function claim [41, pdk/include/cfitracelog.h]",
                                "L6 Exiting Function claim [41, pdk/include/cfitracelog.h]"}},
-                    ScopeCase{"no function is not traced", nullptr, LINE, "/a/c.cpp", {}}));
+                    ScopeCase{"no function is not traced", nullptr, anyLine, "/a/c.cpp", {}}));
 
 TEST(TraceScope, WithoutALogTracesNothing) {
-  const CFiTraceLogFunction scope(CFiTraceLogSPtr(), "claim", LINE, "/a/c.cpp");
+  const CFiTraceLogFunction scope(CFiTraceLogSPtr(), "claim", anyLine, "/a/c.cpp");
 }
 
 TEST(TraceScope, IsSilentBelowLevelSix) {
   const TraceCapture capture(5);
-  { const CFiTraceLogFunction scope(capture.log(), "claim", LINE, "/a/c.cpp"); }
+  { const CFiTraceLogFunction scope(capture.log(), "claim", anyLine, "/a/c.cpp"); }
   EXPECT_THAT(capture.records(), IsEmpty());
 }
 
 TEST(TraceScope, HoldsTheLogWhileItLives) {
   const TraceCapture capture;
   {
-    const CFiTraceLogFunction scope(capture.log(), "claim", LINE, "/a/c.cpp");
+    const CFiTraceLogFunction scope(capture.log(), "claim", anyLine, "/a/c.cpp");
     EXPECT_EQ(capture.log()->getCount(), 2);
   }
   EXPECT_EQ(capture.log()->getCount(), 1);

@@ -29,8 +29,8 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr const char* ENTERING = "L6 Entering Function importConfigData [line, qmfs_configuration.cpp]";
-constexpr const char* EXITING = "L6 Exiting Function importConfigData [line, qmfs_configuration.cpp]";
+constexpr const char* entering = "L6 Entering Function importConfigData [line, qmfs_configuration.cpp]";
+constexpr const char* exiting = "L6 Exiting Function importConfigData [line, qmfs_configuration.cpp]";
 
 std::vector<std::string> recordsOfDefaults(const std::function<int()>& open) {
   const TraceCapture capture;
@@ -46,8 +46,8 @@ std::vector<std::string> recordsOfDefaults(const std::function<int()>& open) {
 TEST(ConfigurationFailure, SectionThatCannotBeOpenedGivesTheDefaults) {
   for (const int result : {-1, 1}) {
     EXPECT_THAT(recordsOfDefaults([result] { return result; }),
-                ElementsAre(ENTERING, "L6 CQmFSConfiguration::importConfigData - configData.quiescenceTimeout = 2",
-                            "L6 CQmFSConfiguration::importConfigData - configData.allowSerialQuiescence = 0", EXITING));
+                ElementsAre(entering, "L6 CQmFSConfiguration::importConfigData - configData.quiescenceTimeout = 2",
+                            "L6 CQmFSConfiguration::importConfigData - configData.allowSerialQuiescence = 0", exiting));
   }
 }
 
@@ -61,9 +61,9 @@ TEST(ConfigurationFailure, ExceptionGivesTheDefaults) {
   for (const std::function<int()>& open : throwing) {
     EXPECT_THAT(
         recordsOfDefaults(open),
-        ElementsAre(ENTERING, "L6 CQmFSConfiguration::importConfigData in catch - configData.quiescenceTimeout = 2",
+        ElementsAre(entering, "L6 CQmFSConfiguration::importConfigData in catch - configData.quiescenceTimeout = 2",
                     "L6 CQmFSConfiguration::importConfigData in catch - configData.allowSerialQuiescence = 0",
-                    EXITING));
+                    exiting));
   }
 }
 

@@ -59,29 +59,29 @@ TEST_F(Configuration, HasADefaultForEachMissingValue) {
   }
 }
 
-constexpr const char* ENTERING = "L6 Entering Function importConfigData [line, qmfs_configuration.cpp]";
-constexpr const char* OPENED = "L6 CQmFSConfiguration::importConfigData - Successfully opend section QUIESCENCE_INFO";
-constexpr const char* EXITING = "L6 Exiting Function importConfigData [line, qmfs_configuration.cpp]";
+constexpr const char* entering = "L6 Entering Function importConfigData [line, qmfs_configuration.cpp]";
+constexpr const char* opened = "L6 CQmFSConfiguration::importConfigData - Successfully opend section QUIESCENCE_INFO";
+constexpr const char* exiting = "L6 Exiting Function importConfigData [line, qmfs_configuration.cpp]";
 
 TEST_F(Configuration, TracesWhatItFindsAndWhatItMisses) {
   write("[QUIESCENCE_INFO]\nQUIESCENCE_TIMEOUT = 10\nQUIESCENCE_SERIAL_QUIESCENCE = 1\n");
   import();
   EXPECT_THAT(
       withoutLineNumbers(m_capture.records()),
-      ElementsAre(ENTERING, OPENED,
+      ElementsAre(entering, opened,
                   "L6 CQmFSConfiguration::importConfigData From File - configData.quiescenceTimeout = 10",
-                  "L6 CQmFSConfiguration::importConfigData From File - configData.allowSerialQuiescence = 1", EXITING));
+                  "L6 CQmFSConfiguration::importConfigData From File - configData.allowSerialQuiescence = 1", exiting));
 }
 
 TEST_F(Configuration, MissingStoreIsTracedAsMissingValues) {
   import();
   EXPECT_THAT(
       withoutLineNumbers(m_capture.records()),
-      ElementsAre(ENTERING, OPENED,
+      ElementsAre(entering, opened,
                   "L6 CQmFSConfiguration::importConfigData - could not find value for  QUIESCENCE_TIMEOUT",
                   "L6 CQmFSConfiguration::importConfigData - could not find value for QUIESCENCE_SERIAL_QUIESCENCE",
                   "L6 CQmFSConfiguration::importConfigData From File - configData.quiescenceTimeout = 2",
-                  "L6 CQmFSConfiguration::importConfigData From File - configData.allowSerialQuiescence = 0", EXITING));
+                  "L6 CQmFSConfiguration::importConfigData From File - configData.allowSerialQuiescence = 0", exiting));
 }
 
 }  // namespace

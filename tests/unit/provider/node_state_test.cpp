@@ -216,8 +216,8 @@ class TracedNodeState : public testing::Test {
   NodeData m_data;
 };
 
-constexpr const char* ENTERING_SET = "L6 Entering Function setNodeState [line, qmfs_private_data.cpp]";
-constexpr const char* EXITING_SET = "L6 Exiting Function setNodeState [line, qmfs_private_data.cpp]";
+constexpr const char* enteringSet = "L6 Entering Function setNodeState [line, qmfs_private_data.cpp]";
+constexpr const char* exitingSet = "L6 Exiting Function setNodeState [line, qmfs_private_data.cpp]";
 
 TEST_F(TracedNodeState, BlobWithoutTextChangesNothingSilently) {
   Blob blob("<MNT_OPTS>ro</MNT_OPTS>\n<SUBOBJ>/d</SUBOBJ>\n");
@@ -228,8 +228,7 @@ TEST_F(TracedNodeState, BlobWithoutTextChangesNothingSilently) {
   noLength.kb_length = 0;
   EXPECT_EQ(m_data.setNodeState(&noLength), 0);
   expectUnchanged();
-  EXPECT_THAT(withoutLineNumbers(m_capture.records()),
-              ElementsAre(ENTERING_SET, EXITING_SET, ENTERING_SET, EXITING_SET));
+  EXPECT_THAT(withoutLineNumbers(m_capture.records()), ElementsAre(enteringSet, exitingSet, enteringSet, exitingSet));
 }
 
 TEST_F(TracedNodeState, OtherEncodingChangesNothing) {
@@ -242,14 +241,14 @@ TEST_F(TracedNodeState, OtherEncodingChangesNothing) {
   const auto records = withoutLineNumbers(m_capture.records());
   ASSERT_EQ(records.size(), 9U);
   EXPECT_THAT(std::vector<std::string>(records.begin(), records.begin() + 3),
-              ElementsAre(ENTERING_SET, "L2 setNodeState() Blob uses non-string encoding.", EXITING_SET));
+              ElementsAre(enteringSet, "L2 setNodeState() Blob uses non-string encoding.", exitingSet));
 }
 
 TEST_F(TracedNodeState, RestoringIsTraced) {
   Blob blob("<MNT_OPTS>ro</MNT_OPTS>\n<SUBOBJ>/d</SUBOBJ>\n");
   m_data.setNodeState(blob.get());
   EXPECT_THAT(withoutLineNumbers(m_capture.records()),
-              ElementsAre(ENTERING_SET, "L3 setNodeState: m_mntOpts=[ro], subobj=[/d], altobj=[/alt]", EXITING_SET));
+              ElementsAre(enteringSet, "L3 setNodeState: m_mntOpts=[ro], subobj=[/d], altobj=[/alt]", exitingSet));
 }
 
 TEST_F(TracedNodeState, SavingIsTraced) {

@@ -20,7 +20,7 @@ using namespace qmfi_pdk_4_4;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* PLAIN = "/bin/umount  /mnt/a";
+constexpr const char* plainly = "/bin/umount  /mnt/a";
 
 class UnmountMachinery : public testing::Test {
  protected:
@@ -55,7 +55,7 @@ class UnmountMachinery : public testing::Test {
   // What a retry throws.
   std::optional<EFiExecPipe> thrownByRetry(int retries, int sleepSeconds) {
     try {
-      m_plugin.umountRetry(PLAIN, retries, sleepSeconds);
+      m_plugin.umountRetry(plainly, retries, sleepSeconds);
     } catch (const EFiExecPipe& error) {
       return error;
     }
@@ -85,8 +85,8 @@ TEST_F(UnmountMachinery, RetrySleepsBeforeEveryAttemptAndTwiceAsLongEachTime) {
   m_commands.answerNext({11, 1, {"busy"}, {}});
   m_commands.answerNext({11, 1, {"busy"}, {}});
   m_commands.answerNext({11, 1, {"busy"}, {}});
-  EXPECT_EQ(m_plugin.umountRetry(PLAIN, 3, 5), 32);
-  EXPECT_THAT(m_commands.events(), ElementsAre("sleep 5", PLAIN, "sleep 10", PLAIN, "sleep 20", PLAIN));
+  EXPECT_EQ(m_plugin.umountRetry(plainly, 3, 5), 32);
+  EXPECT_THAT(m_commands.events(), ElementsAre("sleep 5", plainly, "sleep 10", plainly, "sleep 20", plainly));
 }
 
 TEST_F(UnmountMachinery, RetryStartsEveryAttemptWithEmptyOutputAndTheUsualTime) {
@@ -246,7 +246,7 @@ TEST_F(UnmountMachinery, UnmountThatRunsOutOfTimeIsAFailureLikeAnyOther) {
 TEST_F(UnmountMachinery, UnmountThatRunsOutOfTimeWhileBusyIsTriedAgain) {
   m_commands.answerNext({5, 0, {"busy"}, {}});
   EXPECT_EQ(unmount(), 0);
-  EXPECT_THAT(m_commands.events(), ElementsAre(PLAIN, "sleep 2", PLAIN));
+  EXPECT_THAT(m_commands.events(), ElementsAre(plainly, "sleep 2", plainly));
 }
 
 TEST_F(UnmountMachinery, UnmountThatRunsOutOfTimeAndLeavesNothingMountedIsSuccess) {

@@ -14,21 +14,21 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 
-constexpr int kThreads = 8;
-constexpr int kMessages = 200;
+constexpr int threadCount = 8;
+constexpr int messageCount = 200;
 
 void pushAll(CFiErrorManager& manager) {
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
+  for (int i = 0; i < threadCount; ++i) {
     threads.emplace_back([&manager, i] {
-      for (int n = 0; n < kMessages; ++n) manager.pushError(messageWithId(std::to_string(i * kMessages + n)));
+      for (int n = 0; n < messageCount; ++n) manager.pushError(messageWithId(std::to_string(i * messageCount + n)));
     });
   }
   for (std::thread& thread : threads) thread.join();
 }
 
 void expectEachMessageOnce(std::vector<std::string> ids) {
-  ASSERT_EQ(ids.size(), static_cast<std::size_t>(kThreads) * kMessages);
+  ASSERT_EQ(ids.size(), static_cast<std::size_t>(threadCount) * messageCount);
   std::sort(ids.begin(), ids.end());
   EXPECT_EQ(std::unique(ids.begin(), ids.end()), ids.end());
 }

@@ -8,13 +8,13 @@
 
 namespace {
 
-constexpr kfi_version kVersion{7, 1, 2, 3};
+constexpr kfi_version interfaceVersion{7, 1, 2, 3};
 
 TEST(ProviderListTest, holdsCopiesOfWhatItWasGiven) {
   std::string name = "qmfsfi";
   std::string first = "qmfs";
   const char* const types[] = {first.c_str(), "other"};
-  kfi_provider_list* const list = qmfi_build_providerlist_node(name.c_str(), kVersion, 16, 2, types, 2);
+  kfi_provider_list* const list = qmfi_build_providerlist_node(name.c_str(), interfaceVersion, 16, 2, types, 2);
   ASSERT_NE(list, nullptr);
   name[0] = 'X';
   first[0] = 'X';
@@ -36,7 +36,7 @@ TEST(ProviderListTest, holdsCopiesOfWhatItWasGiven) {
 }
 
 TEST(ProviderListTest, canBeWithoutTypes) {
-  kfi_provider_list* const list = qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, nullptr, 0);
+  kfi_provider_list* const list = qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, nullptr, 0);
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(list->kpl_fitypes, nullptr);
   qmfi_free_providerlist(list);
@@ -44,15 +44,15 @@ TEST(ProviderListTest, canBeWithoutTypes) {
 
 TEST(ProviderListTest, isNullForAnInvalidArgument) {
   const char* const types[] = {"qmfs", nullptr};
-  EXPECT_EQ(qmfi_build_providerlist_node(nullptr, kVersion, 0, 0, types, 1), nullptr);
-  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, types, -1), nullptr);
-  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, types, 2), nullptr);
-  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", kVersion, 0, 0, nullptr, 1), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node(nullptr, interfaceVersion, 0, 0, types, 1), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, types, -1), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, types, 2), nullptr);
+  EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, nullptr, 1), nullptr);
 }
 
 TEST(ProviderListTest, isFreedWhole) {
-  kfi_provider_list* const first = qmfi_build_providerlist_node("first", kVersion, 0, 0, nullptr, 0);
-  kfi_provider_list* const second = qmfi_build_providerlist_node("second", kVersion, 0, 0, nullptr, 0);
+  kfi_provider_list* const first = qmfi_build_providerlist_node("first", interfaceVersion, 0, 0, nullptr, 0);
+  kfi_provider_list* const second = qmfi_build_providerlist_node("second", interfaceVersion, 0, 0, nullptr, 0);
   first->kpl_next = second;
   qmfi_free_providerlist(first);
   qmfi_free_providerlist(nullptr);

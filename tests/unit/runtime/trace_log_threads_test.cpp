@@ -12,8 +12,8 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 
-constexpr int kThreads = 8;
-constexpr int kRecords = 500;
+constexpr int threadCount = 8;
+constexpr int recordCount = 500;
 
 // The text of a record: its thread, its number and a filling that is long for some.
 std::string textOf(int thread, int number) {
@@ -23,11 +23,11 @@ std::string textOf(int thread, int number) {
 }
 
 void traceAll(CFiTraceLog& log, int thread) {
-  for (int number = 0; number < kRecords; ++number) log.trace(1, "%s", textOf(thread, number).c_str());
+  for (int number = 0; number < recordCount; ++number) log.trace(1, "%s", textOf(thread, number).c_str());
 }
 
 void expectEveryRecordOnceAndInOrder(const std::vector<TraceRecordText>& records) {
-  ASSERT_EQ(records.size(), static_cast<std::size_t>(kThreads) * kRecords);
+  ASSERT_EQ(records.size(), static_cast<std::size_t>(threadCount) * recordCount);
   std::map<int, int> next;
   std::map<int, std::string> numbers;
   for (const TraceRecordText& record : records) {
@@ -43,7 +43,7 @@ TEST(TraceLogThreadsTest, writesWholeRecordsInEachThreadsOrder) {
   CFiTraceLog log;
   place.open(log, 1);
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) threads.emplace_back([&log, i] { traceAll(log, i); });
+  for (int i = 0; i < threadCount; ++i) threads.emplace_back([&log, i] { traceAll(log, i); });
   for (std::thread& thread : threads) thread.join();
   expectEveryRecordOnceAndInOrder(place.records());
 }
@@ -52,9 +52,9 @@ TEST(TraceLogThreadsTest, losesNothingWhileTheSplitContextOpensAndCloses) {
   TraceDirectory place;
   CFiTraceLog log;
   place.open(log, 1);
-  std::atomic<int> running{kThreads};
+  std::atomic<int> running{threadCount};
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
+  for (int i = 0; i < threadCount; ++i) {
     threads.emplace_back([&log, &running, i] {
       traceAll(log, i);
       --running;
@@ -75,7 +75,7 @@ TEST(TraceLogThreadsTest, writesNothingOnceTheSplitContextIsOpen) {
   place.open(log, 1);
   std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
+  for (int i = 0; i < threadCount; ++i) {
     threads.emplace_back([&] {
       while (!stop) log.trace(1, "x");
     });
@@ -95,7 +95,7 @@ TEST(TraceLogThreadsTest, countsTheUsersOfTheSplitContextFromAllThreads) {
   CFiTraceLog log;
   place.open(log, 1);
   std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
+  for (int i = 0; i < threadCount; ++i) {
     threads.emplace_back([] {
       for (int round = 0; round < 200; ++round) {
         qmfi_create_context();

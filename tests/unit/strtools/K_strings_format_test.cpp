@@ -21,7 +21,7 @@ extern "C" const char* __tsan_default_options() {
 namespace {
 
 // A wide character that the "C" locale, in which these tests run, cannot turn into bytes.
-constexpr wint_t kUnencodable = 0x20AC;
+constexpr wint_t unencodable = 0x20AC;
 
 __attribute__((format(printf, 3, 4))) int formatThroughList(char* dst, std::size_t size, const char* format, ...) {
   va_list args;
@@ -85,7 +85,7 @@ TEST(BoundedFormat, WithoutABufferFailsAndWritesNothing) {
 TEST(BoundedFormat, OfATextThatCannotBeFormattedLeavesAnEmptyBuffer) {
   ASSERT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
   char dst[16] = "###############";
-  EXPECT_EQ(K_snprintf(dst, sizeof dst, "ab%lc", kUnencodable), 0);
+  EXPECT_EQ(K_snprintf(dst, sizeof dst, "ab%lc", unencodable), 0);
   EXPECT_STREQ(dst, "");
 }
 

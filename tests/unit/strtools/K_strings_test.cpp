@@ -29,11 +29,11 @@ struct Wide {
   static constexpr auto verify = K_wstrverify;
 };
 
-constexpr std::size_t kBufferLength = 12;
+constexpr std::size_t bufferLength = 12;
 
 // "abc|######" in a table below: "|" stands for a zero, "#" for a character that nothing has written.
-constexpr char kZero = '|';
-constexpr char kUntouched = '#';
+constexpr char shownZero = '|';
+constexpr char untouched = '#';
 
 template <typename Form>
 class BoundedString : public testing::Test {
@@ -47,16 +47,16 @@ class BoundedString : public testing::Test {
   static String buffer(const std::string& picture) {
     String content = widen(picture);
     for (Char& c : content) {
-      if (c == static_cast<Char>(kZero)) c = Char{};
+      if (c == static_cast<Char>(shownZero)) c = Char{};
     }
-    content.resize(kBufferLength, static_cast<Char>(kUntouched));
+    content.resize(bufferLength, static_cast<Char>(untouched));
     return content;
   }
 
   static std::string picture(const String& content) {
     std::string result;
-    for (Char c : content) result += c == Char{} ? kZero : static_cast<char>(c);
-    return result.substr(0, result.find_last_not_of(kUntouched) + 1);
+    for (Char c : content) result += c == Char{} ? shownZero : static_cast<char>(c);
+    return result.substr(0, result.find_last_not_of(untouched) + 1);
   }
 };
 

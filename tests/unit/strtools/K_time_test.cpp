@@ -38,7 +38,7 @@ struct Instant {
 };
 
 // From a calendar, not from the functions under test.
-const Instant kInstants[] = {
+const Instant instants[] = {
     {0, 1970, 1, 1, 0, 0, 0, 4, 0, "Thu Jan  1 00:00:00 1970\n"},
     {-1, 1969, 12, 31, 23, 59, 59, 3, 364, "Wed Dec 31 23:59:59 1969\n"},
     {951782400, 2000, 2, 29, 0, 0, 0, 2, 59, "Tue Feb 29 00:00:00 2000\n"},
@@ -72,7 +72,7 @@ void expectSameTime(const std::tm& actual, const std::tm& expected, std::time_t 
 
 TEST(TimeConversion, TimegmReadsUtcWhateverTheLocalZone) {
   const LocalZone zone;
-  for (const Instant& instant : kInstants) {
+  for (const Instant& instant : instants) {
     std::tm time = brokenDown(instant);
     EXPECT_EQ(K_timegm(&time), instant.seconds);
   }
@@ -81,7 +81,7 @@ TEST(TimeConversion, TimegmReadsUtcWhateverTheLocalZone) {
 TEST(TimeConversion, TimegmBringsATimeIntoItsRanges) {
   std::tm time = brokenDown({0, 1999, 14, 29, 0, 0, 0, 0, 0, ""});
   EXPECT_EQ(K_timegm(&time), 951782400);
-  expectSameTime(time, brokenDown(kInstants[2]), 951782400);
+  expectSameTime(time, brokenDown(instants[2]), 951782400);
 }
 
 TEST(TimeConversion, TimegmOfNothingIsMinusOne) {
@@ -90,7 +90,7 @@ TEST(TimeConversion, TimegmOfNothingIsMinusOne) {
 
 TEST(TimeConversion, GmtimeFillsTheCallersRecordAndReturnsIt) {
   const LocalZone zone;
-  for (const Instant& instant : kInstants) {
+  for (const Instant& instant : instants) {
     std::tm result{};
     EXPECT_EQ(K_gmtime(&instant.seconds, &result), &result);
     expectSameTime(result, brokenDown(instant), instant.seconds);
@@ -99,7 +99,7 @@ TEST(TimeConversion, GmtimeFillsTheCallersRecordAndReturnsIt) {
 
 TEST(TimeConversion, LocaltimeFillsTheCallersRecordInTheLocalZone) {
   const LocalZone zone;
-  for (const Instant& instant : kInstants) {
+  for (const Instant& instant : instants) {
     const std::time_t threeHoursBefore = instant.seconds - 3 * 3600;
     std::tm result{};
     EXPECT_EQ(K_localtime(&threeHoursBefore, &result), &result);
@@ -127,7 +127,7 @@ TEST(TimeConversion, OfAYearThatTheRecordCannotHoldIsNull) {
 
 TEST(TimeText, NeedsABufferOfTwentySixCharacters) {
   const std::time_t seconds = 0;
-  const std::tm time = brokenDown(kInstants[0]);
+  const std::tm time = brokenDown(instants[0]);
   for (const std::size_t size : {0, 1, 24, 25}) {
     char buffer[32] = "#";
     errno = 0;
@@ -149,7 +149,7 @@ TEST(TimeText, NeedsABufferOfTwentySixCharacters) {
 }
 
 TEST(TimeText, AsctimeWritesTheBrokenDownTime) {
-  for (const Instant& instant : kInstants) {
+  for (const Instant& instant : instants) {
     const std::tm time = brokenDown(instant);
     char buffer[26];
     ASSERT_EQ(K_asctime(&time, buffer, sizeof buffer), buffer);
@@ -159,7 +159,7 @@ TEST(TimeText, AsctimeWritesTheBrokenDownTime) {
 
 TEST(TimeText, CtimeWritesLocalTime) {
   const LocalZone zone;
-  for (const Instant& instant : kInstants) {
+  for (const Instant& instant : instants) {
     const std::time_t threeHoursBefore = instant.seconds - 3 * 3600;
     char buffer[26];
     ASSERT_EQ(K_ctime(&threeHoursBefore, buffer, sizeof buffer), buffer);
@@ -169,7 +169,7 @@ TEST(TimeText, CtimeWritesLocalTime) {
 
 TEST(TimeText, WithANullPointerIsNullAndOnlyATooSmallSizeIsAnError) {
   const std::time_t seconds = 0;
-  const std::tm time = brokenDown(kInstants[0]);
+  const std::tm time = brokenDown(instants[0]);
   char buffer[26];
   const struct {
     std::size_t size;
@@ -192,7 +192,7 @@ TEST(TimeText, WithANullPointerIsNullAndOnlyATooSmallSizeIsAnError) {
 }
 
 TEST(TimeText, OfAYearOfFiveDigitsIsNullAndStaysWithinTheBuffer) {
-  std::tm time = brokenDown(kInstants[0]);
+  std::tm time = brokenDown(instants[0]);
   time.tm_year = INT_MAX;
   char buffer[27];
   buffer[26] = '#';

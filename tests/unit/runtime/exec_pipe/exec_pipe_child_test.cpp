@@ -19,7 +19,7 @@ using namespace exec_pipe_test;
 using qmfi_runtime::UniqueFd;
 
 // The first two real-time signals belong to the C library, which never leaves them to anybody.
-constexpr std::uint64_t kLibrarySignals = std::uint64_t{3} << 31;
+constexpr std::uint64_t librarySignals = std::uint64_t{3} << 31;
 
 // A set of signals out of a process's status, lowest signal lowest; all ones when it is not there.
 std::uint64_t signalSet(const Lines& status, const std::string& name) {
@@ -66,7 +66,7 @@ TEST_F(ExecPipe, GivesDefaultSignalActionsAndAnEmptyMask) {
   sigaction(SIGPIPE, &savedPipe, nullptr);
   sigaction(SIGTERM, &savedTerm, nullptr);
   EXPECT_EQ(signalSet(run.output, "SigBlk:"), 0u);
-  EXPECT_EQ(signalSet(run.output, "SigIgn:") & ~kLibrarySignals, 0u);
+  EXPECT_EQ(signalSet(run.output, "SigIgn:") & ~librarySignals, 0u);
   EXPECT_EQ(signalSet(run.output, "SigCgt:"), 0u);
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 using namespace exec_pipe_test;
 
-constexpr int kCallStop = SIGTRAP | 0x80;
+constexpr int callStop = SIGTRAP | 0x80;
 
 // Runs the host to its next stop; the wait status.
 int nextStop(pid_t host) {
@@ -26,7 +26,7 @@ int nextStop(pid_t host) {
 
 bool entersCall(pid_t host, int status, std::uint64_t number) {
   __ptrace_syscall_info info{};
-  return WIFSTOPPED(status) && WSTOPSIG(status) == kCallStop &&
+  return WIFSTOPPED(status) && WSTOPSIG(status) == callStop &&
          ptrace(PTRACE_GET_SYSCALL_INFO, host, sizeof info, &info) > 0 && info.op == PTRACE_SYSCALL_INFO_ENTRY &&
          info.entry.nr == number;
 }
