@@ -11,7 +11,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -69,7 +68,7 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
     std::fprintf(stderr, "qmfs-testbed: no %s here, starting in /\n", directory.c_str());
   execvp(command[0].c_str(), argumentVector(command).data());
   const int reason = errno;
-  std::fprintf(stderr, "qmfs-testbed: %s: %s\n", command[0].c_str(), std::strerror(reason));
+  std::fprintf(stderr, "qmfs-testbed: %s: %m\n", command[0].c_str());
   _exit(reason == ENOENT ? 127 : 126);
 }
 
