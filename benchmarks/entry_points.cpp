@@ -27,9 +27,10 @@ void compareCalls(EntryPoint* entryPoint, bench::EntryPointLocks& locks, int thr
     for (auto round : state) locks.take();
   };
   const bool alone = threads == 1;
+  bench::Settings settings = bench::settingsFor(threads);
+  settings.noise = true;
   bench::compare(alone ? "1" : "2", alone ? "entry point" : "entry point, 2 threads", ours,
-                 {{"its locks alone", theirs, goal}},
-                 {.threads = threads, .clock = alone ? bench::Clock::processor : bench::Clock::real, .noise = true});
+                 {{"its locks alone", theirs, goal}}, settings);
 }
 
 }  // namespace

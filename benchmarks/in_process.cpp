@@ -81,6 +81,12 @@ std::string registerWork(const std::string& name, const Work& work, const Settin
 
 }  // namespace
 
+Settings settingsFor(int threads) {
+  Settings settings;
+  if (threads > 1) settings = {.threads = threads, .repetitions = 101, .clock = Clock::real};
+  return settings;
+}
+
 void compare(const std::string& row, const std::string& what, const Work& ours,
              const std::vector<Yardstick>& yardsticks, const Settings& settings) {
   const std::string base = row + ": " + what + ", ";

@@ -34,6 +34,10 @@ struct Settings {
   PlotPlace plot = {};
 };
 
+// For work of that many threads. Several take turns, never the same ones: their waiting counts, and they are timed more
+// often.
+Settings settingsFor(int threads);
+
 // Compares our way with each of the yardsticks.
 void compare(const std::string& row, const std::string& what, const Work& ours,
              const std::vector<Yardstick>& yardsticks, const Settings& settings = {});

@@ -86,10 +86,11 @@ void compareRecords(const LogDirectory& directory, const CFiTraceLogSPtr& log,
     for (auto round : state) other->info("Command : {}", command);
   };
   const double farther = threads > 1 ? 0.85 : 0;
+  bench::Settings settings = bench::settingsFor(threads);
+  settings.noise = true;
   bench::compare(
       "4", "trace record, " + std::to_string(threads) + (threads > 1 ? " threads" : " thread"), emptying(ours),
-      {{"formatting and one write", emptying(plain), 1.05}, {"spdlog flushing", emptying(theirs), farther}},
-      {.threads = threads, .clock = threads > 1 ? bench::Clock::real : bench::Clock::processor, .noise = true});
+      {{"formatting and one write", emptying(plain), 1.05}, {"spdlog flushing", emptying(theirs), farther}}, settings);
 }
 
 }  // namespace
