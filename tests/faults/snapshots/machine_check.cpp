@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -19,6 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr unsigned long thawRequest = 0x514D4602;
+constexpr std::chrono::seconds patience(1);
 constexpr const char* stateDirectory = "/var/lib/qmfi";
 
 // Whatever is in the state directory, with its mode. The journal that a killed host left stays until the next change.
@@ -64,9 +66,17 @@ std::vector<std::string> MachineCheck::thaw() const {
   return frozen;
 }
 
+// Another testbed of the machine that looks at a loop device keeps it attached until it has looked.
+demo::MachineState MachineCheck::settledState() const {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  demo::MachineState now = state();
+  while (now != m_before && std::chrono::steady_clock::now() < deadline) now = state();
+  return now;
+}
+
 void MachineCheck::expectAsBefore(Campaign& campaign) {
   for (const std::string& mountPoint : thaw()) campaign.failed(mountPoint + " was still frozen");
-  const demo::MachineState now = state();
+  const demo::MachineState now = settledState();
   if (now == m_before) return;
   std::istringstream lines(demo::difference(m_before, now));
   for (std::string line; std::getline(lines, line);) campaign.failed("changed: " + line);

@@ -27,6 +27,7 @@ class MachineCheck {
 
  private:
   static demo::MachineState state();
+  demo::MachineState settledState() const;
 
   std::vector<std::string> m_mountPoints;
   demo::MachineState m_before;
