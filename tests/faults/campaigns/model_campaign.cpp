@@ -1,5 +1,6 @@
 // Every short text that can be made of twelve tokens, as a node's state and as a list of mount options, compared with
 // the rules in their plainest form.
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 
@@ -88,9 +89,9 @@ std::vector<std::string> TextHost::subObjects(kfi_domain& node) {
   qmfi_objid** objects = nullptr;
   int count = 0;
   m_host.call.subobj_list(&node, &objects, &count);
-  std::vector<std::string> names;
-  for (int i = 0; i < count; ++i) names.emplace_back(objects[i]->vid_name);
-  m_host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+  std::vector<std::string> names(static_cast<std::size_t>(count));
+  std::transform(objects, objects + count, names.begin(), [](const qmfi_objid* object) { return object->vid_name; });
+  m_host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
   return names;
 }
 
@@ -156,7 +157,8 @@ bool checkBlockOfOptions(TextHost& host, Texts& texts, Campaign& campaign) {
     std::string table;
     for (std::string text; static_cast<int>(options.size()) < linesInTable && texts.next(text);) {
       const std::string number = std::to_string(options.size());
-      table += "/dev/vol" + number + " /mnt" + number + " qmfs " + inMountTable(text) + " 0 0\n";
+      table.append("/dev/vol").append(number).append(" /mnt").append(number);
+      table.append(" qmfs ").append(inMountTable(text)).append(" 0 0\n");
       options.push_back(text);
     }
     host.machine().table.write(table);

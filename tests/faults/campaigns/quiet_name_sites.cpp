@@ -49,7 +49,7 @@ void listSubObjects(NameCaller& caller, kfi_domain& node) {
   int count = 0;
   caller.host.make("subobj_list", [&] { return caller.host.call.subobj_list(&node, &objects, &count); });
   for (int i = 0; i < count; ++i) caller.host.output(objects[i]->vid_name);
-  caller.host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+  caller.host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
 }
 
 void initialise(NameCaller& caller, const Names& names) {

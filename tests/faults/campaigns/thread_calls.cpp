@@ -68,7 +68,7 @@ void listSubObjects(Worker& worker) {
   qmfi_objid** objects = nullptr;
   int count = 0;
   worker.expect("subobj_list", 0, worker.call.subobj_list(&worker.node, &objects, &count));
-  worker.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+  worker.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
 }
 
 // One thread at a time may have file systems frozen; the others are refused.
