@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 
 #include "call_errors.h"
+#include "frozen_calls.h"
 
 namespace faults {
 
@@ -11,18 +12,24 @@ namespace {
 
 class Recorder : public CallWatcher {
  public:
-  Recorder(Step step, std::vector<RecordedCall>& calls) : m_step(step), m_calls(calls) {}
+  Recorder(Step step, int fileSystems, std::vector<RecordedCall>& calls)
+      : m_step(step), m_thawsLeft(fileSystems), m_calls(calls) {}
 
   Decision before(const SystemCall& call) override {
     // The first thing that qmfi does itself.
     if (call.process == 0 && call.number == SYS_rt_sigaction) m_loading = false;
-    m_calls.push_back({m_step, call.process, call.place, call.number, call.program, m_loading});
+    if (isThaw(call)) --m_thawsLeft;
+    m_calls.push_back({m_step, call.process, call.place, call.number, call.program, m_loading, m_frozen});
+    if (isFreezeAll(call)) m_frozen = true;
+    if (m_thawsLeft == 0) m_frozen = false;
     return {};
   }
 
  private:
   const Step m_step;
   bool m_loading = true;
+  bool m_frozen = false;
+  int m_thawsLeft;
   std::vector<RecordedCall>& m_calls;
 };
 
@@ -36,7 +43,7 @@ std::string RecordedCall::text() const {
 std::vector<RecordedCall> recordSnapshot(SnapshotRuns& runs) {
   std::vector<RecordedCall> calls;
   for (const Step step : {Step::create, Step::show, Step::remove}) {
-    Recorder recorder(step, calls);
+    Recorder recorder(step, runs.fileSystems(), calls);
     runs.run(step, &recorder);
   }
   return calls;

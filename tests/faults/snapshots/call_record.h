@@ -19,6 +19,8 @@ struct RecordedCall {
   std::string program;
   // Made by the dynamic loader before qmfi's own first line.
   bool loading = false;
+  // Made while file systems are frozen: after the freeze, the last thaw included.
+  bool frozen = false;
 
   std::string text() const;
 };

@@ -23,8 +23,8 @@ bool isRequest(const SystemCall& call, std::uint64_t request) {
 }
 
 std::string textOf(const SystemCall& call) {
-  if (isRequest(call, freezeAllRequest)) return "ioctl QM_FREEZE_ALL";
-  if (isRequest(call, thawRequest)) return "ioctl QM_THAW";
+  if (isFreezeAll(call)) return "ioctl QM_FREEZE_ALL";
+  if (isThaw(call)) return "ioctl QM_THAW";
   if (isRequest(call, FICLONE)) return "ioctl FICLONE";
   return callName(call.number);
 }
@@ -44,8 +44,16 @@ std::uint64_t pagesReadBy(pid_t pid) {
 
 }  // namespace
 
+bool isFreezeAll(const SystemCall& call) {
+  return isRequest(call, freezeAllRequest);
+}
+
+bool isThaw(const SystemCall& call) {
+  return isRequest(call, thawRequest);
+}
+
 Decision FrozenCalls::before(const SystemCall& call) {
-  if (isRequest(call, freezeAllRequest)) {
+  if (isFreezeAll(call)) {
     m_frozen = true;
     m_pagesRead = pagesReadBy(call.pid);
   }
@@ -54,7 +62,7 @@ Decision FrozenCalls::before(const SystemCall& call) {
 }
 
 void FrozenCalls::after(const SystemCall& call, std::int64_t /*result*/) {
-  if (!m_frozen || !isRequest(call, thawRequest) || --m_thawsLeft > 0) return;
+  if (!m_frozen || !isThaw(call) || --m_thawsLeft > 0) return;
   m_frozen = false;
   m_pagesRead = pagesReadBy(call.pid) - m_pagesRead;
 }

@@ -12,6 +12,9 @@
 
 namespace faults {
 
+bool isFreezeAll(const SystemCall& call);
+bool isThaw(const SystemCall& call);
+
 // Notes every call of every process from the request to freeze until the return of the last thaw.
 class FrozenCalls : public CallWatcher {
  public:

@@ -29,6 +29,7 @@ class SnapshotRuns {
   SnapshotRuns(Campaign& campaign, std::vector<std::string> mountPoints);
 
   void setMountPoints(std::vector<std::string> mountPoints) { m_mountPoints = std::move(mountPoints); }
+  int fileSystems() const { return static_cast<int>(m_mountPoints.size()); }
 
   // watcher may be null.
   Ended run(Step step, CallWatcher* watcher = nullptr, Ending ending = Ending::documented);
