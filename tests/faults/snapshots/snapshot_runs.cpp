@@ -91,7 +91,7 @@ void SnapshotRuns::expectOrder() {
 
 Ended SnapshotRuns::qmfi(std::vector<std::string> words, CallWatcher* watcher, Ending ending) {
   words.insert(words.begin(), qmfiProgram);
-  const Ended ended = m_tracer.run(words, watcher, longestRun);
+  Ended ended = m_tracer.run(words, watcher, longestRun);
   if (!ended.inTime) {
     m_machine.thaw();
     m_tracer.killAll();

@@ -55,6 +55,7 @@ std::vector<FaultCase> mixed(std::vector<FaultCase> cases) {
   }
   std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<FaultCase> result;
+  result.reserve(ranked.size());
   for (auto& [rank, one] : ranked) result.push_back(std::move(one));
   return result;
 }

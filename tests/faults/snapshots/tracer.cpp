@@ -75,6 +75,7 @@ bool isOneOf(const std::array<int, count>& signals, int signal) {
 // Becomes the program once the supervisor has seized this process.
 [[noreturn]] void becomeProgram(const std::vector<std::string>& words, int go, int output, int errors) {
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
   const sigset_t blocked = childSignal();
