@@ -19,8 +19,8 @@ inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data
 // Name of the first sub-object, that is the node's device; null without private data or sub-object.
 const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
 
-// Whether a command line can carry the path: it is given, holds no blank, tab or line feed, and is not the lone bar that
-// begins another program. Nothing is quoted, so the command would act on something else.
+// Whether a command line can carry the path: it is given, holds no blank, tab or line feed, and is not the lone bar
+// that begins another program. Nothing is quoted, so the command would act on something else.
 bool isCommandWord(const char* path);
 
 // The same for the whole of a string; a command line cannot carry one with a NUL inside either.
