@@ -77,7 +77,7 @@ void playResource(std::ostream& out) {
     compareFiles();
     out << "Access is enabled again, after a file system check: all files are as they were written.\n";
   }
-  const std::string left = difference(machine, machineState());
+  const std::string left = lastingDifference(machine);
   if (!left.empty()) throw DemoError("the machine is not as before:\n" + left);
 }
 

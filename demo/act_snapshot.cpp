@@ -45,7 +45,7 @@ Result check(const TakenSnapshot& snapshot, WriterProcess& writer, Clock::time_p
 }
 
 void requireNothingLeft(const MachineState& before) {
-  const std::string left = difference(before, machineState());
+  const std::string left = lastingDifference(before);
   if (!left.empty()) throw DemoError("the machine is not as before:\n" + left);
   if (countSnapshots() != 0) throw DemoError("qmfi still knows a snapshot");
 }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -65,6 +66,14 @@ std::string difference(const MachineState& before, const MachineState& after) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   return text;
+}
+
+std::string lastingDifference(const MachineState& before) {
+  constexpr std::chrono::seconds patience(5);
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  MachineState now = machineState();
+  while (now != before && std::chrono::steady_clock::now() < deadline) now = machineState();
+  return difference(before, now);
 }
 
 }  // namespace demo

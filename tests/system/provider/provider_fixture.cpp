@@ -13,7 +13,7 @@ void ProviderTest::TearDown() {
   if (HasFailure()) testbed_test::run({"/bin/umount", "-q", spare});
   std::error_code ignored;
   if (optionsOf(spareMount) == std::nullopt) std::filesystem::remove(spareMount, ignored);
-  EXPECT_EQ(demo::difference(before, demo::machineState()), "");
+  EXPECT_EQ(demo::lastingDifference(before), "");
 }
 
 void ProviderTest::program(const std::vector<std::string>& words) {

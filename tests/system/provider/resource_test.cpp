@@ -33,7 +33,7 @@ class Resource : public ProviderTest {
 TEST_F(Resource, AFileSystemKeepsItsDataThroughTheWholeOfItsLife) {
   char* devices[] = {readOnly(spare.c_str())};
   EXPECT_EQ(plugin.call().format(devices, 1, nullptr, readOnly("qmfs"), nullptr, 1, nullptr, nullptr), 0);
-  EXPECT_EQ(demo::difference(before, demo::machineState()), "") << "format leaves something behind";
+  EXPECT_EQ(demo::lastingDifference(before), "") << "format leaves something behind";
   EXPECT_EQ(plugin.commands().front(), "/sbin/mkfs -t qmfs  /dev/qm/rdsk/dg1/spare");
 
   EXPECT_EQ(onlineResource(spare, spareMount.c_str(), "mountOptions=rw,delaylog"), 0);
@@ -118,7 +118,7 @@ TEST_F(Resource, ADeviceThatIsMountedElsewhereIsLeftAlone) {
   EXPECT_EQ(enableAccess(node, data), mountedElsewhere);
   EXPECT_EQ(node.fid_attr, disabled);
   EXPECT_THAT(plugin.commands(), IsEmpty());
-  EXPECT_EQ(demo::difference(before, demo::machineState()), "");
+  EXPECT_EQ(demo::lastingDifference(before), "");
 }
 
 TEST_F(Resource, TheLoggingModeIsSwitchedByARemountOfTheMountedFileSystem) {
