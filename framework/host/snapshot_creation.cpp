@@ -39,7 +39,7 @@ void requireVolumesOutside(const Snapshot& snapshot) {
 Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   initialiseNodes(request);
   plan(request);
-  m_store.add(m_snapshot);
+  enterInStore();
   try {
     make(request.freezeTimeout);
   } catch (...) {
@@ -73,6 +73,16 @@ void SnapshotCreation::plan(const SnapshotRequest& request) {
     m_snapshot.nodes.push_back(std::move(planned));
   }
   requireVolumesOutside(m_snapshot);
+}
+
+// SQLite may report a failure, as of unlocking, for what it has written all the same.
+void SnapshotCreation::enterInStore() {
+  try {
+    m_store.add(m_snapshot);
+  } catch (const HostError&) {
+    m_store.remove(m_snapshot.id);
+    throw;
+  }
 }
 
 void SnapshotCreation::enter(Phase phase) {

@@ -40,6 +40,7 @@ class SnapshotCreation {
  private:
   void initialiseNodes(const SnapshotRequest& request);
   void plan(const SnapshotRequest& request);
+  void enterInStore();
   void enter(Phase phase);
   void make(std::chrono::seconds timeout);
   void split(std::chrono::seconds timeout);
