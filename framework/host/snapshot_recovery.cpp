@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "killed_host.h"
 #include "snapshot_removal.h"
 #include "thaw.h"
 
@@ -28,9 +29,10 @@ void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateSt
   if (snapshot.phase == Phase::freezing) {
     for (const SnapshotNode& node : snapshot.nodes) thawFileSystem(node.mountPoint, node.volume.device);
   }
+  waitForProgramsOfKilledHost(snapshot);
   SnapshotRemoval removal(provider, splitter, store);
   auto wait = firstWait;
-  // A mount or unmount program of the killed host may still be at work, and nobody can wait for it but by trying again.
+  // A program of the killed host may hang for longer than it is waited for.
   for (int attempt = 1; attempt < attempts; ++attempt, wait *= 2) {
     try {
       return takeDown(removal, snapshot);

@@ -1,6 +1,11 @@
 // qmfi when the freeze fails, takes too long, is interrupted or killed. Each test runs in a testbed whose driver
 // misbehaves in the way that the test is named for. Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
 #include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <regex>
 
 #include "host_fixture.h"
 
@@ -92,6 +97,27 @@ TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
   EXPECT_THAT(recovered.output, testing::MatchesRegex("snapshot [0-9a-f]* removed\n"));
   EXPECT_TRUE(writer.waitForProgress());
   EXPECT_EQ(qmfi({"recover"}).output, "");
+}
+
+TEST_F(FaultsTest, RecoverWaitsForTheProgramsOfAKilledHost) {
+  BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a"});
+  ASSERT_TRUE(waitForState("freezing"));
+  creation.send(SIGKILL);
+  EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+
+  // What a program makes that goes on after its host was killed.
+  const std::string listed = qmfi({"snapshot", "list"}).output;
+  std::smatch id;
+  ASSERT_TRUE(std::regex_search(listed, id, std::regex("[0-9a-f]{8}"))) << listed;
+  const std::string alternate = "/mnt/a_alt" + id.str();
+  const char* const words[] = {"/bin/sh", "-c", "sleep 1; mkdir \"$1\"", "sh", alternate.c_str(), nullptr};
+  pid_t late = -1;
+  ASSERT_EQ(posix_spawn(&late, words[0], nullptr, nullptr, const_cast<char**>(words), environ), 0);
+  EXPECT_EQ(qmfi({"recover"}).status, 0);
+  int status = -1;
+  EXPECT_EQ(waitpid(late, &status, 0), late);
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(access(alternate.c_str(), F_OK), 0);
 }
 
 }  // namespace
