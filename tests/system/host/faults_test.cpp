@@ -5,8 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <regex>
-
 #include "host_fixture.h"
 
 namespace host_test {
@@ -106,10 +104,7 @@ TEST_F(FaultsTest, RecoverWaitsForTheProgramsOfAKilledHost) {
   EXPECT_EQ(creation.wait(), 128 + SIGKILL);
 
   // What a program makes that goes on after its host was killed.
-  const std::string listed = qmfi({"snapshot", "list"}).output;
-  std::smatch id;
-  ASSERT_TRUE(std::regex_search(listed, id, std::regex("[0-9a-f]{8}"))) << listed;
-  const std::string alternate = "/mnt/a_alt" + id.str();
+  const std::string alternate = "/mnt/a_alt" + listedId();
   const char* const words[] = {"/bin/sh", "-c", "sleep 1; mkdir \"$1\"", "sh", alternate.c_str(), nullptr};
   pid_t late = -1;
   ASSERT_EQ(posix_spawn(&late, words[0], nullptr, nullptr, const_cast<char**>(words), environ), 0);

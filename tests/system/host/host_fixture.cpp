@@ -66,6 +66,15 @@ std::vector<Snapshot> listedSnapshots() {
   return snapshots;
 }
 
+std::string listedId() {
+  std::istringstream list(qmfi({"snapshot", "list"}).output);
+  std::string line;
+  std::getline(list, line);
+  std::string id;
+  list >> id;
+  return id;
+}
+
 std::string listedState() {
   std::istringstream list(qmfi({"snapshot", "list"}).output);
   std::string line;

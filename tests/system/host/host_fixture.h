@@ -54,6 +54,9 @@ std::vector<Snapshot> listedSnapshots();
 // The state of the first snapshot as people see it ("freezing", "ready"...); empty when there is none.
 std::string listedState();
 
+// Its id.
+std::string listedId();
+
 // Waits until listedState() is this one; false after ten seconds without it.
 bool waitForState(const std::string& state);
 

@@ -141,7 +141,7 @@ TEST_F(TraceLogTest, isClosedByACancelledThread) {
   }));
 }
 
-void traceList(CFiTraceLog& log, int level, const char* format, ...) {
+[[gnu::format(printf, 3, 4)]] void traceList(CFiTraceLog& log, int level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   log.vtrace(level, format, arguments);
