@@ -15,8 +15,8 @@ MachineState machineState();
 // The lines that one of the two has and the other has not.
 std::string difference(const MachineState& before, const MachineState& after);
 
-// What has changed since then. Another testbed of the machine that looks at a loop device keeps it attached until it has
-// looked, so a difference counts only when it lasts.
+// What has changed since then. Another testbed of the machine that looks at a loop device keeps it attached until it
+// has looked, so a difference counts only when it lasts.
 std::string lastingDifference(const MachineState& before);
 
 }  // namespace demo
