@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -70,10 +69,7 @@ std::string difference(const MachineState& before, const MachineState& after) {
 
 std::string lastingDifference(const MachineState& before) {
   constexpr std::chrono::seconds patience(5);
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  MachineState now = machineState();
-  while (now != before && std::chrono::steady_clock::now() < deadline) now = machineState();
-  return difference(before, now);
+  return difference(before, settled(before, patience, machineState));
 }
 
 }  // namespace demo

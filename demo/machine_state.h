@@ -1,6 +1,7 @@
 // What a snapshot could leave behind on the machine.
 #pragma once
 
+#include <chrono>
 #include <ostream>
 #include <set>
 #include <string>
@@ -14,6 +15,15 @@ MachineState machineState();
 
 // The lines that one of the two has and the other has not.
 std::string difference(const MachineState& before, const MachineState& after);
+
+// The state that `look` sees when it is as before, or else when the patience is at its end.
+template <typename State, typename Look>
+State settled(const State& before, std::chrono::seconds patience, Look look) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  State now = look();
+  while (now != before && std::chrono::steady_clock::now() < deadline) now = look();
+  return now;
+}
 
 // What has changed since then. Another testbed of the machine that looks at a loop device keeps it attached until it
 // has looked, so a difference counts only when it lasts.

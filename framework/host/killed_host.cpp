@@ -21,10 +21,10 @@ namespace fs = std::filesystem;
 constexpr std::chrono::seconds patience(5);
 constexpr std::chrono::milliseconds pause(5);
 
-// Until the visitor says true of an entry, which is returned. Processes come and go; a directory that cannot be read on
-// is at its end.
+// Whether the visitor says true of an entry; the first ends it. Processes come and go; a directory that cannot be read
+// on is at its end.
 template <typename Visitor>
-bool forEachEntry(const fs::path& directory, Visitor visit) {
+bool anyEntry(const fs::path& directory, Visitor visit) {
   std::error_code error;
   for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
@@ -53,7 +53,7 @@ bool isAboutToBecomeAnother(const fs::path& process) {
   const fs::path program = fs::read_symlink(process / "exe", error);
   if (error || program != fs::read_symlink("/proc/self/exe", error)) return false;
   int descriptors = 0;
-  forEachEntry(process / "fd", [&](const fs::path&) { return ++descriptors > STDERR_FILENO + 1; });
+  anyEntry(process / "fd", [&](const fs::path&) { return ++descriptors > STDERR_FILENO + 1; });
   return descriptors <= STDERR_FILENO + 1;
 }
 
@@ -65,7 +65,7 @@ bool isAtWork(const fs::path& process, const Snapshot& snapshot) {
 
 bool anyIsAtWork(const Snapshot& snapshot) {
   const std::string self = std::to_string(getpid());
-  return forEachEntry("/proc", [&](const fs::path& entry) {
+  return anyEntry("/proc", [&](const fs::path& entry) {
     const std::string name = entry.filename();
     const bool isProcess =
         std::all_of(name.begin(), name.end(), [](char digit) { return digit >= '0' && digit <= '9'; });

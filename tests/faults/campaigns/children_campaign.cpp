@@ -55,7 +55,9 @@ const CallRecord& start(Host& host) {
   return last(host);
 }
 
-const CallRecord& buildAlternate(Host& host) {
+// Has a snapshot mounted by one of the two entry points that do it.
+template <typename Call>
+const CallRecord& mountAlternate(Host& host, const char* entryPoint, Call call) {
   host.start();
   kfi_domain& node = host.initialisedNode(host.machine.fileSystem(0));
   const std::string alternate = host.machine.path("alternate");
@@ -64,24 +66,21 @@ const CallRecord& buildAlternate(Host& host) {
   qmfi_objid* made = nullptr;
   node.fid_subobjs = entries;
   host.mayStay.paths.push_back(alternate);
-  host.make("build_alttree",
-            [&] { return host.call.build_alttree(&node, host.text("file system"), nullptr, &snapshot, 1, &made); });
+  host.make(entryPoint, [&] { return call(&node, &snapshot, &made); });
   node.fid_subobjs = nullptr;
   return last(host);
 }
 
+const CallRecord& buildAlternate(Host& host) {
+  return mountAlternate(host, "build_alttree", [&](kfi_domain* node, qmfi_objid** snapshot, qmfi_objid** made) {
+    return host.call.build_alttree(node, host.text("file system"), nullptr, snapshot, 1, made);
+  });
+}
+
 const CallRecord& importTree(Host& host) {
-  host.start();
-  kfi_domain& node = host.initialisedNode(host.machine.fileSystem(0));
-  const std::string alternate = host.machine.path("alternate");
-  kfi_subobj_entry entries[] = {{node.fid_objid->vid_name, host.text(alternate)}, {nullptr, nullptr}};
-  qmfi_objid* snapshot = host.provider.object("/dev/qm/dsk/dg/snapshot");
-  qmfi_objid* made = nullptr;
-  node.fid_subobjs = entries;
-  host.mayStay.paths.push_back(alternate);
-  host.make("import_tree", [&] { return host.call.import_tree(&node, nullptr, &snapshot, 1, &made); });
-  node.fid_subobjs = nullptr;
-  return last(host);
+  return mountAlternate(host, "import_tree", [&](kfi_domain* node, qmfi_objid** snapshot, qmfi_objid** made) {
+    return host.call.import_tree(node, nullptr, snapshot, 1, made);
+  });
 }
 
 const CallRecord& deport(Host& host) {

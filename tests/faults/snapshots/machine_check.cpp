@@ -68,10 +68,7 @@ std::vector<std::string> MachineCheck::thaw() const {
 
 // Another testbed of the machine that looks at a loop device keeps it attached until it has looked.
 demo::MachineState MachineCheck::settledState() const {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  demo::MachineState now = state();
-  while (now != m_before && std::chrono::steady_clock::now() < deadline) now = state();
-  return now;
+  return demo::settled(m_before, patience, state);
 }
 
 void MachineCheck::expectAsBefore(Campaign& campaign) {

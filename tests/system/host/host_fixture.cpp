@@ -66,28 +66,29 @@ std::vector<Snapshot> listedSnapshots() {
   return snapshots;
 }
 
-std::string listedId() {
+namespace {
+
+// A word of the first snapshot's line in the list that people see, counted from 0; empty when there is none.
+std::string listedWord(int number) {
   std::istringstream list(qmfi({"snapshot", "list"}).output);
-  std::string line;
-  std::getline(list, line);
-  std::string id;
-  list >> id;
-  return id;
+  std::string word;
+  std::getline(list, word);
+  word.clear();
+  for (int place = 0; place <= number; ++place) {
+    if (!(list >> word)) return {};
+  }
+  return word;
+}
+
+}  // namespace
+
+std::string listedId() {
+  return listedWord(0);
 }
 
 std::string listedState() {
-  std::istringstream list(qmfi({"snapshot", "list"}).output);
-  std::string line;
-  std::getline(list, line);
-  std::string id;
-  std::string name;
-  std::string date;
-  std::string time;
-  std::string frozen;
-  std::string unit;
-  std::string state;
-  list >> id >> name >> date >> time >> frozen >> unit >> state;
-  return state;
+  constexpr int state = 6;  // behind id, name, date, time, and the time frozen with its unit
+  return listedWord(state);
 }
 
 bool waitForState(const std::string& state) {
