@@ -148,17 +148,7 @@ void information(Worker& worker) {
 }
 
 void mountedResource(Worker& worker) {
-  std::string device = worker.shared.device;
-  std::string place = worker.shared.mountPoint;
-  char* devices[] = {device.data()};
-  char** paths = nullptr;
-  int count = 0;
-  const int status =
-      worker.call.online_resource(devices, 1, place.data(), nullptr, nullptr, nullptr, 0, &paths, &count);
-  worker.expect("online_resource", 0, status);
-  if (status != 0) return;
-  worker.call.qmfi_free_buf(paths[0], place.size() + 1);
-  std::free(paths);
+  worker.bringOnline(worker.shared.device, worker.shared.mountPoint);
 }
 
 void lookUp(Worker& worker) {
@@ -210,6 +200,17 @@ Worker::Worker(Provider& theProvider, const SharedNames& sharedNames, const std:
 
 Worker::~Worker() {
   for (kfi_domain* one : {&node, &alternate, &restored, &configuration}) call.deinit_node(one);
+}
+
+void Worker::bringOnline(std::string device, std::string place) {
+  char* devices[] = {device.data()};
+  char** paths = nullptr;
+  int count = 0;
+  const int status = call.online_resource(devices, 1, place.data(), nullptr, nullptr, nullptr, 0, &paths, &count);
+  expect("online_resource", 0, status);
+  if (status != 0) return;
+  call.qmfi_free_buf(paths[0], place.size() + 1);
+  std::free(paths);
 }
 
 kfi_domain Worker::named(const std::string& nodeName) {

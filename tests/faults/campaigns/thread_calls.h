@@ -42,6 +42,8 @@ class Worker {
   // Notes a call and what it gave.
   void expect(const char* entryPoint, int expected, int status);
   kfi_domain named(const std::string& name);
+  // Calls online_resource for a device and gives back what it hands out.
+  void bringOnline(std::string device, std::string place);
 
   Provider& provider;
   ProviderFunctions& call;

@@ -65,17 +65,9 @@ void isParent(Worker& worker) {
 
 void formatAndBringOnline(Worker& worker) {
   std::string device = "/dev/spare";
-  std::string place = worker.mountPoint + "_resource";
   char* devices[] = {device.data()};
   worker.expect("format", 0, worker.call.format(devices, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr));
-  char** paths = nullptr;
-  int count = 0;
-  const int status =
-      worker.call.online_resource(devices, 1, place.data(), nullptr, nullptr, nullptr, 0, &paths, &count);
-  worker.expect("online_resource", 0, status);
-  if (status != 0) return;
-  worker.call.qmfi_free_buf(paths[0], place.size() + 1);
-  std::free(paths);
+  worker.bringOnline(device, worker.mountPoint + "_resource");
 }
 
 void nodesOfTheBase(Worker& worker) {
