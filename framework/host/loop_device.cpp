@@ -22,6 +22,7 @@ namespace qmfi_host {
 namespace {
 
 constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::milliseconds patienceWithOneDevice(100);
 constexpr std::chrono::milliseconds pauseBetweenAttempts(1);
 
 std::optional<struct stat> statusOf(const std::string& path) {
@@ -56,9 +57,18 @@ std::string backingName(dev_t device) {
   return name;
 }
 
+// Whether to take the first free loop device or one that nobody can hold yet.
+enum class Choice { firstFree, newOne };
+
+// Kernels before 5.15 make a new device only when none is free; then the first free one has to do.
+int freeNumber(const Descriptor& control, Choice choice) {
+  const int made = choice == Choice::newOne ? ioctl(control.get(), LOOP_CTL_ADD, -1) : -1;
+  return made >= 0 ? made : ioctl(control.get(), LOOP_CTL_GET_FREE);
+}
+
 // A free loop device's number, as a node at the path.
-void makeFreeNode(const Descriptor& control, const std::string& device) {
-  const int number = ioctl(control.get(), LOOP_CTL_GET_FREE);
+void makeFreeNode(const Descriptor& control, const std::string& device, Choice choice) {
+  const int number = freeNumber(control, choice);
   if (number < 0) throw systemError("no loop device is free");
   if (mknod(device.c_str(), S_IFBLK | 0600, makedev(LOOP_MAJOR, static_cast<unsigned>(number))) != 0) {
     throw systemError("the device " + device + " could not be made");
@@ -103,8 +113,10 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
   settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
   const std::string what = "the device " + device + " could not be attached to " + file;
   const auto deadline = std::chrono::steady_clock::now() + patience;
+  auto another = std::chrono::steady_clock::now() + patienceWithOneDevice;
+  Choice choice = Choice::firstFree;
   for (;;) {
-    makeFreeNode(control, device);
+    makeFreeNode(control, device, choice);
     const Descriptor writable(open(device.c_str(), O_RDWR | O_CLOEXEC));
     if (writable.valid() && ioctl(writable.get(), LOOP_CONFIGURE, &settings) == 0) {
       // Kernels may refuse to mount a device that somebody else could write to.
@@ -113,8 +125,12 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
     }
     const int reason = errno;
     unlink(device.c_str());
-    // Somebody else was quicker to take this one; or a mount that came too late for its last file still holds it.
-    if (reason != EBUSY || std::chrono::steady_clock::now() > deadline) throw systemError(what, reason);
+    // Somebody else was quicker to take this one; or somebody holds it, as a mount does that came too late for its last
+    // file, and it stays the first free one until then.
+    const auto now = std::chrono::steady_clock::now();
+    if (reason != EBUSY || now > deadline) throw systemError(what, reason);
+    choice = now > another ? Choice::newOne : Choice::firstFree;
+    if (choice == Choice::newOne) another = now + patienceWithOneDevice;
     std::this_thread::sleep_for(pauseBetweenAttempts);
   }
 }

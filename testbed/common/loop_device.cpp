@@ -23,6 +23,7 @@ namespace testbed {
 namespace {
 
 constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::milliseconds patienceWithOneDevice(100);
 constexpr std::chrono::milliseconds pauseBetweenAttempts(1);
 constexpr int deepestStack = 8;
 
@@ -34,6 +35,16 @@ void makeNode(int number) {
   if (mknod(nodeOf(number).c_str(), S_IFBLK | 0660, makedev(LOOP_MAJOR, number)) < 0 && errno != EEXIST) {
     checked(-1, "making " + nodeOf(number));
   }
+}
+
+int firstFreeNumber(const Descriptor& control) {
+  return checked(ioctl(control.get(), LOOP_CTL_GET_FREE), "finding a free loop device");
+}
+
+// A device that nobody can hold yet. Kernels before 5.15 make one only when none is free.
+int newNumber(const Descriptor& control) {
+  const int number = ioctl(control.get(), LOOP_CTL_ADD, -1);
+  return number >= 0 ? number : firstFreeNumber(control);
 }
 
 // The attached loop devices of the machine, by number.
@@ -58,18 +69,22 @@ LoopDevice attachLoopDevice(int backing) {
   settings.fd = static_cast<__u32>(backing);
   settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
   const auto deadline = std::chrono::steady_clock::now() + patience;
+  auto another = std::chrono::steady_clock::now() + patienceWithOneDevice;
+  int number = firstFreeNumber(control);
   for (;;) {
-    const int number = checked(ioctl(control.get(), LOOP_CTL_GET_FREE), "finding a free loop device");
     makeNode(number);
     const Descriptor writable(checked(open(nodeOf(number).c_str(), O_RDWR | O_CLOEXEC), "opening " + nodeOf(number)));
     if (ioctl(writable.get(), LOOP_CONFIGURE, &settings) == 0) {
       Descriptor handle(checked(open(nodeOf(number).c_str(), O_RDONLY | O_CLOEXEC), "opening " + nodeOf(number)));
       return {number, makedev(LOOP_MAJOR, number), std::move(handle)};
     }
-    // Somebody else on the machine was quicker to take this one; or a mount that came too late for its last file still
-    // holds it.
-    if (errno != EBUSY || std::chrono::steady_clock::now() > deadline) checked(-1, "attaching " + nodeOf(number));
+    // Somebody else on the machine was quicker to take this one; or somebody holds it, as a mount does that came too
+    // late for its last file, and it stays the first free one until then.
+    const auto now = std::chrono::steady_clock::now();
+    if (errno != EBUSY || now > deadline) checked(-1, "attaching " + nodeOf(number));
     std::this_thread::sleep_for(pauseBetweenAttempts);
+    number = now > another ? newNumber(control) : firstFreeNumber(control);
+    if (now > another) another = now + patienceWithOneDevice;
   }
 }
 

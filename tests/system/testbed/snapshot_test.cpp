@@ -4,15 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
-#include <linux/loop.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "common/loop_device.h"
 #include "support.h"
 
 namespace testbed_test {
@@ -39,22 +38,12 @@ class OpenFile {
 // A loop device over `file` with a node at `node`; detached with its last user.
 class Attached {
  public:
-  Attached(int file, const std::string& node) {
-    const OpenFile control("/dev/loop-control", O_RDWR);
-    const int number = ioctl(control.get(), LOOP_CTL_GET_FREE);
-    m_descriptor = open(("/dev/loop" + std::to_string(number)).c_str(), O_RDWR | O_CLOEXEC);
-    loop_config settings{};
-    settings.fd = static_cast<__u32>(file);
-    settings.info.lo_flags = LO_FLAGS_AUTOCLEAR;
-    EXPECT_EQ(ioctl(m_descriptor, LOOP_CONFIGURE, &settings), 0);
-    EXPECT_EQ(mknod(node.c_str(), S_IFBLK | 0600, makedev(7, number)), 0);
+  Attached(int file, const std::string& node) : m_device(testbed::attachLoopDevice(file)) {
+    EXPECT_EQ(mknod(node.c_str(), S_IFBLK | 0600, m_device.device), 0);
   }
-  Attached(const Attached&) = delete;
-  Attached& operator=(const Attached&) = delete;
-  ~Attached() { close(m_descriptor); }
 
  private:
-  int m_descriptor;
+  const testbed::LoopDevice m_device;
 };
 
 TEST(Snapshot, ACloneOfAFrozenVolumeMountsReadOnlyWithWhatWasThere) {
