@@ -4,12 +4,14 @@
 
 #include "cfiprivatedata.h"
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -39,19 +41,31 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
     return found != map.end() ? found->second : CFiPrivateDataSPtr();
   }
 
-  // All objects of a kind, by ascending name.
+  // All objects of a kind, by ascending name: the bytes count, as unsigned numbers.
   virtual std::vector<CFiPrivateDataSPtr> getPrivateDataList(bool alternate) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::vector<CFiPrivateDataSPtr> list;
+    std::map<std::string_view, const CFiPrivateDataSPtr*> ordered;
     for (const auto& [name, data] : mapOf(alternate)) {
-      list.push_back(data);
+      ordered.emplace(name, &data);
+    }
+    std::vector<CFiPrivateDataSPtr> list;
+    list.reserve(ordered.size());
+    for (const auto& [name, data] : ordered) {
+      list.push_back(*data);
     }
     return list;
   }
 
  protected:
-  // Looked up by any kind of string, without a copy of it.
-  using Map = std::map<std::string, CFiPrivateDataSPtr, std::less<>>;
+  // Any kind of string is looked up without a copy of it. Not noexcept, so that the container keeps the hash of a name
+  // instead of working it out again for each neighbour it passes.
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
+  };
+
+  // Hashed, since each call looks its node up by name, while lists are rare: those are put in order when asked for.
+  using Map = std::unordered_map<std::string, CFiPrivateDataSPtr, Hash, std::equal_to<>>;
 
   Map& mapOf(bool alternate) { return alternate ? m_altNodes : m_nodes; }
 
@@ -83,11 +97,11 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
       const std::string_view key = domain->fid_objid->vid_name;
       const std::lock_guard<std::mutex> lock(m_mutex);
       Map& map = mapOf(alternate);
-      auto place = map.lower_bound(key);
-      if (place == map.end() || place->first != key) {
+      auto place = map.find(key);
+      if (place == map.end()) {
         CFiPrivateDataSPtr created(new T(domain->fid_objid, alternate));
         created->registerTraceLog(traceLog());
-        place = map.emplace_hint(place, key, std::move(created));
+        place = map.try_emplace(std::string(key), std::move(created)).first;
       }
       *holder = place->second;
     }
@@ -118,8 +132,9 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
 
  private:
   static int countOf(const CFiPrivateDataSPtr& data) {
-    const CFiCountLock lock(data->countMutex());
-    return data->getCount();
+    const CFiRefCount& counted = *data;
+    const CFiCountLock lock(counted.countMutex());
+    return counted.getCount();
   }
 };
 

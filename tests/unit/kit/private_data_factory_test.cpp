@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <functional>
@@ -202,6 +203,25 @@ TEST_F(PrivateDataFactory, ListsAscendByName) {
     m_factory->deallocate(&domain);
   }
   m_factory->deallocate(&alternate);
+}
+
+TEST_F(PrivateDataFactory, FindsAndListsEachOfManyNames) {
+  constexpr int count = 3000;
+  std::deque<kfi_domain> domains;
+  std::vector<std::string> names;
+  for (int number = 0; number < count; ++number) {
+    names.push_back("/srv/volume-" + std::to_string(number));
+    m_factory->allocate(&domains.emplace_back(domainNamed(names.back())), false);
+  }
+  for (int number = 0; number < count; ++number) {
+    EXPECT_EQ(m_factory->accessByName(names[number].c_str(), false).get(), m_factory->access(&domains[number]).get());
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(namesOf(m_factory->getPrivateDataList(false)), names);
+  for (kfi_domain& domain : domains) {
+    EXPECT_EQ(m_factory->deallocate(&domain), 0);
+  }
+  EXPECT_EQ(CountedData::living, 0);
 }
 
 TEST_F(PrivateDataFactory, GivesNewObjectsItsTraceLog) {
