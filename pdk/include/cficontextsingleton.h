@@ -31,11 +31,14 @@ class CFiContextSingleton {
       return Pointer();
     }
     if (!contextInstance) {
-      Pointer created(true);
-      contextInstance = created;
+      create(contextInstance);
     }
     return contextInstance;
   }
+
+ private:
+  // Apart, so that the calls that find an object, which are all but one, need not save registers for it.
+  [[gnu::noinline]] static void create(Pointer& object) { object = Pointer(true); }
 };
 
 }  // namespace qmfi_pdk_4_4

@@ -84,7 +84,11 @@ class CFiSmartPtr {
     return *this;
   }
 
-  ~CFiSmartPtr() { release(); }
+  ~CFiSmartPtr() {
+    if (m_object != nullptr) {
+      release();
+    }
+  }
 
   // Replaces what is held by p. Returns the new count of p; for a null p the result of releasing what was held, -1 when
   // there was nothing; -1 when p's mutex fails, and then the pointer is empty.
@@ -94,13 +98,14 @@ class CFiSmartPtr {
       m_object = nullptr;
       return released;
     }
-    const CFiCountLock lock(p->countMutex());
+    CFiRefCount& counted = *p;
+    const CFiCountLock lock(counted.countMutex());
     if (!lock.owned()) {
       m_object = nullptr;
       return -1;
     }
     m_object = p;
-    return p->increment();
+    return counted.increment();
   }
 
   // Gives the count back and empties the pointer; deletes the object with its last count. Returns the count that is
@@ -110,18 +115,20 @@ class CFiSmartPtr {
       return -1;
     }
     {
-      const CFiCountLock lock(m_object->countMutex());
+      // Found once: the way to the virtual base would be gone over again behind each barrier that a lock is.
+      CFiRefCount& counted = *m_object;
+      const CFiCountLock lock(counted.countMutex());
       if (!lock.owned()) {
         return -1;
       }
-      const int count = m_object->decrement();
+      const int count = counted.decrement();
       if (count != 0) {
         m_object = nullptr;
         return count;
       }
       // Required: one count stays while the object is destroyed, so that a pointer to itself which its destructor
       // copies and releases cannot delete it a second time.
-      m_object->increment();
+      counted.increment();
     }
     delete m_object;
     m_object = nullptr;
@@ -142,10 +149,11 @@ class CFiSmartPtr {
     if (other.m_object == nullptr) {
       return;
     }
-    const CFiCountLock lock(other.m_object->countMutex());
+    CFiRefCount& counted = *other.m_object;
+    const CFiCountLock lock(counted.countMutex());
     if (lock.owned()) {
       m_object = other.m_object;
-      m_object->increment();
+      counted.increment();
     }
   }
 
