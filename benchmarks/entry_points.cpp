@@ -29,6 +29,7 @@ void compareCalls(EntryPoint* entryPoint, bench::EntryPointLocks& locks, int thr
   const bool alone = threads == 1;
   bench::Settings settings = bench::settingsFor(threads);
   settings.noise = true;
+  settings.repetitions = 101;
   bench::compare(alone ? "1" : "2", alone ? "entry point" : "entry point, 2 threads", ours,
                  {{"its locks alone", theirs, goal}}, settings);
 }
