@@ -1,33 +1,19 @@
 // qmfi snapshot delete SNAPSHOT
-#include "command_session.h"
 #include "command_table.h"
-#include "reflink_splitter.h"
+#include "snapshot_command.h"
 #include "snapshot_removal.h"
 
 namespace qmfi_host {
 
 namespace {
 
-// May be repeated when something was in the way.
-class SnapshotDelete : public Command {
- public:
-  void declare(CommandOptions& options) override {
-    options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
-  }
+class SnapshotDelete : public SnapshotCommand {
+  bool resumes(Phase phase) const override { return phase == Phase::deleting; }
 
-  int run(const Settings& settings, std::ostream& out) override {
-    LockedState state(settings);
-    Snapshot snapshot = requireSnapshot(state.store(), m_snapshot);
-    if (snapshot.phase != Phase::deleting) requireComplete(snapshot);
-    LoadedProvider loaded(settings, snapshot.provider);
-    const ReflinkSplitter splitter;
-    SnapshotRemoval(*loaded, splitter, state.store()).remove(snapshot);
-    out << "snapshot " << snapshot.id << " deleted\n";
-    return success;
+  void change(const OpenSnapshot& open, std::ostream& out) override {
+    SnapshotRemoval(open.provider, open.splitter, open.store).remove(open.snapshot);
+    out << "snapshot " << open.snapshot.id << " deleted\n";
   }
-
- private:
-  std::string m_snapshot;
 };
 
 }  // namespace

@@ -1,32 +1,19 @@
 // qmfi snapshot mount SNAPSHOT
-#include "command_session.h"
 #include "command_table.h"
-#include "reflink_splitter.h"
+#include "snapshot_command.h"
 #include "snapshot_mounting.h"
 
 namespace qmfi_host {
 
 namespace {
 
-class SnapshotMount : public Command {
- public:
-  void declare(CommandOptions& options) override {
-    options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
-  }
+class SnapshotMount : public SnapshotCommand {
+  bool resumes(Phase) const override { return false; }
 
-  int run(const Settings& settings, std::ostream& out) override {
-    LockedState state(settings);
-    Snapshot snapshot = requireSnapshot(state.store(), m_snapshot);
-    requireComplete(snapshot);
-    LoadedProvider loaded(settings, snapshot.provider);
-    const ReflinkSplitter splitter;
-    mountSnapshot(*loaded, splitter, state.store(), snapshot);
-    for (const SnapshotNode& node : snapshot.nodes) out << node.alternate << "\n";
-    return success;
+  void change(const OpenSnapshot& open, std::ostream& out) override {
+    mountSnapshot(open.provider, open.splitter, open.store, open.snapshot);
+    for (const SnapshotNode& node : open.snapshot.nodes) out << node.alternate << "\n";
   }
-
- private:
-  std::string m_snapshot;
 };
 
 }  // namespace

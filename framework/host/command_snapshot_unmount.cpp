@@ -1,33 +1,19 @@
 // qmfi snapshot unmount SNAPSHOT
-#include "command_session.h"
 #include "command_table.h"
-#include "reflink_splitter.h"
+#include "snapshot_command.h"
 #include "snapshot_removal.h"
 
 namespace qmfi_host {
 
 namespace {
 
-// May be repeated when something was in the way.
-class SnapshotUnmount : public Command {
- public:
-  void declare(CommandOptions& options) override {
-    options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
-  }
+class SnapshotUnmount : public SnapshotCommand {
+  bool resumes(Phase phase) const override { return phase == Phase::unmounting; }
 
-  int run(const Settings& settings, std::ostream& out) override {
-    LockedState state(settings);
-    Snapshot snapshot = requireSnapshot(state.store(), m_snapshot);
-    if (snapshot.phase != Phase::unmounting) requireComplete(snapshot);
-    LoadedProvider loaded(settings, snapshot.provider);
-    const ReflinkSplitter splitter;
-    SnapshotRemoval(*loaded, splitter, state.store()).unmount(snapshot);
-    out << "snapshot " << snapshot.id << " unmounted\n";
-    return success;
+  void change(const OpenSnapshot& open, std::ostream& out) override {
+    SnapshotRemoval(open.provider, open.splitter, open.store).unmount(open.snapshot);
+    out << "snapshot " << open.snapshot.id << " unmounted\n";
   }
-
- private:
-  std::string m_snapshot;
 };
 
 }  // namespace
