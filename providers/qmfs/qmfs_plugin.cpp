@@ -5,14 +5,20 @@
 #include "cfistringtool.h"
 #include "qmfs_command_lines.h"
 
+#include <unistd.h>
+
 using namespace qmfi_pdk_4_4;
 
 TuningParameters m_tuningParams;
 qmfi_objid* CQmFSPlugin::grpobjid[1];
 bool CQmFSPlugin::isCfsInstalled;
 
+// A child that the host has forked meanwhile must not thaw at its end what its parent keeps frozen. The error manager
+// may be gone already.
 CQmFSPlugin::~CQmFSPlugin() {
-  thawQuiesced(ThawReport::traceOnly);
+  if (::getpid() == m_quiescingProcess) {
+    thawQuiesced(ThawReport::traceOnly);
+  }
 }
 
 int CQmFSPlugin::init() {
@@ -62,7 +68,7 @@ void CQmFSPlugin::declareParameters() {
 
 void CQmFSPlugin::fini() {
   const auto scope = traceScope("fini");
-  thawQuiesced(ThawReport::traceOnly);
+  thawQuiesced(ThawReport::messages);
 }
 
 bool CQmFSPlugin::isInstalled() {

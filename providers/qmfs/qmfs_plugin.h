@@ -10,6 +10,7 @@
 #include "qmfs_private_data.h"
 
 #include <ace/SString.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <cstdint>
@@ -248,6 +249,10 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   std::unique_ptr<std::int32_t[]> m_descriptors;
   // How many of them an exception would leave open.
   std::int32_t m_openDescriptors = 0;
+  // How many of them this quiesce has frozen, when an exception ends it.
+  std::int32_t m_frozenDescriptors = 0;
+  // The process that quiesced last.
+  pid_t m_quiescingProcess = 0;
   std::vector<QuiescedFileSystem> m_quiesced;
 };
 

@@ -46,21 +46,26 @@ int openMountPoint(const char* path) {
   return descriptor;
 }
 
-// Keeps signals from this thread for as long as it lives: a handler of the host's that interrupted a thaw would leave
-// the file system frozen until its time-out.
-class CSignalsHeldBack {
+// Keeps signals and cancellation from its thread for as long as it lives. A handler of the host's that interrupted a
+// thaw, or the thread's end between two, would leave file systems frozen until their time-out.
+class CUndisturbed {
  public:
-  CSignalsHeldBack() {
+  CUndisturbed() {
     sigset_t all;
     sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    pthread_sigmask(SIG_SETMASK, &all, &m_signals);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancellation);
   }
-  CSignalsHeldBack(const CSignalsHeldBack&) = delete;
-  CSignalsHeldBack& operator=(const CSignalsHeldBack&) = delete;
-  ~CSignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+  CUndisturbed(const CUndisturbed&) = delete;
+  CUndisturbed& operator=(const CUndisturbed&) = delete;
+  ~CUndisturbed() {
+    pthread_setcancelstate(m_cancellation, nullptr);
+    pthread_sigmask(SIG_SETMASK, &m_signals, nullptr);
+  }
 
  private:
-  sigset_t m_before;
+  sigset_t m_signals;
+  int m_cancellation = PTHREAD_CANCEL_ENABLE;
 };
 
 }  // namespace
@@ -96,6 +101,7 @@ int CQmFSPlugin::quiesceNodes(kfi_quiescenode** nodes, std::int32_t count) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   const std::int32_t timeout = freezeTimeout(*config);
+  m_quiescingProcess = ::getpid();
 
   trace(CFI_TRACE_DETAIL, "CQmFSPlugin::quiesce : Calling qmfi_create_context for split operations");
   const int error = qmfi_create_context();
@@ -128,6 +134,7 @@ int CQmFSPlugin::openMountPoints(kfi_quiescenode** nodes, std::int32_t count) {
     m_quiesced.push_back({mountPointOf(nodes[i]), false});
   }
   m_openDescriptors = 0;
+  m_frozenDescriptors = 0;
   m_descriptors = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(count));
   for (std::int32_t i = 0; i < count; ++i) {
     const char* const path = mountPointOf(nodes[i]);
@@ -162,18 +169,21 @@ int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::i
 }
 
 int CQmFSPlugin::endQuiesce(std::int32_t count) {
-  closeFDList(m_descriptors.get(), count);
   m_openDescriptors = 0;
+  closeFDList(m_descriptors.get(), count);
   m_descriptors.reset();
   qmfi_close_context();
   return QMFS_STATUS_FAILED;
 }
 
-// An exception may have come at any point, also when file systems were frozen already. A thaw of one that is not frozen
-// fails and does no harm.
+// An exception may have come at any point, also when file systems were frozen already. What somebody else has frozen
+// stays so.
 void CQmFSPlugin::abandonQuiesce() {
-  for (std::int32_t i = 0; i < m_openDescriptors; ++i) {
-    ::ioctl(m_descriptors[i], QM_THAW, 0);
+  const CUndisturbed undisturbed;
+  for (std::int32_t i = 0; i < m_frozenDescriptors; ++i) {
+    if (::ioctl(m_descriptors[i], QM_THAW, 0L) != 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : ioctl QM_THAW failed, errno=[%d]", errno);
+    }
   }
   endQuiesce(m_openDescriptors);
 }
@@ -186,6 +196,7 @@ int CQmFSPlugin::qmFreezeAll(const std::int32_t* descriptors, std::int32_t count
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreezeAll : ioctl QM_FREEZE_ALL failed with errno : %d ", errno);
     return QMFS_STATUS_FAILED;
   }
+  m_frozenDescriptors = count;
   return 0;
 }
 
@@ -195,22 +206,25 @@ int CQmFSPlugin::qmFreeze(const std::int32_t* descriptors, kfi_quiescenode** nod
   for (std::int32_t i = 0; i < count; ++i) {
     const char* const path = mountPointOf(nodes[i]);
     trace(CFI_TRACE_DETAIL, "CQmFSPlugin::qmFreeze - calling ioctl QM_FREEZE for %s", path);
-    if (::ioctl(descriptors[i], QM_FREEZE, timeout) < 0) {
+    if (::ioctl(descriptors[i], QM_FREEZE, static_cast<long>(timeout)) < 0) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreeze : ioctl QM_FREEZE failed for %s with errno : %d ", path, errno);
       pushMessage("MSG_ERROR_FREEZE", {messageText(path)}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
       // Required: the count is one short, so the file system frozen last stays so until its time-out.
       thawFileSystemList(descriptors, nodes, i - 1);
+      m_frozenDescriptors = 0;
       return QMFS_STATUS_FAILED;
     }
+    m_frozenDescriptors = i + 1;
   }
   return 0;
 }
 
 int CQmFSPlugin::thawFileSystemList(const std::int32_t* descriptors, kfi_quiescenode** nodes, std::int32_t count) {
   const auto scope = traceScope("thawFileSystemList");
+  const CUndisturbed undisturbed;
   int lastFailure = 0;
   for (std::int32_t i = 0; i < count; ++i) {
-    const int result = ::ioctl(descriptors[i], QM_THAW, 0);
+    const int result = ::ioctl(descriptors[i], QM_THAW, 0L);
     if (result < 0) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::thawFileSystemList : ioctl QM_THAW failed for %s with errno : %d ",
             mountPointOf(nodes[i]), errno);
@@ -225,6 +239,7 @@ void CQmFSPlugin::closeFDList(const std::int32_t* descriptors, std::int32_t coun
   if (descriptors == nullptr) {
     return;
   }
+  const CUndisturbed undisturbed;
   for (std::int32_t i = 0; i < count; ++i) {
     ::close(descriptors[i]);
   }
@@ -259,10 +274,10 @@ void CQmFSPlugin::thawQuiesced(ThawReport report) {
 }
 
 void CQmFSPlugin::thawDescriptors() {
-  const CSignalsHeldBack undisturbed;
+  const CUndisturbed undisturbed;
   for (std::size_t i = 0; i < m_quiesced.size(); ++i) {
     trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling ioctl QM_THAW");
-    const int result = ::ioctl(m_descriptors[i], QM_THAW, 0);
+    const int result = ::ioctl(m_descriptors[i], QM_THAW, 0L);
     // A freeze that ended by its time-out is no failure.
     m_quiesced[i].thawFailed = result != 0 && errno != ETIMEDOUT;
     if (m_quiesced[i].thawFailed) {

@@ -26,6 +26,17 @@ void find(void* library, const char* name, Function*& function) {
   function = reinterpret_cast<Function*>(dlsym(library, name));
 }
 
+// Whether a signal's handler or the end of the thread may come in between now.
+bool canBeInterrupted() {
+  sigset_t blocked;
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  int cancellation = 0;
+  int ignored = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation);
+  pthread_setcancelstate(cancellation, &ignored);
+  return sigismember(&blocked, SIGALRM) == 0 || cancellation == PTHREAD_CANCEL_ENABLE;
+}
+
 // Does what was asked for once.
 void doOnce(std::function<void()>& action) {
   if (const auto now = std::exchange(action, nullptr)) now();
@@ -157,18 +168,17 @@ int ImportedCalls::interruptibleThaws() const {
 }
 
 int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t argument) {
-  DriverRequest noted{request, pathOf(descriptor), static_cast<std::int32_t>(argument), {}, 0};
+  DriverRequest noted{request, pathOf(descriptor), static_cast<std::int64_t>(argument), {}, 0};
   if (request == QM_FREEZE_ALL) {
     const auto& record = *reinterpret_cast<const FreezeAllRecord*>(argument);
     noted.argument = 0;
     noted.timeout = record.timeout;
     for (std::int32_t i = 0; i < record.count; ++i) noted.paths.push_back(pathOf(record.descriptors[i]));
   }
-  sigset_t blocked;
-  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  const bool interruptible = canBeInterrupted();
   const std::lock_guard lock(m_mutex);
   m_driverRequests.push_back(noted);
-  if (request == QM_THAW && sigismember(&blocked, SIGALRM) == 0) ++m_interruptibleThaws;
+  if (request == QM_THAW && interruptible) ++m_interruptibleThaws;
   std::map<int, int> left;
   int error = 0;
   for (const auto& [number, failure] : m_driverFailures[request]) {

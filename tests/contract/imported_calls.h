@@ -23,7 +23,7 @@
 struct DriverRequest {
   std::uint32_t request = 0;
   std::string path;                // of the descriptor that it was issued on
-  std::int32_t argument = 0;       // QM_FREEZE: the time-out, QM_THAW: 0; QM_FREEZE_ALL: 0, its record is below
+  std::int64_t argument = 0;       // QM_FREEZE: the time-out, QM_THAW: 0; QM_FREEZE_ALL: 0, its record is below
   std::vector<std::string> paths;  // QM_FREEZE_ALL: of the record's descriptors
   std::int32_t timeout = 0;        // QM_FREEZE_ALL: the record's
 
@@ -69,7 +69,7 @@ class ImportedCalls {
   void stopClock(std::time_t now);
 
   std::vector<DriverRequest> driverRequests() const;
-  // Thaws that a signal could have interrupted.
+  // Thaws that a signal or the end of the thread could have interrupted.
   int interruptibleThaws() const;
   std::vector<unsigned> sleeps() const;
   // "create" and "close", in order.

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cancelled_caller.h"
 #include "plugin_fixture.h"
 
 // Traces that several ends of a quiesce have in common.

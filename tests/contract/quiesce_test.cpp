@@ -223,6 +223,15 @@ TEST_F(Quiesce, ThatAnExceptionEndsClosesTheContext) {
   expectIdle();
 }
 
+// Opening a mount point is where such a thread ends.
+TEST_F(Quiesce, OnACancelledThreadLeavesNothingBehind) {
+  EXPECT_FALSE(finishesThoughCancelled([&] { quiesce(3); }));
+  EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  expectIdle();
+}
+
 TEST_F(Quiesce, ThatAnythingElseEndsClosesTheContext) {
   importedCalls().doInContext([] { throw "a text"; });
   EXPECT_EQ(6, quiesce(2));

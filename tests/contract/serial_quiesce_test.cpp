@@ -78,6 +78,16 @@ TEST_F(SerialQuiesce, ThatFailsLaterThawsAllBeforeButTheLast) {
   EXPECT_EQ(expected, trace());
   expectMessage(messages(), "MSG_ERROR_FREEZE", paths[3]);
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  EXPECT_EQ(0, importedCalls().interruptibleThaws());
+}
+
+// A driver may read the argument as the whole word that a request has.
+TEST_F(SerialQuiesce, HandsOnANegativeTimeoutAsSuch) {
+  configureTimeout("-5"_text);
+  importedCalls().failDriver(QM_FREEZE_ALL, 1, ENOTTY);
+  ASSERT_EQ(0, quiesce(1));
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), -5), freeze(paths[0], -5)));
+  unquiesce(1);
 }
 
 TEST_F(SerialQuiesce, ThatFailsGoesOnThawingPastAFailure) {

@@ -101,7 +101,7 @@ TEST_F(Thaw, ReportsAFailedThawAndGoesOn) {
 }
 
 // A signal handler of the host's that interrupted a thaw would leave the file system frozen until its time-out.
-TEST_F(Thaw, IsNotInterruptedBySignals) {
+TEST_F(Thaw, IsNotInterrupted) {
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, nullptr, &before);
   ASSERT_EQ(0, sigismember(&before, SIGALRM));
@@ -111,6 +111,25 @@ TEST_F(Thaw, IsNotInterruptedBySignals) {
   sigset_t after;
   pthread_sigmask(SIG_BLOCK, nullptr, &after);
   EXPECT_EQ(0, sigismember(&after, SIGALRM));
+}
+
+TEST_F(Thaw, IsWholeOnACancelledThread) {
+  ASSERT_EQ(0, quiesce(3));
+  EXPECT_TRUE(finishesThoughCancelled([&] { unquiesce(3); }));
+  EXPECT_THAT(importedCalls().driverRequests(),
+              ElementsAre(freezeAll(first(3), 2), thaw(paths[0]), thaw(paths[1]), thaw(paths[2])));
+  EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
+  EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
+  expectIdle();
+}
+
+TEST_F(Thaw, ByFiniReportsWhatStaysFrozen) {
+  ASSERT_EQ(0, quiesce(2));
+  importedCalls().failDriver(QM_THAW, 1, EIO);
+  plugin.fini();
+  ASSERT_EQ(1u, callbacks.size());
+  EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
 }
 
 TEST_F(Thaw, HandsItsMessagesOutWhenTheContextCloses) {

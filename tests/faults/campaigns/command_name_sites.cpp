@@ -10,17 +10,15 @@ namespace {
 
 using Table = NameSite::Table;
 
-// The device that a restored state has; none when there is none.
+// The device that a restored state has; empty when there is none.
 struct Restored {
   explicit Restored(const Names& names) {
     const auto state = provider_model::restoredState(stateToRestore(names), "");
     options = state.options;
-    hasDevice = !state.subObjects.empty();
-    if (hasDevice) device = state.subObjects.front();
+    if (!state.subObjects.empty()) device = state.subObjects.front();
   }
   std::string options;
   std::string device;
-  bool hasDevice;
 };
 
 std::string alternateOf(const Names& names) {
@@ -50,7 +48,7 @@ void buildAlternate(NameCaller& caller, const Names& names) {
 
 void expectBuildAlternate(ExpectedCalls& calls, const Names& names) {
   const std::string alternate = alternateOf(names);
-  if (!isOneWord(names.device) || !isOneWord(alternate)) return calls.refuses("build_alttree");
+  if (!isDevice(names.device) || !isOneWord(alternate)) return calls.refuses("build_alttree");
   calls.runsAll("build_alttree", snapshotMount(names), alternate + ";");
 }
 
@@ -68,7 +66,7 @@ void import(NameCaller& caller, const Names& names) {
 
 void expectImport(ExpectedCalls& calls, const Names& names) {
   const std::string alternate = alternateOf(names);
-  if (!isOneWord(names.device) || !isOneWord(alternate)) return calls.refuses("import_tree");
+  if (!isDevice(names.device) || !isOneWord(alternate)) return calls.refuses("import_tree");
   calls.runsAll("import_tree", snapshotMount(names), alternate + ";");
 }
 
@@ -99,8 +97,7 @@ void online(NameCaller& caller, const Names& names) {
 void expectOnline(ExpectedCalls& calls, const Names& names) {
   const Restored restored(names);
   calls.returns("process_providerstate", 0);
-  if (!restored.hasDevice || !isOneWord(restored.device) || !isOneWord(names.mountPoint))
-    return calls.refuses("online");
+  if (!isDevice(restored.device) || !isOneWord(names.mountPoint)) return calls.refuses("online");
   calls.runsAll("online", {"/bin/mkdir -p  " + names.mountPoint, "/bin/mount -t qmfs  -o " + restored.options + " " +
                                                                      restored.device + " " + names.mountPoint});
 }
@@ -166,7 +163,7 @@ void enableAccess(NameCaller& caller, const Names& names) {
 
 void expectEnableAccess(ExpectedCalls& calls, const Names& names) {
   calls.returns("process_providerstate", 0);
-  if (!isOneWord(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("enable_access");
+  if (!isDevice(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("enable_access");
   calls.runsAll("enable_access",
                 {"/bin/mkdir -p  " + names.mountPoint, "/sbin/fsck -y -t qmfs  " + names.device,
                  "/bin/mount -t qmfs  -o " + Restored(names).options + " " + names.device + " " + names.mountPoint});
@@ -182,7 +179,7 @@ void expectSwitchCache(ExpectedCalls& calls, const Names& names) {
   const Restored restored(names);
   const std::string words = " " + restored.device + " " + names.mountPoint;
   calls.returns("process_providerstate", 0);
-  if (!restored.hasDevice || !isOneWord(restored.device) || !isOneWord(names.mountPoint)) {
+  if (!isDevice(restored.device) || !isOneWord(names.mountPoint)) {
     calls.refuses("cache_disable");
     // It has no status to say so.
     return calls.returns("cache_enable", 0);
@@ -217,7 +214,7 @@ std::string converted(const std::string& device, const std::string& from, const 
 }
 
 void expectFormat(ExpectedCalls& calls, const Names& names) {
-  if (!isOneWord(names.device)) return calls.refuses("format");
+  if (!isDevice(names.device)) return calls.refuses("format");
   calls.runsAll("format", {"/sbin/mkfs -t qmfs  " + converted(names.device, "/dev/qm/d", "/dev/qm/rd"),
                            "/bin/mkdir -p  /tmp_TIME", "/bin/mount -t qmfs  -o rw " + names.device + " /tmp_TIME"});
 }
@@ -259,7 +256,7 @@ void expectResource(ExpectedCalls& calls, const std::string& givenDevice, const 
 }
 
 void expectOnlineResource(ExpectedCalls& calls, const Names& names) {
-  if (!isOneWord(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("online_resource");
+  if (!isDevice(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("online_resource");
   expectResource(calls, names.device, names.mountPoint, names.options.substr(0, names.options.find(';')));
 }
 
@@ -270,7 +267,7 @@ void onlineUnnamedResource(NameCaller& caller, const Names& names) {
 void expectOnlineUnnamedResource(ExpectedCalls& calls, const Names& names) {
   const std::size_t slash = names.device.rfind('/');
   const std::string mountPoint = slash != std::string::npos ? names.device.substr(slash) : "/" + names.device;
-  if (!isOneWord(names.device) || mountPoint == "/") return calls.refuses("online_resource");
+  if (!isDevice(names.device) || mountPoint == "/") return calls.refuses("online_resource");
   expectResource(calls, names.device, mountPoint, " -o mincache=closesync ");
 }
 

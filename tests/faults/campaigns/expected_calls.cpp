@@ -92,7 +92,11 @@ std::vector<std::vector<std::string>> programsOf(const std::string& commandLine)
 }
 
 bool isOneWord(const std::string& name) {
-  return name.find_first_of(" \t\n") == std::string::npos && name != "|";
+  return name.find_first_of(" \t\n") == std::string::npos && name != "|" && !name.starts_with('-');
+}
+
+bool isDevice(const std::string& name) {
+  return !name.empty() && isOneWord(name);
 }
 
 void ExpectedCalls::returns(const std::string& call, int status, const std::string& outputs) {

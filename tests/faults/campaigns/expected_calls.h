@@ -50,8 +50,10 @@ class ExpectedCalls {
 // The words of each program of a command line: they end at blanks, and a lone bar begins the next program.
 std::vector<std::vector<std::string>> programsOf(const std::string& commandLine);
 
-// Whether a name is one word of a command line.
+// Whether a name is one word of a command line and no option. The empty one counts: a mount point may be empty.
 bool isOneWord(const std::string& name);
+// Whether it is that and names something: a program without a device would choose one for itself.
+bool isDevice(const std::string& name);
 
 }  // namespace faults
 

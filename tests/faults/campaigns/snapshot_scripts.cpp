@@ -140,6 +140,18 @@ void refusedSerialQuiesce(Host& host) {
   });
 }
 
+// The first of the two may stay frozen when the second cannot be frozen: the contract thaws one less.
+void frozenBySomebodyElse(Host& host) {
+  if (!host.start()) return;
+  const auto nodes = quiesceNodes(host);
+  const std::string& theirs = host.machine.fileSystem(1);
+  if (nodes.size() != 2 || nodes[0]->kqn_config == nullptr) return;
+  if (!driverModel().freezeFromOutside(theirs.c_str())) return;
+  host.mayStay.frozen.push_back(host.machine.fileSystem(0));
+  host.mayStay.keptFrozen.push_back(theirs);
+  quiesceAndThaw(host, nodes);
+}
+
 void failingThaw(Host& host) {
   troubledQuiesce(host, [] { driverModel().fail(DriverRequestKind::thaw, 1, EIO); });
 }
@@ -175,6 +187,7 @@ std::vector<Script> snapshotScripts() {
       {"snapshot", nothing, snapshot},
       {"serial quiesce", allowSerialQuiesce, serialQuiesce},
       {"refused serial quiesce", allowSerialQuiesce, refusedSerialQuiesce},
+      {"quiesce of what somebody else has frozen", allowSerialQuiesce, frozenBySomebodyElse},
       {"failing thaw", nothing, failingThaw},
       {"refused freeze", nothing, refusedContext},
       {"missing mount point", nothing, missingMountPoint},

@@ -54,6 +54,7 @@ class Machine {
     std::vector<std::string> paths;        // directories, and mount points in the mount table
     std::vector<std::string> descriptors;  // paths that descriptors may be open on
     std::vector<std::string> frozen;       // directories of file systems
+    std::vector<std::string> keptFrozen;   // directories of file systems that must be frozen still
     bool temporaryMountPoints = false;     // those that the plug-in generates in the root directory
   };
   std::vector<std::string> differences(const Leftovers& allowed) const;
