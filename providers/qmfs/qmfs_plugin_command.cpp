@@ -38,8 +38,10 @@ std::string joined(const std::vector<std::string>& lines) {
 EFiExecPipe CQmFSPlugin::runPiped(const std::string& command, std::vector<std::string>& output, int timeoutSeconds) {
   constexpr int plainPipe = 1;
   CFiExecPipePosix pipe(plainPipe);
-  pipe.Exec(command, output, "", timeoutSeconds, "", "", "");
-  return pipe.getLastError();
+  const int code = pipe.Exec(command, output, "", timeoutSeconds, "", "", "");
+  // What the pipe returns decides; its record has the text and the exit status.
+  const EFiExecPipe& record = pipe.getLastError();
+  return EFiExecPipe(record.getText(), code, record.getExitStatus());
 }
 
 CQmFSPlugin::CommandRun CQmFSPlugin::runTraced(const std::string& command) {
