@@ -120,6 +120,10 @@ int CQmFSPlugin::deportAltNode(char* name) {
   if (mounted == 0) {
     return 0;
   }
+  // Asked for here too: the unmount would not ask if somebody else has unmounted it meanwhile.
+  if (!isCommandWord(name)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
   const int status = QmFSUmount(name, true);
   if (status != 0) {
     trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
