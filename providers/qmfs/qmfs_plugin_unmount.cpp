@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <limits>
 #include <sstream>
 
 using namespace qmfi_pdk_4_4;
@@ -41,12 +42,31 @@ void writeStatus(std::ostringstream& text, const struct stat& status) {
   writeTagged(text, "st_ctime", status.st_ctime);
 }
 
+// 0, or the error number, which nothing that allocates has touched since.
+int errorOfStat(const std::string& path, struct stat& status) {
+  return ::stat(path.c_str(), &status) == 0 ? 0 : errno;
+}
+
+// A signal that the host handles does not shorten it.
+void pauseFor(int seconds) {
+  for (auto left = static_cast<unsigned int>(seconds); left != 0;) {
+    left = ::sleep(left);
+  }
+}
+
+// Twice the pause, as long as that is a number of seconds.
+int doubled(int pause) {
+  constexpr int longest = std::numeric_limits<int>::max();
+  return pause <= longest / 2 ? pause * 2 : longest;
+}
+
 std::string describeDevice(const std::string& device) {
   std::ostringstream text;
   text << "Dumping device information for device " << device << '\n';
   struct stat status {};
-  if (::stat(device.c_str(), &status) != 0) {
-    text << "Stat information failed for the device " << device << "with error code " << errno;
+  const int error = errorOfStat(device, status);
+  if (error != 0) {
+    text << "Stat information failed for the device " << device << "with error code " << error;
     return text.str();
   }
   text << "Dumping stat information for device " << device;
@@ -61,8 +81,9 @@ std::string describeMountPoint(const std::string& mountPoint) {
   std::ostringstream text;
   text << "Dumping stat information for mount point " << mountPoint;
   struct stat status {};
-  if (::stat(mountPoint.c_str(), &status) != 0) {
-    text << "Stat information failed for the mount point " << mountPoint << "with error code " << errno;
+  const int error = errorOfStat(mountPoint, status);
+  if (error != 0) {
+    text << "Stat information failed for the mount point " << mountPoint << "with error code " << error;
     return text.str();
   }
   writeStatus(text, status);
@@ -183,9 +204,9 @@ int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, 
   int pause = sleepSeconds;
   for (int attempt = 1; attempt <= retries; ++attempt) {
     std::vector<std::string> output;
-    ::sleep(static_cast<unsigned int>(pause));
+    pauseFor(pause);
     trace(CFI_TRACE_PROGRESS, "Retrying umount... slept time '%d' sec and retry attempt '%d'.", pause, attempt);
-    pause *= 2;
+    pause = doubled(pause);
     error = runPiped(commandLine, output, QMFS_COMMAND_TIMEOUT);
     if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
       trace(CFI_TRACE_PROGRESS, "umount is successful.");

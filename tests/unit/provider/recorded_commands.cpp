@@ -1,9 +1,11 @@
-// The command pipe, the pauses and the mount table taken over by a test program.
+// The command pipe, the pauses, the mount table and the search for programs taken over by a test program.
 #include "recorded_commands.h"
 
 #include "cfiexecpipe.h"
 
+#include <fcntl.h>
 #include <mntent.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,18 +26,20 @@ CommandAnswer RecordedCommands::run(RecordedCommand command) {
   return answer;
 }
 
-void RecordedCommands::sleep(unsigned seconds) {
+unsigned RecordedCommands::sleep(unsigned seconds) {
   m_events.push_back("sleep " + std::to_string(seconds));
+  return std::exchange(m_secondsLeft, 0U);
 }
 
-std::FILE* RecordedCommands::openMountTable() const {
+std::FILE* RecordedCommands::openMountTable() {
   if (m_isTableHidden) {
     errno = ENOENT;
     return nullptr;
   }
+  const std::string text = std::exchange(m_nextMountTable, std::nullopt).value_or(m_mountTable);
   std::FILE* const table = std::tmpfile();
   if (table != nullptr) {
-    std::fwrite(m_mountTable.data(), 1, m_mountTable.size(), table);
+    std::fwrite(text.data(), 1, text.size(), table);
     std::rewind(table);
   }
   return table;
@@ -44,8 +48,12 @@ std::FILE* RecordedCommands::openMountTable() const {
 extern "C" {
 
 unsigned sleep(unsigned seconds) {
-  recordedCommands->sleep(seconds);
-  return 0;
+  return recordedCommands->sleep(seconds);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  const bool isPutThere = recordedCommands != nullptr && recordedCommands->isInstalled(path);
+  return isPutThere ? 0 : fstatat(AT_FDCWD, path, status, 0);
 }
 
 std::FILE* setmntent(const char*, const char*) noexcept {
@@ -65,7 +73,7 @@ int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& 
   for (const std::string& line : answer.lines) {
     text += line;
   }
-  m_lastError = EFiExecPipe(text, answer.code, answer.exitStatus);
+  m_lastError = EFiExecPipe(text, answer.recordedCode.value_or(answer.code), answer.exitStatus);
   return answer.code;
 }
 

@@ -1,11 +1,13 @@
-// The command pipe, the pauses and the mount table taken over by a test program, so that the provider's commands are
-// answered by the test and nothing of the machine is run or read.
+// The command pipe, the pauses, the mount table and the search for programs taken over by a test program, so that the
+// provider's commands are answered by the test and nothing of the machine is run or read.
 #ifndef TESTS_UNIT_PROVIDER_RECORDED_COMMANDS_H
 #define TESTS_UNIT_PROVIDER_RECORDED_COMMANDS_H
 
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,8 @@ struct CommandAnswer {
   std::vector<std::string> lines;
   // What the command does meanwhile; may be empty.
   std::function<void()> effect;
+  // The code in the pipe's record when it is another than the one returned.
+  std::optional<int> recordedCode = std::nullopt;
 };
 
 // A command as the pipe was given it.
@@ -37,21 +41,32 @@ class RecordedCommands {
   // "sleep N" and the command lines, in order.
   const std::vector<std::string>& events() const { return m_events; }
 
-  // Replaces the mount table, or makes it impossible to open.
+  // Replaces the mount table, or makes it impossible to open; or replaces it for the next reader only.
   void setMountTable(const std::string& text) { m_mountTable = text; }
   void hideMountTable() { m_isTableHidden = true; }
+  void setMountTableOnce(const std::string& text) { m_nextMountTable = text; }
+
+  // A signal ends the next pause with that many seconds left.
+  void interruptNextSleep(unsigned secondsLeft) { m_secondsLeft = secondsLeft; }
+
+  // Makes a program be found.
+  void install(const std::string& program) { m_programs.insert(program); }
+  bool isInstalled(const std::string& program) const { return m_programs.count(program) != 0; }
 
   // What the taken-over functions do.
   CommandAnswer run(RecordedCommand command);
-  void sleep(unsigned seconds);
-  std::FILE* openMountTable() const;
+  unsigned sleep(unsigned seconds);
+  std::FILE* openMountTable();
 
  private:
   std::vector<CommandAnswer> m_answers;
   std::vector<RecordedCommand> m_commands;
   std::vector<std::string> m_events;
   std::string m_mountTable;
+  std::optional<std::string> m_nextMountTable;
   bool m_isTableHidden = false;
+  unsigned m_secondsLeft = 0;
+  std::set<std::string> m_programs;
 };
 
 // The one that answers now. Set while a test runs.

@@ -1,16 +1,13 @@
 // The provider's commands, unmounts and diagnostic dump with a command pipe that the test answers: what no call from
 // outside reaches, and what would take minutes.
-#include "qmfs_plugin.h"
-#include "recorded_commands.h"
-#include "support/trace_capture.h"
+#include "unmount_machinery.h"
+#include "support/domains.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <cstdlib>
 #include <functional>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,100 +18,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* plainly = "/bin/umount  /mnt/a";
-
-class UnmountMachinery : public testing::Test {
- protected:
-  UnmountMachinery() {
-    recordedCommands = &m_commands;
-    m_plugin.registerTraceLog(m_capture.log());
-    m_commands.setMountTable("/dev/qm/dsk/dg1/vol1 /mnt/a qmfs rw 0 0\n");
-  }
-  ~UnmountMachinery() override { recordedCommands = nullptr; }
-
-  // The records but those of entered and left functions.
-  std::vector<std::string> trace() const {
-    std::vector<std::string> records;
-    for (const std::string& record : m_capture.records()) {
-      if (record.find(" Function ") == std::string::npos) {
-        records.push_back(record);
-      }
-    }
-    return records;
-  }
-
-  int unmount() { return m_plugin.QmFSUmount(m_mountPoint.data(), false); }
-  // The exit status that an unmount throws.
-  std::optional<int> thrownByUnmount() {
-    try {
-      unmount();
-    } catch (int status) {
-      return status;
-    }
-    return std::nullopt;
-  }
-  // What a retry throws.
-  std::optional<EFiExecPipe> thrownByRetry(int retries, int sleepSeconds) {
-    try {
-      m_plugin.umountRetry(plainly, retries, sleepSeconds);
-    } catch (const EFiExecPipe& error) {
-      return error;
-    }
-    return std::nullopt;
-  }
-
-  RecordedCommands m_commands;
-  TraceCapture m_capture;
-  CQmFSPlugin m_plugin;
-  std::string m_mountPoint = "/mnt/a";
-};
-
-// Retries.
-
-TEST_F(UnmountMachinery, RetryWithoutAttemptsThrowsAtOnceWithoutRunningTheCommand) {
-  for (const int retries : {0, -1}) {
-    const auto error = thrownByRetry(retries, 2);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->getCode(), KFI_EXEC_PIPE_SUCCESS);
-    EXPECT_EQ(error->getText(), "");
-  }
-  EXPECT_THAT(m_commands.events(), IsEmpty());
-  EXPECT_THAT(trace(), IsEmpty());
-}
-
-TEST_F(UnmountMachinery, RetrySleepsBeforeEveryAttemptAndTwiceAsLongEachTime) {
-  m_commands.answerNext({11, 1, {"busy"}, {}});
-  m_commands.answerNext({11, 1, {"busy"}, {}});
-  m_commands.answerNext({11, 1, {"busy"}, {}});
-  EXPECT_EQ(m_plugin.umountRetry(plainly, 3, 5), 32);
-  EXPECT_THAT(m_commands.events(), ElementsAre("sleep 5", plainly, "sleep 10", plainly, "sleep 20", plainly));
-}
-
-TEST_F(UnmountMachinery, RetryStartsEveryAttemptWithEmptyOutputAndTheUsualTime) {
-  m_commands.answerNext({11, 1, {"busy", "and more"}, {}});
-  m_commands.answerNext({11, 1, {"something else"}, {}});
-  const auto error = thrownByRetry(2, 0);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->getText(), "something else");
-  for (const RecordedCommand& command : m_commands.commands()) {
-    EXPECT_EQ(command.timeoutSeconds, 600);
-    EXPECT_EQ(command.reserved, "");
-    EXPECT_EQ(command.linesBefore, 0U);
-  }
-}
-
-TEST_F(UnmountMachinery, RetryThatRunsOutOfTimeIsTriedAgainAndThrowsTheLastError) {
-  m_commands.answerNext({5, 0, {}, {}});
-  m_commands.answerNext({5, 0, {"late"}, {}});
-  const auto error = thrownByRetry(2, 1);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->getCode(), KFI_EXEC_PIPE_READ_TIMEOUT);
-  EXPECT_THAT(trace(), ElementsAre("L3 Retrying umount... slept time '1' sec and retry attempt '1'.",
-                                   "L2 Exec Pipe failed with error code [5]",
-                                   "L2 Command [/bin/umount  /mnt/a] failed with error code [0] and output []",
-                                   "L3 Retrying umount... slept time '2' sec and retry attempt '2'.",
-                                   "L2 Exec Pipe failed with error code [5]",
-                                   "L2 Command [/bin/umount  /mnt/a] failed with error code [0] and output [late]"));
-}
 
 // The command runner.
 
@@ -164,6 +67,50 @@ TEST_F(UnmountMachinery, ExecutedCommandThatFailsOtherwiseLeavesTheStatusAlone) 
     EXPECT_EQ(trace().back(),
               "L2 executeCommand - Exec Pipe failed with error code [" + std::to_string(code) + "] and message []");
   }
+}
+
+// A pipe whose record says something else than it returned.
+
+TEST_F(UnmountMachinery, CommandHasSucceededWhenThePipeReturnsZeroWhateverItsRecordSays) {
+  m_commands.answerNext({0, 9, {}, {}, 11});
+  std::vector<std::string> output;
+  int exitStatus = 77;
+  EXPECT_EQ(m_plugin.executeCommand("/bin/x", output, exitStatus, 600), 0);
+  EXPECT_EQ(exitStatus, 77);
+  m_commands.answerNext({0, 9, {}, {}, 11});
+  EXPECT_NO_THROW(m_plugin.fsck("/dev/v"));
+  m_commands.answerNext({0, 9, {}, {}, 11});
+  EXPECT_EQ(unmount(), 0);
+}
+
+TEST_F(UnmountMachinery, CommandHasFailedWithWhatThePipeReturnsAndWithTheTextAndStatusOfItsRecord) {
+  m_commands.answerNext({11, 9, {"wrong"}, {}, 0});
+  std::vector<std::string> output;
+  int exitStatus = 77;
+  EXPECT_EQ(m_plugin.executeCommand("/bin/x", output, exitStatus, 600), 11);
+  EXPECT_EQ(exitStatus, 9);
+  m_commands.answerNext({11, 9, {"wrong"}, {}, 0});
+  try {
+    m_plugin.fsck("/dev/v");
+    ADD_FAILURE() << "it is taken for a success";
+  } catch (const EFiExecPipe& error) {
+    EXPECT_EQ(error.getCode(), KFI_EXEC_PIPE_CMD_FAILED);
+    EXPECT_EQ(error.getExitStatus(), 9);
+    EXPECT_EQ(error.getText(), "wrong");
+    EXPECT_EQ(error.getWideText(), L"wrong");
+  }
+}
+
+// The type of a device.
+
+TEST_F(UnmountMachinery, TypeProgramMayTakeTenMinutes) {
+  m_commands.install("/etc/fstyp");
+  m_commands.answerNext({0, 0, {"qmfs\r"}, {}});
+  EXPECT_EQ(m_plugin.getFSType("/dev/v"), "qmfs");
+  ASSERT_EQ(m_commands.commands().size(), 1U);
+  EXPECT_EQ(m_commands.commands()[0].line, "/etc/fstyp /dev/v");
+  EXPECT_EQ(m_commands.commands()[0].timeoutSeconds, 600);
+  EXPECT_EQ(m_commands.commands()[0].reserved, "");
 }
 
 // The simple commands.
@@ -219,6 +166,8 @@ TEST_F(UnmountMachinery, ConversionBetweenPlatformsIsNotOffered) {
   }
   EXPECT_THAT(m_commands.events(), IsEmpty());
   EXPECT_THAT(trace(), IsEmpty());
+  EXPECT_THAT(withoutLineNumbers(m_capture.records()),
+              testing::Contains("L6 Entering Function fscdsconv [line, qmfs_plugin_command.cpp]").Times(3));
 }
 
 // Unmounts.
@@ -281,67 +230,37 @@ TEST_F(UnmountMachinery, MountStatusTellsNothingMountedFromMountedAndUnknown) {
   EXPECT_THAT(trace(), IsEmpty());
 }
 
-// The dump.
+// Operations that use the machinery.
 
-template <typename Value>
-std::string tagged(const std::string& name, Value value) {
-  return "<statData." + name + ">" + std::to_string(value) + "</statData." + name + ">";
+TEST_F(UnmountMachinery, DeportOfAMountPointThatACommandCannotCarryIsRefusedAlsoWhenItIsUnmountedMeanwhile) {
+  m_commands.setMountTable("");
+  m_commands.setMountTableOnce("/dev/v /with\\040blank qmfs rw 0 0\n");
+  kfi_domain alternate = domainNamed("/with blank");
+  EXPECT_EQ(m_plugin.deportTree(nullptr, &alternate, nullptr), 3);
+  EXPECT_THAT(m_commands.events(), IsEmpty());
 }
 
-std::string describe(const struct stat& status) {
-  return tagged("st_mode", status.st_mode) + tagged("st_dev", status.st_dev) + tagged("st_nlink", status.st_nlink) +
-         tagged("st_uid", status.st_uid) + tagged("st_gid", status.st_gid) + tagged("st_atime", status.st_atime) +
-         tagged("st_ctime", status.st_ctime);
+TEST_F(UnmountMachinery, MountOfAResourceIsRepeatedWhenTheMountTableCannotBeReadAfterItFailed) {
+  m_commands.answerNext({});
+  m_commands.answerNext({11, 32, {"dirty"}, [this] { m_commands.hideMountTable(); }});
+  std::string device = "/dev/v";
+  std::string mountPoint = "/mnt/v";
+  char* devices[] = {device.data()};
+  char** paths = nullptr;
+  int count = 0;
+  EXPECT_EQ(m_plugin.onlineResource(devices, 1, mountPoint.data(), nullptr, nullptr, nullptr, 0, &paths, &count), 0);
+  EXPECT_THAT(m_commands.events(), ElementsAre("/bin/mkdir -p  /mnt/v", "/bin/mount -t qmfs  /dev/v /mnt/v",
+                                               "/sbin/fsck -y -t qmfs  /dev/v", "/bin/mount -t qmfs  /dev/v /mnt/v"));
+  for (const RecordedCommand& command : m_commands.commands()) EXPECT_EQ(command.timeoutSeconds, 600);
+  ASSERT_EQ(count, 1);
+  EXPECT_STREQ(paths[0], "/mnt/v");
+  qmfi_free_buf(paths[0], mountPoint.size() + 1);
+  std::free(paths);
 }
 
-TEST_F(UnmountMachinery, DumpDescribesDeviceMountPointUsersAndMountedFileSystems) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path();
-  struct stat mountPoint {};
-  struct stat device {};
-  ASSERT_EQ(::stat(path.c_str(), &mountPoint), 0);
-  ASSERT_EQ(::stat("/dev/null", &device), 0);
-  m_commands.answerNext({0, 0, {" 12", " 34"}, {}});
-  m_commands.answerNext({0, 0, {"a on b", "c on d"}, {}});
-
-  const std::string mounts = "Dumping information about mounted devices using command /bin/mount -t qmfs a on bc on d";
-  EXPECT_EQ(m_plugin.dumpMountInformation(path, "/dev/null"), mounts);
-
-  EXPECT_THAT(m_commands.events(), ElementsAre("/sbin/fuser " + path, "/bin/mount -t qmfs "));
-  for (const RecordedCommand& command : m_commands.commands()) {
-    EXPECT_EQ(command.timeoutSeconds, 600);
-  }
-  EXPECT_THAT(
-      trace(),
-      ElementsAre(
-          "L3 dumpInformationDevice = Dumping device information for device /dev/null\n"
-          "Dumping stat information for device /dev/null" +
-              describe(device) + tagged("st_dev", device.st_dev) + tagged("st_rdev", device.st_rdev),
-          "L3 dumpInformationMount = Dumping stat information for mount point " + path + describe(mountPoint),
-          "L3 dumpInformationFuser: FUSER_CMD = /sbin/fuser " + path,
-          "L3 dumpInformationFuser = Dumping fuser data for mountpoint using command /sbin/fuser " + path + " 12 34",
-          "L3 dumpInformationMountCmd: MOUNT_CMD = /bin/mount -t qmfs ", "L3 Command : /bin/mount -t qmfs ",
-          "L3 dumpInformationMountCmd = " + mounts));
-}
-
-TEST_F(UnmountMachinery, DumpWhoseProbesFailNeverThrows) {
-  m_commands.answerNext({5, 0, {"slow"}, {}});
-  m_commands.answerNext({7, 0, {}, {}});
-  const std::string mounts =
-      "Dumping information about mounted devices using command /bin/mount -t qmfs Mount command failed to print mount "
-      "information with  error code 7and output ";
-  EXPECT_EQ(m_plugin.dumpMountInformation("/nowhere/a", "/nowhere/v"), mounts);
-  EXPECT_THAT(
-      trace(),
-      ElementsAre("L3 dumpInformationDevice = Dumping device information for device /nowhere/v\n"
-                  "Stat information failed for the device /nowhere/vwith error code 2",
-                  "L3 dumpInformationMount = Dumping stat information for mount point /nowhere/a"
-                  "Stat information failed for the mount point /nowhere/awith error code 2",
-                  "L3 dumpInformationFuser: FUSER_CMD = /sbin/fuser /nowhere/a",
-                  "L3 dumpInformationFuser = Dumping fuser data for mountpoint using command /sbin/fuser /nowhere/a"
-                  "fuser command failed to print usage information with  error code 5and output slow",
-                  "L3 dumpInformationMountCmd: MOUNT_CMD = /bin/mount -t qmfs ", "L3 Command : /bin/mount -t qmfs ",
-                  "L3 dumpInformationMountCmd = " + mounts));
+TEST_F(UnmountMachinery, NoListOfDescriptorsIsNothingToClose) {
+  EXPECT_NO_FATAL_FAILURE(m_plugin.closeFDList(nullptr, 3));
+  EXPECT_THAT(trace(), IsEmpty());
 }
 
 }  // namespace
