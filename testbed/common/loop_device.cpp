@@ -41,10 +41,9 @@ int firstFreeNumber(const Descriptor& control) {
   return checked(ioctl(control.get(), LOOP_CTL_GET_FREE), "finding a free loop device");
 }
 
-// A device that nobody can hold yet. Kernels before 5.15 make one only when none is free.
+// A device that nobody can hold yet.
 int newNumber(const Descriptor& control) {
-  const int number = ioctl(control.get(), LOOP_CTL_ADD, -1);
-  return number >= 0 ? number : firstFreeNumber(control);
+  return checked(ioctl(control.get(), LOOP_CTL_ADD, -1), "making a loop device");
 }
 
 // The attached loop devices of the machine, by number.
