@@ -51,8 +51,9 @@ int K_vsnwprintf(wchar_t* dst, std::size_t size, const wchar_t* format, va_list 
 int K_snwprintf(wchar_t* dst, std::size_t size, const wchar_t* format, ...);
 
 // Resizes the block `*block` (from malloc, or null) to `size` bytes, stores the result back and returns it. A block
-// that cannot be resized is freed and null is stored and returned, and so is one resized to 0 bytes; the caller thus
-// owns exactly what `*block` points to. Null, and nothing else, for a null `block`.
+// that cannot be resized is freed and null is stored and returned, and so is one resized to 0 bytes; where there was
+// none, 0 bytes too give a block, which holds nothing. The caller thus owns exactly what `*block` points to. Null, and
+// nothing else, for a null `block`.
 void* K_dumb_realloc(void** block, std::size_t size);
 
 }  // extern "C"

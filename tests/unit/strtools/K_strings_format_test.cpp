@@ -39,6 +39,24 @@ int formatThroughList(wchar_t* dst, std::size_t size, const wchar_t* format, ...
   return result;
 }
 
+// A locale in which not every byte stands for a character, for this thread and for as long as it lives.
+class Utf8Locale {
+ public:
+  Utf8Locale() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(uselocale(m_locale)) {
+    EXPECT_NE(m_locale, nullptr);
+  }
+  ~Utf8Locale() {
+    uselocale(m_before);
+    freelocale(m_locale);
+  }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+ private:
+  locale_t m_locale;
+  locale_t m_before;
+};
+
 TEST(BoundedFormat, ReturnsTheNumberOfCharactersInTheBuffer) {
   const struct {
     const char* text;
@@ -110,6 +128,16 @@ TEST(BoundedWideFormat, OfACutTextReturnsMinusOneAndKeepsWhatFits) {
     EXPECT_EQ(std::wstring(dst), c.dst) << c.size;
     EXPECT_EQ(dst[c.size], L'#') << c.size;
   }
+}
+
+TEST(BoundedWideFormat, OfATextThatCannotBeFormattedReturnsMinusOneAndKeepsWhatWasFormatted) {
+  const Utf8Locale locale;
+  wchar_t dst[16] = L"###############";
+  EXPECT_EQ(K_snwprintf(dst, 16, L"ab%scd", "\x80"), -1);
+  EXPECT_EQ(std::wstring(dst), L"ab");
+  EXPECT_EQ(dst[3], L'#');
+  EXPECT_EQ(formatThroughList(dst, 16, L"%s", "\x80"), -1);
+  EXPECT_EQ(std::wstring(dst), L"");
 }
 
 TEST(BoundedWideFormat, OfSizeZeroFailsAndWritesNothing) {

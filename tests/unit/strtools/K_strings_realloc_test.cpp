@@ -49,6 +49,14 @@ TEST(DumbRealloc, OfNoBlockAllocatesOne) {
   std::free(block);
 }
 
+TEST(DumbRealloc, OfNoBlockToZeroBytesAllocatesOneToBeFreed) {
+  void* block = nullptr;
+  void* result = K_dumb_realloc(&block, 0);
+  EXPECT_NE(result, nullptr);
+  EXPECT_EQ(result, block);
+  std::free(block);
+}
+
 TEST(DumbRealloc, KeepsTheContentOfAnEnlargedBlock) {
   void* block = std::malloc(4);
   ASSERT_NE(block, nullptr);
