@@ -1,7 +1,7 @@
 // The command pipe's interface: a command line in, output lines and an error record out.
 #include <algorithm>
 #include <chrono>
-#include <iterator>
+#include <cstddef>
 #include <numeric>
 
 #include "cfiexecpipe.h"
@@ -12,15 +12,19 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
+// A line costs more memory than the line feed that a program makes it with.
+constexpr std::size_t mostLines = std::size_t{1} << 20;
+
 // Line feeds end lines; a last line without one counts.
-std::vector<std::string> splitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  for (std::size_t begin = 0; begin < text.size();) {
+void appendLines(const std::string& text, std::vector<std::string>& lines) {
+  const auto feeds = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  const std::size_t most = lines.size() + std::min(feeds + 1, mostLines);
+  lines.reserve(most);
+  for (std::size_t begin = 0; begin < text.size() && lines.size() < most;) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     lines.emplace_back(text, begin, end - begin);
     begin = end + 1;
   }
-  return lines;
 }
 
 }  // namespace
@@ -36,12 +40,12 @@ int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& 
     return KFI_EXEC_PIPE_PARSE_COMMAND_FAILED;
   }
   auto result = qmfi_runtime::runPipeline(*programs, {.time = std::chrono::seconds(std::max(timeoutSeconds, 1))});
-  std::vector<std::string> lines = splitLines(result.output);
+  const auto before = static_cast<std::ptrdiff_t>(output.size());
+  appendLines(result.output, output);
   if (result.reason.empty() && result.code != KFI_EXEC_PIPE_SUCCESS) {
-    result.reason = std::accumulate(lines.begin(), lines.end(), std::string());
+    result.reason = std::accumulate(output.begin() + before, output.end(), std::string());
   }
   m_lastError = EFiExecPipe(std::move(result.reason), result.code, result.exitStatus);
-  output.insert(output.end(), std::make_move_iterator(lines.begin()), std::make_move_iterator(lines.end()));
   return result.code;
 }
 

@@ -9,21 +9,23 @@
 
 namespace qmfi_pdk_4_4 {
 
-// Results of a run.
+// Results of a run. Those without a meaning of their own here are for other kinds of pipes and never returned.
 enum CFiExecPipeCode : std::int32_t {
   KFI_EXEC_PIPE_SUCCESS = 0,
-  KFI_EXEC_PIPE_CREATE_PIPE_FAILED = 1,
+  KFI_EXEC_PIPE_CREATE_PIPE_FAILED = 1,  // no descriptors or no memory of the system for the streams of a program
   KFI_EXEC_PIPE_DUPLICATE_HANDLE_FAILED = 2,
   KFI_EXEC_PIPE_CLOSE_HANDLE_FAILED = 3,
-  KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED = 4,
-  KFI_EXEC_PIPE_READ_TIMEOUT = 5,
-  KFI_EXEC_PIPE_PARSE_COMMAND_FAILED = 6,
-  KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST = 7,
+  KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED = 4,  // a program cannot be started
+  KFI_EXEC_PIPE_READ_TIMEOUT = 5,                 // the programs did not end in time and were killed
+  KFI_EXEC_PIPE_PARSE_COMMAND_FAILED = 6,         // no program, an empty stage, or a NUL
+  KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST = 7,           // a program does not exist or is not named by its absolute path
+  // The system would not let the host wait for the programs, as for want of memory; they were killed.
   KFI_EXEC_PIPE_ERROR_UNEXPECTED = 8,
   KFI_EXEC_PIPE_IMPERSONATION_TIMEOUT = 9,
   KFI_EXEC_PIPE_CANNOT_IMPERSONATE = 10,
-  KFI_EXEC_PIPE_CMD_FAILED = 11,
-  KFI_EXEC_PIPE_CMD_KILLED = 12,
+  KFI_EXEC_PIPE_CMD_FAILED = 11,  // the last program ended with a status other than 0
+  KFI_EXEC_PIPE_CMD_KILLED = 12,  // a signal ended the last program
+  // The programs ended, and how the last one did was lost: the host reaps any child or ignores SIGCHLD.
   KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED = 13,
 };
 
@@ -64,6 +66,7 @@ class EFiExecPipe {
  private:
   static std::wstring widened(const std::string& text) {
     std::wstring wide;
+    wide.reserve(text.size());
     for (const unsigned char byte : text) {
       wide.push_back(byte);
     }
@@ -91,9 +94,11 @@ class CFiExecPipeBase {
   virtual ~CFiExecPipeBase();
 
   // Runs a command line: words separated by blanks, programs by a lone "|", nothing quoted or expanded. Appends the
-  // lines that the programs print to output and waits at most timeoutSeconds (at least 1). The other strings are
-  // reserved for pipes that impersonate a user and are ignored here. Returns a CFiExecPipeCode. Throws std::bad_alloc
-  // when memory is short, with no child left running.
+  // lines that the programs print to output and waits at most timeoutSeconds (at least 1). Of what they print the first
+  // 16 MiB are kept, and of these the first 1048576 lines; the rest is read and dropped. The other strings are reserved
+  // for pipes that impersonate a user and are ignored here. Returns a CFiExecPipeCode. Throws std::bad_alloc when
+  // memory is short; output may then hold some of the lines. No child is left running then, nor when the thread is
+  // cancelled.
   virtual int Exec(const std::string& command, std::vector<std::string>& output, const std::string& input,
                    int timeoutSeconds, const std::string& user, const std::string& domain, const std::string& password);
 

@@ -82,6 +82,23 @@ TEST_F(ExecPipe, CapturesSixteenMebibytesAndReadsOnToTheEnd) {
   EXPECT_TRUE(std::filesystem::exists(marker));
 }
 
+TEST_F(ExecPipe, KeepsAMillionLinesAndReadsOnToTheEnd) {
+  const std::string marker = path("marker");
+  const Outcome run = exec(script("head -c 16777216 /dev/zero | tr '\\0' '\\n' && touch " + marker));
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.output.size(), std::size_t{1} << 20);
+  EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+TEST_F(ExecPipe, KeepsAMillionLinesOfARunWhateverTheListHeldBefore) {
+  CFiExecPipePosix pipe(1);
+  Lines output = {"before"};
+  EXPECT_EQ(pipe.Exec("/usr/bin/seq 1048577", output, "", 30, "", "", ""), 0);
+  ASSERT_EQ(output.size(), (std::size_t{1} << 20) + 1);
+  EXPECT_EQ(output.front(), "before");
+  EXPECT_EQ(output.back(), "1048576");
+}
+
 TEST_F(ExecPipe, FeedsEachProgramOfAPipelineIntoTheNext) {
   const Outcome run = exec("/usr/bin/printf b\\na\\nb\\n | /usr/bin/sort | /usr/bin/uniq -c | /usr/bin/tr -s \\040 =");
   EXPECT_EQ(run.code, 0);
