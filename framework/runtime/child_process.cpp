@@ -11,6 +11,8 @@
 #include <mutex>
 #include <vector>
 
+#include "cancellation_held_off.h"
+
 namespace qmfi_runtime {
 
 namespace {
@@ -136,6 +138,7 @@ void reapLater(std::list<ChildProcess>& children) noexcept {
 }
 
 void reapLeftovers() noexcept {
+  const CancellationHeldOff whole;
   Leftovers& left = leftovers();
   const std::lock_guard guard(left.mutex);
   left.children.remove_if([](ChildProcess& child) {

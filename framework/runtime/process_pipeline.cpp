@@ -8,12 +8,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <list>
+#include <memory>
 #include <utility>
 
+#include "cancellation_held_off.h"
 #include "child_process.h"
 #include "unique_fd.h"
 
@@ -22,7 +23,11 @@ namespace qmfi_runtime {
 namespace {
 
 using namespace qmfi_pdk_4_4;
+using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+
+// As much as a pipe holds.
+constexpr std::size_t bufferSize = 65536;
 
 // A relative name is never looked up: nothing that the host's directory or environment says may choose a program.
 bool isMissing(const ProgramWords& program) {
@@ -53,15 +58,16 @@ struct Pipe {
   bool valid() const { return readEnd.valid() && writeEnd.valid(); }
 };
 
-// Waits until a descriptor of the set is ready or the deadline has passed; false at the deadline or when it cannot
-// wait.
+// Waits until a descriptor of the set is ready or the deadline has passed; looks once when it has passed already. False
+// when none was ready by then or it cannot wait.
 bool pollUntil(std::vector<pollfd>& set, Clock::time_point deadline) {
   for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
-    if (left <= 0) return false;
+    const auto left =
+        std::max(std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()), 0ns).count();
     const timespec timeout{left / 1'000'000'000, left % 1'000'000'000};
     const int ready = ppoll(set.data(), set.size(), &timeout, nullptr);
     if (ready > 0) return true;
+    if (ready == 0 && left == 0) return false;
     if (ready < 0 && errno != EINTR) return false;
   }
 }
@@ -69,7 +75,10 @@ bool pollUntil(std::vector<pollfd>& set, Clock::time_point deadline) {
 class Pipeline {
  public:
   Pipeline(const std::vector<ProgramWords>& programs, const PipelineLimits& limits)
-      : m_programs(programs), m_limits(limits), m_deadline(Clock::now() + limits.time) {}
+      : m_programs(programs),
+        m_limits(limits),
+        m_deadline(Clock::now() + limits.time),
+        m_buffer(std::make_unique_for_overwrite<char[]>(bufferSize)) {}
   ~Pipeline() { endAll(); }
   Pipeline(const Pipeline&) = delete;
   Pipeline& operator=(const Pipeline&) = delete;
@@ -91,8 +100,9 @@ class Pipeline {
   const PipelineLimits m_limits;
   const Clock::time_point m_deadline;
   UniqueFd m_captured;
-  std::vector<pollfd> m_watched;       // the captured stream, then the children; -1 for those that have ended
-  std::list<ChildProcess> m_children;  // in the order of the programs; not yet reaped
+  const std::unique_ptr<char[]> m_buffer;  // not on the stack: a host's thread may have a small one
+  std::vector<pollfd> m_watched;           // the captured stream, then the children; -1 for those that have ended
+  std::list<ChildProcess> m_children;      // in the order of the programs; not yet reaped
   PipelineResult m_result;
 };
 
@@ -158,28 +168,29 @@ bool Pipeline::startProgram(const ProgramWords& program, const StandardStreams& 
   return false;
 }
 
-// Captures until every program has ended; false when the deadline comes first.
+// Captures until every program has ended; false when the deadline comes first. A program that had ended by then is seen
+// also by a host that was stopped and comes to look after the deadline, and one that prints for ever does not keep it.
 bool Pipeline::waitForEnd(Clock::time_point deadline) {
   const auto captured = m_watched.begin();
   const auto children = captured + 1;
   const auto runs = [](const pollfd& watched) { return watched.fd >= 0; };
-  while (std::any_of(children, m_watched.end(), runs)) {
+  for (bool late = false; !late && std::any_of(children, m_watched.end(), runs);) {
+    late = Clock::now() >= deadline;
     if (!pollUntil(m_watched, deadline)) return false;
     for (auto child = children; child != m_watched.end(); ++child) {
       if (child->revents != 0) child->fd = -1;
     }
     if (captured->revents != 0 && capture(SIZE_MAX) == 0) captured->fd = -1;
   }
-  return true;
+  return std::none_of(children, m_watched.end(), runs);
 }
 
 // Reads once from the captured stream, at most `limit` bytes. Returns how many there were, 0 at its end.
 std::size_t Pipeline::capture(std::size_t limit) {
-  std::array<char, 65536> buffer;
-  const ssize_t count = TEMP_FAILURE_RETRY(read(m_captured.get(), buffer.data(), std::min(limit, buffer.size())));
+  const ssize_t count = TEMP_FAILURE_RETRY(read(m_captured.get(), m_buffer.get(), std::min(limit, bufferSize)));
   if (count <= 0) return 0;
   const auto size = static_cast<std::size_t>(count);
-  m_result.output.append(buffer.data(), std::min(size, m_limits.outputBytes - m_result.output.size()));
+  m_result.output.append(m_buffer.get(), std::min(size, m_limits.outputBytes - m_result.output.size()));
   return size;
 }
 
@@ -219,6 +230,7 @@ void Pipeline::reapAll() {
 // Kills and reaps what has been started and not been reaped; what hangs in the kernel is reaped later.
 void Pipeline::endAll() noexcept {
   if (m_children.empty()) return;
+  const CancellationHeldOff whole;
   for (const ChildProcess& child : m_children) child.killGroup();
   m_watched.front().fd = -1;
   waitForEnd(Clock::now() + m_limits.grace);

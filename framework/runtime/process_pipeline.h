@@ -32,7 +32,8 @@ struct PipelineResult {
 //
 // The host's signal handling is neither used nor changed. Where the host reaps the children itself or ignores SIGCHLD,
 // the last program's status is lost and the code is KFI_EXEC_PIPE_CMD_ERROR_UNEXPECTED: a command is never taken for
-// successful without proof. May be called from any thread. Throws std::bad_alloc, with no child left running.
+// successful without proof. May be called from any thread, also one that is cancelled meanwhile, and throws
+// std::bad_alloc: in both cases no child is left running.
 PipelineResult runPipeline(const std::vector<ProgramWords>& programs, const PipelineLimits& limits);
 
 }  // namespace qmfi_runtime

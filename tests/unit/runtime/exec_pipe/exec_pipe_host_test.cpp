@@ -1,5 +1,6 @@
 // What a run leaves behind in the host, and hosts that make it hard.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -149,6 +150,24 @@ TEST_F(ExecPipe, IsNotDisturbedByAHandlerThatInterruptsIt) {
   const Outcome run = exec("/usr/bin/seq 1000 | /bin/cat | /usr/bin/tail -n 1");
   EXPECT_EQ(run.code, 0);
   EXPECT_EQ(run.output, Lines{"1000"});
+}
+
+TEST_F(ExecPipe, RunsOnAThreadWithASmallStack) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{64} << 10), 0);
+  const auto start = [](void* run) -> void* {
+    *static_cast<Outcome*>(run) = exec("/usr/bin/seq 100000 | /usr/bin/tail -n 50000");
+    return nullptr;
+  };
+  Outcome run;
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(&thread, &attributes, start, &run), 0);
+  pthread_attr_destroy(&attributes);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  EXPECT_EQ(run.code, 0);
+  ASSERT_EQ(run.output.size(), 50000u);
+  EXPECT_EQ(run.output.back(), "100000");
 }
 
 }  // namespace
