@@ -1,5 +1,6 @@
 // qmfi recover
 #include <iostream>
+#include <vector>
 
 #include "command_session.h"
 #include "command_table.h"
@@ -18,19 +19,35 @@ class Recover : public Command {
   int run(const Settings& settings, std::ostream& out) override {
     LockedState state(settings);
     int status = success;
-    for (Snapshot& snapshot : state.store().snapshots()) {
+    // Everything is thawed first: writers wait for that, and it needs no provider.
+    std::vector<Snapshot> thawed;
+    for (const Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
-      try {
-        recover(settings, state.store(), snapshot, out);
-      } catch (const HostError& error) {
-        printError(std::cerr, error);
+      if (succeeds([&] { thawInterrupted(snapshot); })) {
+        thawed.push_back(snapshot);
+      } else {
         status = failure;
       }
+    }
+    for (Snapshot& snapshot : thawed) {
+      if (!succeeds([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
     }
     return status;
   }
 
  private:
+  // Tells of a failure.
+  template <typename Action>
+  static bool succeeds(Action action) {
+    try {
+      action();
+      return true;
+    } catch (const HostError& error) {
+      printError(std::cerr, error);
+      return false;
+    }
+  }
+
   static void recover(const Settings& settings, StateStore& store, Snapshot& snapshot, std::ostream& out) {
     LoadedProvider loaded(settings, snapshot.provider);
     recoverSnapshot(*loaded, ReflinkSplitter(), store, snapshot);

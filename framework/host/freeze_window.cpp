@@ -5,6 +5,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iostream>
+#include <span>
+
+#include "cfiscopeexit.h"
 #include "deferred_signals.h"
 #include "descriptor.h"
 #include "host_error.h"
@@ -15,6 +20,9 @@ namespace qmfi_host {
 namespace {
 
 using Clock = std::chrono::steady_clock;  // CLOCK_MONOTONIC
+
+// Pushed by a provider that freezes one file system after another; its argument is the one that could not be frozen.
+constexpr const char* freezeFailed = "MSG_ERROR_FREEZE";
 
 // What happened in the window; looked at when it is over.
 struct Window {
@@ -62,12 +70,44 @@ std::string milliseconds(Clock::duration duration) {
   return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()) + " ms";
 }
 
+// The targets that a failed freeze may have left frozen: those before the one it ended at. Where it froze all at once
+// it has left none, and a freeze that is found there is somebody else's.
+std::span<const FreezeTarget> perhapsFrozen(const std::vector<FreezeTarget>& targets, const ProviderError& failure) {
+  for (const ProviderMessage& message : failure.messages()) {
+    if (message.id != freezeFailed || message.arguments.empty()) continue;
+    const auto failed = std::find_if(targets.begin(), targets.end(), [&](const FreezeTarget& target) {
+      return target.node->name() == message.arguments.front();
+    });
+    if (failed != targets.end()) return {targets.begin(), failed};
+  }
+  return {};
+}
+
+// What fails here is told now; the provider's failure is told by whoever catches it.
+void thawPastProvider(std::span<const FreezeTarget> targets) {
+  std::vector<MountedFileSystem> fileSystems;
+  for (const FreezeTarget& target : targets) fileSystems.push_back({target.node->name(), target.device});
+  try {
+    thawFileSystems(fileSystems);
+  } catch (const HostError& error) {
+    printError(std::cerr, error);
+  }
+}
+
+// A freeze that failed half-way would otherwise last until its time-out.
+void requireFrozen(Provider& provider, const std::vector<FreezeTarget>& targets, int status) {
+  if (status == 0) return;
+  const ProviderError failure = provider.failure("the file systems could not be frozen", status);
+  thawPastProvider(perhapsFrozen(targets, failure));
+  throw ProviderError(failure);
+}
+
 // A thaw that the provider reports as failed is tried once more, past the provider.
 void requireThawed(Provider& provider, const std::vector<FreezeTarget>& targets) {
   try {
     provider.throwIfMessages("the file systems could not be thawed");
   } catch (const ProviderError&) {
-    for (const FreezeTarget& target : targets) thawFileSystem(target.node->name(), target.device);
+    thawPastProvider(targets);
     throw;
   }
 }
@@ -96,14 +136,14 @@ std::chrono::microseconds splitFrozen(Provider& provider, std::vector<FreezeTarg
   // A page of the program that had to be read now might lie on a frozen disk. Where memory cannot be locked it still
   // can be read: a freeze keeps writers waiting only.
   mlockall(MCL_CURRENT);
+  const qmfi_pdk_4_4::CFiScopeExit unlockMemory([] { munlockall(); });
   Window window;
   {
     const BlockedSignals blocked(allSignals());
     window = passThrough(provider.entryPoints(), quiesceNodes, targets);
+    requireFrozen(provider, targets, window.quiesceStatus);
+    requireThawed(provider, targets);
   }
-  munlockall();
-  if (window.quiesceStatus != 0) throw provider.failure("the file systems could not be frozen", window.quiesceStatus);
-  requireThawed(provider, targets);
   requireConsistent(window, targets, timeout);
   return std::chrono::duration_cast<std::chrono::microseconds>(window.afterThaw - window.beforeFreeze);
 }

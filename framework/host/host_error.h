@@ -26,6 +26,7 @@ class UsageError : public HostError {
 struct ProviderMessage {
   std::string id;
   std::string text;
+  std::vector<std::string> arguments{};  // those that are texts
 };
 
 // A call of the provider failed.

@@ -1,6 +1,7 @@
 // Start and stop of a provider, and its messages.
 #include "provider.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace qmfi_host {
@@ -9,6 +10,16 @@ namespace {
 
 constexpr int statusFailed = 6;
 constexpr int interfaceMajor = 7;
+
+// They come as an array in JSON.
+std::vector<std::string> argumentsOf(const kfi_msg_info& message) {
+  std::vector<std::string> texts;
+  if (message.kmi_args == nullptr) return texts;
+  for (const nlohmann::json& argument : nlohmann::json::parse(message.kmi_args, nullptr, false)) {
+    if (argument.is_string()) texts.push_back(argument);
+  }
+  return texts;
+}
 
 }  // namespace
 
@@ -53,7 +64,7 @@ std::vector<ProviderMessage> Provider::takeMessages() {
   std::vector<ProviderMessage> messages;
   if (m_entryPoints.fi_pgn_get_last_error(&list) != 0) return messages;
   for (kfi_msg_info* message = list; message != nullptr; message = message->kmi_next) {
-    messages.push_back({message->kmi_id, textOf(*message)});
+    messages.push_back({message->kmi_id, textOf(*message), argumentsOf(*message)});
   }
   m_entryPoints.fi_pgn_del_last_error(&list);
   return messages;

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <thread>
+#include <vector>
 
 #include "killed_host.h"
 #include "snapshot_removal.h"
@@ -25,10 +26,14 @@ void takeDown(SnapshotRemoval& removal, Snapshot& snapshot) {
 
 }  // namespace
 
+void thawInterrupted(const Snapshot& snapshot) {
+  if (snapshot.phase != Phase::freezing) return;
+  std::vector<MountedFileSystem> fileSystems;
+  for (const SnapshotNode& node : snapshot.nodes) fileSystems.push_back({node.mountPoint, node.volume.device});
+  thawFileSystems(fileSystems);
+}
+
 void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  if (snapshot.phase == Phase::freezing) {
-    for (const SnapshotNode& node : snapshot.nodes) thawFileSystem(node.mountPoint, node.volume.device);
-  }
   waitForProgramsOfKilledHost(snapshot);
   SnapshotRemoval removal(provider, splitter, store);
   auto wait = firstWait;

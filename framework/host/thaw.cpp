@@ -20,8 +20,8 @@ namespace {
 // Of the file system's own driver. A freeze that it did not make is ended by the request that all file systems know.
 constexpr unsigned long thawRequest = 0x514D4602;
 
-// Answers of a thaw request when there is nothing to be thawed.
-constexpr std::array notFrozen = {EINVAL, ETIMEDOUT};
+// Answers of a thaw request when there is nothing that it could thaw; the last one when the driver is another one.
+constexpr std::array nothingToThaw = {EINVAL, ETIMEDOUT, ENOTTY};
 
 bool isFileSystemOf(const Descriptor& directory, const std::string& device) {
   struct stat mounted {};
@@ -30,15 +30,31 @@ bool isFileSystemOf(const Descriptor& directory, const std::string& device) {
          mounted.st_dev == node.st_rdev;
 }
 
+// 0 when it is not frozen now, otherwise an errno value. A failure of the driver counts although the other request
+// finds nothing frozen: that one need not know of the driver's freeze.
+int thaw(const Descriptor& directory) {
+  int failure = 0;
+  for (const unsigned long request : {thawRequest, static_cast<unsigned long>(FITHAW)}) {
+    if (ioctl(directory.get(), request, 0) == 0) return 0;
+    const bool failed = std::find(nothingToThaw.begin(), nothingToThaw.end(), errno) == nothingToThaw.end();
+    if (failed && failure == 0) failure = errno;
+  }
+  return failure;
+}
+
 }  // namespace
 
-void thawFileSystem(const std::string& mountPoint, const std::string& device) {
-  const Descriptor directory(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.valid() || !isFileSystemOf(directory, device)) return;
-  if (ioctl(directory.get(), thawRequest, 0) == 0 || ioctl(directory.get(), FITHAW, 0) == 0) return;
-  if (std::find(notFrozen.begin(), notFrozen.end(), errno) == notFrozen.end()) {
-    throw systemError("the file system on " + mountPoint + " could not be thawed");
+void thawFileSystems(const std::vector<MountedFileSystem>& fileSystems) {
+  std::string failures;
+  for (const auto& [mountPoint, device] : fileSystems) {
+    const Descriptor directory(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid() || !isFileSystemOf(directory, device)) continue;
+    const int failure = thaw(directory);
+    if (failure == 0) continue;
+    const std::string what = "the file system on " + mountPoint + " could not be thawed";
+    failures += (failures.empty() ? "" : "; ") + std::string(systemError(what, failure).what());
   }
+  if (!failures.empty()) throw HostError(failures);
 }
 
 }  // namespace qmfi_host

@@ -3,12 +3,18 @@
 #define THAW_H
 
 #include <string>
+#include <vector>
 
 namespace qmfi_host {
 
-// Thaws the file system on the mount point if it is the one of the device; does nothing when it is not frozen or not
-// mounted any more. Throws HostError when it cannot be thawed.
-void thawFileSystem(const std::string& mountPoint, const std::string& device);
+struct MountedFileSystem {
+  std::string mountPoint;
+  std::string device;
+};
+
+// Thaws each of the file systems that is mounted on its mount point and frozen. A failure keeps none of the others
+// frozen; when all have been tried, a HostError tells of all that failed.
+void thawFileSystems(const std::vector<MountedFileSystem>& fileSystems);
 
 }  // namespace qmfi_host
 

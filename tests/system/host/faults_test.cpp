@@ -22,6 +22,20 @@ void expectNextSnapshotToSucceed() {
   EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
 }
 
+constexpr const char* couldNotFreezeC =
+    "qmfi: the file systems could not be frozen: status 6\n"
+    "  MSG_ERROR_FREEZE: The file system on /mnt/c could not be frozen, so no snapshot can be taken.\n";
+
+// To be made behind a writer, which cannot end while its file system is frozen.
+class ThawAtEnd {
+ public:
+  explicit ThawAtEnd(const std::string& mountPoint) : m_directory(mountPoint) {}
+
+ private:
+  testbed_test::OpenDirectory m_directory;
+  testbed_test::ThawAtEnd m_thaw{{m_directory.get()}};
+};
+
 TEST_F(FaultsTest, FreezeThatFailsIsAnErrorAndLeavesNothing) {
   const auto outcome = qmfi({"snapshot", "create", "/mnt/a", "/mnt/b"});
   EXPECT_EQ(outcome.status, 1);
@@ -33,16 +47,34 @@ TEST_F(FaultsTest, FreezeThatFailsIsAnErrorAndLeavesNothing) {
 }
 
 TEST_F(FaultsTest, FreezeOneByOneThatFailsNamesTheFileSystem) {
-  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "1", "/mnt/a", "/mnt/b", "/mnt/c"});
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b", "/mnt/c"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output,
-            "qmfi: the file systems could not be frozen: status 6\n"
-            "  MSG_ERROR_FREEZE: The file system on /mnt/c could not be frozen, so no snapshot can be taken.\n");
-  // The provider leaves the one before to its time-out.
+  EXPECT_EQ(outcome.output, couldNotFreezeC);
+  // The provider leaves the one before to its time-out, which is far beyond that of the writer.
   const Writer writer("/mnt/b/written");
+  const ThawAtEnd thaw("/mnt/b");
   EXPECT_TRUE(writer.waitForProgress());
-  const int thawed = testbed_test::thaw(testbed_test::OpenDirectory("/mnt/b").get());
-  EXPECT_TRUE(thawed == ETIMEDOUT || thawed == EINVAL) << thawed;
+  expectNothingLeft();
+}
+
+TEST_F(FaultsTest, FreezeOneByOneThatFailsLeavesTheFreezeOfSomebodyElse) {
+  const testbed_test::OpenDirectory frozen("/mnt/c");
+  ASSERT_EQ(testbed_test::freeze(frozen.get(), 60), 0);
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b", "/mnt/c"});
+  EXPECT_EQ(testbed_test::thaw(frozen.get()), 0);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, couldNotFreezeC);
+  expectNothingLeft();
+}
+
+TEST_F(FaultsTest, FreezeOfAllThatFailsLeavesTheFreezeOfSomebodyElse) {
+  const testbed_test::OpenDirectory frozen("/mnt/a");
+  ASSERT_EQ(testbed_test::freeze(frozen.get(), 60), 0);
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
+  EXPECT_EQ(testbed_test::thaw(frozen.get()), 0);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, StartsWith("qmfi: the file systems could not be frozen: status 6\n"));
+  expectNothingLeft();
 }
 
 TEST_F(FaultsTest, ThawThatFailsIsAnErrorAndTheFileSystemIsThawedAllTheSame) {
@@ -52,6 +84,19 @@ TEST_F(FaultsTest, ThawThatFailsIsAnErrorAndTheFileSystemIsThawedAllTheSame) {
                                          "  MSG_ERROR_THAW: The file system on /mnt/a could not be thawed"));
   expectNothingLeft();
   expectNextSnapshotToSucceed();
+}
+
+// The thaw of /mnt/b fails for the provider, that of /mnt/a, which is thawed already, when qmfi tries again.
+TEST_F(FaultsTest, EveryFileSystemIsThawedAndEveryFailureToldWhenSeveralThawsFail) {
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, StartsWith("qmfi: the file system on /mnt/a could not be thawed: Input/output error\n"
+                                         "qmfi: the file systems could not be thawed: status 6\n"
+                                         "  MSG_ERROR_THAW: The file system on /mnt/b could not be thawed"));
+  const Writer writer("/mnt/b/written");
+  const ThawAtEnd thaw("/mnt/b");
+  EXPECT_TRUE(writer.waitForProgress());
+  expectNothingLeft();
 }
 
 TEST_F(FaultsTest, FreezeThatTakesLongerThanTheTimeoutMakesNoSnapshot) {
@@ -95,6 +140,24 @@ TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
   EXPECT_THAT(recovered.output, testing::MatchesRegex("snapshot [0-9a-f]* removed\n"));
   EXPECT_TRUE(writer.waitForProgress());
   EXPECT_EQ(qmfi({"recover"}).output, "");
+}
+
+TEST_F(FaultsTest, RecoverThawsAlsoWithoutTheProvider) {
+  const Writer writer("/mnt/a/written");
+  const ThawAtEnd thaw("/mnt/a");
+  ASSERT_TRUE(writer.waitForProgress());
+  BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
+  ASSERT_TRUE(waitForState("freezing"));
+  EXPECT_TRUE(writer.waitUntilBlocked());
+  creation.send(SIGKILL);
+  EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+
+  const auto recovered = qmfi({"--provider-dir", "/none", "recover"});
+  EXPECT_EQ(recovered.status, 1);
+  EXPECT_THAT(recovered.output, StartsWith("qmfi: the provider qmfsfi cannot be loaded: "));
+  EXPECT_TRUE(writer.waitForProgress());
+  EXPECT_EQ(listedState(), "freezing");
+  EXPECT_EQ(qmfi({"recover"}).status, 0);
 }
 
 TEST_F(FaultsTest, RecoverWaitsForTheProgramsOfAKilledHost) {

@@ -83,6 +83,16 @@ TEST_F(ProviderTest, FailingCallShowsItsMessagesInTheUsersLanguageAndForgetsThem
   EXPECT_THAT(m_fake.pushed, IsEmpty());
 }
 
+TEST_F(ProviderTest, MessagesCarryThoseOfTheirArgumentsThatAreTexts) {
+  Provider provider(m_fake.entryPoints(), "sample", "");
+  m_fake.pushed = {{"MSG_LIST", R"(["/mnt/a b",22,"\u00fc"])"}, {"MSG_NONE", "[]"}, {"MSG_NO_LIST", "text"}};
+  const std::vector<ProviderMessage> messages = provider.takeMessages();
+  ASSERT_EQ(messages.size(), 3U);
+  EXPECT_THAT(messages[0].arguments, ElementsAre("/mnt/a b", "\u00fc"));
+  EXPECT_THAT(messages[1].arguments, IsEmpty());
+  EXPECT_THAT(messages[2].arguments, IsEmpty());
+}
+
 TEST_F(ProviderTest, FailingCallWithoutMessagesIsExplainedByItsStatus) {
   Provider provider(m_fake.entryPoints(), "sample", "");
   try {

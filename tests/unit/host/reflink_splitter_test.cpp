@@ -70,8 +70,7 @@ TEST(LoopDevice, IsNotOverAFileWhenOneOfThemIsMissingOrAnother) {
 }
 
 TEST(Thaw, LeavesAFileSystemAloneThatIsNotTheDevices) {
-  EXPECT_NO_THROW(thawFileSystem("/proc", "/dev/null"));
-  EXPECT_NO_THROW(thawFileSystem("/nonexistent", "/nonexistent"));
+  EXPECT_NO_THROW(thawFileSystems({{"/proc", "/dev/null"}, {"/nonexistent", "/nonexistent"}}));
 }
 
 TEST(DeviceContent, IsAskedOfBlockDevicesOnly) {

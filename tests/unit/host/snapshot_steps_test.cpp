@@ -258,6 +258,12 @@ TEST_F(SnapshotStepsTest, RecoveryEndsEveryPhaseInOneOfTwoWays) {
   }
 }
 
+TEST_F(SnapshotStepsTest, ThawOfAnInterruptedSnapshotNeedsNoProvider) {
+  const Snapshot snapshot = createEarlier(Phase::freezing);
+  EXPECT_NO_THROW(thawInterrupted(snapshot));
+  EXPECT_THAT(m_journal.calls(), IsEmpty());
+}
+
 TEST_F(SnapshotStepsTest, RecoveryTriesAgainWhenAProgramOfTheKilledHostIsStillInTheWay) {
   Snapshot snapshot = createEarlier(Phase::mounting);
   m_fake.statuses["deport_tree"] = 6;
