@@ -275,6 +275,12 @@ TEST_F(FailedFallback, ProbesThatAreMissingDoNotHideTheUnmountsStatus) {
   expectExitStatusMessage(3);
 }
 
+TEST_F(FailedFallback, ThatDoesNotEndWithAStatusLeavesTheForcedOnes) {
+  programs.answer(plainProgram, Answer().complains("dying").diesOf(9));
+  EXPECT_EQ(6, unmount(true));
+  expectExitStatusMessage(22);
+}
+
 TEST_F(FailedFallback, ItsStatusReplacesTheForcedOnes) {
   programs.answer(plainProgram, Answer().complains("denied").exits(4));
   EXPECT_EQ(6, unmount(true));
