@@ -23,11 +23,11 @@ const char* deviceOf(const CFiPrivateDataSPtr& data) {
   if (!data || data->getSubObjectListLength() == 0) {
     return nullptr;
   }
-  return objectName(data->getSubObjectList()[0]);
+  return givenName(objectName(data->getSubObjectList()[0]));
 }
 
 bool isCommandWord(const char* path) {
-  return path != nullptr && std::strpbrk(path, " \t\n") == nullptr && std::strcmp(path, "|") != 0;
+  return path != nullptr && *path != '-' && std::strpbrk(path, " \t\n") == nullptr && std::strcmp(path, "|") != 0;
 }
 
 bool isCommandWord(const std::string& path) {
@@ -35,5 +35,5 @@ bool isCommandWord(const std::string& path) {
 }
 
 const char* firstName(qmfi_objid** objects, int count) {
-  return objects != nullptr && count > 0 ? objectName(objects[0]) : nullptr;
+  return objects != nullptr && count > 0 ? givenName(objectName(objects[0])) : nullptr;
 }

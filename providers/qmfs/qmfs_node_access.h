@@ -16,17 +16,24 @@ inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data
   return static_cast<CQmFSPrivateData&>(*data);
 }
 
-// Name of the first sub-object, that is the node's device; null without private data or sub-object.
+// A name as it is given: null for an empty one, which names nothing. A command without a device would choose for itself
+// what it works on.
+inline const char* givenName(const char* name) {
+  return name != nullptr && *name != '\0' ? name : nullptr;
+}
+
+// Name of the first sub-object, that is the node's device; null without private data, sub-object or name.
 const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
 
-// Whether a command line can carry the path: it is given, holds no blank, tab or line feed, and is not the lone bar
-// that begins another program. Nothing is quoted, so the command would act on something else.
+// Whether a command line can carry the path: it is given, holds no blank, tab or line feed, does not begin like an
+// option, and is not the lone bar that begins another program. Nothing is quoted, so the command would act on something
+// else.
 bool isCommandWord(const char* path);
 
 // The same for the whole of a string; a command line cannot carry one with a NUL inside either.
 bool isCommandWord(const std::string& path);
 
-// Name of the first of count snapshot objects or devices; null when there is none.
+// Name of the first of count snapshot objects; null when there is none.
 const char* firstName(qmfi_objid** objects, int count);
 
 #endif

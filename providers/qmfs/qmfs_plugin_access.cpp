@@ -19,15 +19,49 @@ void requireList(const kfi_node_subobj_list* list, const char* text, const char*
   }
 }
 
+// Name of the device that holds the element's file system; null when there is none.
+const char* deviceOf(const kfi_node_subobj_list& element) {
+  return element.subobjs != nullptr ? givenName(objectName(element.subobjs->kso_objid)) : nullptr;
+}
+
 bool isDisabled(const kfi_domain& node) {
   return (node.fid_attr & KFI_ATTR_ACCESS_DISABLED) != 0;
 }
 
 // Whether every element of the list has a node, and every node whose access is to be changed a name.
-bool canChangeAccess(const kfi_node_subobj_list* list, bool disable) {
+bool areNamed(const kfi_node_subobj_list* list, bool disable) {
   for (; list != nullptr; list = list->kns_next) {
     const kfi_domain* const node = list->kns_node;
     if (node == nullptr || (isDisabled(*node) != disable && objectName(node) == nullptr)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Whether commands can carry the names of all nodes that they would unmount. The elements must be named.
+bool canDisable(const kfi_node_subobj_list* list) {
+  for (; list != nullptr; list = list->kns_next) {
+    const char* const name = objectName(list->kns_node);
+    if (!isDisabled(*list->kns_node) && !isCommandWord(name) && qmfs_check_claim(name) == 1) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Whether commands can carry the names of all nodes and devices that they would mount. The elements must be named. A
+// node without a device, or whose device is mounted, has its own answer and ends the walk.
+bool canEnable(const kfi_node_subobj_list* list) {
+  for (; list != nullptr; list = list->kns_next) {
+    if (!isDisabled(*list->kns_node)) {
+      continue;
+    }
+    const char* const device = deviceOf(*list);
+    if (device == nullptr || mountOfDevice(device).result != 0) {
+      return true;
+    }
+    if (!isCommandWord(objectName(list->kns_node)) || !isCommandWord(device)) {
       return false;
     }
   }
@@ -40,7 +74,7 @@ int CQmFSPlugin::disableAccess(kfi_node_subobj_list* list, long flags) {
   const auto scope = traceScope("disableAccess");
   return guarded([&] {
     requireList(list, "disableAccess(): Invalid subobj list", "disableAccess", __LINE__);
-    if (!canChangeAccess(list, true)) {
+    if (!areNamed(list, true) || !canDisable(list)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
@@ -66,7 +100,7 @@ int CQmFSPlugin::enableAccess(kfi_node_subobj_list* list, long /*flags*/, int /*
       return 0;
     }
     requireList(list, "enableAccess(): Invalid subobj list", "enableAccess", __LINE__);
-    if (!canChangeAccess(list, false)) {
+    if (!areNamed(list, false) || !canEnable(list)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
@@ -86,7 +120,7 @@ int CQmFSPlugin::enableAccess(kfi_node_subobj_list* list, long /*flags*/, int /*
 CQmFSPlugin::NodeAccess CQmFSPlugin::enableNode(const kfi_node_subobj_list& element) {
   kfi_domain* const node = element.kns_node;
   const char* const name = objectName(node);
-  const char* const device = element.subobjs != nullptr ? objectName(element.subobjs->kso_objid) : nullptr;
+  const char* const device = deviceOf(element);
   if (device == nullptr) {
     trace(CFI_TRACE_ERROR, "list->subobjs list is null");
     return {false, CFI_STATUS_INVALID_ARGUMENT};

@@ -23,17 +23,12 @@ bool isOwnProvider(const char* provider) {
   return std::strncmp(provider, qmfs_pfx, comparedLength) == 0;
 }
 
-// An empty alternate name counts as none.
-const char* givenName(const kfi_subobj_entry& entry) {
-  return entry.kse_altname != nullptr && *entry.kse_altname != '\0' ? entry.kse_altname : nullptr;
-}
-
 // The alternate name that the domain's list gives for its own node; null when there is none.
 const char* alternateNameInList(const kfi_domain* domain) {
   const char* const name = nodeName(domain);
   for (const kfi_subobj_entry* entry = domain->fid_subobjs; entry != nullptr && entry->kse_name != nullptr; ++entry) {
     if (std::strcmp(entry->kse_name, name) == 0) {
-      return givenName(*entry);
+      return givenName(entry->kse_altname);
     }
   }
   return nullptr;
@@ -123,7 +118,7 @@ std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const C
   if (first == nullptr || first->kse_name == nullptr) {
     return std::string();
   }
-  const char* const given = givenName(*first);
+  const char* const given = givenName(first->kse_altname);
   if (given != nullptr) {
     return given;
   }

@@ -26,7 +26,7 @@ bool isOwnType(const char* type) {
 
 // The first device; null when there is none.
 const char* firstDevice(char** devices, int count) {
-  return devices != nullptr && count > 0 ? devices[0] : nullptr;
+  return devices != nullptr && count > 0 ? givenName(devices[0]) : nullptr;
 }
 
 std::string mountOptionsOf(const char* options) {

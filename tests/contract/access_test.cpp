@@ -1,47 +1,11 @@
 // Nodes taken out of use and given back.
-#include "operations_fixture.h"
+#include "access_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-
-constexpr std::uint32_t disabledBit = 0x40;
-constexpr std::uint32_t otherBits = 0x802;
-
-// Nodes /0, /1, ... with their devices, as the framework lists them.
-class Access : public OperationsTest {
- protected:
-  // Adds an element to the list.
-  kfi_domain& add(kfi_domain& node, const std::string& device) {
-    kfi_subobj_list& subObject = m_subObjects.emplace_back(kfi_subobj_list{object(device), nullptr});
-    kfi_node_subobj_list& element = m_elements.emplace_back(kfi_node_subobj_list{&node, &subObject, nullptr});
-    if (m_elements.size() > 1) m_elements[m_elements.size() - 2].kns_next = &element;
-    return node;
-  }
-  // Adds a node that is out of use: its device is not mounted.
-  kfi_domain& addDisabled(const std::string& mountPoint, const std::string& device, const std::string& options = "rw") {
-    kfi_domain& node = add(restoredNode(mountPoint, device, options), device);
-    node.fid_attr = disabledBit | otherBits;
-    return node;
-  }
-  // Adds a node that is in use.
-  kfi_domain& addMounted(const std::string& mountPoint, const std::string& device) {
-    kfi_domain& node = add(mountedNode(mountPoint, device), device);
-    node.fid_attr = otherBits;
-    return node;
-  }
-  kfi_node_subobj_list* list() { return m_elements.empty() ? nullptr : &m_elements.front(); }
-  kfi_node_subobj_list& element(std::size_t index) { return m_elements[index]; }
-
-  int enable() { return plugin.enable_access(list(), 0, 0, 0); }
-  int disable(long flags = 0) { return plugin.disable_access(list(), flags); }
-
- private:
-  std::deque<kfi_subobj_list> m_subObjects;
-  std::deque<kfi_node_subobj_list> m_elements;
-};
 
 // Disable.
 
@@ -162,15 +126,6 @@ TEST_F(Access, DisableNeedsNoNameOfANodeThatIsMarkedAlready) {
   EXPECT_EQ(0, disable());
   EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
   EXPECT_EQ(disabledBit, nameless.fid_attr);
-}
-
-TEST_F(Access, DisableRefusesAMountPointThatACommandCannotCarry) {
-  table.add("/dev/a", "/with\\040blank");
-  kfi_domain& node = add(restoredNode("/with blank", "/dev/a"), "/dev/a");
-  EXPECT_EQ(3, disable());
-  EXPECT_EQ(traced(1, "Umount failed for /with blank"), trace().back());
-  EXPECT_EQ(0u, node.fid_attr);
-  expectNothingDone();
 }
 
 // Enable.
@@ -356,20 +311,6 @@ TEST_F(Access, EnableNeedsNoNameOfANodeThatIsNotMarked) {
   element(1).kns_node = &nameless;
   EXPECT_EQ(0, enable());
   EXPECT_EQ(otherBits, first.fid_attr);
-}
-
-TEST_F(Access, EnableRefusesNamesThatACommandCannotCarry) {
-  for (const std::string& path : UNUSABLE_PATHS) {
-    kfi_domain& node = addDisabled(path, "/dev/a");
-    kfi_node_subobj_list& added = element(0);
-    EXPECT_EQ(3, enable()) << "mount point " << path;
-    added.subobjs->kso_objid = object(path);
-    added.kns_node = &restoredNode("/usable", "/dev/a");
-    added.kns_node->fid_attr = disabledBit;
-    EXPECT_EQ(3, enable()) << "device " << path;
-    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
-    expectNothingDone();
-  }
 }
 
 TEST_F(Access, DisabledNodesAreEnabledAgain) {

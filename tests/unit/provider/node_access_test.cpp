@@ -27,6 +27,14 @@ TEST(CommandWord, IsNotTheBarThatBeginsAnotherProgram) {
   for (const char* const word : {"||", "/|", "|/", "a|"}) EXPECT_TRUE(isCommandWord(word)) << word;
 }
 
+TEST(CommandWord, DoesNotBeginLikeAnOption) {
+  for (const char* const word : {"-", "-a", "--all", "-/data"}) {
+    EXPECT_FALSE(isCommandWord(word)) << word;
+    EXPECT_FALSE(isCommandWord(std::string(word))) << word;
+  }
+  for (const char* const word : {"/-a", "a-", "/data-1"}) EXPECT_TRUE(isCommandWord(word)) << word;
+}
+
 TEST(CommandWord, IsNotWhatIsMissing) {
   EXPECT_FALSE(isCommandWord(nullptr));
 }
@@ -34,6 +42,13 @@ TEST(CommandWord, IsNotWhatIsMissing) {
 TEST(CommandWord, IsTheWholeOfAString) {
   EXPECT_FALSE(isCommandWord(std::string("/a\0 b", 5)));
   EXPECT_FALSE(isCommandWord(std::string("/a\0b", 4)));
+}
+
+TEST(GivenName, IsTheNameUnlessItIsEmpty) {
+  const char* const name = "/dev/one";
+  EXPECT_EQ(givenName(name), name);
+  EXPECT_EQ(givenName(""), nullptr);
+  EXPECT_EQ(givenName(nullptr), nullptr);
 }
 
 TEST(FirstName, IsThatOfTheFirstObject) {
@@ -47,11 +62,15 @@ TEST(FirstName, IsMissingWithTheObject) {
   qmfi_objid* objects[] = {identifierOf("/dev/one")};
   qmfi_objid* none[] = {nullptr};
   qmfi_objid* noName[] = {&nameless};
+  char empty[] = "";
+  qmfi_objid emptyName{empty, 0, 1};
+  qmfi_objid* emptyNames[] = {&emptyName, identifierOf("/dev/two")};
   EXPECT_EQ(firstName(nullptr, 1), nullptr);
   EXPECT_EQ(firstName(objects, 0), nullptr);
   EXPECT_EQ(firstName(objects, -1), nullptr);
   EXPECT_EQ(firstName(none, 1), nullptr);
   EXPECT_EQ(firstName(noName, 1), nullptr);
+  EXPECT_EQ(firstName(emptyNames, 2), nullptr);
 }
 
 TEST(DeviceOfANode, IsItsFirstSubObject) {
@@ -61,6 +80,15 @@ TEST(DeviceOfANode, IsItsFirstSubObject) {
   data->addSubObject(identifierOf("/dev/one", 3));
   data->addSubObject(identifierOf("/dev/two", 3));
   EXPECT_STREQ(deviceOf(data), "/dev/one");
+}
+
+TEST(DeviceOfANode, IsMissingWhenItsNameIsEmpty) {
+  char empty[] = "";
+  qmfi_objid emptyName{empty, 0, 3};
+  const CFiPrivateDataSPtr data(new CQmFSPrivateData(identifierOf("/data"), false));
+  data->addSubObject(&emptyName);
+  data->addSubObject(identifierOf("/dev/two", 3));
+  EXPECT_EQ(deviceOf(data), nullptr);
 }
 
 }  // namespace

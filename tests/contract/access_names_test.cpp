@@ -1,0 +1,104 @@
+// Lists of nodes of which some have names that a command cannot carry: they are refused whole, unless the walk ends
+// before it comes to such a name.
+#include "access_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using AccessNames = Access;
+
+// Disable.
+
+TEST_F(AccessNames, DisableRefusesAMountPointThatACommandCannotCarry) {
+  table.add("/dev/a", "/with\\040blank");
+  kfi_domain& node = add(restoredNode("/with blank", "/dev/a"), "/dev/a");
+  EXPECT_EQ(3, disable());
+  EXPECT_EQ(0u, node.fid_attr);
+  expectNothingDone();
+}
+
+TEST_F(AccessNames, DisableRefusesTheNameOfALaterNodeBeforeItUnmountsTheFirst) {
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  table.add("/dev/b", "/with\\040blank");
+  kfi_domain& second = add(restoredNode("/with blank", "/dev/b"), "/dev/b");
+  EXPECT_EQ(3, disable());
+  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_EQ(0u, second.fid_attr);
+  EXPECT_THAT(trace(), IsEmpty());
+  expectNothingDone();
+}
+
+TEST_F(AccessNames, DisableMarksANodeThatIsNotMountedWhateverItsName) {
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  kfi_domain& second = add(restoredNode("/with blank", "/dev/b"), "/dev/b");
+  EXPECT_EQ(0, disable());
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit, second.fid_attr);
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /a"));
+}
+
+TEST_F(AccessNames, DisableSaysThatTheMountTableCannotBeReadBeforeItRefusesAName) {
+  addMounted("/a", "/dev/a");
+  add(restoredNode("/with blank", "/dev/b"), "/dev/b");
+  table.makeUnreadable();
+  EXPECT_EQ(6, disable());
+  expectNothingDone();
+}
+
+// Enable.
+
+TEST_F(AccessNames, EnableRefusesNamesThatACommandCannotCarry) {
+  for (const std::string& path : UNUSABLE_PATHS) {
+    kfi_domain& node = addDisabled(path, "/dev/a");
+    kfi_node_subobj_list& added = element(0);
+    EXPECT_EQ(3, enable()) << "mount point " << path;
+    added.subobjs->kso_objid = object(path);
+    added.kns_node = &restoredNode("/usable", "/dev/a");
+    added.kns_node->fid_attr = disabledBit;
+    EXPECT_EQ(3, enable()) << "device " << path;
+    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
+    expectNothingDone();
+  }
+}
+
+TEST_F(AccessNames, EnableRefusesTheNamesOfALaterNodeBeforeItMountsTheFirst) {
+  kfi_domain& first = addDisabled("/a", "/dev/a");
+  kfi_domain& second = addDisabled("/b", "/dev/b");
+  for (const auto& [mountPoint, device] : {std::pair("/with blank", "/dev/b"), std::pair("/b", "/dev/with blank")}) {
+    second.fid_objid = object(mountPoint);
+    element(1).subobjs->kso_objid = object(device);
+    forget();
+    EXPECT_EQ(3, enable()) << mountPoint;
+    EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
+    EXPECT_THAT(trace(), IsEmpty());
+    expectNothingDone();
+  }
+}
+
+TEST_F(AccessNames, EnableGivesTheAnswerOfANodeThatEndsTheWalkBeforeTheNameIsReached) {
+  addDisabled("/a", "/dev/a");
+  addDisabled("/with blank", "/dev/b");
+  table.add("/dev/a", "/a");
+  EXPECT_EQ(0, enable());
+  table.write("");
+  table.add("/dev/a", "/elsewhere");
+  EXPECT_EQ(1088, enable());
+  table.makeUnreadable();
+  EXPECT_EQ(6, enable());
+  expectNothingDone();
+}
+
+TEST_F(AccessNames, ADeviceWithAnEmptyNameIsNone) {
+  qmfi_objid emptyName{""_text, 0, 1};
+  kfi_domain& node = addDisabled("/a", "/dev/a");
+  element(0).subobjs->kso_objid = &emptyName;
+  EXPECT_EQ(3, enable());
+  EXPECT_THAT(trace(), ElementsAre(traced(1, "list->subobjs list is null")));
+  EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
+  expectNothingDone();
+}
+
+}  // namespace
