@@ -8,6 +8,8 @@
 
 namespace qmfi_host {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr int busyMilliseconds = 10000;
@@ -16,18 +18,31 @@ constexpr int busyMilliseconds = 10000;
   throw HostError(std::string("the state store cannot be used: ") + sqlite3_errmsg(handle));
 }
 
+fs::path canonicalDirectoryOf(const fs::path& file) {
+  std::error_code error;
+  fs::path directory = fs::canonical(file.parent_path(), error);
+  if (error) throw HostError("the state store " + file.string() + " cannot be opened: " + error.message());
+  return directory;
+}
+
 }  // namespace
 
-Database::Database(const std::filesystem::path& file) {
+Database::Database(const std::filesystem::path& path) {
+  // SQLite refuses symbolic links in the whole path; only one in the file's place is to be refused.
+  const fs::path file = canonicalDirectoryOf(path) / path.filename();
   // SQLite would make it readable for everybody.
   const Descriptor made(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!made.valid()) throw systemError("the state store " + file.string() + " cannot be opened");
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, nullptr);
   m_handle.reset(handle);
-  if (result != SQLITE_OK) fail(handle);
+  if (result != SQLITE_OK) {
+    throw HostError("the state store " + file.string() + " cannot be opened: " + sqlite3_errmsg(handle));
+  }
   sqlite3_busy_timeout(handle, busyMilliseconds);
-  execute("PRAGMA foreign_keys = ON; PRAGMA synchronous = FULL");
+  // A transaction ends when its journal is unlinked. Only "extra" writes the directory then, too: after a crash of the
+  // machine a journal that has come back would undo what was said to be on the disk.
+  execute("PRAGMA foreign_keys = ON; PRAGMA synchronous = EXTRA");
 }
 
 void Database::execute(const char* statements) {

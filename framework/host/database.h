@@ -15,7 +15,7 @@ namespace qmfi_host {
 class Database {
  public:
   // Opens the file, or makes it (mode 0600).
-  explicit Database(const std::filesystem::path& file);
+  explicit Database(const std::filesystem::path& path);
 
   // Runs statements that have neither parameters nor results.
   void execute(const char* statements);

@@ -168,6 +168,27 @@ TEST_F(StateStoreTest, BehindASymbolicLinkIsRefused) {
   EXPECT_THROW(StateStore(m_directory.path()), HostError);
 }
 
+TEST_F(StateStoreTest, BelowASymbolicLinkIsOpened) {
+  std::filesystem::create_directory(m_directory.file("real"));
+  std::filesystem::create_directory_symlink("real", m_directory.file("link"));
+  StateStore(m_directory.file("link")).add(makeSnapshot("0a", "first", 1));
+  EXPECT_TRUE(StateStore(m_directory.file("real")).find("0a"));
+}
+
+TEST_F(StateStoreTest, InADirectoryThatIsMissingIsAFailureThatNamesIt) {
+  EXPECT_THAT([] { StateStore("/nonexistent/directory"); },
+              ThrowsMessage<HostError>(
+                  "the state store /nonexistent/directory/state.db cannot be opened: No such file or directory"));
+}
+
+TEST_F(StateStoreTest, WritesTheDirectoryOutWithEveryTransaction) {
+  constexpr std::int64_t extra = 3;
+  const Database database(m_directory.file("state.db"));
+  Statement synchronous(database, "PRAGMA synchronous");
+  synchronous.step();
+  EXPECT_EQ(synchronous.number(), extra);
+}
+
 TEST_F(StateStoreTest, RemembersDisabledAccessUntilItIsRemoved) {
   StateStore store(m_directory.path());
   store.save({"/mnt", "sample", "/dev/x", "state"});
