@@ -79,6 +79,9 @@ void SnapshotCreation::plan(const SnapshotRequest& request) {
 void SnapshotCreation::enterInStore() {
   try {
     m_store.add(m_snapshot);
+  } catch (const UsageError&) {
+    // It is another snapshot that the store knows by this id or name.
+    throw;
   } catch (const HostError&) {
     m_store.remove(m_snapshot.id);
     throw;
