@@ -71,7 +71,8 @@ void tryToShareBlocks(const Descriptor& volume, const Descriptor& snapshot, cons
 
 void makeRawNode(const std::string& device, const Descriptor& node) {
   const std::string raw = rawDeviceOf(device);
-  if (raw.empty() || !fs::is_directory(fs::path(raw).parent_path())) return;
+  std::error_code error;
+  if (raw.empty() || !fs::is_directory(fs::path(raw).parent_path(), error)) return;
   struct stat status {};
   if (fstat(node.get(), &status) != 0 || mknod(raw.c_str(), S_IFBLK | 0600, status.st_rdev) != 0) {
     throw systemError("the device " + raw + " could not be made");
