@@ -20,15 +20,22 @@ constexpr const char* description =
     "Takes snapshots of mounted file systems through a snapshot provider.\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage.";
 
+// Nothing is a directory of that name, and the loader would take it for "wherever libraries are".
+std::string refuseEmpty(const std::string& directory) {
+  return directory.empty() ? "the name of a directory is empty" : "";
+}
+
 void declareGlobalOptions(CLI::App& app, Settings& settings, std::optional<std::string>& language) {
   app.add_option("--provider", settings.provider, "Snapshot provider")->capture_default_str()->type_name("NAME");
   app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers' libraries")
       ->envname("QMFI_PROVIDER_DIR")
       ->capture_default_str()
+      ->check(refuseEmpty)
       ->type_name("DIR");
   app.add_option("--state-dir", settings.stateDirectory, "Directory in which qmfi remembers snapshots")
       ->envname("QMFI_STATE_DIR")
       ->capture_default_str()
+      ->check(refuseEmpty)
       ->type_name("DIR");
   app.add_option("--language", language, "Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG)")
       ->type_name("LANGUAGE");
@@ -86,11 +93,17 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   declareGlobalOptions(app, settings, language);
   app.set_version_flag("--version", "qmfi 7.0.0");
   app.require_subcommand(1);
+  app.failure_message([](const CLI::App* parser, const CLI::Error& error) {
+    return "qmfi: " + CLI::FailureMessage::simple(parser, error);
+  });
   const Commands commands = declareCommands(app);
   try {
     app.parse(count, words);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error, out, errors) == 0 ? success : wrongUsage;
+    if (app.exit(error, out, errors) != 0) return wrongUsage;
+    if (out.flush()) return success;
+    printError(errors, HostError("the output could not be written"));
+    return failure;
   }
   settings.language = language ? localeName(*language) : userLanguage();
   const DeferredSignals signals;

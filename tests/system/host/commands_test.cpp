@@ -56,7 +56,9 @@ TEST_F(CommandsTest, WrongUsageEndsWithTwo) {
       {{"resource", "online", spare, "/mnt/x", "-o", "rw;ro"}, "qmfi: mount options cannot hold a semicolon\n"},
       {{"--provider", "../evil", "provider", "show"}, "qmfi: \"../evil\" is not the name of a provider\n"},
       {{"snapshot", "create", "/mnt/a", "--freeze-timeout", "0"},
-       "--freeze-timeout: Value 0 not in range 1 to 3600\nRun with --help for more information.\n"},
+       "qmfi: --freeze-timeout: Value 0 not in range 1 to 3600\nRun with --help for more information.\n"},
+      {{"--state-dir", "", "snapshot", "list"},
+       "qmfi: --state-dir: the name of a directory is empty\nRun with --help for more information.\n"},
   };
   for (const auto& one : cases) {
     const auto outcome = qmfi(one.words);

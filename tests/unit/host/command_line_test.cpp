@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -13,6 +14,7 @@ namespace qmfi_host {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 struct Outcome {
   int status;
@@ -48,12 +50,14 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
       {"access", "enable"},
       {"cache", "disable"},
       {"--provider"},
+      {"--state-dir", "", "snapshot", "list"},
+      {"--provider-dir", "", "provider", "show"},
   };
   for (const auto& words : cases) {
     const Outcome outcome = run(words);
     EXPECT_EQ(outcome.status, wrongUsage) << testing::PrintToString(words);
     EXPECT_EQ(outcome.out, "") << testing::PrintToString(words);
-    EXPECT_NE(outcome.errors, "") << testing::PrintToString(words);
+    EXPECT_THAT(outcome.errors, StartsWith("qmfi: ")) << testing::PrintToString(words);
   }
 }
 
@@ -62,6 +66,16 @@ TEST(CommandLine, HelpIsASuccess) {
   EXPECT_EQ(outcome.status, success);
   EXPECT_EQ(outcome.errors, "");
   for (const CommandGroup& group : commandGroups()) EXPECT_THAT(outcome.out, HasSubstr(group.name));
+}
+
+TEST(CommandLine, HelpAndVersionThatCannotBeWrittenAreAFailure) {
+  for (const char* option : {"--help", "--version"}) {
+    std::ofstream full("/dev/full");
+    std::ostringstream errors;
+    const char* const words[] = {"qmfi", option};
+    EXPECT_EQ(runCommandLine(2, words, full, errors), failure) << option;
+    EXPECT_EQ(errors.str(), "qmfi: the output could not be written\n") << option;
+  }
 }
 
 TEST(CommandLine, EveryCommandHasHelpOfItsOwn) {
