@@ -133,8 +133,6 @@ int CQmFSPlugin::openMountPoints(kfi_quiescenode** nodes, std::int32_t count) {
   for (std::int32_t i = 0; i < count; ++i) {
     m_quiesced.push_back({mountPointOf(nodes[i]), false});
   }
-  m_openDescriptors = 0;
-  m_frozenDescriptors = 0;
   m_descriptors = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(count));
   for (std::int32_t i = 0; i < count; ++i) {
     const char* const path = mountPointOf(nodes[i]);
@@ -170,6 +168,7 @@ int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::i
 
 int CQmFSPlugin::endQuiesce(std::int32_t count) {
   m_openDescriptors = 0;
+  m_frozenDescriptors = 0;
   closeFDList(m_descriptors.get(), count);
   m_descriptors.reset();
   qmfi_close_context();
@@ -286,5 +285,6 @@ void CQmFSPlugin::thawDescriptors() {
     ::close(m_descriptors[i]);
   }
   m_openDescriptors = 0;
+  m_frozenDescriptors = 0;
   m_descriptors.reset();
 }
