@@ -123,8 +123,13 @@ int online(kfi_domain*, kfi_domain* node, int mode, kfi_disposition) {
 }
 
 int checkNodeExistence(kfi_domain* node, int* exists) {
-  *exists = 0;
+  *exists = theProvider->nodeExists ? 1 : 0;
   return theProvider->answer("check_node_existence " + nameOf(node));
+}
+
+int disableAccess(kfi_node_subobj_list* list, long flags) {
+  return theProvider->answer("disable_access " + nameOf(list->kns_node) + " " + list->subobjs->kso_objid->vid_name +
+                             " " + std::to_string(flags));
 }
 
 int errMsg(int status, const char** text) {
@@ -185,6 +190,7 @@ FakeProvider::FakeProvider(Journal& journal) : m_journal(journal) {
   m_entryPoints.fi_pgn_dispose = dispose;
   m_entryPoints.fi_pgn_online = online;
   m_entryPoints.fi_pgn_check_node_existence = checkNodeExistence;
+  m_entryPoints.fi_pgn_disable_access = disableAccess;
   m_entryPoints.fi_pgn_errmsg = errMsg;
   m_entryPoints.fi_pgn_get_last_error = getLastError;
   m_entryPoints.fi_pgn_del_last_error = delLastError;

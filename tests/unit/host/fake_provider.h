@@ -51,6 +51,8 @@ class FakeProvider {
   std::vector<qmfi_host::ProviderMessage> pushed;
   // The language that the last text was asked for in.
   std::string language;
+  // What the look-up of a node finds.
+  bool nodeExists = false;
   // What the version record is filled with.
   std::uint16_t version = 7;
 
