@@ -1,4 +1,4 @@
-// qmfi provider show
+// qmfi provider show [--json]
 #include <nlohmann/json.hpp>
 
 #include "cfiscopeexit.h"
