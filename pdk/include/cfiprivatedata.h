@@ -25,6 +25,8 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
 
   // objId is the identifier of the domain that causes the allocation.
   CFiPrivateData(qmfi_objid* objId, bool isAltNode) : m_objId(objId), m_isAltNode(isAltNode) {}
+  // Required: declared ahead of the operations, since a plug-in finds them by their places in the virtual table.
+  ~CFiPrivateData() override = default;
 
   // The category (0 or 1) is not checked by the following five.
   virtual bool hasConfigInfoList(int category) const { return m_configInfoList[category] != nullptr; }
