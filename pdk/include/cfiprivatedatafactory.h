@@ -4,6 +4,7 @@
 
 #include "cfiprivatedata.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -26,11 +27,12 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
   virtual CFiPrivateDataSPtr access(kfi_domain* domain) = 0;
 
   // The object attached to the domain; when there is none yet, the one that other domains of the same name and kind
-  // share, or a new one, is attached first. Throws std::bad_alloc when memory is short, and then nothing is attached.
+  // share, or a new one, is attached first. Throws std::bad_alloc when memory is short, and then nothing is attached;
+  // nor is anything when the object cannot be counted because its mutex fails, and then the pointer is empty.
   virtual CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) = 0;
 
-  // Detaches the object and destroys it when no other domain shares it. Returns -1 for a null domain, an empty slot or
-  // a missing identifier, otherwise 0.
+  // Detaches the object and destroys it when no other domain shares it. The domain may have lost its identifier or the
+  // name of it. Returns -1 for a null domain or an empty slot, otherwise 0.
   virtual int deallocate(kfi_domain* domain) = 0;
 
   // The object of a name and kind, or an empty pointer.
@@ -93,35 +95,47 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
       return access(domain);
     }
     auto holder = std::make_unique<CFiPrivateDataSPtr>();
+    // Declared ahead of the lock, so that an object that finds no room in the map is destroyed when the mutex is free.
+    std::unique_ptr<T> object;
+    CFiPrivateDataSPtr created;
     {
       const std::string_view key = domain->fid_objid->vid_name;
       const std::lock_guard<std::mutex> lock(m_mutex);
       Map& map = mapOf(alternate);
       auto place = map.find(key);
       if (place == map.end()) {
-        CFiPrivateDataSPtr created(new T(domain->fid_objid, alternate));
-        created->registerTraceLog(traceLog());
-        place = map.try_emplace(std::string(key), std::move(created)).first;
+        object = std::make_unique<T>(domain->fid_objid, alternate);
+        object->registerTraceLog(traceLog());
+        if (created.acquire(object.get()) < 0) {
+          return created;
+        }
+        static_cast<void>(object.release());
+        place = map.try_emplace(std::string(key)).first;
+        place->second.swap(created);
       }
       *holder = place->second;
+    }
+    if (!*holder) {
+      return CFiPrivateDataSPtr();
     }
     domain->fid_private = holder.release();
     return access(domain);
   }
 
   int deallocate(kfi_domain* domain) override {
-    if (domain == nullptr || domain->fid_private == nullptr || domain->fid_objid == nullptr) {
+    if (domain == nullptr || domain->fid_private == nullptr) {
       return -1;
     }
     // Declared first, so that what the map gives up is destroyed after its mutex is unlocked.
     CFiPrivateDataSPtr dropped;
     const std::unique_ptr<CFiPrivateDataSPtr> holder(static_cast<CFiPrivateDataSPtr*>(domain->fid_private));
     domain->fid_private = nullptr;
-    const bool alternate = (*holder)->getIsAltNode();
+    const CFiPrivateData* const object = holder->get();
+    const bool alternate = object->getIsAltNode();
     holder->release();
     const std::lock_guard<std::mutex> lock(m_mutex);
     Map& map = mapOf(alternate);
-    const auto found = map.find(std::string_view(domain->fid_objid->vid_name));
+    const auto found = placeOf(*domain, object, map);
     if (found == map.end() || countOf(found->second) != 1) {
       return 0;
     }
@@ -131,6 +145,14 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
   }
 
  private:
+  // The entry of a domain's name. The object is only compared: it finds the entry where the name is gone.
+  static typename Map::iterator placeOf(const kfi_domain& domain, const CFiPrivateData* object, Map& map) {
+    if (domain.fid_objid != nullptr && domain.fid_objid->vid_name != nullptr) {
+      return map.find(std::string_view(domain.fid_objid->vid_name));
+    }
+    return std::find_if(map.begin(), map.end(), [&](const auto& entry) { return entry.second.get() == object; });
+  }
+
   static int countOf(const CFiPrivateDataSPtr& data) {
     const CFiRefCount& counted = *data;
     const CFiCountLock lock(counted.countMutex());

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -86,16 +87,26 @@ using CFiSessionSPtr = CFiSmartPtr<CFiSession, CFiNullAllocator<CFiSession>>;
 // The sessions of a plug-in. A session lives as long as the manager. May be used from any thread.
 class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  // The session of an identifier, made when there is none. A null identifier gives an empty pointer.
+  // The session of an identifier, made when there is none. A null identifier gives an empty pointer, as does a session
+  // that cannot be counted because its mutex fails.
   virtual CFiSessionSPtr getSession(const char* id) {
     if (id == nullptr) {
       return CFiSessionSPtr();
     }
     const std::string_view name = id;
+    // Declared ahead of the lock, so that a session that finds no room in the map is destroyed when the mutex is free.
+    std::unique_ptr<CFiSession> session;
+    CFiSessionSPtr created;
     const std::lock_guard<std::mutex> lock(m_mutex);
     auto place = m_sessions.lower_bound(name);
     if (place == m_sessions.end() || place->first != name) {
-      place = m_sessions.emplace_hint(place, name, CFiSessionSPtr(new CFiSession(id)));
+      session = std::make_unique<CFiSession>(id);
+      if (created.acquire(session.get()) < 0) {
+        return created;
+      }
+      static_cast<void>(session.release());
+      place = m_sessions.try_emplace(place, std::string(name));
+      place->second.swap(created);
     }
     return place->second;
   }

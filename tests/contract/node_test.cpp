@@ -206,6 +206,21 @@ TEST_F(NodeInitialisation, IsUndoneByDeinitialisation) {
   plugin.deinit_node(nullptr);
 }
 
+TEST_F(NodeInitialisation, IsUndoneForANodeThatLostItsName) {
+  char path[] = "/mnt/a";
+  qmfi_objid nameless{nullptr, 0, 1};
+  for (qmfi_objid* const lost : {static_cast<qmfi_objid*>(nullptr), &nameless}) {
+    kfi_domain& domain = node(path);
+    ASSERT_EQ(0, plugin.init_node(&domain, &configuration, 1, nullptr));
+    qmfi_objid* const identifier = domain.fid_objid;
+    domain.fid_objid = lost;
+    plugin.deinit_node(&domain);
+    domain.fid_objid = identifier;
+    EXPECT_EQ(nullptr, domain.fid_private);
+    EXPECT_EQ(nullptr, domain.fid_qnode);
+  }
+}
+
 class AlternateNodeInitialisation : public NodeInitialisation {};
 
 TEST_F(AlternateNodeInitialisation, MakesNoQuiesceNode) {

@@ -3,14 +3,18 @@
 #include "cfiprivatedatamanager.h"
 #include "support/bounded_call.h"
 #include "support/domains.h"
+#include "support/memory_failure.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <functional>
+#include <new>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
@@ -177,6 +181,36 @@ TEST_F(PrivateDataFactory, NameThatIsNoLongerInTheMapIsNoFailure) {
   EXPECT_THAT(namesOf(m_factory->getPrivateDataList(false)), ElementsAre("/data"));
 }
 
+TEST_F(PrivateDataFactory, DomainThatLostItsNameGivesItsObjectBackAllTheSame) {
+  qmfi_objid nameless{nullptr, 0, 1};
+  for (qmfi_objid* const lost : {static_cast<qmfi_objid*>(nullptr), &nameless}) {
+    for (const bool alternate : {false, true}) {
+      kfi_domain domain = domainNamed("/data");
+      kfi_domain other = domainNamed("/other");
+      m_factory->allocate(&domain, alternate);
+      m_factory->allocate(&other, alternate);
+      domain.fid_objid = lost;
+      EXPECT_EQ(m_factory->deallocate(&domain), 0);
+      EXPECT_EQ(domain.fid_private, nullptr);
+      EXPECT_THAT(namesOf(m_factory->getPrivateDataList(alternate)), ElementsAre("/other"));
+      EXPECT_EQ(m_factory->deallocate(&other), 0);
+      EXPECT_EQ(CountedData::living, 0);
+    }
+  }
+}
+
+TEST_F(PrivateDataFactory, DomainThatLostItsNameLeavesASharedObjectToTheOthers) {
+  kfi_domain first = domainNamed("/data");
+  kfi_domain second = domainNamed("/data");
+  m_factory->allocate(&first, false);
+  const CFiPrivateData* const object = m_factory->allocate(&second, false).get();
+  first.fid_objid = nullptr;
+  EXPECT_EQ(m_factory->deallocate(&first), 0);
+  EXPECT_EQ(m_factory->access(&second).get(), object);
+  EXPECT_EQ(m_factory->accessByName("/data", false).get(), object);
+  EXPECT_EQ(m_factory->deallocate(&second), 0);
+}
+
 TEST_F(PrivateDataFactory, FindsByTheWholeName) {
   kfi_domain domain = domainNamed("/data");
   m_factory->allocate(&domain, false);
@@ -240,6 +274,62 @@ TEST_F(PrivateDataFactory, ObjectIsDestroyedWithTheMapFree) {
   CountedData::atEnd = [&] { returned = returnsOnAnotherThread([factory] { factory->accessByName("/data", false); }); };
   m_factory->deallocate(&domain);
   EXPECT_TRUE(returned);
+}
+
+// Looks a name up on another thread, without memory of the asking one.
+class OtherThread {
+ public:
+  explicit OtherThread(CFiPrivateDataFactory& factory) : m_thread([this, &factory] { run(factory); }) {}
+  OtherThread(const OtherThread&) = delete;
+  OtherThread& operator=(const OtherThread&) = delete;
+  ~OtherThread() {
+    m_ended = true;
+    m_asked.release();
+    m_thread.join();
+  }
+
+  bool canLookUp() {
+    constexpr std::chrono::seconds bound(20);
+    m_asked.release();
+    return m_answered.try_acquire_for(bound);
+  }
+
+ private:
+  void run(CFiPrivateDataFactory& factory) {
+    for (m_asked.acquire(); !m_ended; m_asked.acquire()) {
+      factory.accessByName("/data", false);
+      m_answered.release();
+    }
+  }
+
+  std::atomic<bool> m_ended{false};
+  std::counting_semaphore<> m_asked{0};
+  std::counting_semaphore<> m_answered{0};
+  std::thread m_thread;
+};
+
+TEST_F(PrivateDataFactory, ObjectThatFindsNoRoomIsDestroyedWithTheMapFree) {
+  kfi_domain domain = domainNamed("/data");
+  OtherThread other(*m_factory);
+  int destroyed = 0;
+  CountedData::atEnd = [&] {
+    EXPECT_TRUE(other.canLookUp());
+    ++destroyed;
+  };
+  const auto allocateWith = [&](int callsAhead) {
+    const MemoryFailure failure(callsAhead);
+    try {
+      m_factory->allocate(&domain, false);
+    } catch (const std::bad_alloc&) {
+    }
+  };
+  for (int callsAhead = 0; domain.fid_private == nullptr; ++callsAhead) {
+    ASSERT_LT(callsAhead, 20);
+    allocateWith(callsAhead);
+    EXPECT_EQ(CountedData::living, domain.fid_private != nullptr ? 1 : 0);
+  }
+  EXPECT_GE(destroyed, 1);
+  m_factory->deallocate(&domain);
 }
 
 TEST_F(PrivateDataFactory, EndOfTheFactoryReleasesWhatTheMapsHold) {

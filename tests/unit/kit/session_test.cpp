@@ -1,10 +1,12 @@
 // Sessions and their split nodes.
 #include "cfisession.h"
+#include "support/memory_failure.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <deque>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -63,6 +65,27 @@ TEST(SessionManager, EmptyIdentifierIsASessionLikeAnyOther) {
 TEST(SessionManager, NoIdentifierIsNoSession) {
   const CFiSessionManagerSPtr manager(true);
   EXPECT_FALSE(manager->getSession(nullptr));
+}
+
+TEST(SessionManager, SessionForWhichMemoryIsShortIsMadeByALaterCall) {
+  const CFiSessionManagerSPtr manager(true);
+  const auto getWith = [&](int callsAhead) {
+    const MemoryFailure failure(callsAhead);
+    try {
+      return manager->getSession("one");
+    } catch (const std::bad_alloc&) {
+      return CFiSessionSPtr();
+    }
+  };
+  CFiSessionSPtr session;
+  int failures = -1;
+  for (; !session; ++failures) {
+    ASSERT_LT(failures, 20);
+    session = getWith(failures + 1);
+  }
+  EXPECT_GE(failures, 2);
+  EXPECT_EQ(session->getCount(), 2);
+  EXPECT_EQ(manager->getSession("one").get(), session.get());
 }
 
 TEST(SessionManager, KeepsItsSessionsUntilItsEnd) {

@@ -7,20 +7,29 @@
 
 namespace {
 
-thread_local bool memoryIsShort = false;
+// How many calls still find memory; below 0 all of them do.
+thread_local int callsLeft = -1;
+
+bool memoryIsShort() {
+  if (callsLeft > 0) {
+    --callsLeft;
+    return false;
+  }
+  return callsLeft == 0;
+}
 
 }  // namespace
 
-MemoryFailure::MemoryFailure() {
-  memoryIsShort = true;
+MemoryFailure::MemoryFailure(int callsAhead) {
+  callsLeft = callsAhead;
 }
 
 MemoryFailure::~MemoryFailure() {
-  memoryIsShort = false;
+  callsLeft = -1;
 }
 
 void* operator new(std::size_t size) {
-  void* const block = memoryIsShort ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
+  void* const block = memoryIsShort() ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
   if (block == nullptr) {
     throw std::bad_alloc();
   }
@@ -32,7 +41,7 @@ void* operator new[](std::size_t size) {
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return memoryIsShort ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
+  return memoryIsShort() ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
