@@ -2,7 +2,8 @@
 #include "cfierrormanager.h"
 
 #include <cstddef>
-#include <deque>
+#include <iterator>
+#include <list>
 #include <mutex>
 
 #include "cancellation_held_off.h"
@@ -23,13 +24,14 @@ struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmf
   void handOut() noexcept;
 
   mutable std::mutex mutex;
-  std::deque<CFiMessageSPtr> kept;     // newest first
-  std::deque<CFiMessageSPtr> waiting;  // for the handlers, oldest first
+  std::list<CFiMessageSPtr> kept;     // newest first
+  std::list<CFiMessageSPtr> waiting;  // for the handlers, oldest first
   std::vector<std::unique_ptr<CFiErrorHandlerBase>> handlers;
   bool handingOut = false;
 
  private:
   bool takeNext(CFiMessageSPtr & message) noexcept;
+  void giveToHandlers(const CFiMessageSPtr& message) const noexcept;
   CFiErrorHandlerBase* handlerAt(std::size_t index) const noexcept;
 };
 
@@ -42,23 +44,28 @@ void CFiErrorManager::Implementation::handOut() noexcept {
     handingOut = true;
   }
   for (CFiMessageSPtr message; takeNext(message);) {
-    for (std::size_t i = 0; CFiErrorHandlerBase* const handler = handlerAt(i); ++i) {
-      // A message that a handler cannot pass on is kept for getLastError all the same.
-      try {
-        handler->handleMessage(message);
-      } catch (...) {
-        continue;
-      }
+    giveToHandlers(message);
+    qmfi_runtime::splitContext().leaveHandler();
+  }
+}
+
+void CFiErrorManager::Implementation::giveToHandlers(const CFiMessageSPtr& message) const noexcept {
+  for (std::size_t i = 0; CFiErrorHandlerBase* const handler = handlerAt(i); ++i) {
+    // A message that a handler cannot pass on is kept for getLastError all the same.
+    try {
+      handler->handleMessage(message);
+    } catch (...) {
+      continue;
     }
   }
 }
 
-// The next message that may be handed out now. Without one the handing out is over, under the same lock, so that a
-// message which comes later finds it so.
+// The next message that may be handed out now, with the leave to call the handlers. Without one the handing out is
+// over, under the same lock, so that a message which comes later finds it so.
 bool CFiErrorManager::Implementation::takeNext(CFiMessageSPtr& message) noexcept {
   message.release();
   const std::lock_guard<std::mutex> lock(mutex);
-  handingOut = !waiting.empty() && !qmfi_runtime::splitContext().isOpen();
+  handingOut = !waiting.empty() && qmfi_runtime::splitContext().enterHandler();
   if (handingOut) {
     message.swap(waiting.front());
     waiting.pop_front();
@@ -80,18 +87,20 @@ CFiErrorManager::~CFiErrorManager() {
   qmfi_runtime::splitContext().removeObserver(*m_implementation);
 }
 
-int CFiErrorManager::pushError(const CFiMessageSPtr& message) {
-  if (!message) return 0;
-  // Declared ahead of the lock: what gives way is destroyed when the mutex is free again.
-  CFiMessageSPtr oldest;
+// NOLINTNEXTLINE(performance-unnecessary-value-param): plug-ins import it under this signature.
+int CFiErrorManager::pushError(CFiMessageSPtr message) {
+  // Made ahead of the lock, so that it is in both queues or, when memory is short, in none.
+  std::list<CFiMessageSPtr> forHandlers(1, message);
+  std::list<CFiMessageSPtr> forKeeping(1, message);
+  if (!forHandlers.front() || !forKeeping.front()) return 0;
+  // What gives way is destroyed when the mutex is free again.
+  std::list<CFiMessageSPtr> oldest;
   {
     const std::lock_guard<std::mutex> lock(m_implementation->mutex);
-    m_implementation->waiting.push_back(message);
-    m_implementation->kept.push_front(message);
-    if (m_implementation->kept.size() > mostKept) {
-      oldest.swap(m_implementation->kept.back());
-      m_implementation->kept.pop_back();
-    }
+    std::list<CFiMessageSPtr>& kept = m_implementation->kept;
+    m_implementation->waiting.splice(m_implementation->waiting.end(), forHandlers);
+    kept.splice(kept.begin(), forKeeping);
+    if (kept.size() > mostKept) oldest.splice(oldest.end(), kept, std::prev(kept.end()));
   }
   m_implementation->handOut();
   return 0;
@@ -111,7 +120,7 @@ std::vector<CFiMessageSPtr> CFiErrorManager::messages() const {
 }
 
 void CFiErrorManager::clear() {
-  std::deque<CFiMessageSPtr> forgotten;
+  std::list<CFiMessageSPtr> forgotten;
   const std::lock_guard<std::mutex> lock(m_implementation->mutex);
   forgotten.swap(m_implementation->kept);
 }

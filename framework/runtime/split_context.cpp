@@ -13,6 +13,10 @@ namespace {
 // Made when the library is loaded, so it outlives the static objects of every plug-in.
 SplitContext theSplitContext;
 
+// Handlers that the calling thread is within; more than one when a handler pushes to another manager. In the space that
+// every thread has from its start, as it must not be lacking when memory is short.
+[[gnu::tls_model("initial-exec")]] thread_local unsigned ownHandlers = 0;
+
 }  // namespace
 
 SplitContext& splitContext() {
@@ -20,10 +24,28 @@ SplitContext& splitContext() {
 }
 
 int SplitContext::create() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  const int error = m_users++ == 0 ? traceOutput().beginHolding() : 0;
+  // A handler that opens the context waits neither for itself nor, with nobody to end it, for another one that does so.
+  m_handlers -= ownHandlers;
+  m_handlersIdle.notify_all();
+  m_handlersIdle.wait(lock, [this] { return m_handlers == 0; });
+  m_handlers += ownHandlers;
+  return error;
+}
+
+bool SplitContext::enterHandler() {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  if (m_users++ != 0) return 0;
-  m_open = true;
-  return traceOutput().beginHolding();
+  if (m_users != 0) return false;
+  ++m_handlers;
+  ++ownHandlers;
+  return true;
+}
+
+void SplitContext::leaveHandler() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  --ownHandlers;
+  if (--m_handlers == 0) m_handlersIdle.notify_all();
 }
 
 void SplitContext::close() {
@@ -35,7 +57,6 @@ bool SplitContext::takeUserOff() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (m_users == 0 || --m_users != 0) return false;
   traceOutput().endHolding();
-  m_open = false;
   return true;
 }
 

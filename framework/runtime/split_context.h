@@ -2,7 +2,6 @@
 #ifndef SPLIT_CONTEXT_H
 #define SPLIT_CONTEXT_H
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -25,11 +24,16 @@ class SplitContextObserver {
 // Counts its users. May be used from any thread.
 class SplitContext {
  public:
-  // Opens the context or adds a user. Returns 0 or an errno value; the context is open either way.
+  // Opens the context or adds a user, and waits for the handlers that other threads are running. Returns 0 or an errno
+  // value; the context is open either way.
   int create();
   // Takes a user off. The last one's call writes the trace records that were held back, then tells the observers.
   void close();
-  bool isOpen() const { return m_open; }
+
+  // Asks for leave to call handlers, which may print or read files; false while the context is open. What was entered
+  // is left by the same thread.
+  bool enterHandler();
+  void leaveHandler();
 
   // Throws std::bad_alloc when memory is short.
   void addObserver(SplitContextObserver& observer);
@@ -41,8 +45,9 @@ class SplitContext {
   void tellObservers();
 
   std::mutex m_mutex;
+  std::condition_variable m_handlersIdle;
   unsigned m_users = 0;
-  std::atomic<bool> m_open{false};
+  unsigned m_handlers = 0;  // that create has to wait for
 
   std::mutex m_observerMutex;
   std::condition_variable m_observerIdle;

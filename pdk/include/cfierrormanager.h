@@ -11,16 +11,18 @@
 namespace qmfi_pdk_4_4 {
 
 // Keeps the newest messages and passes each to the registered handlers. While the split context is open the handlers
-// wait until it closes, since they print and nothing may touch a disk while file systems are frozen. May be used from
-// any thread; handlers are called without a lock held, in the order of registration.
+// wait until it closes, since they print and nothing may touch a disk while file systems are frozen; whoever opens it
+// waits for a handler that is running. May be used from any thread; handlers are called without a lock held, in the
+// order of registration.
 class CFiErrorManager : public virtual CFiRefCount {
  public:
   CFiErrorManager();
   ~CFiErrorManager() override;
 
-  // Keeps the message (the oldest gives way beyond 64) and hands it to the handlers. An empty pointer is ignored.
-  // Returns 0.
-  int pushError(const CFiMessageSPtr& message);
+  // Keeps the message (the oldest gives way beyond 64) and hands it to the handlers. An empty pointer is ignored, as is
+  // a message that cannot be counted because its mutex fails. Returns 0. Throws std::bad_alloc when memory is short,
+  // and then the message is neither kept nor handed out. Required: taken by value, since plug-ins import it so.
+  int pushError(CFiMessageSPtr message);
 
   // Takes ownership of a handler made with new, until the manager is destroyed. Null is ignored. Returns 0.
   int registerHandler(CFiErrorHandlerBase* handler);

@@ -1,8 +1,12 @@
 // The error manager under many threads.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <latch>
+#include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -54,6 +58,75 @@ TEST(ErrorManagerThreadsTest, handsOutEachMessageOnceWhileTheSplitContextOpensAn
   stop = true;
   freezer.join();
   expectEachMessageOnce(handled.ids());
+}
+
+// What was done, in order.
+class Events {
+ public:
+  void add(const std::string& event) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_events.push_back(event);
+  }
+  std::vector<std::string> all() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_events;
+  }
+
+ private:
+  mutable std::mutex m_mutex;
+  std::vector<std::string> m_events;
+};
+
+// Returns when the split context is being opened: its first sign is that messages are held back.
+void waitUntilMessagesAreHeldBack() {
+  HandledMessages handled;
+  CFiErrorManager manager;
+  manager.registerHandler(new RecordingHandler(handled));
+  for (std::size_t pushed = 0; handled.ids().size() == pushed; ++pushed) {
+    std::this_thread::yield();
+    manager.pushError(messageWithId("1"));
+  }
+}
+
+TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsOpen) {
+  Events events;
+  std::latch entered(1);
+  std::latch released(1);
+  HandledMessages handled;
+  CFiErrorManager manager;
+  manager.registerHandler(new RecordingHandler(handled, "", [&] {
+    entered.count_down();
+    released.wait();
+    events.add("handled");
+  }));
+  std::thread pusher([&manager] { manager.pushError(messageWithId("1")); });
+  entered.wait();
+  std::thread freezer([&events] {
+    const OpenSplitContext context;
+    events.add("open");
+  });
+  waitUntilMessagesAreHeldBack();
+  released.count_down();
+  pusher.join();
+  freezer.join();
+  EXPECT_THAT(events.all(), testing::ElementsAre("handled", "open"));
+}
+
+TEST(ErrorManagerThreadsTest, handlersThatOpenTheSplitContextDoNotWaitForEachOther) {
+  std::latch entered(2);
+  HandledMessages handled;
+  CFiErrorManager first;
+  CFiErrorManager second;
+  std::vector<std::thread> threads;
+  for (CFiErrorManager* const manager : {&first, &second}) {
+    manager->registerHandler(new RecordingHandler(handled, "", [&entered] {
+      entered.arrive_and_wait();
+      const OpenSplitContext context;
+    }));
+    threads.emplace_back([manager] { manager->pushError(messageWithId("1")); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(handled.ids().size(), 2U);
 }
 
 TEST(ErrorManagerThreadsTest, canBeDestroyedWhileTheSplitContextCloses) {
