@@ -4,16 +4,15 @@
 
 #include "cfientryguard.h"
 #include "cfierrorhandler.h"
+#include "cfiscopeexit.h"
 
 #include <memory>
-#include <string>
 
 namespace qmfi_pdk_4_4 {
 
-// The native language of a host's context record; empty when it names none.
-inline std::string nativeLanguageOf(const kfi_context* context) {
-  const bool named = context != nullptr && context->kcx_language != nullptr && *context->kcx_language != nullptr;
-  return named ? *context->kcx_language : "";
+// The native language of a host's context record, which may be empty; null when it names none.
+inline const char* nativeLanguageOf(const kfi_context* context) {
+  return context != nullptr && context->kcx_language != nullptr ? *context->kcx_language : nullptr;
 }
 
 // Opens the trace log unless it is open already.
@@ -50,11 +49,11 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
   privateDataManager->registerTraceLog(traceLog);
   openTraceLog(*traceLog);
 
-  const std::string language = nativeLanguageOf(context);
-  if (!language.empty()) {
+  const char* const language = nativeLanguageOf(context);
+  if (language != nullptr) {
     catalogManager->setNativeLanguage(language);
   }
-  auto handler = std::make_unique<CFiErrorHandler>(context, catalogManager, language);
+  auto handler = std::make_unique<CFiErrorHandler>(context, catalogManager, language != nullptr ? language : "");
   errorManager->registerHandler(handler.release());
 
   plugin->registerTraceLog(traceLog);
@@ -65,18 +64,31 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
   return plugin->init();
 }
 
-// Stops the provider and drops the singletons. Required: the session manager stays until the library is unloaded.
+// Required: in this order, and the session manager stays until the library is unloaded.
 template <typename Plugin>
-void stopPlugin(const char* entryPoint, int line) {
-  const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
-                                  CFI_ENTRY_POINT_FILE);
-  CFiPluginBase::isShuttingDown(true);
-  CFiContextSingleton<Plugin, FI_PLUGIN_NAME>::instance(false)->fini();
+void dropSingletons() {
   CFiContextSingleton<Plugin, FI_PLUGIN_NAME>::instance(true);
   CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(true);
   CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(true);
   CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(true);
   CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(true);
+}
+
+// Stops the provider and drops the singletons, whichever way the provider's own end goes.
+template <typename Plugin>
+void stopPlugin(const char* entryPoint, int line) {
+  const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
+                                  CFI_ENTRY_POINT_FILE);
+  CFiPluginBase::isShuttingDown(true);
+  const CFiScopeExit drop([] { dropSingletons<Plugin>(); });
+  // Guarded here already: the message of an exception is for the host's handler, which goes with the singletons.
+  guardEntryPoint(line, [] {
+    const auto plugin = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>::instance(false);
+    if (plugin) {
+      plugin->fini();
+    }
+    return 0;
+  });
 }
 
 }  // namespace qmfi_pdk_4_4
