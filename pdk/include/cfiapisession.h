@@ -61,8 +61,8 @@ inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid**
   const std::size_t size = names.size() * sizeof(qmfi_objid*);
   auto** const array = static_cast<qmfi_objid**>(qmfi_alloc_buf(size));
   if (array == nullptr) {
-    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for object identifiers", CFI_ENTRY_POINT_FILE, "make",
-                   __LINE__);
+    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for object identifiers", "cfiapisession.h",
+                   "exportIdentifiers", __LINE__);
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
     array[i] = qmfi_get_objid(names[i].c_str(), static_cast<std::uint32_t>(names[i].size() + 1), identifierKind);
