@@ -34,14 +34,17 @@ void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<
   const std::string file(name.c_str(), name.length());
   dir = directory.c_str();
   if (second.is_empty()) second = dir;
+  const std::string path = directory + "/" + file + ".log";
+  const std::string secondPath = std::string(second.c_str()) + "/" + file + ".log";
+  // The last step that memory may be too short for: a log that is initialised is so in all its parts.
+  m_sink = traceOutput().open(directory, file);
   m_name = name;
   m_directory = dir;
   m_secondDirectory = second;
-  m_path = (directory + "/" + file + ".log").c_str();
-  m_secondPath = (std::string(second.c_str()) + "/" + file + ".log").c_str();
+  m_path = path.c_str();
+  m_secondPath = secondPath.c_str();
   m_flag = flag;
   m_initialized = true;
-  m_sink = traceOutput().open(directory, file);
   m_failed = m_sink == nullptr;
   if (!m_failed) m_level.store(effectiveLevel(level), std::memory_order_release);
 }

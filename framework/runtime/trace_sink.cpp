@@ -23,6 +23,14 @@ bool isOrdinaryFile(int fd) {
   return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 
+// Takes away what others may do with a log of ours that somebody left open to them. Another user's stays as it is: its
+// owner could change it back.
+void restrictMode(int fd) {
+  struct stat status;
+  const bool isOurs = fstat(fd, &status) == 0 && status.st_uid == geteuid();
+  if (isOurs && (status.st_mode & ALLPERMS & ~fileMode) != 0) fchmod(fd, fileMode);
+}
+
 }  // namespace
 
 CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name) {
@@ -32,7 +40,9 @@ CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name
   const std::string path = directory + "/" + name + ".log";
   constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   qmfi_runtime::UniqueFd file(open(path.c_str(), flags, fileMode));
-  if (file.valid() && isOrdinaryFile(file.get())) m_file = std::move(file);
+  if (!file.valid() || !isOrdinaryFile(file.get())) return;
+  restrictMode(file.get());
+  m_file = std::move(file);
 }
 
 void CFiTraceSink::write(std::string_view record) const {

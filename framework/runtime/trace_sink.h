@@ -14,7 +14,8 @@ namespace qmfi_pdk_4_4 {
 class CFiTraceSink {
  public:
   // Opens directory/name.log for appending and makes what is missing, the directory's parents excepted. Anything but a
-  // regular file under that one name is refused. valid() tells whether it went well.
+  // regular file under that one name is refused, and a file of ours that others may use is made 0600. valid() tells
+  // whether it went well.
   [[gnu::visibility("hidden")]] CFiTraceSink(const std::string& directory, const std::string& name);
 
   bool valid() const { return m_file.valid(); }

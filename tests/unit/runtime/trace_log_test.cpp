@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <utility>
 
 #include "K_time.h"
 #include "cancelled_caller.h"
@@ -260,6 +261,22 @@ TEST_F(TraceLogTest, staysSilentForANameThatLeavesTheDirectory) {
     ACE_String_Base<char> second;
     log.initialize(name, directory, second, 6, false);
     EXPECT_FALSE(log.passes(1)) << name;
+  }
+}
+
+TEST_F(TraceLogTest, keepsOthersOutOfALogThatIsThereAlready) {
+  const std::pair<mode_t, mode_t> modes[] = {{0644, 0600}, {0666, 0600}, {0777, 0600},
+                                             {0604, 0600}, {0600, 0600}, {0200, 0200}};
+  for (const auto& [before, after] : modes) {
+    m_place.directory().write("sample.log", "older\n");
+    const std::string path = m_place.directory().file("sample.log");
+    ASSERT_EQ(chmod(path.c_str(), before), 0);
+    CFiTraceLog log;
+    m_place.open(log, 1);
+    EXPECT_TRUE(log.passes(1));
+    EXPECT_EQ(modeOf(path), after) << std::oct << before;
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    EXPECT_EQ(m_place.content(), "older\n");
   }
 }
 
