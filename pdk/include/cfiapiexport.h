@@ -14,15 +14,30 @@
 #include "cfientryguard.h"
 
 #include <iostream>
+#include <new>
 #include <string>
 
 #ifndef FI_PLUGIN_CLASS
 #error "define FI_PLUGIN_CLASS to the provider's class"
 #endif
 
-// Not a copy: a library that is being loaded has nobody to tell that memory is short.
+namespace qmfi_pdk_4_4 {
+
+// Empty when memory is short.
+inline std::wstring wideNameOrNone(const wchar_t* name) noexcept {
+  try {
+    return name;
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
+}  // namespace qmfi_pdk_4_4
+
+// A library that is being loaded has nobody to tell that memory is short: the first is not a copy, the last is short
+// enough to need none.
 ACE_String_Base<char> cfi_pgn_name_tstr(CFI_TEXT(FI_PLUGIN_PREFIX), nullptr, false);
-std::wstring cfi_pgn_name_wstr(CFI_WIDE(CFI_TEXT(FI_PLUGIN_PREFIX)));
+std::wstring cfi_pgn_name_wstr(qmfi_pdk_4_4::wideNameOrNone(CFI_WIDE(CFI_TEXT(FI_PLUGIN_PREFIX))));
 std::string cfi_pgn_name_str(CFI_TEXT(FI_PLUGIN_PREFIX));
 
 extern "C" {

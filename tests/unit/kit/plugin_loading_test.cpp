@@ -1,6 +1,7 @@
 // Two plug-ins in one process, and their unloading.
 #include "support/environment.h"
 #include "support/loaded_plugin.h"
+#include "support/memory_failure.h"
 #include "support/temporary_directory.h"
 #include "tiny_control.h"
 
@@ -75,6 +76,18 @@ TEST_F(PluginLoading, TwoPluginsInOneProcessShareNoSingleton) {
   EXPECT_EQ(messageCount(tiny), 1);
   tiny->fi_pgn_fini();
   EXPECT_EQ(controlOf(tiny).providers, 0);
+}
+
+TEST_F(PluginLoading, LoadingNeedsNoMemoryOfTheHeap) {
+  for (const char* const path : {TINYFI_LIBRARY, QMFSFI_LIBRARY}) {
+    void* library = nullptr;
+    {
+      const MemoryFailure failure;
+      library = ::dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    }
+    ASSERT_NE(library, nullptr) << path;
+    ::dlclose(library);
+  }
 }
 
 struct LibraryCase {
