@@ -47,7 +47,11 @@ inline void pushMessage(const char* id, std::initializer_list<icu::Formattable> 
                         const CFiSourceLocation& location) {
   const CFiMessageSPtr message(new CFiIcuMessage(id, arguments.begin(), static_cast<int>(arguments.size()), severity,
                                                  location.file, location.line));
-  CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false)->pushError(message);
+  const auto manager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
+  // Empty when its mutex fails, of which errno tells.
+  if (manager) {
+    manager->pushError(message);
+  }
 }
 
 // The exception's own class name, readable.

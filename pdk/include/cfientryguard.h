@@ -46,18 +46,25 @@ int guardEntryPoint(int line, Body&& body) {
 
 enum class DelayedInit { run, skip };
 
-// The common entry point of provider class Plugin: call is given the provider and returns the status.
+// The common entry point of provider class Plugin: call is given the provider and returns the status. Status 6 also
+// when a mutex that fails leaves no provider.
 template <typename Plugin, typename Call>
 int enterPlugin(const char* entryPoint, int line, DelayedInit delayedInit, Call&& call) {
   return guardEntryPoint(line, [&] {
     const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
                                     CFI_ENTRY_POINT_FILE);
     using Provider = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>;
-    if (delayedInit == DelayedInit::run && Provider::instance(false)->invokeDelayedInit() != CFI_STATUS_SUCCESS) {
-      return static_cast<int>(CFI_STATUS_DELAYED_INIT_FAILED);
+    if (delayedInit == DelayedInit::run) {
+      const auto provider = Provider::instance(false);
+      if (!provider) {
+        return CFI_STATUS_EXCEPTION;
+      }
+      if (provider->invokeDelayedInit() != CFI_STATUS_SUCCESS) {
+        return static_cast<int>(CFI_STATUS_DELAYED_INIT_FAILED);
+      }
     }
     const auto plugin = Provider::instance(false);
-    return call(*plugin);
+    return plugin ? call(*plugin) : CFI_STATUS_EXCEPTION;
   });
 }
 

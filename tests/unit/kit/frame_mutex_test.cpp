@@ -1,0 +1,112 @@
+// The frame when mutexes fail: calls end with a status and leave nothing half done.
+#include "cfientryguard.h"
+#include "support/domains.h"
+#include "support/mutex_failure.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+using namespace qmfi_pdk_4_4;
+
+class Provider : public CFiPluginBase {
+ public:
+  int init() override { return 0; }
+  void fini() override {}
+};
+
+CFiMessageSPtr messageNamed(const char* id) {
+  return CFiMessageSPtr(new CFiIcuMessage(id, nullptr, 0, KFI_SEVERITY_ERROR, "sample.cpp", 1));
+}
+
+// An entry point, of whose locks the one with that number fails.
+int enterWithFailure(int number) {
+  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  return enterPlugin<Provider>("entry", 1, DelayedInit::run, [](Provider&) { return 41; });
+}
+
+TEST(FrameMutex, EntryPointWithoutAProviderIsSix) {
+  constexpr int locks = 30;
+  int failed = 0;
+  for (const bool exists : {false, true}) {
+    for (int number = 1; number <= locks; ++number) {
+      CFiContextSingleton<Provider, FI_PLUGIN_NAME>::instance(!exists);
+      const int status = enterWithFailure(number);
+      EXPECT_TRUE(status == 41 || status == 6) << number << ": " << status;
+      failed += status == 6 ? 1 : 0;
+    }
+  }
+  EXPECT_GT(failed, 0);
+  CFiContextSingleton<Provider, FI_PLUGIN_NAME>::instance(true);
+}
+
+TEST(FrameMutex, MessageThatCannotBeCountedIsNeitherKeptNorHandedOut) {
+  // One for each time that the message is copied.
+  for (const int number : {1, 2, 3}) {
+    CFiErrorManager manager;
+    const CFiMessageSPtr message = messageNamed("lost");
+    {
+      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      EXPECT_EQ(manager.pushError(message), 0);
+    }
+    EXPECT_TRUE(manager.messages().empty());
+    manager.pushError(messageNamed("next"));
+    EXPECT_EQ(manager.messages().size(), 1U);
+  }
+}
+
+TEST(FrameMutex, LastErrorsLeaveOutAMessageThatCannotBeCounted) {
+  const CFiErrorManagerSPtr manager(true);
+  Provider provider;
+  provider.registerErrorManager(manager);
+  manager->pushError(messageNamed("older"));
+  manager->pushError(messageNamed("newer"));
+  kfi_msg_info* list = nullptr;
+  {
+    // The first is that of the queue.
+    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
+    EXPECT_EQ(provider.getLastError(&list), 0);
+  }
+  ASSERT_NE(list, nullptr);
+  EXPECT_STREQ(list->kmi_id, "older");
+  EXPECT_EQ(list->kmi_next, nullptr);
+  provider.delLastError(&list);
+}
+
+TEST(FrameMutex, PrivateDataThatCannotBeCountedAreNotAttached) {
+  constexpr int locks = 8;
+  const CFiPrivateDataFactorySPtr factory(new CFiPrivateDataConcreteFactory<CFiPrivateData>());
+  for (int number = 1; number <= locks; ++number) {
+    kfi_domain domain = domainNamed("/data");
+    try {
+      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      factory->allocate(&domain, false);
+    } catch (const std::system_error&) {
+      // The map's own mutex.
+    }
+    const bool attached = domain.fid_private != nullptr;
+    EXPECT_EQ(static_cast<bool>(factory->access(&domain)), attached) << number;
+    EXPECT_EQ(factory->deallocate(&domain), attached ? 0 : -1) << number;
+  }
+}
+
+TEST(FrameMutex, SessionThatCannotBeCountedIsMadeByALaterCall) {
+  constexpr int locks = 6;
+  for (int number = 1; number <= locks; ++number) {
+    const CFiSessionManagerSPtr manager(true);
+    try {
+      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      manager->getSession("one");
+    } catch (const std::system_error&) {
+      // The map's own mutex.
+    }
+    EXPECT_TRUE(manager->getSession("one")) << number;
+  }
+}
+
+}  // namespace
