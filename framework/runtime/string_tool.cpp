@@ -43,7 +43,8 @@ std::string CFiStringTool::tstr2str(const ACE_String_Base<char>& text) {
   return {text.c_str(), text.length()};
 }
 
-std::string CFiStringTool::vec2str(const std::vector<std::string>& elements, const std::string& separator) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): plug-ins import it under this signature.
+std::string CFiStringTool::vec2str(const std::vector<std::string>& elements, std::string separator) {
   std::string joined;
   for (const std::string& element : elements) {
     joined += element;

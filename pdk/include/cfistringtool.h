@@ -25,7 +25,8 @@ class CFiStringTool {
   static std::string tstr2str(const ACE_String_Base<char>& text);
 
   // The elements joined, each followed by the separator, so a non-empty result ends with it.
-  static std::string vec2str(const std::vector<std::string>& elements, const std::string& separator);
+  // Required: the separator is taken by value, since plug-ins import the operation under that signature.
+  static std::string vec2str(const std::vector<std::string>& elements, std::string separator);
 
   // The leading decimal number of a text (after white space, with an optional sign): 0 where there is none, saturating
   // at the ends of the range.
