@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -55,6 +56,18 @@ TEST_F(TinyLifecycle, CallAfterTheStopMeetsAFreshProvider) {
   EXPECT_EQ(m_plugin->fi_pgn_post_deport(nullptr, nullptr), 0);
   EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()", "postDeport(null, null)"));
   EXPECT_EQ(control().providers, 1);
+}
+
+TEST_F(TinyLifecycle, ErrorsAreToldWithoutTheDelayedInitialisation) {
+  kfi_msg_info* list = nullptr;
+  EXPECT_EQ(m_plugin->fi_pgn_get_last_error(&list), 0);
+  EXPECT_EQ(m_plugin->fi_pgn_del_last_error(&list), 0);
+  kfi_msg_info record{};
+  int length = 0;
+  char* text = nullptr;
+  EXPECT_EQ(m_plugin->fi_pgn_get_locale_message(&length, &record, nullptr, &text), 0);
+  EXPECT_EQ(m_plugin->fi_pgn_del_locale_message(&text), 0);
+  EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
 TEST_F(TinyLifecycle, CallsAreTracedUnderTheEntryPointsName) {
@@ -303,10 +316,13 @@ TEST_F(TinySessions, HandleGoesWithTheSession) {
   SplitNodes nodes({"/a"});
   preselect(nodes);
   control().statuses["updateSnapshotHandle"] = 17;
-  EXPECT_EQ(m_plugin->fi_pgn_update_snapshot_handle(session(), nullptr), 17);
+  int handle = 0;
+  EXPECT_EQ(m_plugin->fi_pgn_update_snapshot_handle(session(), &handle), 17);
   char other[] = "s2";
   m_plugin->fi_pgn_update_snapshot_handle(other, nullptr);
-  EXPECT_THAT(takeCalls(), ElementsAre("updateSnapshotHandle(s1: 1, null)", "updateSnapshotHandle(s2: 0, null)"));
+  const std::string address = std::to_string(reinterpret_cast<std::uintptr_t>(&handle));
+  EXPECT_THAT(takeCalls(),
+              ElementsAre("updateSnapshotHandle(s1: 1, #" + address + ")", "updateSnapshotHandle(s2: 0, null)"));
 }
 
 TEST_F(TinySessions, SessionsOutliveTheStop) {
