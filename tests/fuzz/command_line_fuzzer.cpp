@@ -67,8 +67,10 @@ void requireWords(const std::string& command, const Words& words) {
 }
 
 void checkCommands(const std::string& first, const std::string& second) {
-  const bool usable = isCommandWord(first) && isCommandWord(second) && !first.empty() && !second.empty();
-  if (!usable) return;
+  if (!isCommandWord(first) || !isCommandWord(second)) return;
+  require(!first.starts_with('-') && !second.starts_with('-'), "no name is taken for an option");
+  // As a device the empty name is none, and as a mount point it is no word of the command.
+  if (givenName(first.c_str()) == nullptr || givenName(second.c_str()) == nullptr) return;
   requireWords(mkdirCommand(first), {"/bin/mkdir", "-p", first});
   requireWords(rmdirCommand(first), {"/bin/rmdir", first});
   requireWords(mkfsCommand(first), {"/sbin/mkfs", "-t", "qmfs", first});

@@ -79,6 +79,8 @@ StandInMachine::ProgramResult StandInMachine::run(const std::string& command) {
   const std::vector<std::string> words = wordsOf(command);
   const bool known = !words.empty() && std::find(programs.begin(), programs.end(), words[0]) != programs.end();
   require(known, "only the provider's own programs are run");
+  const bool needsDevice = words[0] == "/sbin/fsck" || words[0] == "/sbin/mkfs";
+  require(!needsDevice || !command.ends_with(' '), "a program that needs a device is given one");
   ProgramResult result;
   const bool failed = fails();
   if (failed) {
