@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -40,7 +41,8 @@ void __wrap_free(void* memory) {
 }
 
 void* qmfi_alloc_buf(std::size_t size) {
-  return isBufferRefused ? nullptr : std::calloc(1, size);
+  void* const buffer = isBufferRefused ? nullptr : std::malloc(size);
+  return buffer != nullptr ? std::memset(buffer, 0xaa, size) : nullptr;
 }
 }
 
@@ -76,6 +78,14 @@ TEST_F(PathList, WithoutMemoryForTheBufferThrowsFiveAndKeepsNoArray) {
   EXPECT_TRUE(arrays.empty());
   EXPECT_EQ(m_paths, &m_old);
   EXPECT_EQ(m_count, 7);
+}
+
+TEST_F(PathList, FillsTheBufferWithZerosBehindThePath) {
+  const std::string path("/mnt\0/x", 7);
+  EXPECT_EQ(m_plugin.createPathAndAllocBuffer(ACE_String_Base<char>(path.data(), path.size()), &m_paths, &m_count), 0);
+  EXPECT_EQ(std::string(m_paths[0], path.size() + 1), std::string("/mnt\0\0\0\0", 8));
+  std::free(m_paths[0]);
+  std::free(m_paths);
 }
 
 TEST_F(PathList, HandsOutAnArrayOfMallocWithABufferOfTheFramework) {
