@@ -4,12 +4,13 @@
 #include <seccomp.h>
 
 #include <cerrno>
-#include <optional>
+#include <system_error>
 #include <thread>
 
 namespace testbed {
 
 struct Driver::Request {
+  int listener;
   std::uint64_t id;  // of the notification
   pid_t thread;
   RequestKind kind;
@@ -50,29 +51,37 @@ void Driver::serve(int listener) {
   if (seccomp_notify_alloc(&notification, nullptr) != 0) return;
   if (seccomp_notify_receive(listener, notification) == 0) {
     const auto& data = notification->data;
-    Request request{.id = notification->id,
+    Request request{.listener = listener,
+                    .id = notification->id,
                     .thread = static_cast<pid_t>(notification->pid),
                     .kind = kindOf(data.args[1]),
                     .descriptor = static_cast<std::int32_t>(data.args[0]),
                     .argument = data.args[2],
                     .ordinal = 0};
     request.ordinal = ++m_counts[static_cast<std::size_t>(request.kind)];
-    {
-      const std::lock_guard lock(m_mutex);
-      ++m_underWay;
-    }
-    std::thread([this, listener, request] { answer(listener, request); }).detach();
+    begin(request);
   }
   seccomp_notify_free(notification, nullptr);
 }
 
-void Driver::answer(int listener, const Request& request) {
-  const int error = perform(request);
+void Driver::begin(const Request& request) {
+  {
+    const std::lock_guard lock(m_mutex);
+    ++m_underWay;
+  }
+  try {
+    std::thread([this, request] { answer(request, perform(request)); }).detach();
+  } catch (const std::system_error& error) {
+    answer(request, error.code().value());
+  }
+}
+
+void Driver::answer(const Request& request, int error) {
   seccomp_notif_resp* response = nullptr;
   if (seccomp_notify_alloc(nullptr, &response) == 0) {
     response->id = request.id;
     response->error = -error;
-    seccomp_notify_respond(listener, response);
+    seccomp_notify_respond(request.listener, response);
     seccomp_notify_free(nullptr, response);
   }
   const std::lock_guard lock(m_mutex);
@@ -83,28 +92,28 @@ void Driver::answer(int listener, const Request& request) {
 int Driver::perform(const Request& request) {
   try {
     if (const int error = spoil(request); error != 0) return error;
-    return act(Caller(request.thread), request);
+    return act(request);
   } catch (const RequestError& error) {
     return error.number;
   }
 }
 
-int Driver::act(const Caller& caller, const Request& request) {
+int Driver::act(const Request& request) {
+  const Caller caller(request.thread);
   std::vector<Descriptor> descriptors;
   descriptors.push_back(caller.takeDescriptor(request.descriptor));
-  switch (request.kind) {
-    case RequestKind::Thaw:
-      return m_registry.thaw(descriptors[0]);
-    case RequestKind::Freeze:
-      return m_registry.freeze(std::move(descriptors), checkedTimeout(static_cast<std::int32_t>(request.argument)));
-    case RequestKind::FreezeAll:
-      break;
+  std::chrono::seconds timeout{0};
+  if (request.kind == RequestKind::Freeze) timeout = checkedTimeout(static_cast<std::int32_t>(request.argument));
+  if (request.kind == RequestKind::FreezeAll) {
+    const auto record = caller.readRecord(request.argument);
+    timeout = checkedTimeout(record.timeout);
+    descriptors.clear();
+    for (const auto number : caller.readDescriptors(record)) descriptors.push_back(caller.takeDescriptor(number));
   }
-  const auto record = caller.readRecord(request.argument);
-  const auto timeout = checkedTimeout(record.timeout);
-  descriptors.clear();
-  for (const auto number : caller.readDescriptors(record)) descriptors.push_back(caller.takeDescriptor(number));
-  return m_registry.freeze(std::move(descriptors), timeout);
+  // A caller that was killed meanwhile may have left its number to another process, whose descriptors these are then.
+  if (seccomp_notify_id_valid(request.listener, request.id) != 0) return ESRCH;
+  return request.kind == RequestKind::Thaw ? m_registry.thaw(descriptors[0])
+                                           : m_registry.freeze(std::move(descriptors), timeout);
 }
 
 // Waits and answers with an error as the command line asked for.

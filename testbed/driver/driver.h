@@ -33,9 +33,10 @@ class Driver {
  private:
   struct Request;
 
-  void answer(int listener, const Request& request);
+  void begin(const Request& request);
+  void answer(const Request& request, int error);
   int perform(const Request& request);
-  int act(const Caller& caller, const Request& request);
+  int act(const Request& request);
   int spoil(const Request& request);
 
   const std::vector<Fault> m_faults;

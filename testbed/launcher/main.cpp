@@ -18,6 +18,7 @@
 #include "driver/guardian.h"
 #include "launcher/arguments.h"
 #include "launcher/session.h"
+#include "launcher/terminal.h"
 #include "launcher/volume_pool.h"
 
 namespace testbed {
@@ -35,9 +36,10 @@ Descriptor listenForEnd() {
   return Descriptor(checked(signalfd(-1, &signals, SFD_CLOEXEC), "signalfd"));
 }
 
-int sessionStatus(const Arguments& arguments, const Descriptor& lifeline, Descriptor guardian, Descriptor poolImage) {
+int sessionStatus(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor guardian,
+                  Descriptor poolImage) {
   try {
-    return runSession(arguments, lifeline, std::move(guardian), std::move(poolImage));
+    return runSession(arguments, terminal, lifeline, std::move(guardian), std::move(poolImage));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qmfs-testbed: %s\n", error.what());
     return setUpFailed;
@@ -77,6 +79,7 @@ pid_t forkNamespace() {
 
 int launch(const Arguments& arguments) {
   Descriptor poolImage = arguments.pool ? Descriptor() : makePoolImage();
+  const Terminal terminal;
   const Descriptor endSignals = listenForEnd();
   auto [guardianSide, sessionSide] = makeSocketPair();
   int ends[2];
@@ -88,7 +91,7 @@ int launch(const Arguments& arguments) {
   if (session == 0) {
     lifelineWriter.close();
     guardianSide.close();
-    return sessionStatus(arguments, lifelineReader, std::move(sessionSide), std::move(poolImage));
+    return sessionStatus(arguments, terminal, lifelineReader, std::move(sessionSide), std::move(poolImage));
   }
   sessionSide.close();
   lifelineReader.close();
@@ -96,6 +99,7 @@ int launch(const Arguments& arguments) {
 
   Guardian guardian(std::move(guardianSide));
   const int endedBy = guard(guardian, session, std::move(lifelineWriter), endSignals);
+  terminal.take();
   int status = 0;
   checked(waitpid(session, &status, 0), "waitpid");
   if (WIFSIGNALED(status)) guardian.detachLeftovers();

@@ -51,8 +51,10 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
 }
 
 // The command's process until it runs the command: filtered, and with everything as a program expects it.
-[[noreturn]] void becomeCommand(const std::vector<std::string>& command, const fs::path& directory, int handOver) {
+[[noreturn]] void becomeCommand(const std::vector<std::string>& command, const fs::path& directory,
+                                const Terminal& terminal, int handOver) {
   setpgid(0, 0);
+  terminal.take();
   try {
     const Descriptor listener = installRequestFilter();
     const char mark = 0;
@@ -77,10 +79,10 @@ struct Command {
   Descriptor listener;
 };
 
-Command startCommand(const std::vector<std::string>& command, const fs::path& directory) {
+Command startCommand(const std::vector<std::string>& command, const fs::path& directory, const Terminal& terminal) {
   auto [here, there] = makeSocketPair();
   const pid_t process = checked(fork(), "fork");
-  if (process == 0) becomeCommand(command, directory, there.get());
+  if (process == 0) becomeCommand(command, directory, terminal, there.get());
   there.close();
   char mark;
   Command started{.process = process, .listener = {}};
@@ -132,8 +134,9 @@ void endAllProcesses() {
 
 }  // namespace
 
-int runSession(const Arguments& arguments, const Descriptor& lifeline, Descriptor guardian, Descriptor poolImage) {
-  setsid();
+int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor guardian,
+               Descriptor poolImage) {
+  if (!terminal.ours()) setsid();
   const fs::path directory = fs::current_path();
   const Descriptor childSignals = listenForChildren();
   std::map<fs::path, std::string> shown = {{arguments.buildTree, arguments.buildTree}};
@@ -145,7 +148,9 @@ int runSession(const Arguments& arguments, const Descriptor& lifeline, Descripto
   install(arguments.buildTree, arguments.settings);
   makeVolumes(pool, arguments.volumes);
 
-  const Command command = startCommand(arguments.command, directory);
+  const Command command = startCommand(arguments.command, directory, terminal);
+  // Nobody would wake a command that Ctrl-Z stopped, and the kernel stops none whose parent is of another session.
+  if (terminal.ours()) setsid();
   int status;
   {
     Driver driver(pool.device(), link, arguments.faults);
