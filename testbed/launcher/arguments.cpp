@@ -50,6 +50,13 @@ bool consistsOf(const std::string& text, std::string_view others) {
   });
 }
 
+// One spelling for each place: /mnt/a for /mnt//a/ and /mnt/./a.
+std::string plainPath(const std::string& path) {
+  std::string plain = std::filesystem::path(path).lexically_normal();
+  if (plain.ends_with('/')) plain.pop_back();
+  return plain;
+}
+
 VolumeSpec parseVolume(const std::string& text) {
   std::string rest = text;
   VolumeSpec volume{.name = cut(rest, ':')};
@@ -58,8 +65,8 @@ VolumeSpec parseVolume(const std::string& text) {
   }
   if (const std::string size = cut(rest, ':'); !size.empty()) volume.bytes = parseSize(size);
   if (rest.empty()) return volume;
-  volume.mountPoint = rest;
-  if (rest.size() < 2 || rest.front() != '/') {
+  volume.mountPoint = plainPath(rest);
+  if (!volume.mountPoint->starts_with('/')) {
     throw UsageError("the mount point of volume \"" + text + "\" is not an absolute path");
   }
   if (volume.bytes < smallestMountable) {
@@ -115,18 +122,19 @@ Fault parseFault(const std::string& text) {
   return fault;
 }
 
+template <typename Error>
 std::filesystem::path realDirectory(const std::string& directory, const std::string& what) {
   std::error_code error;
   auto path = std::filesystem::canonical(directory, error);
   if (!error && !std::filesystem::is_directory(path)) error = std::make_error_code(std::errc::not_a_directory);
-  if (error) throw UsageError("the " + what + " " + directory + " cannot be used: " + error.message());
+  if (error) throw Error("the " + what + " " + directory + " cannot be used: " + error.message());
   return path;
 }
 
 std::filesystem::path findBuildTree() {
   const char* tree = std::getenv("QMFS_BUILD_DIR");
-  if (tree == nullptr || *tree == '\0') throw UsageError("QMFS_BUILD_DIR does not name the build tree");
-  return realDirectory(tree, "build tree");
+  if (tree == nullptr || *tree == '\0') throw std::runtime_error("QMFS_BUILD_DIR does not name the build tree");
+  return realDirectory<std::runtime_error>(tree, "build tree");
 }
 
 // Two volumes of one name would be one file, two at one mount point would hide each other.
@@ -185,7 +193,7 @@ Arguments parseArguments(int count, const char* const* words) {
                       .faults = parseAll(faults, parseFault),
                       .command = std::vector<std::string>(mark + 1, end),
                       .buildTree = findBuildTree()};
-  if (!pool.empty()) arguments.pool = realDirectory(pool, "pool");
+  if (!pool.empty()) arguments.pool = realDirectory<UsageError>(pool, "pool");
   refuseDoubles(arguments.volumes);
   return arguments;
 }

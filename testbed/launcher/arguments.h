@@ -46,7 +46,8 @@ class HelpRequest : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads the command line (with the program's name at its head). Throws UsageError or HelpRequest.
+// Reads the command line (with the program's name at its head), and the build tree from the environment. Throws
+// UsageError or HelpRequest, and std::runtime_error where there is no build tree.
 Arguments parseArguments(int count, const char* const* words);
 
 }  // namespace testbed

@@ -237,9 +237,11 @@ TEST_F(Launcher, ExplainsWrongArguments) {
             "size of a volume (with K, M, G or T) \"99999999999999999999\" is not a number from 1 to 17592186044416"},
            {{"--volume", "a:512M:mnt", "--", "true"},
             "the mount point of volume \"a:512M:mnt\" is not an absolute path"},
+           {{"--volume", "a:512M:/", "--", "true"}, "the mount point of volume \"a:512M:/\" is not an absolute path"},
            {{"--volume", "a:299M:/a", "--", "true"}, "volume \"a:299M:/a\" is smaller than the 300M of a file system"},
            {{"--volume", "a", "--volume", "a:1G", "--", "true"}, "volume a is given twice"},
            {{"--volume", "a::/m", "--volume", "b::/m", "--", "true"}, "mount point /m is given twice"},
+           {{"--volume", "a::/mnt/m", "--volume", "b::/mnt/./m//", "--", "true"}, "mount point /mnt/m is given twice"},
            {{"--set", "KEY", "--", "true"}, "setting \"KEY\" is not of the form KEY=VALUE"},
            {{"--driver", "fail", "--", "true"},
             "driver behaviour \"fail\" is neither fail=REQUEST@N:ERRNO nor delay=REQUEST@N:MS"},
@@ -267,8 +269,16 @@ TEST_F(Launcher, SaysThatItNeedsRoot) {
 TEST_F(Launcher, SaysWhereItLooksForABuildTree) {
   const Outcome outcome =
       run({launcher, "--", "true"}, std::vector<std::string>{"QMFS_BUILD_DIR=/no/such/tree", "PATH=/bin"});
-  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.status, 125);
   EXPECT_THAT(outcome.output, HasSubstr("/no/such/tree/bin/qmfs-testbed-run is not built"));
+  for (const auto& [tree, message] : std::vector<std::pair<std::string, std::string>>{
+           {"", "QMFS_BUILD_DIR does not name the build tree"},
+           {"/no/such/tree", "the build tree /no/such/tree cannot be used: No such file or directory"}}) {
+    const Outcome called =
+        run({QMFI_BINARY_DIR "/bin/qmfs-testbed-run", "--", "true"}, std::vector{"QMFS_BUILD_DIR=" + tree});
+    EXPECT_EQ(called.status, 125);
+    EXPECT_EQ(called.output, "qmfs-testbed: " + message + "\n");
+  }
 }
 
 TEST_F(Launcher, SaysWhenASetUpStepFails) {
