@@ -2,6 +2,7 @@
 #include "split_context.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "kfi.h"
 #include "trace_output.h"
@@ -9,6 +10,10 @@
 namespace qmfi_runtime {
 
 namespace {
+
+// For handlers that other threads run. One of them may itself wait for what the thread holds that opens the context;
+// nothing is frozen yet, but neither may the host stand still for ever.
+constexpr std::chrono::seconds patience(2);
 
 // Made when the library is loaded, so it outlives the static objects of every plug-in.
 SplitContext theSplitContext;
@@ -29,7 +34,7 @@ int SplitContext::create() {
   // A handler that opens the context waits neither for itself nor, with nobody to end it, for another one that does so.
   m_handlers -= ownHandlers;
   m_handlersIdle.notify_all();
-  m_handlersIdle.wait(lock, [this] { return m_handlers == 0; });
+  m_handlersIdle.wait_for(lock, patience, [this] { return m_handlers == 0; });
   m_handlers += ownHandlers;
   return error;
 }

@@ -24,8 +24,8 @@ class SplitContextObserver {
 // Counts its users. May be used from any thread.
 class SplitContext {
  public:
-  // Opens the context or adds a user, and waits for the handlers that other threads are running. Returns 0 or an errno
-  // value; the context is open either way.
+  // Opens the context or adds a user, and waits, at most two seconds, for the handlers that other threads are running.
+  // Returns 0 or an errno value; the context is open either way.
   int create();
   // Takes a user off. The last one's call writes the trace records that were held back, then tells the observers.
   void close();

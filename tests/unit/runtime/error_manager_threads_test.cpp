@@ -112,6 +112,26 @@ TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsO
   EXPECT_THAT(events.all(), testing::ElementsAre("handled", "open"));
 }
 
+// As one does that needs a lock of the host's which the thread holds that freezes.
+TEST(ErrorManagerThreadsTest, handlerThatWaitsForTheSplitContextIsNotWaitedForForEver) {
+  std::latch entered(1);
+  std::latch opened(1);
+  HandledMessages handled;
+  CFiErrorManager manager;
+  manager.registerHandler(new RecordingHandler(handled, "", [&] {
+    entered.count_down();
+    opened.wait();
+  }));
+  std::thread pusher([&manager] { manager.pushError(messageWithId("1")); });
+  entered.wait();
+  {
+    const OpenSplitContext context;
+    opened.count_down();
+  }
+  pusher.join();
+  EXPECT_EQ(handled.ids().size(), 1U);
+}
+
 TEST(ErrorManagerThreadsTest, handlersThatOpenTheSplitContextDoNotWaitForEachOther) {
   std::latch entered(2);
   HandledMessages handled;
