@@ -7,10 +7,15 @@
 
 bool allocationsSetErrno = false;
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   void* const block = std::malloc(size);
-  if (block == nullptr) throw std::bad_alloc();
   if (allocationsSetErrno) errno = EXFULL;
+  return block;
+}
+
+void* operator new(std::size_t size) {
+  void* const block = operator new(size, std::nothrow);
+  if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
