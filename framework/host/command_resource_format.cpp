@@ -30,9 +30,11 @@ class ResourceFormat : public Command {
   }
 
   int run(const Settings& settings, std::ostream& out) override {
+    m_device = canonicalDevice(m_device);
     requireUnusedDevice(m_device);
     LoadedProvider loaded(settings);
-    if (!m_force) requireConsent(*loaded, out);
+    if (!m_force) requireConsent(*loaded, *settings.signals, out);
+    settings.signals->throwIfPending();
     char* devices[] = {m_device.data()};
     char** paths = nullptr;
     int count = 0;
@@ -44,7 +46,7 @@ class ResourceFormat : public Command {
   }
 
  private:
-  void requireConsent(Provider& provider, std::ostream& out) const {
+  void requireConsent(Provider& provider, const DeferredSignals& signals, std::ostream& out) const {
     const std::string content = contentOf(m_device);
     if (!content.empty() && !isOwn(provider, m_device)) {
       throw HostError(m_device + " holds something else (" + content + "); --force formats it all the same");
@@ -54,7 +56,7 @@ class ResourceFormat : public Command {
     }
     out << "Formatting destroys what is on " << m_device << ". Type \"yes\" to go on: " << std::flush;
     std::string answer;
-    std::getline(std::cin, answer);
+    signals.deliverDuring([&] { std::getline(std::cin, answer); });
     if (answer != "yes") throw HostError(m_device + " is left as it is");
   }
 

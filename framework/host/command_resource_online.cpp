@@ -41,6 +41,8 @@ class ResourceOnline : public Command {
     if (m_options && m_options->find(';') != std::string::npos) {
       throw UsageError("mount options cannot hold a semicolon");
     }
+    if (m_mountPoint) m_mountPoint = canonicalPath(*m_mountPoint);
+    m_device = canonicalDevice(m_device);
     LoadedProvider loaded(settings);
     std::string options = "mountOptions=" + m_options.value_or("");
     char* devices[] = {m_device.data()};

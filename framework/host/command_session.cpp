@@ -41,4 +41,10 @@ std::string canonicalPath(const std::string& path) {
   return error ? path : canonical.string();
 }
 
+std::string canonicalDevice(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
+  return absolute.string().starts_with("/dev/qm/") ? absolute.string() : canonicalPath(path);
+}
+
 }  // namespace qmfi_host

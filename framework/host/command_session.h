@@ -53,6 +53,10 @@ void requireComplete(const Snapshot& snapshot);
 // path does not exist.
 std::string canonicalPath(const std::string& path);
 
+// The same for a device. Paths of the volumes' own device directories are kept although they may be links themselves:
+// they are what volumes are known by.
+std::string canonicalDevice(const std::string& path);
+
 }  // namespace qmfi_host
 
 #endif

@@ -173,6 +173,24 @@ TEST_F(CommandsTest, DeviceIsFormattedBroughtOnlineTakenOutOfUseAndBack) {
   fs::remove("/mnt/spare");
 }
 
+TEST_F(CommandsTest, DeviceAndMountPointMayBeWrittenInOtherWays) {
+  fs::create_symlink(spare, "/tmp/link-to-spare");
+  fs::create_directory("/mnt/spare");
+  fs::create_directory_symlink("/mnt/spare", "/tmp/link-to-mount-point");
+  EXPECT_EQ(qmfi({"resource", "format", "--force", "/tmp/link-to-spare"}).output, std::string(spare) + " formatted\n");
+  const std::vector<std::pair<std::string, std::string>> ways = {{"/tmp/link-to-spare", "/tmp/link-to-mount-point/"},
+                                                                 {"/tmp/../tmp/link-to-spare", "/mnt/spare/"},
+                                                                 {"/dev/qm/dsk/../dsk//dg1/spare", "/mnt/./spare"}};
+  for (const auto& [device, mountPoint] : ways) {
+    const auto online = qmfi({"resource", "online", device, mountPoint});
+    EXPECT_EQ(online.status, 0) << device;
+    EXPECT_EQ(online.output, "/mnt/spare\n") << device;
+  }
+  EXPECT_THAT(mountLines("/mnt/spare"), ElementsAre(StartsWith(std::string(spare) + " /mnt/spare qmfs ")));
+  EXPECT_EQ(run({"/bin/umount", "/mnt/spare"}).status, 0);
+  for (const char* path : {"/mnt/spare", "/tmp/link-to-spare", "/tmp/link-to-mount-point"}) fs::remove(path);
+}
+
 TEST_F(CommandsTest, CacheModesAreSwitched) {
   EXPECT_EQ(qmfi({"cache", "disable", "/mnt/a"}).status, 0);
   EXPECT_THAT(mountLines("/mnt/a"), ElementsAre(HasSubstr("delaylog")));
