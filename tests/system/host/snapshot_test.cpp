@@ -192,6 +192,25 @@ TEST_F(SnapshotTest, ThatSomebodyUnmountedByHandIsDeleted) {
   remove(snapshot);
 }
 
+TEST_F(SnapshotTest, WhoseDeletionFoundSomethingInTheWayIsDeletedByAnotherOne) {
+  const Snapshot snapshot = create({"/mnt/a"});
+  const std::string alternate = snapshot.nodes[0].alternate;
+  ASSERT_EQ(run({"/bin/umount", alternate}).status, 0);
+  std::ofstream(alternate + "/file") << "in the way";
+  const auto outcome = qmfi({"snapshot", "delete", snapshot.id});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, HasSubstr(alternate));
+  EXPECT_EQ(listedState(), "deleting");
+  for (const char* command : {"mount", "unmount"}) {
+    const auto refused = qmfi({"snapshot", command, snapshot.id});
+    EXPECT_EQ(refused.status, 1) << command;
+    EXPECT_EQ(refused.output,
+              "qmfi: the snapshot " + snapshot.id + " was interrupted (deleting); \"qmfi recover\" puts it in order\n");
+  }
+  fs::remove(alternate + "/file");
+  remove(snapshot);
+}
+
 TEST_F(SnapshotTest, WhoseDevicesAreGoneAsAfterARestartIsMountedAgainAndDeleted) {
   writeEverywhere("before ");
   const Snapshot snapshot = create({"/mnt/a"});
