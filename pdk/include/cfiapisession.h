@@ -14,9 +14,13 @@ namespace qmfi_pdk_4_4 {
 
 using CFiSplitNodeList = CFiNodeList<kfi_splitnode>;
 
-// The session of that name in this plug-in.
-inline CFiSessionSPtr sessionNamed(const char* name) {
-  return CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false)->getSession(name);
+// Runs call with the session of that name in this plug-in and returns its status; status 6 when a mutex that fails
+// leaves no session.
+template <typename Call>
+int withSession(const char* name, Call&& call) {
+  const auto manager = CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false);
+  const CFiSessionSPtr session = manager ? manager->getSession(name) : CFiSessionSPtr();
+  return session ? call(session) : CFI_STATUS_EXCEPTION;
 }
 
 // Whether a session call has all that it follows: a session name, at least one node, and each node with a name and a
@@ -84,9 +88,10 @@ inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSpli
   if (!hasSessionArguments(sessionName, list) || objects == nullptr || objectCount == nullptr) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  const CFiSessionSPtr session = sessionNamed(sessionName);
-  const int made = plugin.makeSnapshots(session);
-  return made == CFI_STATUS_SUCCESS ? exportIdentifiers(selectedNames(*session, list), objects, objectCount) : made;
+  return withSession(sessionName, [&](const CFiSessionSPtr& session) {
+    const int made = plugin.makeSnapshots(session);
+    return made == CFI_STATUS_SUCCESS ? exportIdentifiers(selectedNames(*session, list), objects, objectCount) : made;
+  });
 }
 
 inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, int flag) {
@@ -97,7 +102,7 @@ inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiS
   if (!hasSessionArguments(sessionName, list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  return plugin.prepareSnapshots(sessionNamed(sessionName));
+  return withSession(sessionName, [&](const CFiSessionSPtr& session) { return plugin.prepareSnapshots(session); });
 }
 
 inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list) {
@@ -108,9 +113,10 @@ inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSp
   if (!hasSessionArguments(sessionName, list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  const CFiSessionSPtr session = sessionNamed(sessionName);
-  session->addNodes(list.nodes(), list.count());
-  return status == CFI_STATUS_USE_SESSION ? plugin.selectSnapshots(session) : status;
+  return withSession(sessionName, [&](const CFiSessionSPtr& session) {
+    session->addNodes(list.nodes(), list.count());
+    return status == CFI_STATUS_USE_SESSION ? plugin.selectSnapshots(session) : status;
+  });
 }
 
 // Required: only the session learns of the nodes; the provider's own preselect is not called.
@@ -118,15 +124,18 @@ inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
   if (!hasSessionArguments(sessionName, list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  sessionNamed(sessionName)->addNodes(list.nodes(), list.count());
-  return CFI_STATUS_SUCCESS;
+  return withSession(sessionName, [&](const CFiSessionSPtr& session) {
+    session->addNodes(list.nodes(), list.count());
+    return static_cast<int>(CFI_STATUS_SUCCESS);
+  });
 }
 
 inline int updateHandleInSession(CFiPluginBase& plugin, char* sessionName, void* handle) {
   if (sessionName == nullptr) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  return plugin.updateSnapshotHandle(sessionNamed(sessionName), handle);
+  return withSession(sessionName,
+                     [&](const CFiSessionSPtr& session) { return plugin.updateSnapshotHandle(session, handle); });
 }
 
 }  // namespace qmfi_pdk_4_4

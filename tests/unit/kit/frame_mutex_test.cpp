@@ -1,4 +1,5 @@
 // The frame when mutexes fail: calls end with a status and leave nothing half done.
+#include "cfiapisession.h"
 #include "cfientryguard.h"
 #include "support/domains.h"
 #include "support/mutex_failure.h"
@@ -107,6 +108,31 @@ TEST(FrameMutex, SessionThatCannotBeCountedIsMadeByALaterCall) {
     }
     EXPECT_TRUE(manager->getSession("one")) << number;
   }
+}
+
+// A preselection, of whose locks the one with that number fails.
+int preselectWithFailure(int number) {
+  char session[] = "one";
+  char name[] = "/data";
+  kfi_domain domain = domainNamed(name);
+  domain.fid_name = name;
+  kfi_splitnode node{name, &domain};
+  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  return guardEntryPoint(1, [&] { return preselectInSession(session, CFiSplitNodeList(&node, nullptr, 0)); });
+}
+
+TEST(FrameMutex, SessionCallWithoutASessionIsSix) {
+  constexpr int locks = 20;
+  int failed = 0;
+  for (int number = 1; number <= locks; ++number) {
+    CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(true);
+    const int status = preselectWithFailure(number);
+    EXPECT_TRUE(status == 0 || status == 6) << number << ": " << status;
+    failed += status == 6 ? 1 : 0;
+  }
+  EXPECT_GT(failed, 1);
+  CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(true);
+  CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(true);
 }
 
 }  // namespace
