@@ -28,8 +28,8 @@ pid_t forkAs(pid_t number) {
   how.set_tid = reinterpret_cast<std::uintptr_t>(&number);
   how.set_tid_size = 1;
   const auto child = static_cast<pid_t>(syscall(SYS_clone3, &how, sizeof how));
-  while (child == 0) pause();
-  return child;
+  if (child != 0) return child;
+  for (;;) pause();
 }
 
 // Whether the process has issued a request; waits ten seconds for it.
