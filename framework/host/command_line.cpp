@@ -84,6 +84,14 @@ int runCommand(Command& command, Settings& settings, std::ostream& out, std::ost
   }
 }
 
+// The parser misses a command where there is a word that it does not know.
+std::string wrongUsageText(const CLI::App* parser, const CLI::Error& error) {
+  const std::vector<std::string> unknown = parser->remaining(true);
+  const bool isMissing = error.get_name() == "RequiredError";
+  const std::string word = isMissing && !unknown.empty() ? "\"" + unknown.front() + "\" is not known. " : "";
+  return "qmfi: " + word + CLI::FailureMessage::simple(parser, error);
+}
+
 }  // namespace
 
 int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors) {
@@ -93,9 +101,7 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   declareGlobalOptions(app, settings, language);
   app.set_version_flag("--version", "qmfi 7.0.0");
   app.require_subcommand(1);
-  app.failure_message([](const CLI::App* parser, const CLI::Error& error) {
-    return "qmfi: " + CLI::FailureMessage::simple(parser, error);
-  });
+  app.failure_message(wrongUsageText);
   const Commands commands = declareCommands(app);
   try {
     app.parse(count, words);

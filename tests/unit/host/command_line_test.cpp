@@ -61,6 +61,12 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
   }
 }
 
+TEST(CommandLine, NamesACommandThatItDoesNotKnow) {
+  for (const std::vector<const char*>& words : {std::vector{"nonsense"}, std::vector{"snapshot", "nonsense"}}) {
+    EXPECT_THAT(run(words).errors, StartsWith("qmfi: \"nonsense\" is not known. "));
+  }
+}
+
 TEST(CommandLine, HelpIsASuccess) {
   const Outcome outcome = run({"--help"});
   EXPECT_EQ(outcome.status, success);
