@@ -92,6 +92,7 @@ TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsO
   Events events;
   std::latch entered(1);
   std::latch released(1);
+  std::latch done(1);
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled, "", [&] {
@@ -101,13 +102,15 @@ TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsO
   }));
   std::thread pusher([&manager] { manager.pushError(messageWithId("1")); });
   entered.wait();
-  std::thread freezer([&events] {
+  std::thread freezer([&] {
     const OpenSplitContext context;
     events.add("open");
+    done.wait();
   });
   waitUntilMessagesAreHeldBack();
   released.count_down();
   pusher.join();
+  done.count_down();
   freezer.join();
   EXPECT_THAT(events.all(), testing::ElementsAre("handled", "open"));
 }
