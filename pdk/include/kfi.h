@@ -296,7 +296,7 @@ qmfi_objid* qmfi_get_objid(const char* name, uint32_t length, int32_t kind);
 
 /*
  * Opens the context for split operations, or counts one more user; waits two seconds at most for message callbacks of
- * other threads. While it is open nothing of the framework touches a disk: trace records and messages are kept in memory.
+ * other threads. While it is open nothing of the framework touches a disk: records and messages are kept in memory.
  * Returns 0 or an error number; a call that fails counts too, since its caller closes the context.
  */
 int qmfi_create_context(void);
