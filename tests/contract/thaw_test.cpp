@@ -126,7 +126,7 @@ TEST_F(Thaw, IsWholeOnACancelledThread) {
 TEST_F(Thaw, ByFiniReportsWhatStaysFrozen) {
   ASSERT_EQ(0, quiesce(2));
   importedCalls().failDriver(QM_THAW, 1, EIO);
-  plugin.fini();
+  stopPlugin();
   ASSERT_EQ(1u, callbacks.size());
   EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
