@@ -1,7 +1,6 @@
 // What is remembered of a file system that is taken out of use, and its unmount.
 #include "access_disabling.h"
 
-#include <iostream>
 #include <vector>
 
 #include "node.h"
@@ -32,11 +31,9 @@ void unmount(Provider& provider, Node& node, const std::string& device, bool for
 // After an unmount that failed, which may have unmounted it all the same. What fails here is told now; the failure that
 // led here is told by whoever catches it.
 void forgetUnlessUnmounted(Provider& provider, StateStore& store, const std::string& mountPoint) {
-  try {
+  succeedsOrTells([&] {
     if (isMounted(provider, mountPoint)) store.removeDisabledAccess(mountPoint);
-  } catch (const HostError& error) {
-    printError(std::cerr, error);
-  }
+  });
 }
 
 }  // namespace

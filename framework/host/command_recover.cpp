@@ -1,5 +1,4 @@
 // qmfi recover
-#include <iostream>
 #include <vector>
 
 #include "command_session.h"
@@ -23,31 +22,19 @@ class Recover : public Command {
     std::vector<Snapshot> thawed;
     for (const Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
-      if (succeeds([&] { thawInterrupted(snapshot); })) {
+      if (succeedsOrTells([&] { thawInterrupted(snapshot); })) {
         thawed.push_back(snapshot);
       } else {
         status = failure;
       }
     }
     for (Snapshot& snapshot : thawed) {
-      if (!succeeds([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
+      if (!succeedsOrTells([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
     }
     return status;
   }
 
  private:
-  // Tells of a failure.
-  template <typename Action>
-  static bool succeeds(Action action) {
-    try {
-      action();
-      return true;
-    } catch (const HostError& error) {
-      printError(std::cerr, error);
-      return false;
-    }
-  }
-
   static void recover(const Settings& settings, StateStore& store, Snapshot& snapshot, std::ostream& out) {
     LoadedProvider loaded(settings, snapshot.provider);
     recoverSnapshot(*loaded, ReflinkSplitter(), store, snapshot);

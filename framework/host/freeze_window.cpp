@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <iostream>
 #include <span>
 
 #include "cfiscopeexit.h"
@@ -87,11 +86,7 @@ std::span<const FreezeTarget> perhapsFrozen(const std::vector<FreezeTarget>& tar
 void thawPastProvider(std::span<const FreezeTarget> targets) {
   std::vector<MountedFileSystem> fileSystems;
   for (const FreezeTarget& target : targets) fileSystems.push_back({target.node->name(), target.device});
-  try {
-    thawFileSystems(fileSystems);
-  } catch (const HostError& error) {
-    printError(std::cerr, error);
-  }
+  succeedsOrTells([&] { thawFileSystems(fileSystems); });
 }
 
 // A freeze that failed half-way would otherwise last until its time-out.

@@ -2,6 +2,7 @@
 #include "host_error.h"
 
 #include <cerrno>
+#include <iostream>
 #include <system_error>
 #include <utility>
 
@@ -29,6 +30,16 @@ void printError(std::ostream& out, const std::exception& error) {
   for (const ProviderMessage& message : failedCall->messages())
     out << "  " << message.id << ": " << message.text << "\n";
   if (failedCall->messages().empty()) out << "  " << failedCall->explanation() << "\n";
+}
+
+bool succeedsOrTells(const std::function<void()>& action) {
+  try {
+    action();
+    return true;
+  } catch (const HostError& error) {
+    printError(std::cerr, error);
+    return false;
+  }
 }
 
 }  // namespace qmfi_host

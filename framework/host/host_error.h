@@ -3,6 +3,7 @@
 #define HOST_ERROR_H
 
 #include <exception>
+#include <functional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -52,6 +53,10 @@ HostError systemError(const std::string& what, int errorNumber);
 
 // Writes a failure: "qmfi: " and its text, then a line for each message of the provider.
 void printError(std::ostream& out, const std::exception& error);
+
+// Runs an action whose failure must not keep others from being done, nor replace another failure: a HostError of its is
+// told on standard error. Returns whether it succeeded.
+bool succeedsOrTells(const std::function<void()>& action);
 
 }  // namespace qmfi_host
 

@@ -146,12 +146,8 @@ void SnapshotCreation::mount() {
 void SnapshotCreation::undo() {
   m_nodes.clear();
   m_config.reset();
-  try {
-    SnapshotRemoval(m_provider, m_splitter, m_store).remove(m_snapshot);
-  } catch (const HostError& error) {
-    printError(std::cerr, error);
-    std::cerr << "qmfi: the unfinished snapshot " << m_snapshot.id << " is left; \"qmfi recover\" removes it\n";
-  }
+  if (succeedsOrTells([&] { SnapshotRemoval(m_provider, m_splitter, m_store).remove(m_snapshot); })) return;
+  std::cerr << "qmfi: the unfinished snapshot " << m_snapshot.id << " is left; \"qmfi recover\" removes it\n";
 }
 
 }  // namespace qmfi_host

@@ -1,8 +1,6 @@
 // Online.
 #include "snapshot_mounting.h"
 
-#include <iostream>
-
 #include "node.h"
 #include "snapshot_removal.h"
 
@@ -32,11 +30,7 @@ void mountNode(Provider& provider, const VolumeSplitter& splitter, const Snapsho
 }
 
 void undo(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  try {
-    SnapshotRemoval(provider, splitter, store).unmount(snapshot);
-  } catch (const HostError& error) {
-    printError(std::cerr, error);
-  }
+  succeedsOrTells([&] { SnapshotRemoval(provider, splitter, store).unmount(snapshot); });
 }
 
 }  // namespace
