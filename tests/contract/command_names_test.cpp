@@ -1,8 +1,5 @@
 // Names from which a command would take something else than was meant: devices without a name, for which a program
 // chooses its own, and names that a program takes for options.
-#include <cstdlib>
-#include <cstring>
-
 #include "operations_fixture.h"
 
 namespace {
@@ -38,8 +35,6 @@ class CommandNames : public OperationsTest {
   char* text(const std::string& name) { return m_names.emplace_back(name).data(); }
 
  private:
-  int bringOnline(const std::string& device, char* mountPoint);
-
   std::deque<std::string> m_names;
   std::deque<qmfi_objid> m_identifiers;
 };
@@ -97,16 +92,6 @@ int CommandNames::enable(const std::string& device, const std::string& mountPoin
   kfi_subobj_list devices{named(device), nullptr};
   kfi_node_subobj_list list{&enabled, &devices, nullptr};
   return plugin.enable_access(&list, 0, 0, 0);
-}
-
-int CommandNames::bringOnline(const std::string& device, char* mountPoint) {
-  char* devices[] = {text(device)};
-  char** paths = nullptr;
-  int count = 0;
-  const int status = plugin.online_resource(devices, 1, mountPoint, "qmfs"_text, nullptr, nullptr, 0, &paths, &count);
-  if (paths != nullptr) framework.qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
-  std::free(paths);
-  return status;
 }
 
 int CommandNames::onlineResource(const std::string& device, const std::string& mountPoint) {

@@ -1,7 +1,5 @@
 // The functions that an operation says it has entered and left, in order: itself and the helpers that it calls.
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
 
 #include "operations_fixture.h"
@@ -50,17 +48,6 @@ class OperationScopes : public OperationsTest {
       EXPECT_THAT(entered, ElementsAreArray(one.functions));
       EXPECT_THAT(open, ::testing::IsEmpty()) << one.functions.front();
     }
-  }
-
-  int bringResourceOnline(char* mountPoint) {
-    std::string device = DEVICE;
-    char* devices[] = {device.data()};
-    char** paths = nullptr;
-    int count = 0;
-    const int status = plugin.online_resource(devices, 1, mountPoint, "qmfs"_text, nullptr, nullptr, 0, &paths, &count);
-    if (paths != nullptr) framework.qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
-    std::free(paths);
-    return status;
   }
 
   int formatDevice() {
@@ -173,7 +160,7 @@ TEST_F(OperationScopes, OfTheAlternateTree) {
 }
 
 TEST_F(OperationScopes, OfOnlineAndAccess) {
-  constexpr int bringOnline = 1;
+  constexpr int bringOnlineMode = 1;
   constexpr int takeOffline = 2;
   constexpr int remove = 1;
   constexpr std::uint32_t disabledBit = 0x40;
@@ -184,7 +171,7 @@ TEST_F(OperationScopes, OfOnlineAndAccess) {
   kfi_node_subobj_list offlineList{&offline, &devices, nullptr};
   kfi_node_subobj_list mountedList{&mounted, nullptr, nullptr};
   expectScopes({
-      {[&] { return plugin.online(nullptr, &offline, bringOnline, 0); }, 0, {"online", "createMntPoint"}},
+      {[&] { return plugin.online(nullptr, &offline, bringOnlineMode, 0); }, 0, {"online", "createMntPoint"}},
       {[&] { return plugin.online(nullptr, &mounted, takeOffline, 0); },
        0,
        {"online", "QmFSUmount", "getUmountLocation", "executeCommand"}},
@@ -211,12 +198,12 @@ TEST_F(OperationScopes, OfResources) {
       {[&] { return formatDevice(); },
        0,
        {"format", "convertBlockToRawDevice", "mkfs", "getTime", "createMntPoint", "mount", "QmFSUmount"}},
-      {[&] { return bringResourceOnline(nullptr); },
+      {[&] { return bringOnline(DEVICE, nullptr); },
        0,
        {"onlineResource", "generateName", "convertRawToBlockDevice", "executeCommand", "createPathAndAllocBuffer"}},
       {[&] {
          programs.answer("/bin/mount", Answer().exits(32));
-         return bringResourceOnline("/data"_text);
+         return bringOnline(DEVICE, "/data"_text);
        },
        6,
        {"onlineResource", "convertRawToBlockDevice", "executeCommand", "getMountStatus", "fsck", "executeCommand",

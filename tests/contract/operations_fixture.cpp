@@ -1,6 +1,9 @@
 // What the tests of the provider's operations on nodes and resources share.
 #include "operations_fixture.h"
 
+#include <cstdlib>
+#include <cstring>
+
 kfi_domain& OperationsTest::restoredNode(const std::string& mountPoint, const std::string& device,
                                          const std::string& options, const std::string& alternate) {
   kfi_domain& restored = node(mountPoint);
@@ -16,6 +19,16 @@ kfi_domain& OperationsTest::mountedNode(const std::string& mountPoint, const std
                                         const std::string& options) {
   table.add(device, mountPoint, "qmfs", options);
   return restoredNode(mountPoint, device, options);
+}
+
+int OperationsTest::bringOnline(std::string device, char* mountPoint) {
+  char* devices[] = {device.data()};
+  char** paths = nullptr;
+  int count = 0;
+  const int status = plugin.online_resource(devices, 1, mountPoint, "qmfs"_text, nullptr, nullptr, 0, &paths, &count);
+  if (paths != nullptr) framework.qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
+  std::free(paths);
+  return status;
 }
 
 std::string OperationsTest::stateOf(kfi_domain& node) {

@@ -20,6 +20,9 @@ class OperationsTest : public StartedPlugin {
   // The same, with the device mounted on the mount point.
   kfi_domain& mountedNode(const std::string& mountPoint, const std::string& device, const std::string& options = "rw");
 
+  // Brings a device online on the mount point, or a generated one where it is null. Returns the status.
+  int bringOnline(std::string device, char* mountPoint);
+
   // The text of a node's state as the provider hands it out. Expects success.
   std::string stateOf(kfi_domain& node);
   // Names of the node's sub-objects.

@@ -124,14 +124,19 @@ TEST_F(FaultsTest, InterruptWhileFrozenEndsItByTheSignalWhenEverythingIsUndone) 
   expectNextSnapshotToSucceed();
 }
 
-TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
-  const Writer writer("/mnt/a/written");
+// The writer works on /mnt/a and is blocked afterwards.
+void killHostThatFreezes(const Writer& writer) {
   ASSERT_TRUE(writer.waitForProgress());
   BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
   ASSERT_TRUE(waitForState("freezing"));
   EXPECT_TRUE(writer.waitUntilBlocked());
   creation.send(SIGKILL);
   EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+}
+
+TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
+  const Writer writer("/mnt/a/written");
+  ASSERT_NO_FATAL_FAILURE(killHostThatFreezes(writer));
 
   EXPECT_EQ(listedState(), "freezing");
   EXPECT_TRUE(listedSnapshots().empty());
@@ -145,12 +150,7 @@ TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
 TEST_F(FaultsTest, RecoverThawsAlsoWithoutTheProvider) {
   const Writer writer("/mnt/a/written");
   const ThawAtEnd thaw("/mnt/a");
-  ASSERT_TRUE(writer.waitForProgress());
-  BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
-  ASSERT_TRUE(waitForState("freezing"));
-  EXPECT_TRUE(writer.waitUntilBlocked());
-  creation.send(SIGKILL);
-  EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(killHostThatFreezes(writer));
 
   const auto recovered = qmfi({"--provider-dir", "/none", "recover"});
   EXPECT_EQ(recovered.status, 1);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <latch>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -60,23 +59,6 @@ TEST(ErrorManagerThreadsTest, handsOutEachMessageOnceWhileTheSplitContextOpensAn
   expectEachMessageOnce(handled.ids());
 }
 
-// What was done, in order.
-class Events {
- public:
-  void add(const std::string& event) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_events.push_back(event);
-  }
-  std::vector<std::string> all() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_events;
-  }
-
- private:
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_events;
-};
-
 // Returns when the split context is being opened: its first sign is that messages are held back.
 void waitUntilMessagesAreHeldBack() {
   HandledMessages handled;
@@ -89,7 +71,7 @@ void waitUntilMessagesAreHeldBack() {
 }
 
 TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsOpen) {
-  Events events;
+  HandledMessages events;
   std::latch entered(1);
   std::latch released(1);
   std::latch done(1);
@@ -112,7 +94,7 @@ TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsO
   pusher.join();
   done.count_down();
   freezer.join();
-  EXPECT_THAT(events.all(), testing::ElementsAre("handled", "open"));
+  EXPECT_THAT(events.ids(), testing::ElementsAre("handled", "open"));
 }
 
 // As one does that needs a lock of the host's which the thread holds that freezes.
