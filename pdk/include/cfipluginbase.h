@@ -17,6 +17,7 @@
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/SString.h>
 
+#include <cstddef>
 #include <string>
 
 namespace qmfi_pdk_4_4 {
@@ -30,6 +31,10 @@ enum CFiStatus : int {
   CFI_STATUS_USE_SESSION = 4,
   CFI_STATUS_NO_VERSION_RECORD = 7,
 };
+
+// What the processors hand each other at least: data written by one thread and data read by another are better apart by
+// that much.
+inline constexpr std::size_t CFI_CACHE_LINE_BYTES = 64;
 
 // Base of every provider. The operations stand in the order of the provider's virtual table; those that a provider does
 // not override answer CFI_STATUS_NOT_SUPPORTED, except where they say otherwise. An operation may be called from any of
@@ -181,7 +186,9 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   const ACE_String_Base<char>& providerName() const { return m_providerName; }
 
  private:
-  ACE_Recursive_Thread_Mutex m_delayedInitMutex;
+  // A cache line of its own: on the line of the pointer to the virtual table, which every call reads while it holds
+  // other locks, the calls of one thread would hold up those of another.
+  alignas(CFI_CACHE_LINE_BYTES) ACE_Recursive_Thread_Mutex m_delayedInitMutex;
   bool m_delayedInitDone = false;
   ACE_String_Base<char> m_providerName{CFiStringAllocator::instance()};
   ACE_String_Base<char> m_fimName{CFiStringAllocator::instance()};
