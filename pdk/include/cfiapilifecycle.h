@@ -25,7 +25,7 @@ inline void openTraceLog(CFiTraceLog& traceLog) {
 }
 
 // Creates the singletons, ties them together and starts the provider. Opens no trace scope, since the log is only
-// opened here. Returns the status of the provider's init.
+// opened here. Returns the status of the provider's init, or 6 when a mutex that fails leaves a singleton out.
 template <typename Plugin>
 int startPlugin(kfi_context* context, kfi_version* version, const char* fimName) {
   if (version == nullptr) {
@@ -35,6 +35,9 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
 
   constexpr int messageIndexOffset = 6000;
   const auto plugin = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>::instance(false);
+  if (!plugin) {
+    return CFI_STATUS_EXCEPTION;
+  }
   plugin->setProviderName(cfi_pgn_name_tstr);
   plugin->setFimName(fimName);
   plugin->setMessageIndexOffset(messageIndexOffset);
@@ -44,6 +47,9 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
   const auto errorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
   const auto privateDataManager = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
   const auto sessionManager = CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false);
+  if (!catalogManager || !traceLog || !errorManager || !privateDataManager || !sessionManager) {
+    return CFI_STATUS_EXCEPTION;
+  }
 
   traceLog->setErrorManager(errorManager);
   privateDataManager->registerTraceLog(traceLog);
