@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "stand_in_programs.h"
+#include "private_root.h"
 
 namespace {
 

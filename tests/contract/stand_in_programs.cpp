@@ -1,15 +1,12 @@
 // Directs the stand-ins for the system's programs.
 #include "stand_in_programs.h"
 
-#include <sys/statfs.h>
-
 #include <array>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "private_root.h"
 #include "stand_in_files.h"
 
 namespace fs = std::filesystem;
@@ -39,26 +36,7 @@ constexpr std::array otherCandidates = {
     "/usr/lib/fs/qmfs/fstyp",    "/etc/fstyp",
 };
 
-// Both are put there by the testbed, and only in its private root.
-constexpr std::array marks = {"/usr/libexec/qmfs-testbed/mount", "/etc/rpm/macros.qmfs-testbed"};
-
-bool isOverlay(const char* path) {
-  constexpr long overlayMagic = 0x794c7630;
-  struct statfs status {};
-  return statfs(path, &status) == 0 && status.f_type == overlayMagic;
-}
-
 }  // namespace
-
-void requirePrivateRoot() {
-  bool isPrivate = isOverlay("/") && isOverlay("/etc") && isOverlay("/usr/bin");
-  for (const char* mark : marks) isPrivate = isPrivate && fs::exists(mark);
-  if (!isPrivate) {
-    std::fputs("This test overwrites system programs and runs in the testbed only: testbed/qmfs-testbed -- PROGRAM\n",
-               stderr);
-    std::exit(2);
-  }
-}
 
 StandInPrograms::StandInPrograms() {
   requirePrivateRoot();

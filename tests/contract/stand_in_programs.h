@@ -48,9 +48,6 @@ class Answer {
   std::string m_text;
 };
 
-// Ends the test program unless it runs in the testbed's private root: whatever it overwrites must not be the machine's.
-void requirePrivateRoot();
-
 // Puts the stand-in in the place of every program that the plug-in runs, with its default answer, and takes away every
 // other candidate for the unmount and type programs. They stay in place when the object goes; only what they were told
 // is forgotten.

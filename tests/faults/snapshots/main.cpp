@@ -1,6 +1,7 @@
 // Runs one campaign and prints its line.
 #include <CLI/CLI.hpp>
 
+#include "private_root.h"
 #include "snapshot_campaigns.h"
 
 namespace {
@@ -31,6 +32,7 @@ int main(int count, char** words) {
   app.add_option("--part", extent.part, "Which of the parts this program does, from 1");
   app.add_option("--parts", extent.parts, "In how many parts the campaign is done")->check(CLI::PositiveNumber);
   CLI11_PARSE(app, count, words);
+  requirePrivateRoot();
   for (const NamedCampaign& campaign : campaigns) {
     if (name != campaign.name) continue;
     faults::Campaign running(name, options);
