@@ -1,6 +1,7 @@
 // Lists that are handed out when the framework has no buffer for them: this program has its own way to get one.
 #include "cfiapisession.h"
 #include "support/domains.h"
+#include "support/plain_provider.h"
 
 #include <gtest/gtest.h>
 
@@ -14,12 +15,6 @@ extern "C" void* qmfi_alloc_buf(std::size_t) {
 namespace {
 
 using namespace qmfi_pdk_4_4;
-
-class Provider : public CFiPluginBase {
- public:
-  int init() override { return 0; }
-  void fini() override {}
-};
 
 struct Thrown {
   int number;
@@ -55,7 +50,7 @@ TEST(BufferFailure, OfIdentifiersIsFive) {
 TEST(BufferFailure, OfSubObjectsIsFiveAndTouchesNothing) {
   const CFiPrivateDataManagerSPtr manager(new CFiPrivateDataManager());
   manager->setDefaultFactory(CFiPrivateDataFactorySPtr(new CFiPrivateDataConcreteFactory<CFiPrivateData>()));
-  Provider provider;
+  PlainProvider provider;
   provider.registerPrivateDataManager(manager);
   kfi_domain node = domainNamed("/data");
   manager->getDefaultFactory()->allocate(&node, false)->addSubObject(identifierOf("/dev/a"));

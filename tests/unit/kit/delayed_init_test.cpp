@@ -1,5 +1,6 @@
 // The delayed initialisation: once, whoever comes first and however it ends.
 #include "cfientryguard.h"
+#include "support/plain_provider.h"
 
 #include <gtest/gtest.h>
 
@@ -15,10 +16,8 @@ using namespace qmfi_pdk_4_4;
 std::atomic<int> runs{0};
 bool fails = false;
 
-class Provider : public CFiPluginBase {
+class Provider : public PlainProvider {
  public:
-  int init() override { return 0; }
-  void fini() override {}
   int delayedInit() override {
     ++runs;
     if (fails) {

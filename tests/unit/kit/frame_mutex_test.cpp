@@ -3,6 +3,7 @@
 #include "cfientryguard.h"
 #include "support/domains.h"
 #include "support/mutex_failure.h"
+#include "support/plain_provider.h"
 
 #include <gtest/gtest.h>
 
@@ -21,12 +22,6 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 
-class Provider : public CFiPluginBase {
- public:
-  int init() override { return 0; }
-  void fini() override {}
-};
-
 CFiMessageSPtr messageNamed(const char* id) {
   return CFiMessageSPtr(new CFiIcuMessage(id, nullptr, 0, KFI_SEVERITY_ERROR, "sample.cpp", 1));
 }
@@ -34,7 +29,7 @@ CFiMessageSPtr messageNamed(const char* id) {
 // An entry point, of whose locks the one with that number fails.
 int enterWithFailure(int number) {
   const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
-  return enterPlugin<Provider>("entry", 1, DelayedInit::run, [](Provider&) { return 41; });
+  return enterPlugin<PlainProvider>("entry", 1, DelayedInit::run, [](PlainProvider&) { return 41; });
 }
 
 TEST(FrameMutex, EntryPointWithoutAProviderIsSix) {
@@ -42,14 +37,14 @@ TEST(FrameMutex, EntryPointWithoutAProviderIsSix) {
   int failed = 0;
   for (const bool exists : {false, true}) {
     for (int number = 1; number <= locks; ++number) {
-      CFiContextSingleton<Provider, FI_PLUGIN_NAME>::instance(!exists);
+      CFiContextSingleton<PlainProvider, FI_PLUGIN_NAME>::instance(!exists);
       const int status = enterWithFailure(number);
       EXPECT_TRUE(status == 41 || status == 6) << number << ": " << status;
       failed += status == 6 ? 1 : 0;
     }
   }
   EXPECT_GT(failed, 0);
-  CFiContextSingleton<Provider, FI_PLUGIN_NAME>::instance(true);
+  CFiContextSingleton<PlainProvider, FI_PLUGIN_NAME>::instance(true);
 }
 
 TEST(FrameMutex, MessageThatCannotBeCountedIsNeitherKeptNorHandedOut) {
@@ -69,7 +64,7 @@ TEST(FrameMutex, MessageThatCannotBeCountedIsNeitherKeptNorHandedOut) {
 
 TEST(FrameMutex, LastErrorsLeaveOutAMessageThatCannotBeCounted) {
   const CFiErrorManagerSPtr manager(true);
-  Provider provider;
+  PlainProvider provider;
   provider.registerErrorManager(manager);
   manager->pushError(messageNamed("older"));
   manager->pushError(messageNamed("newer"));

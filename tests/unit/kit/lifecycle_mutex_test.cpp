@@ -2,6 +2,7 @@
 #include "cfiapilifecycle.h"
 #include "support/environment.h"
 #include "support/mutex_failure.h"
+#include "support/plain_provider.h"
 #include "support/temporary_directory.h"
 
 #include <gtest/gtest.h>
@@ -14,17 +15,11 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 
-class Provider : public CFiPluginBase {
- public:
-  int init() override { return 0; }
-  void fini() override {}
-};
-
 // A start, of whose locks the one with that number fails.
 int startWithFailure(int number) {
   kfi_version version{};
   const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
-  return guardEntryPoint(1, [&] { return startPlugin<Provider>(nullptr, &version, nullptr); });
+  return guardEntryPoint(1, [&] { return startPlugin<PlainProvider>(nullptr, &version, nullptr); });
 }
 
 TEST(LifecycleMutex, StartWithoutASingletonIsSix) {
@@ -36,7 +31,7 @@ TEST(LifecycleMutex, StartWithoutASingletonIsSix) {
     const int status = startWithFailure(number);
     EXPECT_TRUE(status == 0 || status == 6) << number << ": " << status;
     failed += status == 6 ? 1 : 0;
-    stopPlugin<Provider>("kittest_fi_pgn_fini", 1);
+    stopPlugin<PlainProvider>("kittest_fi_pgn_fini", 1);
   }
   // At least the locks of six singletons and of their objects.
   EXPECT_GE(failed, 12);

@@ -1,6 +1,7 @@
 // Start and stop of a provider: the host's language, and a provider whose own end fails.
 #include "cfiapilifecycle.h"
 #include "support/environment.h"
+#include "support/plain_provider.h"
 #include "support/temporary_directory.h"
 
 #include <gmock/gmock.h>
@@ -25,10 +26,9 @@ bool endFails = false;
 // How many messages the error manager has when the provider is destroyed.
 std::vector<std::size_t> messagesAtTheEnd;
 
-class Provider : public CFiPluginBase {
+class Provider : public PlainProvider {
  public:
   ~Provider() override { messagesAtTheEnd.push_back(Errors::instance(false)->messages().size()); }
-  int init() override { return 0; }
   void fini() override {
     if (endFails) {
       throw 5;

@@ -7,16 +7,11 @@
 
 #include "recording_handler.h"
 #include "scoped_environment.h"
+#include "support/plain_provider.h"
 
 namespace {
 
 using namespace qmfi_pdk_4_4;
-
-class SampleProvider : public CFiPluginBase {
- public:
-  int init() override { return 0; }
-  void fini() override {}
-};
 
 class PluginBaseTest : public testing::Test {
  protected:
@@ -35,7 +30,7 @@ class PluginBaseTest : public testing::Test {
 
   const CFiErrorManagerSPtr m_errorManager{true};
   const CFiPrivateDataManagerSPtr m_privateDataManager{new CFiPrivateDataManager()};
-  SampleProvider m_provider;
+  PlainProvider m_provider;
   kfi_domain m_node{};
 };
 
@@ -218,7 +213,7 @@ TEST_F(PluginBaseTest, turnsARecordIntoTextOfALanguage) {
 }
 
 TEST_F(PluginBaseTest, answersWithoutManagersToo) {
-  SampleProvider bare;
+  PlainProvider bare;
   char id[] = "ID";
   char args[] = "[1,\"a\"]";
   kfi_msg_info record{id, args, nullptr, 0, 0, nullptr, nullptr};
