@@ -62,22 +62,24 @@ void SnapshotRemoval::unmount(Snapshot& snapshot) {
 }
 
 void SnapshotRemoval::deport(const SnapshotNode& node) {
-  Node primary(m_provider, node.mountPoint);
-  Node alternate(m_provider, node.alternate);
-  restore(primary, node.state);
-  restore(alternate, node.alternateState);
-  m_provider.run(node.alternate + " could not be unmounted", [&](const ProviderEntryPoints& provider) {
-    return provider.fi_pgn_deport_tree(primary.domain(), alternate.domain(), nullptr);
+  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
+    return provider.fi_pgn_deport_tree(primary, alternate, nullptr);
   });
 }
 
 void SnapshotRemoval::dispose(const SnapshotNode& node) {
+  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
+    return provider.fi_pgn_dispose(primary, alternate, nullptr, KFI_DISPOSITION_REMOVE);
+  });
+}
+
+void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation operation) {
   Node primary(m_provider, node.mountPoint);
   Node alternate(m_provider, node.alternate);
   restore(primary, node.state);
   restore(alternate, node.alternateState);
   m_provider.run(node.alternate + " could not be unmounted", [&](const ProviderEntryPoints& provider) {
-    return provider.fi_pgn_dispose(primary.domain(), alternate.domain(), nullptr, KFI_DISPOSITION_REMOVE);
+    return operation(provider, primary.domain(), alternate.domain());
   });
 }
 

@@ -26,6 +26,10 @@ class SnapshotRemoval {
   void deport(const SnapshotNode& node);
   void dispose(const SnapshotNode& node);
 
+  // One of the provider's operations on a file system and its alternate; returns its status.
+  using PairOperation = int (*)(const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate);
+  void unmountAlternate(const SnapshotNode& node, PairOperation operation);
+
   Provider& m_provider;
   const VolumeSplitter& m_splitter;
   StateStore& m_store;

@@ -46,6 +46,10 @@ StandInPrograms::StandInPrograms() {
   for (const char* program : programs) install(program);
 }
 
+std::vector<std::string> StandInPrograms::paths() {
+  return {programs.begin(), programs.end()};
+}
+
 StandInPrograms::~StandInPrograms() {
   endDaemons();
   std::error_code ignored;

@@ -58,6 +58,9 @@ class StandInPrograms {
   StandInPrograms(const StandInPrograms&) = delete;
   StandInPrograms& operator=(const StandInPrograms&) = delete;
 
+  // The paths of those that are put in place.
+  static std::vector<std::string> paths();
+
   // Makes a program be there, or not.
   void install(const std::string& program);
   void remove(const std::string& program);
