@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <unicode/unistr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -69,13 +70,19 @@ std::string milliseconds(Clock::duration duration) {
   return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()) + " ms";
 }
 
+// A name as the arguments of messages have it: bytes that are no text stand replaced there.
+std::string asText(const std::string& name) {
+  std::string text;
+  return icu::UnicodeString::fromUTF8(name).toUTF8String(text);
+}
+
 // The targets that a failed freeze may have left frozen: those before the one it ended at. Where it froze all at once
 // it has left none, and a freeze that is found there is somebody else's.
 std::span<const FreezeTarget> perhapsFrozen(const std::vector<FreezeTarget>& targets, const ProviderError& failure) {
   for (const ProviderMessage& message : failure.messages()) {
     if (message.id != freezeFailed || message.arguments.empty()) continue;
     const auto failed = std::find_if(targets.begin(), targets.end(), [&](const FreezeTarget& target) {
-      return target.node->name() == message.arguments.front();
+      return asText(target.node->name()) == message.arguments.front();
     });
     if (failed != targets.end()) return {targets.begin(), failed};
   }

@@ -2,6 +2,7 @@
 // misbehaves in the way that the test is named for. Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +37,29 @@ class ThawAtEnd {
   testbed_test::ThawAtEnd m_thaw{{m_directory.get()}};
 };
 
+// Has the file system "c" on a place of its own instead of /mnt/c while it lives.
+class MountedElsewhere {
+ public:
+  explicit MountedElsewhere(const std::string& place) : m_place(place) {
+    mkdir(m_place.c_str(), S_IRWXU);
+    move("/mnt/c", m_place);
+  }
+  MountedElsewhere(const MountedElsewhere&) = delete;
+  MountedElsewhere& operator=(const MountedElsewhere&) = delete;
+  ~MountedElsewhere() {
+    move(m_place, "/mnt/c");
+    rmdir(m_place.c_str());
+  }
+
+ private:
+  static void move(const std::string& from, const std::string& to) {
+    EXPECT_EQ(testbed_test::run({"/bin/umount", from}).status, 0);
+    EXPECT_EQ(testbed_test::run({"/bin/mount", "-t", "qmfs", "/dev/qm/dsk/dg1/c", to}).status, 0);
+  }
+
+  const std::string m_place;
+};
+
 TEST_F(FaultsTest, FreezeThatFailsIsAnErrorAndLeavesNothing) {
   const auto outcome = qmfi({"snapshot", "create", "/mnt/a", "/mnt/b"});
   EXPECT_EQ(outcome.status, 1);
@@ -55,6 +79,18 @@ TEST_F(FaultsTest, FreezeOneByOneThatFailsNamesTheFileSystem) {
   const ThawAtEnd thaw("/mnt/b");
   EXPECT_TRUE(writer.waitForProgress());
   expectNothingLeft();
+}
+
+TEST_F(FaultsTest, FreezeOneByOneThatFailsIsFoundThoughItsNameIsNoText) {
+  const MountedElsewhere elsewhere("/mnt/\xff");
+  const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b", "/mnt/\xff"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output,
+            "qmfi: the file systems could not be frozen: status 6\n"
+            "  MSG_ERROR_FREEZE: The file system on /mnt/\uFFFD could not be frozen, so no snapshot can be taken.\n");
+  const Writer writer("/mnt/b/written");
+  const ThawAtEnd thaw("/mnt/b");
+  EXPECT_TRUE(writer.waitForProgress());
 }
 
 TEST_F(FaultsTest, FreezeOneByOneThatFailsLeavesTheFreezeOfSomebodyElse) {
