@@ -3,8 +3,9 @@
 // A file has one instruction a line: "out TEXT" and "err TEXT" print a line, "raw TEXT" prints without a line feed,
 // "flood NUMBER" and "zeros NUMBER" print that many letters or NULs, "unmount" takes the lines of the last word's mount
 // point out of the mount table, "mount LINE" adds one, "mount" alone the one that its last two words ask for, "mkdir"
-// and "rmdir" make and remove the directory of the last word, "daemon" leaves a process behind that keeps its output
-// open, "ignore NUMBER" ignores a signal, "hang" never ends, "exit STATUS" and "signal NUMBER" end the program.
+// and "rmdir" make and remove the directory of the last word, "read" reads the input to its end, "daemon" leaves a
+// process behind that keeps its output open, "ignore NUMBER" ignores a signal, "hang" never ends, "exit STATUS" and
+// "signal NUMBER" end the program.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -92,6 +93,12 @@ void print(char byte, std::string_view number) {
   }
 }
 
+void readInput() {
+  char piece[4096];
+  while (read(STDIN_FILENO, piece, sizeof(piece)) > 0) {
+  }
+}
+
 // It is found by its number in a file, for whoever has to end it.
 void leaveDaemon() {
   std::cout.flush();
@@ -128,6 +135,8 @@ void follow(const std::string& instruction, const std::string& value, const std:
     std::filesystem::create_directories(words.back());
   } else if (instruction == "rmdir") {
     std::filesystem::remove(words.back());
+  } else if (instruction == "read") {
+    readInput();
   } else if (instruction == "daemon") {
     leaveDaemon();
   } else if (instruction == "ignore") {

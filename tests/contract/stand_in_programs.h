@@ -26,6 +26,8 @@ class Answer {
   Answer& removesDirectory() { return add("rmdir"); }
   // Leaves a process behind, in a session of its own, that keeps its output open.
   Answer& leavesDaemon() { return add("daemon"); }
+  // Reads its input to the end: in a pipeline it then outlives the program before it.
+  Answer& readsInput() { return add("read"); }
   Answer& ignoresSignal(int signal) { return add("ignore " + std::to_string(signal)); }
   // Ends or never ends, the last thing that it does.
   Answer& hangs() { return add("hang"); }
