@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "common/checked.h"
 #include "common/child_process.h"
@@ -50,7 +51,7 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
   }
 }
 
-// The command's process until it runs the command: filtered, and with everything as a program expects it.
+// The command's process until it runs the command: filtered, let run, and with everything as a program expects it.
 [[noreturn]] void becomeCommand(const std::vector<std::string>& command, const fs::path& directory,
                                 const Terminal& terminal, int handOver) {
   setpgid(0, 0);
@@ -59,6 +60,8 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
     const Descriptor listener = installRequestFilter();
     const char mark = 0;
     sendMessage(handOver, &mark, sizeof mark, listener.get());
+    char begin;
+    if (!receiveMessage(handOver, &begin, sizeof begin)) _exit(setUpFailed);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qmfs-testbed: %s\n", error.what());
     _exit(setUpFailed);
@@ -77,18 +80,28 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
 struct Command {
   pid_t process;
   Descriptor listener;
+  Descriptor start;  // it waits there to be let run
 };
 
 Command startCommand(const std::vector<std::string>& command, const fs::path& directory, const Terminal& terminal) {
   auto [here, there] = makeSocketPair();
   const pid_t process = checked(fork(), "fork");
-  if (process == 0) becomeCommand(command, directory, terminal, there.get());
+  if (process == 0) {
+    here.close();
+    becomeCommand(command, directory, terminal, there.get());
+  }
   there.close();
   char mark;
-  Command started{.process = process, .listener = {}};
+  Command started{.process = process, .listener = {}, .start = {}};
   receiveMessage(here.get(), &mark, sizeof mark, &started.listener);
   if (!started.listener.valid()) throw std::runtime_error("the command could not be started");
+  started.start = std::move(here);
   return started;
+}
+
+void letRun(const Command& command) {
+  const char mark = 0;
+  sendMessage(command.start.get(), &mark, sizeof mark);
 }
 
 // Takes the processes that have ended; the command's status when it is among them.
@@ -153,7 +166,9 @@ int runSession(const Arguments& arguments, const Terminal& terminal, const Descr
   if (terminal.ours()) setsid();
   int status;
   {
+    // It has threads, so the command is forked before; and the command may do anything, so it runs only behind it.
     Driver driver(pool.device(), link, arguments.faults);
+    letRun(command);
     status = supervise(command, lifeline, childSignals, driver);
   }
   // A process that waits for a frozen file system cannot be killed, so nothing is until all is thawed.

@@ -1,9 +1,11 @@
 // The driver when the machine has no memory for it.
-// Volume: "a" mounted on /mnt/a. A thread that has ended leaves its stack for the next one, so it is one test.
+// Volume: "a" mounted on /mnt/a. A thread that has ended leaves its stack for the next one, so only one test has any.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <iterator>
 
 #include "support.h"
 
@@ -12,6 +14,11 @@ namespace {
 
 constexpr pid_t supervisor = 1;
 constexpr int longTime = 100;
+
+TEST(DriverMemory, TheDriverIsThereBeforeTheCommandRuns) {
+  const std::filesystem::directory_iterator threads("/proc/1/task");
+  EXPECT_EQ(std::distance(begin(threads), end(threads)), 2) << "that which serves, and that which ends freezes";
+}
 
 TEST(DriverMemory, ARequestThatNoThreadCanServeFailsAndTheNextIsServed) {
   const OpenDirectory a("/mnt/a");
