@@ -12,9 +12,12 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-  set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  # Paths are told relative to the checkout, so that a second clone profits from what the first has compiled.
+  set(CMAKE_C_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "${CCACHE_PROGRAM}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
+# Debuggers that are started in the checkout find the sources.
+add_compile_options("-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.")
 
 set(QMFI_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, address or thread")
 set_property(CACHE QMFI_SANITIZE PROPERTY STRINGS "" address thread)

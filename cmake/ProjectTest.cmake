@@ -6,6 +6,21 @@
 
 find_package(GTest REQUIRED)
 
+# Where the tests find sources and what was built. In a header, and not on every command line, so that what one clone has
+# compiled serves another one too: only who includes the header has to be compiled anew.
+add_library(build_tree INTERFACE)
+file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/include/build_tree.h" @ONLY CONTENT
+[[// The folders of this checkout and of this build, as string literals.
+#ifndef BUILD_TREE_H
+#define BUILD_TREE_H
+
+#define QMFI_SOURCE_DIR "@PROJECT_SOURCE_DIR@"
+#define QMFI_BINARY_DIR "@PROJECT_BINARY_DIR@"
+
+#endif
+]])
+target_include_directories(build_tree INTERFACE "${PROJECT_BINARY_DIR}/include")
+
 # ThreadSanitizer's shadow memory needs the address space as it was before randomisation grew to 32 bits.
 set(QMFI_TEST_LAUNCHER)
 if(QMFI_SANITIZE STREQUAL "thread")
@@ -15,9 +30,7 @@ endif()
 function(qmfi_add_test NAME)
   cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS;COMMAND" ${ARGN})
   add_executable(${NAME} ${TEST_SOURCES})
-  target_link_libraries(${NAME} PRIVATE ${TEST_LIBRARIES} GTest::gmock GTest::gtest_main)
-  target_compile_definitions(${NAME} PRIVATE QMFI_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-                                             QMFI_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  target_link_libraries(${NAME} PRIVATE ${TEST_LIBRARIES} build_tree GTest::gmock GTest::gtest_main)
   if(NOT TEST_COMMAND)
     set(TEST_COMMAND $<TARGET_FILE:${NAME}>)
   endif()

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <set>
 
+#include "build_tree.h"
 #include "plugin_fixture.h"
 
 namespace {
@@ -37,7 +38,7 @@ TEST(Exports, AreThe77EntryPointsTheFourHelpersAndNothingElse) {
 #undef NAME
   };
   EXPECT_EQ(77u + 4u, expected.size());
-  EXPECT_EQ(expected, exportsOf(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so"));
+  EXPECT_EQ(expected, exportsOf(QMFI_BINARY_DIR "/lib/libqmfsfi.so"));
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 #include <iterator>
 #include <utility>
 
+#include "build_tree.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -106,14 +108,14 @@ void LoadedPlugin::SetUp() {
   setenv("QMFI_LOG_DIR", (m_directory / "log").c_str(), 1);
   setenv("QMFI_CONF_DIR", (m_directory / "conf").c_str(), 1);
   setenv("QMFI_TRACE_LEVEL", "6", 1);
-  setenv("QMFI_CATALOG_DIR", CONTRACT_BUILD_TREE "/share/qmfi/catalogs", 1);
+  setenv("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs", 1);
   m_mountsBefore = textOf("/proc/self/mounts");
   m_descriptorsBefore = openDescriptors();
   ASSERT_NO_FATAL_FAILURE(loadPlugin());
 }
 
 void LoadedPlugin::loadPlugin() {
-  m_library = dlopen(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so", RTLD_NOW | RTLD_LOCAL);
+  m_library = dlopen(QMFI_BINARY_DIR "/lib/libqmfsfi.so", RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(nullptr, m_library) << dlerror();
 #define FIND(name, result, parameters) find(m_library, "qmfsfi_fi_pgn_" #name, plugin.name);
   FOREIGN_ENTRY_POINTS(FIND)
@@ -141,7 +143,7 @@ void LoadedPlugin::TearDown() {
 void LoadedPlugin::unloadPlugin() {
   dlclose(std::exchange(m_library, nullptr));
   started = false;
-  EXPECT_EQ(nullptr, dlopen(CONTRACT_BUILD_TREE "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
+  EXPECT_EQ(nullptr, dlopen(QMFI_BINARY_DIR "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
 }
 
 int LoadedPlugin::startPlugin() {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "build_tree.h"
 #include "private_root.h"
 #include "stand_in_files.h"
 
@@ -58,10 +59,10 @@ StandInPrograms::~StandInPrograms() {
 
 void StandInPrograms::install(const std::string& program) {
   // A link of the testbed's own is replaced, never written through: it leads into the build tree.
-  if (fs::is_symlink(program) && fs::read_symlink(program) == CONTRACT_STAND_IN) return;
+  if (fs::is_symlink(program) && fs::read_symlink(program) == QMFI_BINARY_DIR "/bin/contract_stand_in") return;
   fs::create_directories(fs::path(program).parent_path());
   fs::remove(program);
-  fs::create_symlink(CONTRACT_STAND_IN, program);
+  fs::create_symlink(QMFI_BINARY_DIR "/bin/contract_stand_in", program);
 }
 
 void StandInPrograms::remove(const std::string& program) {

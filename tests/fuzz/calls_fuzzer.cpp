@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "argument_pool.h"
+#include "build_tree.h"
 #include "foreign_framework.h"
 #include "freeze_settings.h"
 #include "fuzz_input.h"
@@ -272,7 +273,7 @@ class LogDirectory {
     require(mkdtemp(m_path.data()) != nullptr, "there is a directory for the log");
     setenv("QMFI_LOG_DIR", m_path.c_str(), 1);
     setenv("QMFI_CONF_DIR", m_path.c_str(), 1);
-    setenv("QMFI_CATALOG_DIR", FUZZ_CATALOGS, 1);
+    setenv("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs", 1);
     setenv("QMFI_TRACE_LEVEL", "6", 1);
   }
   ~LogDirectory() {

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "build_tree.h"
 #include "cfimessagecatalog.h"
 #include "fuzz_input.h"
 
@@ -86,7 +87,7 @@ void checkArguments(const std::string& text, const CFiMessageSPtr& message) {
 const CFiMessageCatalogManager& catalogs() {
   static CFiMessageCatalogManager manager;
   static const bool registered = [] {
-    require(setenv("QMFI_CATALOG_DIR", FUZZ_CATALOGS, 1) == 0, "the catalogs are named");
+    require(setenv("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs", 1) == 0, "the catalogs are named");
     manager.registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "qmfsfi")));
     return true;
   }();

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "build_tree.h"
 #include "driver_model.h"
 #include "stand_in_files.h"
 
@@ -107,7 +108,7 @@ void Machine::prepare() {
   setenv("QMFI_LOG_DIR", path("log").c_str(), 1);
   setenv("QMFI_CONF_DIR", path("conf").c_str(), 1);
   setenv("QMFI_TRACE_LEVEL", "6", 1);
-  setenv("QMFI_CATALOG_DIR", FAULTS_BUILD_TREE "/share/qmfi/catalogs", 1);
+  setenv("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs", 1);
 }
 
 Machine::~Machine() {

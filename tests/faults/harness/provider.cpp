@@ -8,12 +8,13 @@
 #include <stdexcept>
 
 #include "allocation_faults.h"
+#include "build_tree.h"
 
 namespace faults {
 
 namespace {
 
-std::string library = FAULTS_BUILD_TREE "/lib/libqmfsfi.so";
+std::string library = QMFI_BINARY_DIR "/lib/libqmfsfi.so";
 
 void* loadedLibrary = nullptr;
 

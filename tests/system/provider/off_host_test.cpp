@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "build_tree.h"
 #include "support.h"
 
 namespace provider_test {
@@ -105,14 +106,9 @@ TEST(OffHost, ASnapshotOfOneMachineIsImportedReadAndDeportedByAnother) {
   ASSERT_TRUE(storage.ready());
   ASSERT_EQ(setenv("QMFS_BUILD_DIR", QMFI_BINARY_DIR, 1), 0);
   const auto machine = [&](const std::string& volume, const std::string& role) {
-    return std::vector<std::string>{QMFI_SOURCE_DIR "/testbed/qmfs-testbed",
-                                    "--pool",
-                                    storage.path(),
-                                    "--volume",
-                                    volume,
-                                    "--",
-                                    QMFI_OFF_HOST_MACHINE,
-                                    role};
+    return std::vector<std::string>{
+        QMFI_SOURCE_DIR "/testbed/qmfs-testbed", "--pool", storage.path(), "--volume", volume, "--",
+        QMFI_BINARY_DIR "/bin/off_host_machine", role};
   };
   Machine exporter(machine("data:320M:/mnt/data", "export"));
   ASSERT_EQ(exporter.line(), "ready");

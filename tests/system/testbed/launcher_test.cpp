@@ -16,6 +16,7 @@
 #include <sstream>
 #include <thread>
 
+#include "build_tree.h"
 #include "support.h"
 
 namespace testbed_test {
@@ -336,8 +337,9 @@ TEST_F(Launcher, TakesDownWhatIsFrozenBehindTheDriversBack) {
 TEST_F(Launcher, TakesDownWhatIsFrozenAndNoLongerInTheMountTable) {
   const std::string marker = scratch + "/ready";
   EXPECT_EQ(launch({"--volume", mounted("a"), "--", "/bin/sh", "-c",
-                    QMFI_HOLD_FROZEN " " + marker + " /mnt/a & while ! test -e " + marker +
-                        "; do sleep 0.01; done; umount -l /mnt/a"})
+                    QMFI_BINARY_DIR "/bin/testbed_hold_frozen"
+                                    " " +
+                        marker + " /mnt/a & while ! test -e " + marker + "; do sleep 0.01; done; umount -l /mnt/a"})
                 .status,
             0);
   fs::remove(marker);
@@ -355,8 +357,8 @@ class LauncherHit : public Launcher, public testing::WithParamInterface<Blow> {}
 
 TEST_P(LauncherHit, TakesEverythingDown) {
   const std::string marker = scratch + "/ready";
-  RunningLauncher running(
-      {"--volume", mounted("a"), "--volume", mounted("b"), "--", QMFI_HOLD_FROZEN, marker, "/mnt/a", "/mnt/b"});
+  RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
+                           QMFI_BINARY_DIR "/bin/testbed_hold_frozen", marker, "/mnt/a", "/mnt/b"});
   const Watched itsEnd(running.process());
   while (!fs::exists(marker) && !itsEnd.hasEnded()) std::this_thread::yield();
   ASSERT_TRUE(fs::exists(marker));
@@ -387,8 +389,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Launcher, TakesEverythingDownWhenKilledAtAnyMoment) {
   for (int delay = 0; delay < 200; delay += 7) {
-    RunningLauncher running(
-        {"--volume", mounted("a"), "--volume", mounted("b"), "--", QMFI_HOLD_FROZEN, "/tmp/ready", "/mnt/a", "/mnt/b"});
+    RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
+                             QMFI_BINARY_DIR "/bin/testbed_hold_frozen", "/tmp/ready", "/mnt/a", "/mnt/b"});
     std::this_thread::sleep_for(std::chrono::milliseconds(delay));  // the moment is what varies, nothing is waited for
     const pid_t inner = childOf(running.process());
     const Watched supervisor(inner == 0 ? running.process() : inner);

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "build_tree.h"
 #include "support.h"
 
 namespace testbed_test {

@@ -9,6 +9,8 @@
 
 #include <string>
 
+#include "build_tree.h"
+
 namespace testbed_test {
 namespace {
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "../runtime/temporary_directory.h"
+#include "build_tree.h"
 #include "host_error.h"
 #include "provider_entry_points.h"
 

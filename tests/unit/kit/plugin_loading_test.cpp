@@ -1,4 +1,5 @@
 // Two plug-ins in one process, and their unloading.
+#include "build_tree.h"
 #include "support/environment.h"
 #include "support/loaded_plugin.h"
 #include "support/memory_failure.h"
@@ -54,8 +55,8 @@ class PluginLoading : public testing::Test {
 };
 
 TEST_F(PluginLoading, TwoPluginsInOneProcessShareNoSingleton) {
-  const LoadedPlugin tiny(TINYFI_LIBRARY, "tinyfi");
-  const LoadedPlugin qmfs(QMFSFI_LIBRARY, "qmfsfi");
+  const LoadedPlugin tiny(QMFI_BINARY_DIR "/lib/libtinyfi.so", "tinyfi");
+  const LoadedPlugin qmfs(QMFI_BINARY_DIR "/lib/libqmfsfi.so", "qmfsfi");
   EXPECT_EQ(init(tiny), 0);
   // What it answers depends on the software of this machine.
   static_cast<void>(init(qmfs));
@@ -79,7 +80,7 @@ TEST_F(PluginLoading, TwoPluginsInOneProcessShareNoSingleton) {
 }
 
 TEST_F(PluginLoading, LoadingNeedsNoMemoryOfTheHeap) {
-  for (const char* const path : {TINYFI_LIBRARY, QMFSFI_LIBRARY}) {
+  for (const char* const path : {QMFI_BINARY_DIR "/lib/libtinyfi.so", QMFI_BINARY_DIR "/lib/libqmfsfi.so"}) {
     void* library = nullptr;
     {
       const MemoryFailure failure;
@@ -135,7 +136,8 @@ TEST_P(PluginUnloading, CanBeLoadedAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, PluginUnloading,
-                         testing::Values(LibraryCase{TINYFI_LIBRARY, "tinyfi"}, LibraryCase{QMFSFI_LIBRARY, "qmfsfi"}),
+                         testing::Values(LibraryCase{QMFI_BINARY_DIR "/lib/libtinyfi.so", "tinyfi"},
+                                         LibraryCase{QMFI_BINARY_DIR "/lib/libqmfsfi.so", "qmfsfi"}),
                          [](const auto& caseInfo) { return std::string(caseInfo.param.provider); });
 
 }  // namespace

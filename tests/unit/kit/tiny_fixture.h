@@ -2,6 +2,7 @@
 #ifndef TESTS_UNIT_KIT_TINY_FIXTURE_H
 #define TESTS_UNIT_KIT_TINY_FIXTURE_H
 
+#include "build_tree.h"
 #include "support/environment.h"
 #include "support/loaded_plugin.h"
 #include "support/temporary_directory.h"
@@ -80,7 +81,7 @@ class TinyProvider : public testing::Test {
   TemporaryDirectory m_directory;
   EnvironmentVariable m_logDirectory{"QMFI_LOG_DIR", m_directory.path()};
   EnvironmentVariable m_traceLevel{"QMFI_TRACE_LEVEL", std::nullopt};
-  LoadedPlugin m_plugin{TINYFI_LIBRARY, "tinyfi"};
+  LoadedPlugin m_plugin{QMFI_BINARY_DIR "/lib/libtinyfi.so", "tinyfi"};
 
  private:
   TinyControl* const m_control = reinterpret_cast<TinyControlFunction>(m_plugin.symbol(tinyControlName))();

@@ -1,4 +1,5 @@
 // Message catalogs: languages, fallbacks, and the texts that are delivered.
+#include "build_tree.h"
 #include "cfimessagecatalog.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,7 @@ std::string formatted(const char* catalog, const char* locale, const CFiMessageS
 
 class SampleCatalogTest : public testing::Test {
  protected:
-  ScopedEnvironment m_place{"QMFI_CATALOG_DIR", QMFI_TEST_CATALOGS};
+  ScopedEnvironment m_place{"QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs"};
   const CFiMessageSPtr m_greeting = message("GREETING", {text("Jörg"), Formattable(12345)});
   const std::string m_english = "Hello Jörg, you are number 12,345.";
   const std::string m_german = "Grüß Gott Jörg, Sie sind Nummer 12.345.";

@@ -1,4 +1,5 @@
 // What a provider has from its base: answers for operations it does not implement, private data, and errors.
+#include "build_tree.h"
 #include "cfipluginbase.h"
 
 #include <gtest/gtest.h>
@@ -191,7 +192,7 @@ TEST_F(PluginBaseTest, refusesErrorCallsWithoutAPlaceForTheAnswer) {
 }
 
 TEST_F(PluginBaseTest, turnsARecordIntoTextOfALanguage) {
-  const ScopedEnvironment place("QMFI_CATALOG_DIR", QMFI_TEST_CATALOGS);
+  const ScopedEnvironment place("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs");
   const CFiMessageCatalogManagerSPtr manager(true);
   manager->registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "sample")));
   m_provider.registerCatalogManager(manager);

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "build_tree.h"
 #include "kfi.h"
 #include "trace_fixture.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 class Plugin {
  public:
-  Plugin() : m_handle(dlopen(QMFI_SAMPLE_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {}
+  Plugin() : m_handle(dlopen(QMFI_BINARY_DIR "/lib/libruntime_sample_plugin.so", RTLD_NOW | RTLD_LOCAL)) {}
   Plugin(const Plugin&) = delete;
   Plugin& operator=(const Plugin&) = delete;
   ~Plugin() {
@@ -29,7 +30,7 @@ class Plugin {
 };
 
 bool isLoaded() {
-  void* const handle = dlopen(QMFI_SAMPLE_PLUGIN, RTLD_NOW | RTLD_NOLOAD);
+  void* const handle = dlopen(QMFI_BINARY_DIR "/lib/libruntime_sample_plugin.so", RTLD_NOW | RTLD_NOLOAD);
   if (handle == nullptr) return false;
   dlclose(handle);
   return true;
