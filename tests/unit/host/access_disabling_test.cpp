@@ -1,5 +1,5 @@
 // What is remembered of a file system that is taken out of use, also when that fails.
-#include "access_disabling.h"
+#include "snapshot/access_disabling.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // What the user types: wrong usage and help.
-#include "command_line.h"
+#include "cli/command_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <set>
 #include <sstream>
 
-#include "command_table.h"
+#include "cli/command_table.h"
 
 namespace qmfi_host {
 namespace {

@@ -1,10 +1,10 @@
 // Signals that wait until the host has put everything in order.
-#include "deferred_signals.h"
+#include "system/deferred_signals.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host_error.h"
+#include "failure/host_error.h"
 
 namespace qmfi_host {
 namespace {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "host_error.h"
-#include "provider_entry_points.h"
-#include "volume_splitter.h"
+#include "failure/host_error.h"
+#include "provider/provider_entry_points.h"
+#include "volume/volume_splitter.h"
 
 // What both of them did, in order, as "call argument...".
 class Journal {

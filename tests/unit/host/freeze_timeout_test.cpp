@@ -1,5 +1,5 @@
 // The freeze time-out of the configuration.
-#include "freeze_timeout.h"
+#include "provider/freeze_timeout.h"
 
 #include <gtest/gtest.h>
 

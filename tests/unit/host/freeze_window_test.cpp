@@ -1,5 +1,5 @@
 // Freeze, split and thaw, in this order and whatever fails.
-#include "freeze_window.h"
+#include "snapshot/freeze_window.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

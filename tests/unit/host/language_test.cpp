@@ -1,5 +1,5 @@
 // The user's language.
-#include "language.h"
+#include "cli/language.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 
 #include "../runtime/temporary_directory.h"
 #include "build_tree.h"
-#include "host_error.h"
-#include "provider_entry_points.h"
+#include "failure/host_error.h"
+#include "provider/provider_entry_points.h"
 
 namespace qmfi_host {
 namespace {

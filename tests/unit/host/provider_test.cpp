@@ -1,5 +1,5 @@
 // A provider's start and stop, and how its failures reach the user.
-#include "provider.h"
+#include "provider/provider.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

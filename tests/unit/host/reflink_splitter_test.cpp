@@ -1,15 +1,15 @@
 // The volume layer where it refuses: what it does with real volumes is tested with them.
-#include "reflink_splitter.h"
+#include "volume/reflink_splitter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "../runtime/temporary_directory.h"
-#include "device_content.h"
-#include "host_error.h"
-#include "loop_device.h"
-#include "thaw.h"
+#include "failure/host_error.h"
+#include "snapshot/thaw.h"
+#include "volume/device_content.h"
+#include "volume/loop_device.h"
 
 namespace qmfi_host {
 namespace {

@@ -8,10 +8,10 @@
 
 #include "../runtime/temporary_directory.h"
 #include "fake_provider.h"
-#include "snapshot_creation.h"
-#include "snapshot_mounting.h"
-#include "snapshot_recovery.h"
-#include "snapshot_removal.h"
+#include "snapshot/snapshot_creation.h"
+#include "snapshot/snapshot_mounting.h"
+#include "snapshot/snapshot_recovery.h"
+#include "snapshot/snapshot_removal.h"
 
 namespace qmfi_host {
 namespace {

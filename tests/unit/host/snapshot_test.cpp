@@ -1,5 +1,5 @@
 // Names, phases and output of snapshots.
-#include "snapshot.h"
+#include "state/snapshot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "../runtime/scoped_environment.h"
-#include "host_error.h"
-#include "snapshot_output.h"
+#include "cli/snapshot_output.h"
+#include "failure/host_error.h"
 
 namespace qmfi_host {
 namespace {

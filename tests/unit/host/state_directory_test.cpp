@@ -1,5 +1,5 @@
 // The state directory and its lock.
-#include "state_directory.h"
+#include "state/state_directory.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 
 #include "../runtime/temporary_directory.h"
-#include "host_error.h"
+#include "failure/host_error.h"
 
 namespace qmfi_host {
 namespace {

@@ -1,5 +1,5 @@
 // What the host remembers between its runs.
-#include "state_store.h"
+#include "state/state_store.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -7,8 +7,8 @@
 #include <sys/stat.h>
 
 #include "../runtime/temporary_directory.h"
-#include "database.h"
-#include "host_error.h"
+#include "failure/host_error.h"
+#include "state/database.h"
 
 namespace qmfi_host {
 namespace {

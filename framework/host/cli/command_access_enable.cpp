@@ -1,0 +1,47 @@
+// qmfi access enable MOUNTPOINT...
+#include "cli/command_session.h"
+#include "cli/command_table.h"
+#include "provider/node.h"
+
+namespace qmfi_host {
+
+namespace {
+
+class AccessEnable : public Command {
+ public:
+  void declare(CommandOptions& options) override {
+    options.arguments("MOUNTPOINT", m_mountPoints, "File systems that were taken out of use");
+  }
+
+  int run(const Settings& settings, std::ostream& /*out*/) override {
+    LockedState state(settings);
+    for (const std::string& mountPoint : m_mountPoints) enable(settings, state.store(), canonicalPath(mountPoint));
+    return success;
+  }
+
+ private:
+  // One call for each file system: a provider ends its walk at one that is mounted already.
+  static void enable(const Settings& settings, StateStore& store, const std::string& mountPoint) {
+    const std::optional<DisabledAccess> access = store.findDisabledAccess(mountPoint);
+    if (!access) throw HostError(mountPoint + " has not been taken out of use");
+    LoadedProvider loaded(settings, access->provider);
+    Node node(*loaded, mountPoint);
+    node.storeState(access->state);
+    node.domain()->fid_attr = KFI_ATTR_FILE_SYSTEM_NODE | KFI_ATTR_ACCESS_DISABLED;
+    kfi_subobj_list subObject{objectOf(access->device, ObjectKind::object), nullptr};
+    kfi_node_subobj_list list{node.domain(), &subObject, nullptr};
+    (*loaded).run(mountPoint + " could not be brought back into use",
+                  [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_enable_access(&list, 0, 0, 0); });
+    store.removeDisabledAccess(mountPoint);
+  }
+
+  std::vector<std::string> m_mountPoints;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeAccessEnable() {
+  return std::make_unique<AccessEnable>();
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,59 @@
+// qmfi cache enable|disable MOUNTPOINT
+#include "cli/command_session.h"
+#include "cli/command_table.h"
+#include "provider/node.h"
+
+namespace qmfi_host {
+
+namespace {
+
+class CacheCommand : public Command {
+ public:
+  void declare(CommandOptions& options) override {
+    options.argument("MOUNTPOINT", m_mountPoint, "File system whose way of writing changes");
+  }
+
+  int run(const Settings& settings, std::ostream& /*out*/) override {
+    LoadedProvider loaded(settings);
+    Provider& provider = *loaded;
+    const std::string mountPoint = canonicalPath(m_mountPoint);
+    Node config(provider, provider.name(), ObjectKind::object);
+    config.initialise(nullptr);
+    Node node(provider, mountPoint);
+    node.initialise(&config);
+    change(provider, node);
+    return success;
+  }
+
+ protected:
+  virtual void change(Provider& provider, Node& node) = 0;
+
+ private:
+  std::string m_mountPoint;
+};
+
+class CacheEnable : public CacheCommand {
+  void change(Provider& provider, Node& node) override {
+    provider.runWithoutStatus("the cache of " + node.name() + " could not be enabled",
+                              [&](const ProviderEntryPoints& calls) { calls.fi_pgn_cache_enable(node.domain()); });
+  }
+};
+
+class CacheDisable : public CacheCommand {
+  void change(Provider& provider, Node& node) override {
+    provider.run("the cache of " + node.name() + " could not be disabled",
+                 [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_cache_disable(node.domain()); });
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeCacheEnable() {
+  return std::make_unique<CacheEnable>();
+}
+
+std::unique_ptr<Command> makeCacheDisable() {
+  return std::make_unique<CacheDisable>();
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,36 @@
+// Declaring options to CLI11.
+#include "cli/command_options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace qmfi_host {
+
+void CommandOptions::argument(const std::string& name, std::string& destination, const std::string& help) {
+  m_app.add_option(name, destination, help)->required()->type_name("");
+}
+
+void CommandOptions::optionalArgument(const std::string& name, std::optional<std::string>& destination,
+                                      const std::string& help) {
+  m_app.add_option(name, destination, help)->type_name("");
+}
+
+void CommandOptions::arguments(const std::string& name, std::vector<std::string>& destination,
+                               const std::string& help) {
+  m_app.add_option(name, destination, help)->required()->type_name("");
+}
+
+void CommandOptions::flag(const std::string& names, bool& destination, const std::string& help) {
+  m_app.add_flag(names, destination, help);
+}
+
+void CommandOptions::text(const std::string& names, std::optional<std::string>& destination,
+                          const std::string& placeholder, const std::string& help) {
+  m_app.add_option(names, destination, help)->type_name(placeholder);
+}
+
+void CommandOptions::number(const std::string& names, std::optional<int>& destination, int smallest, int largest,
+                            const std::string& placeholder, const std::string& help) {
+  m_app.add_option(names, destination, help)->check(CLI::Range(smallest, largest))->type_name(placeholder);
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,73 @@
+// qmfi resource format DEVICE [--force]
+#include <unistd.h>
+
+#include <iostream>
+
+#include "cli/command_session.h"
+#include "cli/command_table.h"
+#include "volume/device_content.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr int formatDevice = 0x1;
+
+// Whether the device holds a file system of the provider's own.
+bool isOwn(Provider& provider, std::string device) {
+  int own = 0;
+  provider.run(device + " could not be looked up",
+               [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_is_parent_pgn(device.data(), &own, 0); });
+  return own != 0;
+}
+
+// Nothing is destroyed without somebody having said so: by --force, or by an answer at a terminal.
+class ResourceFormat : public Command {
+ public:
+  void declare(CommandOptions& options) override {
+    options.argument("DEVICE", m_device, "Device to be formatted; what is on it is lost");
+    options.flag("--force", m_force, "Do not ask, and format also a device that holds something else");
+  }
+
+  int run(const Settings& settings, std::ostream& out) override {
+    m_device = canonicalDevice(m_device);
+    requireUnusedDevice(m_device);
+    LoadedProvider loaded(settings);
+    if (!m_force) requireConsent(*loaded, *settings.signals, out);
+    settings.signals->throwIfPending();
+    char* devices[] = {m_device.data()};
+    char** paths = nullptr;
+    int count = 0;
+    (*loaded).run(m_device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
+      return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, formatDevice, &paths, &count);
+    });
+    out << m_device << " formatted\n";
+    return success;
+  }
+
+ private:
+  void requireConsent(Provider& provider, const DeferredSignals& signals, std::ostream& out) const {
+    const std::string content = contentOf(m_device);
+    if (!content.empty() && !isOwn(provider, m_device)) {
+      throw HostError(m_device + " holds something else (" + content + "); --force formats it all the same");
+    }
+    if (isatty(STDIN_FILENO) == 0) {
+      throw HostError("formatting destroys what is on " + m_device + "; without a terminal to ask, --force is needed");
+    }
+    out << "Formatting destroys what is on " << m_device << ". Type \"yes\" to go on: " << std::flush;
+    std::string answer;
+    signals.deliverDuring([&] { std::getline(std::cin, answer); });
+    if (answer != "yes") throw HostError(m_device + " is left as it is");
+  }
+
+  std::string m_device;
+  bool m_force = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeResourceFormat() {
+  return std::make_unique<ResourceFormat>();
+}
+
+}  // namespace qmfi_host

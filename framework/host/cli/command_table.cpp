@@ -1,0 +1,44 @@
+// Which sub-commands there are.
+#include "cli/command_table.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr std::array groups = {
+    CommandGroup{"provider", "The snapshot provider"},
+    CommandGroup{"snapshot", "Snapshots of mounted file systems"},
+    CommandGroup{"resource", "Devices and the file systems on them"},
+    CommandGroup{"access", "Taking file systems out of use for a while"},
+    CommandGroup{"cache", "How mounted file systems write"},
+};
+
+constexpr std::array commands = {
+    CommandEntry{"provider", "show", "Show what the provider says of itself", makeProviderShow},
+    CommandEntry{"", "claim", "Ask the provider whether paths are its mounted file systems", makeClaim},
+    CommandEntry{"snapshot", "create", "Take a snapshot of file systems, all at the same moment", makeSnapshotCreate},
+    CommandEntry{"snapshot", "list", "List the snapshots", makeSnapshotList},
+    CommandEntry{"snapshot", "show", "Show one snapshot", makeSnapshotShow},
+    CommandEntry{"snapshot", "delete", "Unmount a snapshot and remove it", makeSnapshotDelete},
+    CommandEntry{"snapshot", "mount", "Mount an unmounted snapshot again", makeSnapshotMount},
+    CommandEntry{"snapshot", "unmount", "Unmount a snapshot and keep it", makeSnapshotUnmount},
+    CommandEntry{"resource", "format", "Put a new file system on a device", makeResourceFormat},
+    CommandEntry{"resource", "online", "Mount the file system of a device", makeResourceOnline},
+    CommandEntry{"access", "disable", "Unmount file systems for the time being", makeAccessDisable},
+    CommandEntry{"access", "enable", "Check and mount file systems that were disabled", makeAccessEnable},
+    CommandEntry{"cache", "enable", "Write with the safe settings of the log", makeCacheEnable},
+    CommandEntry{"cache", "disable", "Write with the fast settings of the log", makeCacheDisable},
+    CommandEntry{"", "recover", "Put in order what an interrupted qmfi left", makeRecover},
+};
+
+}  // namespace
+
+std::span<const CommandGroup> commandGroups() {
+  return groups;
+}
+
+std::span<const CommandEntry> commandTable() {
+  return commands;
+}
+
+}  // namespace qmfi_host

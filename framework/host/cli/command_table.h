@@ -1,0 +1,41 @@
+// The table of sub-commands.
+#ifndef COMMAND_TABLE_H
+#define COMMAND_TABLE_H
+
+#include <array>
+#include <memory>
+#include <span>
+
+#include "cli/command.h"
+
+namespace qmfi_host {
+
+// A word that groups commands.
+struct CommandGroup {
+  const char* name;
+  const char* help;
+};
+
+std::span<const CommandGroup> commandGroups();
+std::span<const CommandEntry> commandTable();
+
+// Each is defined in the file of its name.
+std::unique_ptr<Command> makeAccessDisable();
+std::unique_ptr<Command> makeAccessEnable();
+std::unique_ptr<Command> makeCacheDisable();
+std::unique_ptr<Command> makeCacheEnable();
+std::unique_ptr<Command> makeClaim();
+std::unique_ptr<Command> makeProviderShow();
+std::unique_ptr<Command> makeRecover();
+std::unique_ptr<Command> makeResourceFormat();
+std::unique_ptr<Command> makeResourceOnline();
+std::unique_ptr<Command> makeSnapshotCreate();
+std::unique_ptr<Command> makeSnapshotDelete();
+std::unique_ptr<Command> makeSnapshotList();
+std::unique_ptr<Command> makeSnapshotMount();
+std::unique_ptr<Command> makeSnapshotShow();
+std::unique_ptr<Command> makeSnapshotUnmount();
+
+}  // namespace qmfi_host
+
+#endif

@@ -1,0 +1,58 @@
+// What is remembered of a file system that is taken out of use, and its unmount.
+#include "snapshot/access_disabling.h"
+
+#include <vector>
+
+#include "provider/node.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr long byForce = 0x10;
+
+bool isMounted(Provider& provider, const std::string& mountPoint) {
+  Node node(provider, mountPoint);
+  int exists = 0;
+  provider.run(mountPoint + " could not be looked up", [&](const ProviderEntryPoints& calls) {
+    return calls.fi_pgn_check_node_existence(node.domain(), &exists);
+  });
+  return exists != 0;
+}
+
+void unmount(Provider& provider, Node& node, const std::string& device, bool force) {
+  kfi_subobj_list subObject{objectOf(device, ObjectKind::object), nullptr};
+  kfi_node_subobj_list list{node.domain(), &subObject, nullptr};
+  provider.run(node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
+    return calls.fi_pgn_disable_access(&list, force ? byForce : 0);
+  });
+}
+
+// After an unmount that failed, which may have unmounted it all the same. What fails here is told now; the failure that
+// led here is told by whoever catches it.
+void forgetUnlessUnmounted(Provider& provider, StateStore& store, const std::string& mountPoint) {
+  succeedsOrTells([&] {
+    if (isMounted(provider, mountPoint)) store.removeDisabledAccess(mountPoint);
+  });
+}
+
+}  // namespace
+
+void disableAccess(Provider& provider, StateStore& store, const std::string& mountPoint, bool force) {
+  if (store.findDisabledAccess(mountPoint) && !isMounted(provider, mountPoint)) return;
+  Node config(provider, provider.name(), ObjectKind::object);
+  config.initialise(nullptr);
+  Node node(provider, mountPoint);
+  node.initialise(&config);
+  const std::vector<std::string> devices = node.subObjects();
+  if (devices.empty()) throw HostError(mountPoint + " has no device");
+  store.save({mountPoint, provider.name(), devices.front(), node.fetchState()});
+  try {
+    unmount(provider, node, devices.front(), force);
+  } catch (const HostError&) {
+    forgetUnlessUnmounted(provider, store, mountPoint);
+    throw;
+  }
+}
+
+}  // namespace qmfi_host

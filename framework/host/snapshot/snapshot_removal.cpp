@@ -1,0 +1,86 @@
+// Deport, dispose, release.
+#include "snapshot/snapshot_removal.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+
+#include "provider/node.h"
+
+namespace qmfi_host {
+
+namespace {
+
+// Last made, first removed. An error about one node does not keep the others.
+template <typename Action>
+void forEachNode(const Snapshot& snapshot, Action action) {
+  std::exception_ptr first;
+  for (auto node = snapshot.nodes.rbegin(); node != snapshot.nodes.rend(); ++node) {
+    try {
+      action(*node);
+    } catch (const HostError&) {
+      if (first == nullptr) first = std::current_exception();
+    }
+  }
+  if (first != nullptr) std::rethrow_exception(first);
+}
+
+void restore(Node& node, const NodeState& state) {
+  if (!state.empty()) node.storeState(state);
+}
+
+// A provider leaves the directory when nothing was mounted on it, as after a failed mount or a restart of the machine.
+void removeMountPoint(const std::string& directory) {
+  if (rmdir(directory.c_str()) != 0 && errno != ENOENT) {
+    throw systemError("the mount point " + directory + " could not be removed");
+  }
+}
+
+}  // namespace
+
+void SnapshotRemoval::remove(Snapshot& snapshot) {
+  snapshot.phase = Phase::deleting;
+  m_store.update(snapshot);
+  forEachNode(snapshot, [&](const SnapshotNode& node) {
+    deport(node);
+    removeMountPoint(node.alternate);
+    m_splitter.release(node.volume);
+  });
+  m_store.remove(snapshot.id);
+}
+
+void SnapshotRemoval::unmount(Snapshot& snapshot) {
+  snapshot.phase = Phase::unmounting;
+  m_store.update(snapshot);
+  forEachNode(snapshot, [&](const SnapshotNode& node) {
+    dispose(node);
+    m_splitter.detach(node.volume);
+  });
+  snapshot.phase = Phase::unmounted;
+  m_store.update(snapshot);
+}
+
+void SnapshotRemoval::deport(const SnapshotNode& node) {
+  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
+    return provider.fi_pgn_deport_tree(primary, alternate, nullptr);
+  });
+}
+
+void SnapshotRemoval::dispose(const SnapshotNode& node) {
+  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
+    return provider.fi_pgn_dispose(primary, alternate, nullptr, KFI_DISPOSITION_REMOVE);
+  });
+}
+
+void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation operation) {
+  Node primary(m_provider, node.mountPoint);
+  Node alternate(m_provider, node.alternate);
+  restore(primary, node.state);
+  restore(alternate, node.alternateState);
+  m_provider.run(node.alternate + " could not be unmounted", [&](const ProviderEntryPoints& provider) {
+    return operation(provider, primary.domain(), alternate.domain());
+  });
+}
+
+}  // namespace qmfi_host

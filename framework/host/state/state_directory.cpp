@@ -1,0 +1,49 @@
+// Making and locking of the state directory.
+#include "state/state_directory.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "failure/host_error.h"
+
+namespace qmfi_host {
+
+namespace fs = std::filesystem;
+
+void makeStateDirectory(const fs::path& directory) {
+  const std::string what = "the state directory " + directory.string() + " cannot be used";
+  std::error_code error;
+  const fs::path withoutSlash = directory.has_filename() ? directory : directory.parent_path();
+  fs::create_directories(withoutSlash.parent_path(), error);
+  if (mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) throw systemError(what);
+  if (!fs::is_directory(directory, error)) throw systemError(what, ENOTDIR);
+}
+
+void requireOutside(const fs::path& directory, const std::vector<std::string>& mountPoints) {
+  // A directory that is still to be made will lie where the nearest one above it lies.
+  fs::path present = fs::absolute(directory);
+  while (!fs::exists(present) && present.has_relative_path()) present = present.parent_path();
+  struct stat own {};
+  if (stat(present.c_str(), &own) != 0) throw systemError(present.string() + " cannot be read");
+  for (const std::string& mountPoint : mountPoints) {
+    struct stat frozen {};
+    // What is no mount point is for the provider to refuse.
+    if (stat(mountPoint.c_str(), &frozen) != 0 || own.st_dev != frozen.st_dev) continue;
+    throw HostError("the state directory " + directory.string() + " lies on the file system of " + mountPoint +
+                    ", which is to be frozen; --state-dir names another one");
+  }
+}
+
+StateLock::StateLock(const fs::path& directory)
+    : m_file(open((directory / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
+  const std::string what = "the state directory " + directory.string() + " cannot be locked";
+  if (!m_file.valid()) throw systemError(what);
+  while (flock(m_file.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) throw systemError(what);
+  }
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,29 @@
+// Splits volumes that are files, mounted through loop devices, by sharing their blocks with a copy.
+#ifndef REFLINK_SPLITTER_H
+#define REFLINK_SPLITTER_H
+
+#include <memory>
+#include <string>
+
+#include "volume/volume_splitter.h"
+
+namespace qmfi_host {
+
+// The snapshot's file lies beside the volume's, on a file system that can share blocks between files. The snapshot's
+// device lies beside the volume's too, and again below the raw devices where the volume has a raw device. Both get the
+// name "<volume>-<snapshot id>".
+class ReflinkSplitter : public VolumeSplitter {
+ public:
+  SplitPlan plan(const std::string& device, const std::string& snapshotId) const override;
+  std::unique_ptr<VolumeSplit> prepare(const SplitPlan& plan) const override;
+  std::unique_ptr<SnapshotDevice> attach(const SplitPlan& plan) const override;
+  void detach(const SplitPlan& plan) const override;
+  void release(const SplitPlan& plan) const override;
+};
+
+// The raw device that belongs to a block device's path: /dev/qm/rdsk/... for /dev/qm/dsk/...; empty for any other path.
+std::string rawDeviceOf(const std::string& device);
+
+}  // namespace qmfi_host
+
+#endif

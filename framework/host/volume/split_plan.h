@@ -1,0 +1,18 @@
+// Where the parts of a volume's snapshot lie.
+#ifndef SPLIT_PLAN_H
+#define SPLIT_PLAN_H
+
+#include <string>
+
+namespace qmfi_host {
+
+struct SplitPlan {
+  std::string device;          // of the volume
+  std::string snapshotDevice;  // of its snapshot
+  std::string volumeFile;      // what the volume consists of
+  std::string snapshotFile;    // what the snapshot consists of
+};
+
+}  // namespace qmfi_host
+
+#endif
