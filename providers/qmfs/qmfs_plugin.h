@@ -212,7 +212,9 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::int32_t timeout);
   int endQuiesce(std::int32_t count);
   void abandonQuiesce();
-  void thawQuiesced(ThawReport report);
+  void closeContext(ThawReport report) noexcept;
+  int thawQuiesced(ThawReport report);
+  int reportFailedThaws();
   void thawDescriptors();
 
   int buildAltNode(kfi_domain* domain, const char* device, qmfi_pdk_4_4::CFiPrivateDataFactory& factory,
@@ -251,6 +253,8 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   std::int32_t m_openDescriptors = 0;
   // How many of them this quiesce has frozen, when an exception ends it.
   std::int32_t m_frozenDescriptors = 0;
+  // Whether the split context is to be closed.
+  bool m_isContextOpen = false;
   // The process that quiesced last.
   pid_t m_quiescingProcess = 0;
   std::vector<QuiescedFileSystem> m_quiesced;

@@ -3,6 +3,7 @@
 // Between the freeze and the thaw nothing is written, executed or waited for: the trace log and the error manager keep
 // what they get in memory while the split context is open.
 #include "cfidomain.h"
+#include "cfientryguard.h"
 #include "cfiscopeexit.h"
 #include "cfistringtool.h"
 #include "qmfs_ioctl.h"
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 using namespace qmfi_pdk_4_4;
 
@@ -39,33 +41,41 @@ const char* mountPointOf(const kfi_quiescenode* node) {
 
 // Required: opened with no flag at all; close-on-exec follows as a second step.
 int openMountPoint(const char* path) {
-  const int descriptor = ::open(path, 0);
+  const int descriptor = ::open64(path, 0);
   if (descriptor >= 0) {
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   }
   return descriptor;
 }
 
-// Keeps signals and cancellation from its thread for as long as it lives. A handler of the host's that interrupted a
-// thaw, or the thread's end between two, would leave file systems frozen until their time-out.
+// Keeps cancellation from its thread for as long as it lives.
+class CNotCancelled {
+ public:
+  CNotCancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancellation); }
+  CNotCancelled(const CNotCancelled&) = delete;
+  CNotCancelled& operator=(const CNotCancelled&) = delete;
+  ~CNotCancelled() { pthread_setcancelstate(m_cancellation, nullptr); }
+
+ private:
+  int m_cancellation = PTHREAD_CANCEL_ENABLE;
+};
+
+// Keeps signals from its thread as well. A handler of the host's that interrupted a thaw, or the thread's end between
+// two, would leave file systems frozen until their time-out.
 class CUndisturbed {
  public:
   CUndisturbed() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &m_signals);
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancellation);
   }
   CUndisturbed(const CUndisturbed&) = delete;
   CUndisturbed& operator=(const CUndisturbed&) = delete;
-  ~CUndisturbed() {
-    pthread_setcancelstate(m_cancellation, nullptr);
-    pthread_sigmask(SIG_SETMASK, &m_signals, nullptr);
-  }
+  ~CUndisturbed() { pthread_sigmask(SIG_SETMASK, &m_signals, nullptr); }
 
  private:
   sigset_t m_signals;
-  int m_cancellation = PTHREAD_CANCEL_ENABLE;
+  const CNotCancelled m_notCancelled;
 };
 
 }  // namespace
@@ -104,11 +114,12 @@ int CQmFSPlugin::quiesceNodes(kfi_quiescenode** nodes, std::int32_t count) {
   m_quiescingProcess = ::getpid();
 
   trace(CFI_TRACE_DETAIL, "CQmFSPlugin::quiesce : Calling qmfi_create_context for split operations");
+  m_isContextOpen = true;
   const int error = qmfi_create_context();
   if (error != 0) {
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : create_context failed with error : %d, calling close_context",
           error);
-    qmfi_close_context();
+    closeContext(ThawReport::messages);
     return QMFS_STATUS_FAILED;
   }
   const int status = openMountPoints(nodes, count);
@@ -171,17 +182,38 @@ int CQmFSPlugin::endQuiesce(std::int32_t count) {
   m_frozenDescriptors = 0;
   closeFDList(m_descriptors.get(), count);
   m_descriptors.reset();
-  qmfi_close_context();
+  closeContext(ThawReport::messages);
   return QMFS_STATUS_FAILED;
+}
+
+// Once for each opening, which counts also when it failed. An exception of the closing ends no call.
+void CQmFSPlugin::closeContext(ThawReport report) noexcept {
+  if (!std::exchange(m_isContextOpen, false)) {
+    return;
+  }
+  const CNotCancelled notCancelled;
+  const auto close = [] {
+    qmfi_close_context();
+    return 0;
+  };
+  try {
+    report == ThawReport::messages ? guarded(close) : close();
+  } catch (...) {
+    if (report == ThawReport::messages) {
+      reportUnknownException(CFiSourceLocation::here());
+    }
+  }
 }
 
 // An exception may have come at any point, also when file systems were frozen already. What somebody else has frozen
 // stays so.
 void CQmFSPlugin::abandonQuiesce() {
-  const CUndisturbed undisturbed;
-  for (std::int32_t i = 0; i < m_frozenDescriptors; ++i) {
-    if (::ioctl(m_descriptors[i], QM_THAW, 0L) != 0) {
-      trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : ioctl QM_THAW failed, errno=[%d]", errno);
+  {
+    const CUndisturbed undisturbed;
+    for (std::int32_t i = 0; i < m_frozenDescriptors; ++i) {
+      if (::ioctl(m_descriptors[i], QM_THAW, 0L) != 0) {
+        trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : ioctl QM_THAW failed, errno=[%d]", errno);
+      }
     }
   }
   endQuiesce(m_openDescriptors);
@@ -246,30 +278,33 @@ void CQmFSPlugin::closeFDList(const std::int32_t* descriptors, std::int32_t coun
 
 int CQmFSPlugin::unquiesce(kfi_quiescenode** /*nodes*/, int /*count*/) {
   const auto scope = traceScope("unquiesce");
-  return guarded([&] {
-    thawQuiesced(ThawReport::messages);
-    return 0;
-  });
+  return thawQuiesced(ThawReport::messages);
 }
 
-void CQmFSPlugin::thawQuiesced(ThawReport report) {
+// What reports an exception comes ahead of the closing, as all messages about the thaw do.
+int CQmFSPlugin::thawQuiesced(ThawReport report) {
   QuiesceState quiesced = QuiesceState::quiesced;
   if (!m_quiesceState.compare_exchange_strong(quiesced, QuiesceState::changing)) {
-    return;
+    return 0;
   }
   const CFiScopeExit leave([&] {
     trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling close_context");
-    qmfi_close_context();
+    closeContext(report);
     m_quiesceState = QuiesceState::idle;
   });
   thawDescriptors();
-  // Only now, since a message that finds no memory must not keep the next file system frozen.
+  return report == ThawReport::messages ? guarded([&] { return reportFailedThaws(); }) : 0;
+}
+
+// After the last thaw, since a message that finds no memory must not keep the next file system frozen.
+int CQmFSPlugin::reportFailedThaws() {
   for (const QuiescedFileSystem& fileSystem : m_quiesced) {
-    if (fileSystem.thawFailed && report == ThawReport::messages) {
+    if (fileSystem.thawFailed) {
       pushMessage("MSG_ERROR_THAW", {messageText(fileSystem.mountPoint)}, KFI_SEVERITY_ERROR,
                   CFiSourceLocation::here());
     }
   }
+  return 0;
 }
 
 void CQmFSPlugin::thawDescriptors() {

@@ -7,19 +7,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
+
+#include "freeze_calls.h"
 
 namespace {
-
-std::string pathOf(int descriptor) {
-  std::array<char, 4096> path{};
-  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-  const ssize_t length = readlink(link.c_str(), path.data(), path.size());
-  return length >= 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : "descriptor is not open";
-}
 
 template <typename Function>
 void find(void* library, const char* name, Function*& function) {
@@ -35,6 +28,16 @@ bool canBeInterrupted() {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation);
   pthread_setcancelstate(cancellation, &ignored);
   return sigismember(&blocked, SIGALRM) == 0 || cancellation == PTHREAD_CANCEL_ENABLE;
+}
+
+// As it is noted in the order of calls.
+std::string described(const DriverRequest& request) {
+  const auto name = [](const std::string& path) { return " " + path.substr(path.rfind('/') + 1); };
+  if (request.request == QM_THAW) return "thaw" + name(request.path);
+  if (request.request == QM_FREEZE) return "freeze" + name(request.path);
+  std::string text = "freeze all";
+  for (const auto& path : request.paths) text += name(path);
+  return text;
 }
 
 // Does what was asked for once.
@@ -74,6 +77,7 @@ ImportedCalls& importedCalls() {
 }
 
 void ImportedCalls::reset(void* library) {
+  freezeCalls().reset(library);
   forget();
   const std::lock_guard lock(m_mutex);
   m_framework = Framework();
@@ -85,18 +89,23 @@ void ImportedCalls::reset(void* library) {
     find(library, "qmfi_build_providerlist_node", m_framework.providerListElement);
   }
   m_interruptibleThaws = 0;
-  m_driverFailures.clear();
+  m_driverAnswers.clear();
   m_contextFailure.reset();
   m_bufferFailure.reset();
   m_identifierFailure.reset();
   m_providerListFailure = false;
   m_contextAction = nullptr;
+  m_closingAction = nullptr;
   m_identifierAction = nullptr;
 }
 
 void ImportedCalls::failDriver(std::uint32_t request, int number, int error) {
+  answerDriver(request, number, -1, error);
+}
+
+void ImportedCalls::answerDriver(std::uint32_t request, int number, int result, int error) {
   const std::lock_guard lock(m_mutex);
-  m_driverFailures[request][number] = error;
+  m_driverAnswers[request][number] = {result, error};
 }
 
 void ImportedCalls::failContext(int error) {
@@ -117,6 +126,11 @@ void ImportedCalls::failProviderList() {
 void ImportedCalls::doInContext(std::function<void()> action) {
   const std::lock_guard lock(m_mutex);
   m_contextAction = std::move(action);
+}
+
+void ImportedCalls::doInClosing(std::function<void()> action) {
+  const std::lock_guard lock(m_mutex);
+  m_closingAction = std::move(action);
 }
 
 void ImportedCalls::doInIdentifier(std::function<void()> action) {
@@ -168,29 +182,30 @@ int ImportedCalls::interruptibleThaws() const {
 }
 
 int ImportedCalls::driver(int descriptor, std::uint32_t request, std::uintptr_t argument) {
-  DriverRequest noted{request, pathOf(descriptor), static_cast<std::int64_t>(argument), {}, 0};
+  DriverRequest noted{request, pathOfDescriptor(descriptor), static_cast<std::int64_t>(argument), {}, 0};
   if (request == QM_FREEZE_ALL) {
     const auto& record = *reinterpret_cast<const FreezeAllRecord*>(argument);
     noted.argument = 0;
     noted.timeout = record.timeout;
-    for (std::int32_t i = 0; i < record.count; ++i) noted.paths.push_back(pathOf(record.descriptors[i]));
+    for (std::int32_t i = 0; i < record.count; ++i) noted.paths.push_back(pathOfDescriptor(record.descriptors[i]));
   }
   const bool interruptible = canBeInterrupted();
   const std::lock_guard lock(m_mutex);
   m_driverRequests.push_back(noted);
   if (request == QM_THAW && interruptible) ++m_interruptibleThaws;
-  std::map<int, int> left;
-  int error = 0;
-  for (const auto& [number, failure] : m_driverFailures[request]) {
+  std::map<int, DriverAnswer> left;
+  DriverAnswer answer;
+  for (const auto& [number, planned] : m_driverAnswers[request]) {
     if (number == 1) {
-      error = failure;
+      answer = planned;
     } else {
-      left[number - 1] = failure;
+      left[number - 1] = planned;
     }
   }
-  m_driverFailures[request] = left;
-  errno = error != 0 ? error : errno;
-  return error != 0 ? -1 : 0;
+  m_driverAnswers[request] = left;
+  freezeCalls().note(described(noted));
+  errno = answer.error != 0 ? answer.error : errno;
+  return answer.result;
 }
 
 unsigned ImportedCalls::sleep(unsigned seconds) {
@@ -209,6 +224,7 @@ std::time_t ImportedCalls::time() {
 int ImportedCalls::createContext() {
   const std::lock_guard lock(m_mutex);
   m_contextCalls.emplace_back("create");
+  freezeCalls().note("create context");
   // It counts also when it fails, since the caller closes it.
   const int result = m_framework.createContext();
   doOnce(m_contextAction);
@@ -220,8 +236,15 @@ void ImportedCalls::closeContext() {
     const std::lock_guard lock(m_mutex);
     m_contextCalls.emplace_back("close");
   }
+  freezeCalls().note("close context");
   // Closing hands out messages, and their handlers may call back.
   m_framework.closeContext();
+  std::function<void()> action;
+  {
+    const std::lock_guard lock(m_mutex);
+    action.swap(m_closingAction);
+  }
+  if (action) action();
 }
 
 void* ImportedCalls::allocate(std::size_t size) {

@@ -53,6 +53,8 @@ class ImportedCalls {
 
   // Fails the number-th request of that kind from now on, counted from 1, with that error number.
   void failDriver(std::uint32_t request, int number, int error);
+  // The same with a result of the test's choice.
+  void answerDriver(std::uint32_t request, int number, int result, int error);
   // Fails the next opening of the split context with that error number.
   void failContext(int error);
   // Fails the next allocation of a buffer of that size.
@@ -62,6 +64,8 @@ class ImportedCalls {
   // Does something in the next opening of the split context or request for an identifier: throws, where a framework
   // written in C++ might.
   void doInContext(std::function<void()> action);
+  // The same in the next closing of the split context, when it is closed.
+  void doInClosing(std::function<void()> action);
   void doInIdentifier(std::function<void()> action);
   // Answers requests for the identifier of that name with null.
   void failIdentifier(const std::string& name);
@@ -107,13 +111,18 @@ class ImportedCalls {
   std::vector<unsigned> m_sleeps;
   std::vector<std::string> m_contextCalls;
   std::vector<IdentifierRequest> m_identifierRequests;
-  std::map<std::uint32_t, std::map<int, int>> m_driverFailures;  // request, how many calls away, error number
+  struct DriverAnswer {
+    int result = 0;
+    int error = 0;
+  };
+  std::map<std::uint32_t, std::map<int, DriverAnswer>> m_driverAnswers;  // request, how many calls away
   std::optional<int> m_contextFailure;
   std::optional<std::size_t> m_bufferFailure;
   std::optional<std::string> m_identifierFailure;
   std::optional<std::time_t> m_stoppedClock;
   bool m_providerListFailure = false;
   std::function<void()> m_contextAction;
+  std::function<void()> m_closingAction;
   std::function<void()> m_identifierAction;
 };
 

@@ -301,6 +301,7 @@ void LoadedPlugin::expectNothingDone(const std::string& rule) {
 void LoadedPlugin::forget() {
   programs.forget();
   importedCalls().forget();
+  freezeCalls().forget();
   m_forgottenRecords += trace().size();
   m_forgottenScopes += scopes().size();
 }

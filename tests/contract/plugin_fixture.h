@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "foreign_framework.h"
+#include "freeze_calls.h"
 #include "imported_calls.h"
 #include "mount_table_file.h"
 #include "stand_in_programs.h"

@@ -53,6 +53,7 @@ class Quiesce : public LoadedPlugin {
       paths.push_back(makeDirectory(name));
       table.add(std::string("/dev/qm/dsk/dg1/") + name, paths.back());
       nodes.push_back(initialisedNode(paths.back()).fid_qnode);
+      freezeCalls().watch(paths.back());
     }
     forget();
   }

@@ -78,6 +78,32 @@ TEST_F(Quiesce, TakesTheTimeoutFromTheFirstNodesConfigurationDomain) {
   }
 }
 
+class TunedTimeout : public Quiesce {
+ protected:
+  void start() override {
+    configure("[QUIESCENCE_INFO]\nQUIESCENCE_TIMEOUT=7\n");
+    ASSERT_EQ(0, startPlugin());
+  }
+};
+
+// It is the setting of the provider, not the declared default of the parameter, which is 2.
+TEST_F(TunedTimeout, ServesWhereNoneIsConfiguredOrAnEmptyOne) {
+  ASSERT_EQ(0, quiesce(1));
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 7)));
+  unquiesce(1);
+  configureTimeout(""_text);
+  ASSERT_EQ(0, quiesce(1));
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 7)));
+  unquiesce(1);
+}
+
+TEST_F(TunedTimeout, GivesWayToAConfiguredOne) {
+  configureTimeout("3"_text);
+  ASSERT_EQ(0, quiesce(1));
+  EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 3)));
+  unquiesce(1);
+}
+
 TEST_F(Quiesce, ConsultsOnlyTheFirstNodesConfigurationDomain) {
   kfi_domain& other = node("other configuration");
   ASSERT_EQ(0, plugin.init_node(&other, nullptr, 0, nullptr));

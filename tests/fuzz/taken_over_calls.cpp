@@ -15,7 +15,7 @@
 // NOLINTBEGIN(readability-identifier-naming): the linker's names for calls and for what they called.
 extern "C" {
 
-int __real_open(const char* path, int flags, ...);
+int __real_open64(const char* path, int flags, ...);
 int __real_close(int descriptor);
 int __real_fcntl(int descriptor, int command, ...);
 int __real_ioctl(int descriptor, unsigned long request, ...);
@@ -24,13 +24,13 @@ int __real_rmdir(const char* path);
 unsigned __real_sleep(unsigned seconds);
 std::FILE* __real_setmntent(const char* path, const char* mode);
 
-int __wrap_open(const char* path, int flags, ...) {
+int __wrap_open64(const char* path, int flags, ...) {
   if (standInMachine != nullptr) return standInMachine->openMountPoint();
   std::va_list arguments;
   va_start(arguments, flags);
   const auto mode = va_arg(arguments, unsigned);
   va_end(arguments);
-  return __real_open(path, flags, mode);
+  return __real_open64(path, flags, mode);
 }
 
 int __wrap_close(int descriptor) {
