@@ -5,8 +5,6 @@
 #include "cfistringtool.h"
 #include "qmfs_command_lines.h"
 
-#include <unistd.h>
-
 using namespace qmfi_pdk_4_4;
 
 TuningParameters m_tuningParams;
@@ -16,7 +14,7 @@ bool CQmFSPlugin::isCfsInstalled;
 // A child that the host has forked meanwhile must not thaw at its end what its parent keeps frozen. The error manager
 // may be gone already.
 CQmFSPlugin::~CQmFSPlugin() {
-  if (::getpid() == m_quiescingProcess) {
+  if (m_frozenSet.isOfThisProcess()) {
     thawQuiesced(ThawReport::traceOnly);
   }
 }

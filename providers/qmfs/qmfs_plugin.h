@@ -6,15 +6,14 @@
 #include "cfiexecpipe.h"
 #include "cfipluginbase.h"
 #include "qmfs_configuration.h"
+#include "qmfs_frozen_set.h"
 #include "qmfs_mount_table.h"
 #include "qmfs_private_data.h"
 
 #include <ace/SString.h>
-#include <sys/types.h>
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -242,22 +241,10 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   void mountResource(const std::string& device, const std::string& mountPoint, const std::string& options);
 
   enum class QuiesceState { idle, changing, quiesced };
-  struct QuiescedFileSystem {
-    std::string mountPoint;
-    bool thawFailed;
-  };
   std::atomic<QuiesceState> m_quiesceState{QuiesceState::idle};
-  // One descriptor for each quiesced file system, in the order of the quiesce nodes; null when there are none.
-  std::unique_ptr<std::int32_t[]> m_descriptors;
-  // How many of them an exception would leave open.
-  std::int32_t m_openDescriptors = 0;
-  // How many of them this quiesce has frozen, when an exception ends it.
-  std::int32_t m_frozenDescriptors = 0;
+  CQmFSFrozenSet m_frozenSet;
   // Whether the split context is to be closed.
   bool m_isContextOpen = false;
-  // The process that quiesced last.
-  pid_t m_quiescingProcess = 0;
-  std::vector<QuiescedFileSystem> m_quiesced;
 };
 
 #endif

@@ -6,12 +6,12 @@
 #include "cfientryguard.h"
 #include "cfiscopeexit.h"
 #include "cfistringtool.h"
+#include "qmfs_frozen_set.h"
 #include "qmfs_ioctl.h"
 #include "qmfs_node_access.h"
 #include "qmfs_plugin.h"
+#include "qmfs_undisturbed.h"
 
-#include <fcntl.h>
-#include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -39,44 +39,13 @@ const char* mountPointOf(const kfi_quiescenode* node) {
   return objectName(node->kqn_node);
 }
 
-// Required: opened with no flag at all; close-on-exec follows as a second step.
-int openMountPoint(const char* path) {
-  const int descriptor = ::open64(path, 0);
-  if (descriptor >= 0) {
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+std::vector<CQmFSFrozenSet::FileSystem> fileSystemsOf(kfi_quiescenode** nodes, std::int32_t count) {
+  std::vector<CQmFSFrozenSet::FileSystem> fileSystems;
+  for (std::int32_t i = 0; i < count; ++i) {
+    fileSystems.push_back({mountPointOf(nodes[i]), false});
   }
-  return descriptor;
+  return fileSystems;
 }
-
-// Keeps cancellation from its thread for as long as it lives.
-class CNotCancelled {
- public:
-  CNotCancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancellation); }
-  CNotCancelled(const CNotCancelled&) = delete;
-  CNotCancelled& operator=(const CNotCancelled&) = delete;
-  ~CNotCancelled() { pthread_setcancelstate(m_cancellation, nullptr); }
-
- private:
-  int m_cancellation = PTHREAD_CANCEL_ENABLE;
-};
-
-// Keeps signals from its thread as well. A handler of the host's that interrupted a thaw, or the thread's end between
-// two, would leave file systems frozen until their time-out.
-class CUndisturbed {
- public:
-  CUndisturbed() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &m_signals);
-  }
-  CUndisturbed(const CUndisturbed&) = delete;
-  CUndisturbed& operator=(const CUndisturbed&) = delete;
-  ~CUndisturbed() { pthread_sigmask(SIG_SETMASK, &m_signals, nullptr); }
-
- private:
-  sigset_t m_signals;
-  const CNotCancelled m_notCancelled;
-};
 
 }  // namespace
 
@@ -93,7 +62,7 @@ int CQmFSPlugin::quiesce(kfi_quiescenode** nodes, int count, char* /*options*/) 
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : caught exception, calling close_context");
       abandonQuiesce();
     }
-    m_quiesceState = m_descriptors != nullptr ? QuiesceState::quiesced : QuiesceState::idle;
+    m_quiesceState = m_frozenSet.isHolding() ? QuiesceState::quiesced : QuiesceState::idle;
   });
   return guarded([&] {
     const int status = quiesceNodes(nodes, count);
@@ -111,8 +80,6 @@ int CQmFSPlugin::quiesceNodes(kfi_quiescenode** nodes, std::int32_t count) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   const std::int32_t timeout = freezeTimeout(*config);
-  m_quiescingProcess = ::getpid();
-
   trace(CFI_TRACE_DETAIL, "CQmFSPlugin::quiesce : Calling qmfi_create_context for split operations");
   m_isContextOpen = true;
   const int error = qmfi_create_context();
@@ -139,29 +106,23 @@ std::int32_t CQmFSPlugin::freezeTimeout(CFiPrivateData& config) {
 }
 
 int CQmFSPlugin::openMountPoints(kfi_quiescenode** nodes, std::int32_t count) {
-  // The thaw reports by these names and marks here what failed, so that it needs no memory.
-  m_quiesced.clear();
+  // The thaw reports by the names that are kept here, so that it needs no memory.
+  m_frozenSet.hold(fileSystemsOf(nodes, count));
   for (std::int32_t i = 0; i < count; ++i) {
-    m_quiesced.push_back({mountPointOf(nodes[i]), false});
-  }
-  m_descriptors = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(count));
-  for (std::int32_t i = 0; i < count; ++i) {
-    const char* const path = mountPointOf(nodes[i]);
-    m_descriptors[i] = openMountPoint(path);
-    if (m_descriptors[i] < 0) {
+    if (!m_frozenSet.openNext()) {
+      const char* const path = mountPointOf(nodes[i]);
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : open failed for : %s , errno =[%d]", path, errno);
       pushMessage("MSG_ERROR_FILE_OPEN_FOR_QUIESCE", {messageText(path)}, KFI_SEVERITY_ERROR,
                   CFiSourceLocation::here());
       // Required: the count is one short, so the descriptor opened last stays open.
       return endQuiesce(i - 1);
     }
-    m_openDescriptors = i + 1;
   }
   return 0;
 }
 
 int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::int32_t timeout) {
-  if (qmFreezeAll(m_descriptors.get(), count, timeout) == 0) {
+  if (qmFreezeAll(m_frozenSet.descriptors(), count, timeout) == 0) {
     return 0;
   }
   trace(CFI_TRACE_WARNING, "CQmFSPlugin::quiesce : qmFreezeAll failed for the file system.");
@@ -170,7 +131,7 @@ int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::i
           "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL failed and QM_FREEZE is not allowed.");
     return endQuiesce(count);
   }
-  if (qmFreeze(m_descriptors.get(), nodes, count, timeout) == 0) {
+  if (qmFreeze(m_frozenSet.descriptors(), nodes, count, timeout) == 0) {
     return 0;
   }
   trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce - Could not quiesce as QM_FREEZE_ALL and QM_FREEZE calls failed.");
@@ -178,10 +139,8 @@ int CQmFSPlugin::freezeNodes(kfi_quiescenode** nodes, std::int32_t count, std::i
 }
 
 int CQmFSPlugin::endQuiesce(std::int32_t count) {
-  m_openDescriptors = 0;
-  m_frozenDescriptors = 0;
-  closeFDList(m_descriptors.get(), count);
-  m_descriptors.reset();
+  closeFDList(m_frozenSet.descriptors(), count);
+  m_frozenSet.release();
   closeContext(ThawReport::messages);
   return QMFS_STATUS_FAILED;
 }
@@ -191,7 +150,7 @@ void CQmFSPlugin::closeContext(ThawReport report) noexcept {
   if (!std::exchange(m_isContextOpen, false)) {
     return;
   }
-  const CNotCancelled notCancelled;
+  const CQmFSNotCancelled notCancelled;
   const auto close = [] {
     qmfi_close_context();
     return 0;
@@ -208,15 +167,12 @@ void CQmFSPlugin::closeContext(ThawReport report) noexcept {
 // An exception may have come at any point, also when file systems were frozen already. What somebody else has frozen
 // stays so.
 void CQmFSPlugin::abandonQuiesce() {
-  {
-    const CUndisturbed undisturbed;
-    for (std::int32_t i = 0; i < m_frozenDescriptors; ++i) {
-      if (::ioctl(m_descriptors[i], QM_THAW, 0L) != 0) {
-        trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : ioctl QM_THAW failed, errno=[%d]", errno);
-      }
+  thawEach(m_frozenSet.descriptors(), m_frozenSet.frozen(), [&](std::int32_t, const auto& thaw) {
+    if (thaw() != 0) {
+      trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : ioctl QM_THAW failed, errno=[%d]", errno);
     }
-  }
-  endQuiesce(m_openDescriptors);
+  });
+  endQuiesce(m_frozenSet.opened());
 }
 
 int CQmFSPlugin::qmFreezeAll(const std::int32_t* descriptors, std::int32_t count, std::int32_t timeout) {
@@ -227,7 +183,7 @@ int CQmFSPlugin::qmFreezeAll(const std::int32_t* descriptors, std::int32_t count
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreezeAll : ioctl QM_FREEZE_ALL failed with errno : %d ", errno);
     return QMFS_STATUS_FAILED;
   }
-  m_frozenDescriptors = count;
+  m_frozenSet.setFrozen(count);
   return 0;
 }
 
@@ -242,38 +198,31 @@ int CQmFSPlugin::qmFreeze(const std::int32_t* descriptors, kfi_quiescenode** nod
       pushMessage("MSG_ERROR_FREEZE", {messageText(path)}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
       // Required: the count is one short, so the file system frozen last stays so until its time-out.
       thawFileSystemList(descriptors, nodes, i - 1);
-      m_frozenDescriptors = 0;
+      m_frozenSet.setFrozen(0);
       return QMFS_STATUS_FAILED;
     }
-    m_frozenDescriptors = i + 1;
+    m_frozenSet.setFrozen(i + 1);
   }
   return 0;
 }
 
 int CQmFSPlugin::thawFileSystemList(const std::int32_t* descriptors, kfi_quiescenode** nodes, std::int32_t count) {
   const auto scope = traceScope("thawFileSystemList");
-  const CUndisturbed undisturbed;
   int lastFailure = 0;
-  for (std::int32_t i = 0; i < count; ++i) {
-    const int result = ::ioctl(descriptors[i], QM_THAW, 0L);
+  thawEach(descriptors, count, [&](std::int32_t i, const auto& thaw) {
+    const int result = thaw();
     if (result < 0) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::thawFileSystemList : ioctl QM_THAW failed for %s with errno : %d ",
             mountPointOf(nodes[i]), errno);
       lastFailure = result;
     }
-  }
+  });
   return lastFailure;
 }
 
 void CQmFSPlugin::closeFDList(const std::int32_t* descriptors, std::int32_t count) {
   const auto scope = traceScope("closeFDList");
-  if (descriptors == nullptr) {
-    return;
-  }
-  const CUndisturbed undisturbed;
-  for (std::int32_t i = 0; i < count; ++i) {
-    ::close(descriptors[i]);
-  }
+  closeEach(descriptors, count);
 }
 
 int CQmFSPlugin::unquiesce(kfi_quiescenode** /*nodes*/, int /*count*/) {
@@ -298,7 +247,7 @@ int CQmFSPlugin::thawQuiesced(ThawReport report) {
 
 // After the last thaw, since a message that finds no memory must not keep the next file system frozen.
 int CQmFSPlugin::reportFailedThaws() {
-  for (const QuiescedFileSystem& fileSystem : m_quiesced) {
+  for (const CQmFSFrozenSet::FileSystem& fileSystem : m_frozenSet.fileSystems()) {
     if (fileSystem.thawFailed) {
       pushMessage("MSG_ERROR_THAW", {messageText(fileSystem.mountPoint)}, KFI_SEVERITY_ERROR,
                   CFiSourceLocation::here());
@@ -308,18 +257,15 @@ int CQmFSPlugin::reportFailedThaws() {
 }
 
 void CQmFSPlugin::thawDescriptors() {
-  const CUndisturbed undisturbed;
-  for (std::size_t i = 0; i < m_quiesced.size(); ++i) {
+  const std::int32_t* const descriptors = m_frozenSet.descriptors();
+  thawEach(descriptors, m_frozenSet.opened(), [&](std::int32_t i, const auto& thaw) {
     trace(CFI_TRACE_DETAIL, "CQmFSPlugin::unquiesce : calling ioctl QM_THAW");
-    const int result = ::ioctl(m_descriptors[i], QM_THAW, 0L);
     // A freeze that ended by its time-out is no failure.
-    m_quiesced[i].thawFailed = result != 0 && errno != ETIMEDOUT;
-    if (m_quiesced[i].thawFailed) {
+    if (thaw() != 0 && errno != ETIMEDOUT) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::unquiesce : ioctl QM_THAW failed, errno=[%d]", errno);
+      m_frozenSet.noteFailedThaw(i);
     }
-    ::close(m_descriptors[i]);
-  }
-  m_openDescriptors = 0;
-  m_frozenDescriptors = 0;
-  m_descriptors.reset();
+    ::close(descriptors[i]);
+  });
+  m_frozenSet.release();
 }
