@@ -22,8 +22,10 @@ add_compile_options("-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.")
 set(QMFI_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, address or thread")
 set_property(CACHE QMFI_SANITIZE PROPERTY STRINGS "" address thread)
 
+option(QMFI_WERROR "Let warnings end the build" OFF)
+
 # A unique symbol would pin a plug-in in memory for ever, and a framework must be able to unload it.
-add_compile_options(-Wall -Wextra -Werror -Wshadow -Wformat=2 $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+add_compile_options(-Wall -Wextra $<$<BOOL:${QMFI_WERROR}>:-Werror> -Wshadow -Wformat=2 $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
                     "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-fno-gnu-unique>")
 # Optimising fully, GCC 12 sees overlapping copies in a literal + string where there are none.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
