@@ -1,4 +1,4 @@
-// The report: reads what the benchmarks measured, prints one table, writes it as JSON, and draws it.
+// The report: reads what the benchmarks measured, prints one table, and writes it as JSON and for gnuplot.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "picture.h"
+#include "plots.h"
 #include "result.h"
 #include "table.h"
 
 int main(int count, char** words) {
   CLI::App report("Judges what the benchmarks measured.");
   std::string jsonPath;
-  std::string picturePath;
+  std::string plotDirectory;
   bool strict = false;
   std::vector<std::string> paths;
   report.add_option("--json", jsonPath, "Write the results to this file.")->required();
-  report.add_option("--picture", picturePath, "Draw them into this file, as SVG.");
+  report.add_option("--plots", plotDirectory, "Write the lines of the plots to files in this directory.");
   report.add_flag("--strict", strict, "Fail where a goal is missed.");
   report.add_option("MEASURED", paths, "What the benchmarks wrote.")->required();
   CLI11_PARSE(report, count, words);
@@ -34,7 +34,7 @@ int main(int count, char** words) {
                           [](const bench::Result& result) { return result.comparison.row != "A/A"; });
     bench::printTable(results);
     bench::writeResults(jsonPath, results);
-    if (!picturePath.empty()) bench::drawPicture(picturePath, results);
+    if (!plotDirectory.empty()) bench::writePlots(plotDirectory, results);
     const bool missed = std::any_of(results.begin(), results.end(),
                                     [](const bench::Result& result) { return !result.met.value_or(true); });
     return strict && missed ? 1 : 0;

@@ -1,7 +1,6 @@
-// The results as a table of text.
+// The results as a table, for column.
 #include "table.h"
 
-#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <map>
@@ -54,18 +53,10 @@ std::string quantity(double value, const std::string& unit) {
 }
 
 void printTable(const std::vector<Result>& results) {
-  std::vector<std::vector<std::string>> table{
-      {"row", "what", "ours", "yardstick", "", "ratio", "spread", "goal", "met or not"}};
-  for (const Result& result : results) table.push_back(cells(result));
-  std::vector<std::size_t> widths(table.front().size());
-  for (const auto& row : table) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  for (const auto& row : table) {
-    std::string text;
-    for (std::size_t i = 0; i < row.size(); ++i) text += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
-    text.erase(text.find_last_not_of(' ') + 1);
-    std::cout << text << '\n';
+  std::cout << "row\twhat\tours\tyardstick\t\tratio\tspread\tgoal\tmet or not\n";
+  for (const Result& result : results) {
+    for (const std::string& cell : cells(result)) std::cout << cell << '\t';
+    std::cout << '\n';
   }
 }
 

@@ -1,4 +1,4 @@
-// The results as a table of text.
+// The results as a table, for column.
 #pragma once
 
 #include <string>
@@ -11,6 +11,7 @@ namespace bench {
 // A time or size in few digits, with its unit.
 std::string quantity(double value, const std::string& unit);
 
+// A line for each result, its cells with a tab behind each.
 void printTable(const std::vector<Result>& results);
 
 }  // namespace bench
