@@ -27,11 +27,7 @@ class AccessEnable : public Command {
     LoadedProvider loaded(settings, access->provider);
     Node node(*loaded, mountPoint);
     node.storeState(access->state);
-    node.domain()->fid_attr = KFI_ATTR_FILE_SYSTEM_NODE | KFI_ATTR_ACCESS_DISABLED;
-    kfi_subobj_list subObject{objectOf(access->device, ObjectKind::object), nullptr};
-    kfi_node_subobj_list list{node.domain(), &subObject, nullptr};
-    (*loaded).run(mountPoint + " could not be brought back into use",
-                  [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_enable_access(&list, 0, 0, 0); });
+    (*loaded).enableAccess(node, access->device);
     store.removeDisabledAccess(mountPoint);
   }
 

@@ -33,17 +33,11 @@ class CacheCommand : public Command {
 };
 
 class CacheEnable : public CacheCommand {
-  void change(Provider& provider, Node& node) override {
-    provider.runWithoutStatus("the cache of " + node.name() + " could not be enabled",
-                              [&](const ProviderEntryPoints& calls) { calls.fi_pgn_cache_enable(node.domain()); });
-  }
+  void change(Provider& provider, Node& node) override { provider.enableCache(node); }
 };
 
 class CacheDisable : public CacheCommand {
-  void change(Provider& provider, Node& node) override {
-    provider.run("the cache of " + node.name() + " could not be disabled",
-                 [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_cache_disable(node.domain()); });
-  }
+  void change(Provider& provider, Node& node) override { provider.disableCache(node); }
 };
 
 }  // namespace

@@ -1,7 +1,6 @@
 // qmfi claim PATH...
 #include "cli/command_session.h"
 #include "cli/command_table.h"
-#include "provider/claim.h"
 
 namespace qmfi_host {
 
@@ -16,7 +15,7 @@ class Claim : public Command {
     LoadedProvider loaded(settings);
     bool allClaimed = true;
     for (const std::string& path : m_paths) {
-      const ClaimAnswer answer = claim(*loaded, path);
+      const ClaimAnswer answer = (*loaded).claim(path);
       out << path << (answer.claimed ? ": claimed in group" : ": not claimed");
       for (const std::string& group : answer.groups) out << " " << group;
       out << "\n";

@@ -1,7 +1,6 @@
 // qmfi provider show [--json]
 #include <nlohmann/json.hpp>
 
-#include "cfiscopeexit.h"
 #include "cli/command_session.h"
 #include "cli/command_table.h"
 
@@ -11,31 +10,19 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string versionText(const kfi_version& version) {
-  return std::to_string(version.kv_major) + "." + std::to_string(version.kv_minor) + "." +
-         std::to_string(version.kv_patch) + "." + std::to_string(version.kv_build);
-}
-
-std::vector<std::string> typesOf(const kfi_provider_list& provider) {
-  std::vector<std::string> types;
-  for (const kfi_string_list* type = provider.kpl_fitypes; type != nullptr; type = type->ksl_next) {
-    types.emplace_back(type->ksl_value);
-  }
-  return types;
-}
-
-void printJson(std::ostream& out, const kfi_provider_list& provider) {
-  const Json json = {{"name", provider.kpl_name},
-                     {"version", versionText(provider.kpl_version)},
-                     {"attributes", {provider.kpl_attr[0], provider.kpl_attr[1]}},
-                     {"fi_types", typesOf(provider)}};
+void printJson(std::ostream& out, const ProviderIdentity& provider) {
+  const Json json = {{"name", provider.name},
+                     {"version", provider.version},
+                     {"attributes", provider.attributes},
+                     {"fi_types", provider.fileSystemTypes}};
   out << json.dump(2) << "\n";
 }
 
-void printText(std::ostream& out, const kfi_provider_list& provider) {
-  out << "provider     " << provider.kpl_name << "\nversion      " << versionText(provider.kpl_version)
-      << "\nattributes   " << provider.kpl_attr[0] << " " << provider.kpl_attr[1] << "\nfile systems";
-  for (const std::string& type : typesOf(provider)) out << " " << type;
+void printText(std::ostream& out, const ProviderIdentity& provider) {
+  out << "provider     " << provider.name << "\nversion      " << provider.version << "\nattributes  ";
+  for (const int attribute : provider.attributes) out << " " << attribute;
+  out << "\nfile systems";
+  for (const std::string& type : provider.fileSystemTypes) out << " " << type;
   out << "\n";
 }
 
@@ -45,15 +32,11 @@ class ProviderShow : public Command {
 
   int run(const Settings& settings, std::ostream& out) override {
     LoadedProvider loaded(settings);
-    kfi_provider_list* list = nullptr;
-    const qmfi_pdk_4_4::CFiScopeExit release([&] { qmfi_free_providerlist(list); });
-    (*loaded).run("the provider does not say what it is",
-                  [&](const ProviderEntryPoints& provider) { return provider.fi_pgn_get_provider_info(&list); });
-    if (list == nullptr) throw HostError("the provider does not say what it is");
+    const ProviderIdentity identity = (*loaded).identity();
     if (m_json) {
-      printJson(out, *list);
+      printJson(out, identity);
     } else {
-      printText(out, *list);
+      printText(out, identity);
     }
     return success;
   }

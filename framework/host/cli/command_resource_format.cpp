@@ -11,16 +11,6 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int formatDevice = 0x1;
-
-// Whether the device holds a file system of the provider's own.
-bool isOwn(Provider& provider, std::string device) {
-  int own = 0;
-  provider.run(device + " could not be looked up",
-               [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_is_parent_pgn(device.data(), &own, 0); });
-  return own != 0;
-}
-
 // Nothing is destroyed without somebody having said so: by --force, or by an answer at a terminal.
 class ResourceFormat : public Command {
  public:
@@ -35,12 +25,7 @@ class ResourceFormat : public Command {
     LoadedProvider loaded(settings);
     if (!m_force) requireConsent(*loaded, *settings.signals, out);
     settings.signals->throwIfPending();
-    char* devices[] = {m_device.data()};
-    char** paths = nullptr;
-    int count = 0;
-    (*loaded).run(m_device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
-      return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, formatDevice, &paths, &count);
-    });
+    (*loaded).format(m_device);
     out << m_device << " formatted\n";
     return success;
   }
@@ -48,7 +33,7 @@ class ResourceFormat : public Command {
  private:
   void requireConsent(Provider& provider, const DeferredSignals& signals, std::ostream& out) const {
     const std::string content = contentOf(m_device);
-    if (!content.empty() && !isOwn(provider, m_device)) {
+    if (!content.empty() && !provider.ownsContentOf(m_device)) {
       throw HostError(m_device + " holds something else (" + content + "); --force formats it all the same");
     }
     if (isatty(STDIN_FILENO) == 0) {

@@ -1,29 +1,10 @@
 // qmfi resource online DEVICE [MOUNTPOINT] [-o OPTIONS]
-#include <cstdlib>
-#include <cstring>
-
 #include "cli/command_session.h"
 #include "cli/command_table.h"
-#include "provider/node.h"
 
 namespace qmfi_host {
 
 namespace {
-
-// The path list that a provider hands out.
-class PathList {
- public:
-  PathList() = default;
-  PathList(const PathList&) = delete;
-  PathList& operator=(const PathList&) = delete;
-  ~PathList() {
-    for (int i = 0; i < count; ++i) qmfi_free_buf(paths[i], std::strlen(paths[i]) + 1);
-    std::free(paths);
-  }
-
-  char** paths = nullptr;
-  int count = 0;
-};
 
 class ResourceOnline : public Command {
  public:
@@ -44,15 +25,7 @@ class ResourceOnline : public Command {
     if (m_mountPoint) m_mountPoint = canonicalPath(*m_mountPoint);
     m_device = canonicalDevice(m_device);
     LoadedProvider loaded(settings);
-    std::string options = "mountOptions=" + m_options.value_or("");
-    char* devices[] = {m_device.data()};
-    PathList mounted;
-    (*loaded).run(m_device + " could not be brought online", [&](const ProviderEntryPoints& calls) {
-      return calls.fi_pgn_online_resource(devices, 1, m_mountPoint ? m_mountPoint->data() : nullptr, nullptr,
-                                          m_options ? options.data() : nullptr, nullptr, 0, &mounted.paths,
-                                          &mounted.count);
-    });
-    for (int i = 0; i < mounted.count; ++i) out << mounted.paths[i] << "\n";
+    for (const std::string& path : (*loaded).bringOnline(m_device, m_mountPoint, m_options)) out << path << "\n";
     return success;
   }
 

@@ -9,14 +9,6 @@
 
 namespace qmfi_host {
 
-struct ClaimAnswer {
-  bool claimed = false;
-  std::vector<std::string> groups;  // in which the provider freezes the object
-};
-
-// Throws ProviderError when the provider cannot tell.
-ClaimAnswer claim(Provider& provider, const std::string& path);
-
 // Requires that the provider claims every mount point; returns the group that it freezes them in. Throws HostError.
 std::string claimAll(Provider& provider, const std::vector<std::string>& mountPoints);
 

@@ -25,7 +25,7 @@ Node::Node(Provider& provider, const std::string& name, ObjectKind kind)
 }
 
 Node::~Node() {
-  m_provider.entryPoints().fi_pgn_deinit_node(&m_domain);
+  m_provider.m_entryPoints.fi_pgn_deinit_node(&m_domain);
 }
 
 void Node::initialise(Node* config) {
@@ -62,6 +62,12 @@ std::vector<std::string> Node::subObjects() {
   std::transform(objects, objects + count, std::back_inserter(names),
                  [](const qmfi_objid* object) { return object->vid_name; });
   return names;
+}
+
+kfi_quiescenode* Node::quiesceNode() const {
+  if (m_domain.fid_qnode != nullptr) return m_domain.fid_qnode;
+  throw HostError("the provider " + m_provider.name() + " does not say how " + m_name +
+                  " is frozen: it made no quiesce node");
 }
 
 void Node::nameAlternate(const std::string& alternate) {

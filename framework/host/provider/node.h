@@ -43,6 +43,9 @@ class Node {
   // The names of the node's sub-objects; the first is the device of a file system.
   std::vector<std::string> subObjects();
 
+  // What the provider is given to freeze the node. Throws HostError when the provider made none.
+  kfi_quiescenode* quiesceNode() const;
+
   // Asks that the node's alternate gets this name.
   void nameAlternate(const std::string& alternate);
 

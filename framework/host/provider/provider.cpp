@@ -8,6 +8,7 @@ namespace qmfi_host {
 
 namespace {
 
+// What a call that has no status of its own has failed with.
 constexpr int statusFailed = 6;
 constexpr int interfaceMajor = 7;
 

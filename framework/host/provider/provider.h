@@ -1,7 +1,8 @@
-// A provider at work: started, called with its failures turned into errors, and stopped at the end.
+// A provider at work: started, asked for its operations with its failures turned into errors, and stopped at the end.
 #ifndef PROVIDER_H
 #define PROVIDER_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,23 @@
 
 namespace qmfi_host {
 
-// One thread at a time; one object for a provider at a time.
+class Node;
+
+struct ClaimAnswer {
+  bool claimed = false;
+  std::vector<std::string> groups;  // in which the provider freezes the object
+};
+
+// What a provider says of itself.
+struct ProviderIdentity {
+  std::string name;
+  std::string version;  // four numbers with dots between them
+  std::vector<int> attributes;
+  std::vector<std::string> fileSystemTypes;
+};
+
+// One thread at a time; one object for a provider at a time. Every operation throws ProviderError when the provider
+// reports a failure, with the messages that it pushed.
 class Provider {
  public:
   // Starts the provider. language: a locale name for its messages, empty for the default one. The entry points must
@@ -22,24 +39,44 @@ class Provider {
   ~Provider();
 
   const std::string& name() const { return m_name; }
-  const ProviderEntryPoints& entryPoints() const { return m_entryPoints; }
 
-  // Calls the provider: call(entry points) returns its status. Throws ProviderError with the messages that the call
-  // pushed when the status is not 0. what: what could not be done then.
-  template <typename Call>
-  void run(const std::string& what, Call call) {
-    takeMessages();
-    const int status = call(m_entryPoints);
-    if (status != 0) throw failure(what, status);
-  }
+  ProviderIdentity identity();
 
-  // The same for a call that tells of a failure by messages only, which then counts as the status "failed" (6).
-  template <typename Call>
-  void runWithoutStatus(const std::string& what, Call call) {
-    takeMessages();
-    call(m_entryPoints);
-    throwIfMessages(what);
-  }
+  // Whether the path is a mounted file system of the provider's own.
+  ClaimAnswer claim(const std::string& path);
+  // Whether the file system on a device is of the provider's own.
+  bool ownsContentOf(const std::string& device);
+
+  // Freezing, called while file systems are frozen: no failure is looked into. The status of the freeze; the failures
+  // of a thaw are messages.
+  int quiesce(std::vector<kfi_quiescenode*>& nodes) noexcept;
+  void unquiesce(std::vector<kfi_quiescenode*>& nodes) noexcept;
+
+  // Mounts the snapshot on a device beside the file system that it was taken of; returns the mount point. The primary
+  // may ask for one by Node::nameAlternate. session: what the snapshot is called.
+  std::string buildAlternate(Node& primary, const std::string& session, const std::string& device,
+                             const std::string& snapshotDevice);
+  // Mounts an alternate again, and takes it offline with its mount point.
+  void online(Node& primary, Node& alternate);
+  void takeOffline(Node& primary, Node& alternate);
+  // Takes an alternate down for good.
+  void deport(Node& primary, Node& alternate);
+  // Whether a file system of the provider's own is mounted there.
+  bool isMounted(Node& node);
+
+  // Unmounts a file system for the time being, by force also when it is in use; checks it and mounts it again.
+  void disableAccess(Node& node, const std::string& device, bool force);
+  void enableAccess(Node& node, const std::string& device);
+
+  void enableCache(Node& node);
+  void disableCache(Node& node);
+
+  // Puts a new file system on a device.
+  void format(const std::string& device);
+  // Mounts a device's file system; returns where. Without a mount point the provider chooses one, without options (a
+  // list separated by commas) its own.
+  std::vector<std::string> bringOnline(const std::string& device, const std::optional<std::string>& mountPoint,
+                                       const std::optional<std::string>& options);
 
   // Throws ProviderError when messages have been pushed that nobody took.
   void throwIfMessages(const std::string& what);
@@ -51,6 +88,17 @@ class Provider {
   std::vector<ProviderMessage> takeMessages();
 
  private:
+  // A node's calls are its provider's.
+  friend class Node;
+
+  // Calls the provider: call(entry points) returns its status. what: what could not be done when that is not 0.
+  template <typename Call>
+  void run(const std::string& what, Call call) {
+    takeMessages();
+    const int status = call(m_entryPoints);
+    if (status != 0) throw failure(what, status);
+  }
+
   std::string textOf(kfi_msg_info& message);
 
   const ProviderEntryPoints& m_entryPoints;

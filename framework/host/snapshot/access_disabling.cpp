@@ -9,23 +9,9 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr long byForce = 0x10;
-
 bool isMounted(Provider& provider, const std::string& mountPoint) {
   Node node(provider, mountPoint);
-  int exists = 0;
-  provider.run(mountPoint + " could not be looked up", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_check_node_existence(node.domain(), &exists);
-  });
-  return exists != 0;
-}
-
-void unmount(Provider& provider, Node& node, const std::string& device, bool force) {
-  kfi_subobj_list subObject{objectOf(device, ObjectKind::object), nullptr};
-  kfi_node_subobj_list list{node.domain(), &subObject, nullptr};
-  provider.run(node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_disable_access(&list, force ? byForce : 0);
-  });
+  return provider.isMounted(node);
 }
 
 // After an unmount that failed, which may have unmounted it all the same. What fails here is told now; the failure that
@@ -48,7 +34,7 @@ void disableAccess(Provider& provider, StateStore& store, const std::string& mou
   if (devices.empty()) throw HostError(mountPoint + " has no device");
   store.save({mountPoint, provider.name(), devices.front(), node.fetchState()});
   try {
-    unmount(provider, node, devices.front(), force);
+    provider.disableAccess(node, devices.front(), force);
   } catch (const HostError&) {
     forgetUnlessUnmounted(provider, store, mountPoint);
     throw;

@@ -51,16 +51,15 @@ void splitAll(std::vector<FreezeTarget>& targets, Window& window) noexcept {
   }
 }
 
-Window passThrough(const ProviderEntryPoints& provider, std::vector<kfi_quiescenode*>& quiesceNodes,
+Window passThrough(Provider& provider, std::vector<kfi_quiescenode*>& quiesceNodes,
                    std::vector<FreezeTarget>& targets) noexcept {
-  const int count = static_cast<int>(quiesceNodes.size());
   Window window;
   window.beforeFreeze = Clock::now();
-  window.quiesceStatus = provider.fi_pgn_quiesce(nullptr, quiesceNodes.data(), count, nullptr);
+  window.quiesceStatus = provider.quiesce(quiesceNodes);
   if (window.quiesceStatus == 0) {
     splitAll(targets, window);
     window.afterSplit = Clock::now();
-    provider.fi_pgn_unquiesce(nullptr, quiesceNodes.data(), count);
+    provider.unquiesce(quiesceNodes);
   }
   window.afterThaw = Clock::now();
   return window;
@@ -132,7 +131,7 @@ std::chrono::microseconds splitFrozen(Provider& provider, std::vector<FreezeTarg
                                       std::chrono::seconds timeout) {
   std::vector<kfi_quiescenode*> quiesceNodes;
   quiesceNodes.reserve(targets.size());
-  for (const FreezeTarget& target : targets) quiesceNodes.push_back(target.node->domain()->fid_qnode);
+  for (const FreezeTarget& target : targets) quiesceNodes.push_back(target.node->quiesceNode());
   flush(targets);
   provider.takeMessages();
   // A page of the program that had to be read now might lie on a frozen disk. Where memory cannot be locked it still
@@ -142,7 +141,7 @@ std::chrono::microseconds splitFrozen(Provider& provider, std::vector<FreezeTarg
   Window window;
   {
     const BlockedSignals blocked(allSignals());
-    window = passThrough(provider.entryPoints(), quiesceNodes, targets);
+    window = passThrough(provider, quiesceNodes, targets);
     requireFrozen(provider, targets, window.quiesceStatus);
     requireThawed(provider, targets);
   }

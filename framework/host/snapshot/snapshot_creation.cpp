@@ -126,15 +126,8 @@ void SnapshotCreation::mount() {
     m_signals.throwIfPending();
     Node& primary = *node++;
     primary.nameAlternate(planned.alternate);
-    qmfi_objid* device = objectOf(planned.volume.device, ObjectKind::object);
-    qmfi_objid* snapshotDevice = objectOf(planned.volume.snapshotDevice, ObjectKind::object);
-    qmfi_objid* alternateObject = nullptr;
-    m_provider.run("the snapshot of " + primary.name() + " could not be mounted",
-                   [&](const ProviderEntryPoints& provider) {
-                     return provider.fi_pgn_build_alttree(primary.domain(), m_snapshot.id.data(), &device,
-                                                          &snapshotDevice, 1, &alternateObject);
-                   });
-    planned.alternate = alternateObject->vid_name;
+    planned.alternate =
+        m_provider.buildAlternate(primary, m_snapshot.id, planned.volume.device, planned.volume.snapshotDevice);
     Node alternate(m_provider, planned.alternate);
     alternate.initialiseAlternate(primary);
     planned.state = primary.fetchState();

@@ -8,25 +8,13 @@ namespace qmfi_host {
 
 namespace {
 
-constexpr int bringOnline = 1;
-
-bool isMounted(Provider& provider, Node& alternate) {
-  int exists = 0;
-  provider.run(alternate.name() + " could not be looked up", [&](const ProviderEntryPoints& entryPoints) {
-    return entryPoints.fi_pgn_check_node_existence(alternate.domain(), &exists);
-  });
-  return exists != 0;
-}
-
 void mountNode(Provider& provider, const VolumeSplitter& splitter, const SnapshotNode& node) {
   Node primary(provider, node.mountPoint);
   Node alternate(provider, node.alternate);
-  if (isMounted(provider, alternate)) return;
+  if (provider.isMounted(alternate)) return;
   const std::unique_ptr<SnapshotDevice> device = splitter.attach(node.volume);
   alternate.storeState(node.alternateState);
-  provider.run(node.alternate + " could not be mounted", [&](const ProviderEntryPoints& entryPoints) {
-    return entryPoints.fi_pgn_online(primary.domain(), alternate.domain(), bringOnline, KFI_DISPOSITION_KEEP);
-  });
+  provider.online(primary, alternate);
 }
 
 void undo(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {

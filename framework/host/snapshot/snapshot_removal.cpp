@@ -43,7 +43,7 @@ void SnapshotRemoval::remove(Snapshot& snapshot) {
   snapshot.phase = Phase::deleting;
   m_store.update(snapshot);
   forEachNode(snapshot, [&](const SnapshotNode& node) {
-    deport(node);
+    unmountAlternate(node, &Provider::deport);
     removeMountPoint(node.alternate);
     m_splitter.release(node.volume);
   });
@@ -54,23 +54,11 @@ void SnapshotRemoval::unmount(Snapshot& snapshot) {
   snapshot.phase = Phase::unmounting;
   m_store.update(snapshot);
   forEachNode(snapshot, [&](const SnapshotNode& node) {
-    dispose(node);
+    unmountAlternate(node, &Provider::takeOffline);
     m_splitter.detach(node.volume);
   });
   snapshot.phase = Phase::unmounted;
   m_store.update(snapshot);
-}
-
-void SnapshotRemoval::deport(const SnapshotNode& node) {
-  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
-    return provider.fi_pgn_deport_tree(primary, alternate, nullptr);
-  });
-}
-
-void SnapshotRemoval::dispose(const SnapshotNode& node) {
-  unmountAlternate(node, [](const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate) {
-    return provider.fi_pgn_dispose(primary, alternate, nullptr, KFI_DISPOSITION_REMOVE);
-  });
 }
 
 void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation operation) {
@@ -78,9 +66,7 @@ void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation o
   Node alternate(m_provider, node.alternate);
   restore(primary, node.state);
   restore(alternate, node.alternateState);
-  m_provider.run(node.alternate + " could not be unmounted", [&](const ProviderEntryPoints& provider) {
-    return operation(provider, primary.domain(), alternate.domain());
-  });
+  (m_provider.*operation)(primary, alternate);
 }
 
 }  // namespace qmfi_host

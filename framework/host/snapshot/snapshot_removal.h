@@ -23,11 +23,8 @@ class SnapshotRemoval {
   void unmount(Snapshot& snapshot);
 
  private:
-  void deport(const SnapshotNode& node);
-  void dispose(const SnapshotNode& node);
-
-  // One of the provider's operations on a file system and its alternate; returns its status.
-  using PairOperation = int (*)(const ProviderEntryPoints& provider, kfi_domain* primary, kfi_domain* alternate);
+  // One of the provider's operations on a file system and its alternate.
+  using PairOperation = void (Provider::*)(Node& primary, Node& alternate);
   void unmountAlternate(const SnapshotNode& node, PairOperation operation);
 
   Provider& m_provider;

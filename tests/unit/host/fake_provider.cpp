@@ -1,6 +1,8 @@
 // Entry points that keep a journal.
 #include "fake_provider.h"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -47,8 +49,10 @@ int claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
 
 int initNode(kfi_domain* node, kfi_domain** domains, int count, qmfi_objid*) {
   const std::string config = count > 0 ? " " + nameOf(domains[0]) : "";
-  node->fid_qnode = static_cast<kfi_quiescenode*>(qmfi_alloc_buf(sizeof(kfi_quiescenode)));
-  node->fid_qnode->kqn_node = node;
+  if (theProvider->leavesOut != "init_node") {
+    node->fid_qnode = static_cast<kfi_quiescenode*>(qmfi_alloc_buf(sizeof(kfi_quiescenode)));
+    node->fid_qnode->kqn_node = node;
+  }
   return theProvider->answer("init_node " + nameOf(node) + config);
 }
 
@@ -92,7 +96,9 @@ void unquiesce(kfi_quiescenode*, kfi_quiescenode** nodes, int count) {
 int buildAltTree(kfi_domain* domain, char* session, qmfi_objid** objects, qmfi_objid** snapObjects, int count,
                  qmfi_objid** altObject) {
   const char* const alternate = domain->fid_subobjs[0].kse_altname;
-  *altObject = qmfi_get_objid(alternate, static_cast<std::uint32_t>(std::strlen(alternate)), 1);
+  if (theProvider->leavesOut != "build_alttree") {
+    *altObject = qmfi_get_objid(alternate, static_cast<std::uint32_t>(std::strlen(alternate)), 1);
+  }
   return theProvider->answer("build_alttree " + nameOf(domain) + " " + domain->fid_provider + " " +
                              std::to_string(std::strlen(session)) + " " + objects[0]->vid_name + " " +
                              snapObjects[0]->vid_name + " " + std::to_string(count));
@@ -130,6 +136,53 @@ int checkNodeExistence(kfi_domain* node, int* exists) {
 int disableAccess(kfi_node_subobj_list* list, long flags) {
   return theProvider->answer("disable_access " + nameOf(list->kns_node) + " " + list->subobjs->kso_objid->vid_name +
                              " " + std::to_string(flags));
+}
+
+int enableAccess(kfi_node_subobj_list* list, long, int, int) {
+  const kfi_domain* const node = list->kns_node;
+  std::array<char, 16> attributes{};
+  std::snprintf(attributes.data(), attributes.size(), "%x", node->fid_attr);
+  return theProvider->answer("enable_access " + nameOf(node) + " " + attributes.data() + " " +
+                             list->subobjs->kso_objid->vid_name);
+}
+
+void cacheEnable(kfi_domain* node) {
+  theProvider->answer("cache_enable " + nameOf(node));
+}
+
+int getProviderInfo(kfi_provider_list** list) {
+  const char* const types[] = {"one", "two"};
+  if (theProvider->leavesOut != "get_provider_info") {
+    *list = qmfi_build_providerlist_node("sample", {7, 1, 2, 3}, 16, 2, types, 2);
+  }
+  return theProvider->answer("get_provider_info");
+}
+
+std::string textOrDash(const char* text) {
+  return text != nullptr ? text : "-";
+}
+
+int format(char** devices, int count, char* extra1, char* type, char* extra2, int flags, char***, int*) {
+  return theProvider->answer("format " + std::string(devices[0]) + " " + std::to_string(count) + " " +
+                             textOrDash(extra1) + " " + textOrDash(type) + " " + textOrDash(extra2) + " " +
+                             std::to_string(flags));
+}
+
+int onlineResource(char** devices, int count, char* mountPoint, char* type, char* options, char* extra3, int extra4,
+                   char*** paths, int* pathCount) {
+  const std::string path = mountPoint != nullptr ? mountPoint : "/chosen";
+  *paths = static_cast<char**>(std::calloc(1, sizeof(char*)));
+  **paths = static_cast<char*>(qmfi_alloc_buf(path.size() + 1));
+  std::memcpy(**paths, path.c_str(), path.size() + 1);
+  *pathCount = 1;
+  return theProvider->answer("online_resource " + std::string(devices[0]) + " " + std::to_string(count) + " " +
+                             textOrDash(mountPoint) + " " + textOrDash(type) + " " + textOrDash(options) + " " +
+                             textOrDash(extra3) + " " + std::to_string(extra4));
+}
+
+int isParentPgn(char* device, int* isParent, int) {
+  *isParent = theProvider->ownDevice == device ? 1 : 0;
+  return theProvider->answer("is_parent_pgn " + std::string(device));
 }
 
 int errMsg(int status, const char** text) {
@@ -191,6 +244,12 @@ FakeProvider::FakeProvider(Journal& journal) : m_journal(journal) {
   m_entryPoints.fi_pgn_online = online;
   m_entryPoints.fi_pgn_check_node_existence = checkNodeExistence;
   m_entryPoints.fi_pgn_disable_access = disableAccess;
+  m_entryPoints.fi_pgn_enable_access = enableAccess;
+  m_entryPoints.fi_pgn_cache_enable = cacheEnable;
+  m_entryPoints.fi_pgn_get_provider_info = getProviderInfo;
+  m_entryPoints.fi_pgn_format = format;
+  m_entryPoints.fi_pgn_online_resource = onlineResource;
+  m_entryPoints.fi_pgn_is_parent_pgn = isParentPgn;
   m_entryPoints.fi_pgn_errmsg = errMsg;
   m_entryPoints.fi_pgn_get_last_error = getLastError;
   m_entryPoints.fi_pgn_del_last_error = delLastError;

@@ -53,6 +53,10 @@ class FakeProvider {
   std::string language;
   // What the look-up of a node finds.
   bool nodeExists = false;
+  // The device whose content is its own.
+  std::string ownDevice;
+  // The call that succeeds without handing out what it should.
+  std::string leavesOut;
   // What the version record is filled with.
   std::uint16_t version = 7;
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "fake_provider.h"
+#include "provider/node.h"
 
 namespace qmfi_host {
 namespace {
@@ -67,17 +68,16 @@ TEST_F(ProviderTest, OfAnotherInterfaceVersionIsRefused) {
 TEST_F(ProviderTest, FailingCallShowsItsMessagesInTheUsersLanguageAndForgetsThem) {
   Provider provider(m_fake.entryPoints(), "sample", "de_DE");
   m_fake.pushed = {{"MSG_ERROR_OLD", "left by an earlier call"}};
+  m_fake.statuses["format"] = 6;
+  m_fake.messages["format"] = {{"MSG_ERROR_FORMAT", "kein Formatieren"}};
   try {
-    provider.run("the thing could not be done", [&](const ProviderEntryPoints&) {
-      m_fake.pushed.push_back({"MSG_ERROR_FREEZE", "kein Einfrieren"});
-      return 6;
-    });
+    provider.format("/dev/x");
     FAIL() << "it did not fail";
   } catch (const ProviderError& error) {
     EXPECT_EQ(error.status(), 6);
     EXPECT_EQ(printed(error),
-              "qmfi: the thing could not be done: status 6\n"
-              "  MSG_ERROR_FREEZE: kein Einfrieren\n");
+              "qmfi: /dev/x could not be formatted: status 6\n"
+              "  MSG_ERROR_FORMAT: kein Formatieren\n");
   }
   EXPECT_EQ(m_fake.language, "de_DE");
   EXPECT_THAT(m_fake.pushed, IsEmpty());
@@ -95,24 +95,28 @@ TEST_F(ProviderTest, MessagesCarryThoseOfTheirArgumentsThatAreTexts) {
 
 TEST_F(ProviderTest, FailingCallWithoutMessagesIsExplainedByItsStatus) {
   Provider provider(m_fake.entryPoints(), "sample", "");
+  m_fake.statuses["format"] = 3;
   try {
-    provider.run("the thing could not be done", [](const ProviderEntryPoints&) { return 3; });
+    provider.format("/dev/x");
     FAIL() << "it did not fail";
   } catch (const ProviderError& error) {
-    EXPECT_EQ(printed(error), "qmfi: the thing could not be done: status 3\n  An argument is invalid.\n");
+    EXPECT_EQ(printed(error), "qmfi: /dev/x could not be formatted: status 3\n  An argument is invalid.\n");
   }
 }
 
 TEST_F(ProviderTest, CallWithoutAStatusFailsByItsMessages) {
   Provider provider(m_fake.entryPoints(), "sample", "");
-  EXPECT_NO_THROW(provider.runWithoutStatus("the thaw failed", [](const ProviderEntryPoints&) {}));
+  Node node(provider, "/proc");
+  m_fake.pushed = {{"MSG_ERROR_OLD", "left by an earlier call"}};
+  EXPECT_NO_THROW(provider.enableCache(node));
+  m_fake.messages["cache_enable"] = {{"MSG_ERROR_CACHE", "still fast"}};
   try {
-    provider.runWithoutStatus("the thaw failed", [&](const ProviderEntryPoints&) {
-      m_fake.pushed.push_back({"MSG_ERROR_THAW", "still frozen"});
-    });
+    provider.enableCache(node);
     FAIL() << "it did not fail";
   } catch (const ProviderError& error) {
-    EXPECT_EQ(printed(error), "qmfi: the thaw failed: status 6\n  MSG_ERROR_THAW: still frozen\n");
+    EXPECT_EQ(printed(error),
+              "qmfi: the cache of /proc could not be enabled: status 6\n"
+              "  MSG_ERROR_CACHE: still fast\n");
   }
 }
 
