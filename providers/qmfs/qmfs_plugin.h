@@ -186,10 +186,20 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
     bool succeeded() const { return error.getCode() == qmfi_pdk_4_4::KFI_EXEC_PIPE_SUCCESS; }
   };
 
+  // The command pipe as every command of the provider uses it.
+  struct CommandPipe : qmfi_pdk_4_4::CFiExecPipePosix {
+    CommandPipe() : CFiExecPipePosix(1) {}
+  };
+
+  // Those that are given no pipe use one of their own.
+  qmfi_pdk_4_4::EFiExecPipe runPiped(CommandPipe& pipe, const std::string& command, std::vector<std::string>& output,
+                                     int timeoutSeconds);
   qmfi_pdk_4_4::EFiExecPipe runPiped(const std::string& command, std::vector<std::string>& output, int timeoutSeconds);
   qmfi_pdk_4_4::EFiExecPipe execute(const std::string& command, std::vector<std::string>& output, int timeoutSeconds);
+  CommandRun runTraced(CommandPipe& pipe, const std::string& command);
   CommandRun runTraced(const std::string& command);
   [[noreturn]] void throwFailed(const CommandRun& run);
+  void runOrThrow(CommandPipe& pipe, const std::string& command);
   void runOrThrow(const std::string& command);
 
   struct UmountAttempt;

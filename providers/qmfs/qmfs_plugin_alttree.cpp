@@ -89,12 +89,13 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivate
   if (!isCommandWord(alternate)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  const CommandRun made = runTraced(mkdirCommand(alternate));
+  CommandPipe pipe;
+  const CommandRun made = runTraced(pipe, mkdirCommand(alternate));
   if (!made.succeeded()) {
     trace(CFI_TRACE_ERROR, "Command :%s failed with, return status :%d", made.command.c_str(), made.error.getCode());
     throwFailed(made);
   }
-  runOrThrow(snapshotMountCommand(device, alternate));
+  runOrThrow(pipe, snapshotMountCommand(device, alternate));
   *altObject = alternateIdentifier("buildAltTree", alternate);
 
   CFiPrivateDataSPtr data = factory.access(domain);

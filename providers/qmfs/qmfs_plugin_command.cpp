@@ -35,21 +35,30 @@ std::string joined(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-EFiExecPipe CQmFSPlugin::runPiped(const std::string& command, std::vector<std::string>& output, int timeoutSeconds) {
-  constexpr int plainPipe = 1;
-  CFiExecPipePosix pipe(plainPipe);
+EFiExecPipe CQmFSPlugin::runPiped(CommandPipe& pipe, const std::string& command, std::vector<std::string>& output,
+                                  int timeoutSeconds) {
   const int code = pipe.Exec(command, output, "", timeoutSeconds, "", "", "");
   // What the pipe returns decides; its record has the text and the exit status.
   const EFiExecPipe& record = pipe.getLastError();
   return EFiExecPipe(record.getText(), code, record.getExitStatus());
 }
 
-CQmFSPlugin::CommandRun CQmFSPlugin::runTraced(const std::string& command) {
+EFiExecPipe CQmFSPlugin::runPiped(const std::string& command, std::vector<std::string>& output, int timeoutSeconds) {
+  CommandPipe pipe;
+  return runPiped(pipe, command, output, timeoutSeconds);
+}
+
+CQmFSPlugin::CommandRun CQmFSPlugin::runTraced(CommandPipe& pipe, const std::string& command) {
   trace(CFI_TRACE_PROGRESS, "Command : %s", command.c_str());
   CommandRun run;
   run.command = command;
-  run.error = runPiped(command, run.output, QMFS_COMMAND_TIMEOUT);
+  run.error = runPiped(pipe, command, run.output, QMFS_COMMAND_TIMEOUT);
   return run;
+}
+
+CQmFSPlugin::CommandRun CQmFSPlugin::runTraced(const std::string& command) {
+  CommandPipe pipe;
+  return runTraced(pipe, command);
 }
 
 void CQmFSPlugin::throwFailed(const CommandRun& run) {
@@ -57,11 +66,16 @@ void CQmFSPlugin::throwFailed(const CommandRun& run) {
   throw EFiExecPipe(run.error);
 }
 
-void CQmFSPlugin::runOrThrow(const std::string& command) {
-  const CommandRun run = runTraced(command);
+void CQmFSPlugin::runOrThrow(CommandPipe& pipe, const std::string& command) {
+  const CommandRun run = runTraced(pipe, command);
   if (!run.succeeded()) {
     throwFailed(run);
   }
+}
+
+void CQmFSPlugin::runOrThrow(const std::string& command) {
+  CommandPipe pipe;
+  runOrThrow(pipe, command);
 }
 
 EFiExecPipe CQmFSPlugin::execute(const std::string& command, std::vector<std::string>& output, int timeoutSeconds) {

@@ -200,6 +200,7 @@ void CQmFSPlugin::traceUmountFailure(const UmountAttempt& attempt) {
 int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, int sleepSeconds) {
   const auto scope = traceScope("umountRetry");
   const std::string commandLine = CFiStringTool::tstr2str(command);
+  CommandPipe pipe;
   EFiExecPipe error;
   int pause = sleepSeconds;
   for (int attempt = 1; attempt <= retries; ++attempt) {
@@ -207,7 +208,7 @@ int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, 
     pauseFor(pause);
     trace(CFI_TRACE_PROGRESS, "Retrying umount... slept time '%d' sec and retry attempt '%d'.", pause, attempt);
     pause = doubled(pause);
-    error = runPiped(commandLine, output, QMFS_COMMAND_TIMEOUT);
+    error = runPiped(pipe, commandLine, output, QMFS_COMMAND_TIMEOUT);
     if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
       trace(CFI_TRACE_PROGRESS, "umount is successful.");
       return 0;

@@ -32,6 +32,9 @@ unsigned RecordedCommands::sleep(unsigned seconds) {
 }
 
 std::FILE* RecordedCommands::openMountTable() {
+  if (m_readingAction) {
+    m_readingAction();
+  }
   if (m_isTableHidden) {
     errno = ENOENT;
     return nullptr;
@@ -66,8 +69,8 @@ namespace qmfi_pdk_4_4 {
 int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& output, const std::string& input,
                           int timeoutSeconds, const std::string& user, const std::string& domain,
                           const std::string& password) {
-  const CommandAnswer answer =
-      recordedCommands->run({command, timeoutSeconds, input + user + domain + password, output.size()});
+  const CommandAnswer answer = recordedCommands->run(
+      {command, timeoutSeconds, input + user + domain + password, output.size(), m_lastError.getText()});
   output.insert(output.end(), answer.lines.begin(), answer.lines.end());
   std::string text;
   for (const std::string& line : answer.lines) {

@@ -30,6 +30,8 @@ struct RecordedCommand {
   std::string reserved;
   // How many lines the output held already.
   std::size_t linesBefore = 0;
+  // The text in the pipe's record: that of its command before, empty for a new pipe.
+  std::string textBefore;
 };
 
 class RecordedCommands {
@@ -45,6 +47,8 @@ class RecordedCommands {
   void setMountTable(const std::string& text) { m_mountTable = text; }
   void hideMountTable() { m_isTableHidden = true; }
   void setMountTableOnce(const std::string& text) { m_nextMountTable = text; }
+  // Does something whenever the mount table is read.
+  void doWhenMountTableIsRead(std::function<void()> action) { m_readingAction = std::move(action); }
 
   // A signal ends the next pause with that many seconds left.
   void interruptNextSleep(unsigned secondsLeft) { m_secondsLeft = secondsLeft; }
@@ -64,6 +68,7 @@ class RecordedCommands {
   std::vector<std::string> m_events;
   std::string m_mountTable;
   std::optional<std::string> m_nextMountTable;
+  std::function<void()> m_readingAction;
   bool m_isTableHidden = false;
   unsigned m_secondsLeft = 0;
   std::set<std::string> m_programs;

@@ -1,14 +1,19 @@
 // The provider's commands, unmounts and diagnostic dump with a command pipe that the test answers: what no call from
 // outside reaches, and what would take minutes.
 #include "unmount_machinery.h"
+#include "cficontextsingleton.h"
+#include "cfipluginname.h"
+#include "cfiprivatedatamanager.h"
 #include "support/domains.h"
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -231,6 +236,40 @@ TEST_F(UnmountMachinery, MountStatusTellsNothingMountedFromMountedAndUnknown) {
 }
 
 // Operations that use the machinery.
+
+// A plug-in that has a factory for private data, as after its start.
+class StartedMachinery : public UnmountMachinery {
+ protected:
+  StartedMachinery() { manager()->setProviderFactory(m_factory); }
+  ~StartedMachinery() override { manager()->setProviderFactory(CFiPrivateDataFactorySPtr()); }
+
+  CFiPrivateDataFactorySPtr m_factory{new CFiPrivateDataConcreteFactory<CQmFSPrivateData>()};
+
+ private:
+  static auto manager() -> decltype(CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false)) {
+    return CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  }
+};
+
+TEST_F(StartedMachinery, AlternateTreeIsBuiltWithOnePipeAndAnEmptyOutputForEachCommand) {
+  kfi_domain domain = domainNamed("/data");
+  std::string provider = "qmfsfi";
+  domain.fid_provider = provider.data();
+  qmfi_objid* snapObjects[] = {identifierOf("/dev/snap")};
+  qmfi_objid* alternate = nullptr;
+  m_commands.answerNext({0, 0, {"made"}, {}});
+  EXPECT_EQ(m_plugin.buildAltTree(&domain, provider.data(), nullptr, snapObjects, 1, &alternate), 0);
+  const auto& commands = m_commands.commands();
+  ASSERT_EQ(commands.size(), 2U);
+  EXPECT_EQ(commands[0].textBefore, "");
+  EXPECT_EQ(commands[1].textBefore, "made");
+  for (const RecordedCommand& command : commands) {
+    EXPECT_EQ(command.timeoutSeconds, 600);
+    EXPECT_EQ(command.linesBefore, 0U);
+    EXPECT_EQ(command.reserved, "");
+  }
+  EXPECT_EQ(m_factory->deallocate(&domain), 0);
+}
 
 TEST_F(UnmountMachinery, DeportOfAMountPointThatACommandCannotCarryIsRefusedAlsoWhenItIsUnmountedMeanwhile) {
   m_commands.setMountTable("");

@@ -61,6 +61,17 @@ TEST_F(UnmountRetry, StartsEveryAttemptWithEmptyOutputAndTheUsualTime) {
   }
 }
 
+TEST_F(UnmountRetry, RunsAllAttemptsInOnePipe) {
+  m_commands.answerNext({11, 1, {"busy 1"}, {}});
+  m_commands.answerNext({11, 1, {"busy 2"}, {}});
+  m_commands.answerNext({11, 1, {"busy 3"}, {}});
+  EXPECT_EQ(m_plugin.umountRetry(plainly, 3, 0), 32);
+  ASSERT_EQ(m_commands.commands().size(), 3U);
+  EXPECT_EQ(m_commands.commands()[0].textBefore, "");
+  EXPECT_EQ(m_commands.commands()[1].textBefore, "busy 1");
+  EXPECT_EQ(m_commands.commands()[2].textBefore, "busy 2");
+}
+
 TEST_F(UnmountRetry, ThatRunsOutOfTimeIsTriedAgainAndThrowsTheLastError) {
   m_commands.answerNext({5, 0, {}, {}});
   m_commands.answerNext({5, 0, {"late"}, {}});
