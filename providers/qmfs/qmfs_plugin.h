@@ -230,7 +230,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
                    qmfi_objid** altObject);
   std::string importedAlternateName(const kfi_domain* domain, const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
   int importAltNode(const std::string& alternate, const char* device);
-  qmfi_objid* alternateIdentifier(const char* operation, const std::string& alternate);
+  void storeAlternateIdentifier(const char* operation, const std::string& alternate, qmfi_objid** altObject);
 
   int bringOnline(kfi_domain* node);
   int takeOffline(kfi_domain* node, kfi_disposition disposition);

@@ -41,16 +41,15 @@ bool hasOrCanHaveData(const kfi_domain* domain, const CFiPrivateDataFactorySPtr&
 
 }  // namespace
 
-qmfi_objid* CQmFSPlugin::alternateIdentifier(const char* operation, const std::string& alternate) {
+void CQmFSPlugin::storeAlternateIdentifier(const char* operation, const std::string& alternate,
+                                           qmfi_objid** altObject) {
   constexpr std::int32_t pathKind = 1;
-  qmfi_objid* const object =
-      qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), pathKind);
-  if (object == nullptr) {
+  *altObject = qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), pathKind);
+  if (*altObject == nullptr) {
     const std::string text = std::string(operation) + " : Failed to get objid for :" + alternate;
     trace(CFI_TRACE_ERROR, "%s", text.c_str());
     throw CFiError(CFI_ERROR_NO_OBJECT_IDENTIFIER, text, sourceFile, operation, __LINE__);
   }
-  return object;
 }
 
 int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*objects*/, qmfi_objid** snapObjects,
@@ -96,7 +95,7 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivate
     throwFailed(made);
   }
   runOrThrow(pipe, snapshotMountCommand(device, alternate));
-  *altObject = alternateIdentifier("buildAltTree", alternate);
+  storeAlternateIdentifier("buildAltTree", alternate, altObject);
 
   CFiPrivateDataSPtr data = factory.access(domain);
   if (!data) {
@@ -150,7 +149,7 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
     if (status != 0) {
       return status;
     }
-    *altObject = alternateIdentifier("importTreeNode", alternate);
+    storeAlternateIdentifier("importTreeNode", alternate, altObject);
     if (!data) {
       data = factory->allocate(domain, false);
     }

@@ -141,6 +141,7 @@ TEST_F(AlternateImport, ImportWhoseMountFailsIsAnError) {
 TEST_F(AlternateImport, ImportWithoutAnIdentifierIsAnErrorAfterTheMount) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   importedCalls().failIdentifier("/alt");
+  alternate = object("/before");
 
   EXPECT_EQ(6, import(domain));
 

@@ -255,6 +255,7 @@ TEST_F(AlternateTree, BuildWithoutAnIdentifierIsAnErrorAfterTheMount) {
   kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
   domain.fid_subobjs = entries;
   importedCalls().failIdentifier("/alt");
+  alternate = object("/before");
 
   EXPECT_EQ(6, build(domain));
 
