@@ -95,12 +95,9 @@ int CQmFSPlugin::deportTree(kfi_domain* primary, kfi_domain* alternate, kfi_acce
       return 0;
     }
     if (alternate == nullptr) {
-      const char* const primaryName = objectName(primary);
-      if (primaryName == nullptr) {
-        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
-      }
+      const char* const name = objectName(primary);
       trace(CFI_TRACE_WARNING, "CQmFSPlugin::deportTree: found empty alt node for %s, assuming import failed",
-            primaryName);
+            name != nullptr ? name : "");
       return 0;
     }
     if (objectName(alternate) == nullptr) {

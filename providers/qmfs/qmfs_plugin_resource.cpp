@@ -62,11 +62,10 @@ int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type,
     std::string mountPoint = "/tmp_" + getTime();
     createMntPoint(mountPoint);
     mount(mountPoint, device, "rw");
-    const int status = QmFSUmount(mountPoint.data(), false);
-    if (status != 0) {
-      return status;
+    // Required: an unmount that fails without an exception is no failure; the directory stays then.
+    if (QmFSUmount(mountPoint.data(), false) == 0) {
+      ::rmdir(mountPoint.c_str());
     }
-    ::rmdir(mountPoint.c_str());
     return 0;
   });
 }

@@ -68,10 +68,26 @@ TEST_F(Deport, ATreeWhoseImportFailedSucceedsWithAWarning) {
   expectNothingDone();
 }
 
-TEST_F(Deport, IsInvalidWithoutTheNamesThatItNeeds) {
+TEST_F(Deport, ATreeWhoseImportFailedSucceedsWhateverThePrimaryIs) {
+  kfi_domain withoutIdentifier{};
+  qmfi_objid nameless{};
+  kfi_domain withoutName{};
+  withoutName.fid_objid = &nameless;
+  kfi_accessnode access{};
+  access.kan_access = 1;
+  for (kfi_domain* const primary : {static_cast<kfi_domain*>(nullptr), &withoutIdentifier, &withoutName}) {
+    for (kfi_accessnode* const record : {static_cast<kfi_accessnode*>(nullptr), &access}) {
+      forget();
+      EXPECT_EQ(0, plugin.deport_tree(primary, nullptr, record));
+      EXPECT_THAT(trace(),
+                  ElementsAre(traced(2, "CQmFSPlugin::deportTree: found empty alt node for , assuming import failed")));
+      expectNothingDone();
+    }
+  }
+}
+
+TEST_F(Deport, IsInvalidWithoutTheAlternateNodesName) {
   kfi_domain nameless{};
-  EXPECT_EQ(3, plugin.deport_tree(nullptr, nullptr, nullptr));
-  EXPECT_EQ(3, plugin.deport_tree(&nameless, nullptr, nullptr));
   EXPECT_EQ(3, deport(&nameless));
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();

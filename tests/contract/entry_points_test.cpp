@@ -33,7 +33,7 @@ const std::map<std::string, int> answersToNothing = {
     {"init", 7},                      // no version record
     {"claim", 3},                     //
     {"supports_fitype", 0},           // answers 0 always
-    {"deport_tree", 3},               // no alternate node, and no primary one to name
+    {"deport_tree", 0},               // no alternate node: its import failed
     {"import_tree", 3},               //
     {"init_node", 3},                 //
     {"config", 3},                    //
