@@ -34,6 +34,6 @@ bool isCommandWord(const std::string& path) {
   return path.find('\0') == std::string::npos && isCommandWord(path.c_str());
 }
 
-const char* firstName(qmfi_objid** objects, int count) {
-  return objects != nullptr && count > 0 ? givenName(objectName(objects[0])) : nullptr;
+const char* firstName(qmfi_objid** objects) {
+  return objects != nullptr ? givenName(objectName(objects[0])) : nullptr;
 }

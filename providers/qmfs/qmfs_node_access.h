@@ -33,7 +33,7 @@ bool isCommandWord(const char* path);
 // The same for the whole of a string; a command line cannot carry one with a NUL inside either.
 bool isCommandWord(const std::string& path);
 
-// Name of the first of count snapshot objects; null when there is none.
-const char* firstName(qmfi_objid** objects, int count);
+// Name of the first snapshot object; null when there is none.
+const char* firstName(qmfi_objid** objects);
 
 #endif

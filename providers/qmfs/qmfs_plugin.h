@@ -229,7 +229,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int buildAltNode(kfi_domain* domain, const char* device, qmfi_pdk_4_4::CFiPrivateDataFactory& factory,
                    qmfi_objid** altObject);
   std::string importedAlternateName(const kfi_domain* domain, const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
-  int importAltNode(const std::string& alternate, const char* device);
+  int importAltNode(const std::string& alternate, qmfi_objid** snapObjects);
   void storeAlternateIdentifier(const char* operation, const std::string& alternate, qmfi_objid** altObject);
 
   int bringOnline(kfi_domain* node);

@@ -53,7 +53,7 @@ void CQmFSPlugin::storeAlternateIdentifier(const char* operation, const std::str
 }
 
 int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*objects*/, qmfi_objid** snapObjects,
-                              int count, qmfi_objid** altObject) {
+                              int /*count*/, qmfi_objid** altObject) {
   const auto scope = traceScope("buildAltTree");
   return guarded([&] {
     if (domain == nullptr || fiid == nullptr) {
@@ -68,7 +68,7 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
       trace(CFI_TRACE_ERROR, "%s", text.c_str());
       throw CFiError(CFI_ERROR_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
     }
-    const char* const device = firstName(snapObjects, count);
+    const char* const device = firstName(snapObjects);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (nodeName(domain) == nullptr || !isCommandWord(device) || altObject == nullptr ||
         !hasOrCanHaveData(domain, factory)) {
@@ -127,7 +127,7 @@ std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const C
   return generated;
 }
 
-int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qmfi_objid** snapObjects, int count,
+int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qmfi_objid** snapObjects, int /*count*/,
                                 qmfi_objid** altObject) {
   const auto scope = traceScope("importTreeNode");
   return guarded([&] {
@@ -137,15 +137,14 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
     }
     CFiPrivateDataSPtr data = factory->access(domain);
     const std::string alternate = importedAlternateName(domain, data);
-    const char* const device = firstName(snapObjects, count);
     if (alternate.empty() || !isCommandWord(alternate)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
-    if (!isCommandWord(device) && qmfs_check_claim(alternate.c_str()) == 0) {
+    if (qmfs_check_claim(alternate.c_str()) == 0 && !isCommandWord(firstName(snapObjects))) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    const int status = importAltNode(alternate, device);
+    const int status = importAltNode(alternate, snapObjects);
     if (status != 0) {
       return status;
     }
@@ -158,7 +157,7 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
   });
 }
 
-int CQmFSPlugin::importAltNode(const std::string& alternate, const char* device) {
+int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapObjects) {
   runOrThrow(mkdirCommand(alternate));
   trace(CFI_TRACE_DETAIL, "Calling qmfs_getsubobj for :%s", alternate.c_str());
   const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
@@ -169,6 +168,8 @@ int CQmFSPlugin::importAltNode(const std::string& alternate, const char* device)
   if (mounted.found != nullptr) {
     return 0;
   }
+  // Asked again: what was mounted may have been unmounted meanwhile.
+  const char* const device = firstName(snapObjects);
   if (!isCommandWord(device)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }

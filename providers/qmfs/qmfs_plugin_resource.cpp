@@ -25,8 +25,8 @@ bool isOwnType(const char* type) {
 }
 
 // The first device; null when there is none.
-const char* firstDevice(char** devices, int count) {
-  return devices != nullptr && count > 0 ? givenName(devices[0]) : nullptr;
+const char* firstDevice(char** devices) {
+  return devices != nullptr ? givenName(devices[0]) : nullptr;
 }
 
 std::string mountOptionsOf(const char* options) {
@@ -40,7 +40,7 @@ std::string mountOptionsOf(const char* options) {
 
 }  // namespace
 
-int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type, char* /*extra2*/, int flags,
+int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* type, char* /*extra2*/, int flags,
                         char*** /*paths*/, int* /*pathCount*/) {
   const auto scope = traceScope("format");
   return guarded([&] {
@@ -51,7 +51,7 @@ int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type,
     if ((flags & formatDevice) == 0) {
       return 0;
     }
-    const char* const device = firstDevice(devices, count);
+    const char* const device = firstDevice(devices);
     if (!isCommandWord(device)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
@@ -70,7 +70,7 @@ int CQmFSPlugin::format(char** devices, int count, char* /*extra1*/, char* type,
   });
 }
 
-int CQmFSPlugin::onlineResource(char** devices, int count, char* mountPoint, char* type, char* options,
+int CQmFSPlugin::onlineResource(char** devices, int /*count*/, char* mountPoint, char* type, char* options,
                                 char* /*extra3*/, int /*extra4*/, char*** paths, int* pathCount) {
   const auto scope = traceScope("onlineResource");
   return guarded([&] {
@@ -83,7 +83,7 @@ int CQmFSPlugin::onlineResource(char** devices, int count, char* mountPoint, cha
       trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    const char* const device = firstDevice(devices, count);
+    const char* const device = firstDevice(devices);
     if (device == nullptr) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
