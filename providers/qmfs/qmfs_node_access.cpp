@@ -5,8 +5,11 @@
 #include "cfidomain.h"
 #include "cfipluginname.h"
 #include "cfiprivatedatamanager.h"
+#include "cfistringtool.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 using namespace qmfi_pdk_4_4;
 
@@ -23,7 +26,7 @@ const char* deviceOf(const CFiPrivateDataSPtr& data) {
   if (!data || data->getSubObjectListLength() == 0) {
     return nullptr;
   }
-  return givenName(objectName(data->getSubObjectList()[0]));
+  return objectName(data->getSubObjectList()[0]);
 }
 
 bool isCommandWord(const char* path) {
@@ -34,6 +37,11 @@ bool isCommandWord(const std::string& path) {
   return path.find('\0') == std::string::npos && isCommandWord(path.c_str());
 }
 
+bool areCommandOptions(const std::string& options) {
+  const std::vector<std::string> words = CFiStringTool::tokenize(options, " \t");
+  return std::find(words.begin(), words.end(), "|") == words.end();
+}
+
 const char* firstName(qmfi_objid** objects) {
-  return objects != nullptr ? givenName(objectName(objects[0])) : nullptr;
+  return objects != nullptr ? objectName(objects[0]) : nullptr;
 }

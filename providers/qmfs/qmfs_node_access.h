@@ -16,13 +16,13 @@ inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data
   return static_cast<CQmFSPrivateData&>(*data);
 }
 
-// A name as it is given: null for an empty one, which names nothing. A command without a device would choose for itself
-// what it works on.
+// A name as it is given: null for an empty one, which names nothing.
 inline const char* givenName(const char* name) {
   return name != nullptr && *name != '\0' ? name : nullptr;
 }
 
-// Name of the first sub-object, that is the node's device; null without private data, sub-object or name.
+// Name of the first sub-object, that is the node's device; null without private data, sub-object or name. It may be
+// empty.
 const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
 
 // Whether a command line can carry the path: it is given, holds no blank, tab or line feed, does not begin like an
@@ -33,7 +33,11 @@ bool isCommandWord(const char* path);
 // The same for the whole of a string; a command line cannot carry one with a NUL inside either.
 bool isCommandWord(const std::string& path);
 
-// Name of the first snapshot object; null when there is none.
+// Whether a command line can carry mount options: they may be several words, but none of them the lone bar that begins
+// another program.
+bool areCommandOptions(const std::string& options);
+
+// Name of the first snapshot object; null when there is none. It may be empty.
 const char* firstName(qmfi_objid** objects);
 
 #endif

@@ -207,6 +207,11 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int umountWithoutForce(UmountAttempt& attempt);
   void traceUmountFailure(const UmountAttempt& attempt);
 
+  // Whether a command line can carry them. What it cannot is shown in the trace; a missing device is only refused.
+  bool acceptsMountPoint(const std::string& path);
+  bool acceptsDevice(const char* device);
+  bool acceptsOptions(const std::string& options);
+
   void registerFactories();
   void declareParameters();
 
@@ -242,6 +247,8 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
     int status;
   };
   NodeAccess enableNode(const kfi_node_subobj_list& element);
+  NodeAccess mountNode(const kfi_node_subobj_list& element, const char* device, const char* name);
+  int disableNode(kfi_domain& node, bool force);
   using RemountCommand = std::string (*)(const std::string& device, const std::string& mountPoint);
   int remount(kfi_domain* domain, RemountCommand command);
 

@@ -70,8 +70,8 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
     }
     const char* const device = firstName(snapObjects);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
-    if (nodeName(domain) == nullptr || !isCommandWord(device) || altObject == nullptr ||
-        !hasOrCanHaveData(domain, factory)) {
+    if (nodeName(domain) == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory) ||
+        !acceptsDevice(device)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     return buildAltNode(domain, device, *factory, altObject);
@@ -85,7 +85,7 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivate
   if (given == nullptr) {
     trace(CFI_TRACE_PROGRESS, "No altname specified generated  : %s", alternate.c_str());
   }
-  if (!isCommandWord(alternate)) {
+  if (!acceptsMountPoint(alternate)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   CommandPipe pipe;
@@ -137,11 +137,11 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
     }
     CFiPrivateDataSPtr data = factory->access(domain);
     const std::string alternate = importedAlternateName(domain, data);
-    if (alternate.empty() || !isCommandWord(alternate)) {
+    if (alternate.empty() || !acceptsMountPoint(alternate)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
-    if (qmfs_check_claim(alternate.c_str()) == 0 && !isCommandWord(firstName(snapObjects))) {
+    if (qmfs_check_claim(alternate.c_str()) == 0 && !acceptsDevice(firstName(snapObjects))) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     const int status = importAltNode(alternate, snapObjects);
@@ -170,7 +170,7 @@ int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapOb
   }
   // Asked again: what was mounted may have been unmounted meanwhile.
   const char* const device = firstName(snapObjects);
-  if (!isCommandWord(device)) {
+  if (!acceptsDevice(device)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   runOrThrow(snapshotMountCommand(device, alternate));

@@ -96,13 +96,10 @@ int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     std::string trimmed = CFiStringTool::trim(device, whiteSpace);
-    if (trimmed.find(devicePrefix) != 0) {
+    if (trimmed.find(devicePrefix) != 0 || !isCommandWord(trimmed)) {
       trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", trimmed.c_str());
       *isParent = 0;
       return 0;
-    }
-    if (!isCommandWord(trimmed)) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     *isParent = getFSType(trimmed) == QMFS_TYPE ? 1 : 0;
     return 0;

@@ -1,6 +1,7 @@
-// Names: of devices, of generated mount points, and as the framework receives them.
+// Names: of devices, of generated mount points, as commands can carry them, and as the framework receives them.
 #include "K_strings.h"
 #include "K_time.h"
+#include "qmfs_node_access.h"
 #include "qmfs_plugin.h"
 
 #include <cstdlib>
@@ -44,6 +45,34 @@ void CQmFSPlugin::convertBlockToRawDevice(std::string& device) {
 void CQmFSPlugin::convertRawToBlockDevice(std::string& device) {
   const auto scope = traceScope("convertRawToBlockDevice");
   replacePrefix(device, rawPrefix, blockPrefix);
+}
+
+bool CQmFSPlugin::acceptsMountPoint(const std::string& path) {
+  if (isCommandWord(path)) {
+    return true;
+  }
+  trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", path.c_str());
+  return false;
+}
+
+bool CQmFSPlugin::acceptsDevice(const char* device) {
+  if (device == nullptr) {
+    return false;
+  }
+  // A command without a device would choose for itself what it works on.
+  if (*device != '\0' && isCommandWord(device)) {
+    return true;
+  }
+  trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", device);
+  return false;
+}
+
+bool CQmFSPlugin::acceptsOptions(const std::string& options) {
+  if (areCommandOptions(options)) {
+    return true;
+  }
+  trace(CFI_TRACE_REJECTED, "Not valid mount options [%s]", options.c_str());
+  return false;
 }
 
 int CQmFSPlugin::createPathAndAllocBuffer(const ACE_String_Base<char>& path, char*** paths, int* count) {

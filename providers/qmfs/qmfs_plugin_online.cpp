@@ -53,12 +53,12 @@ int CQmFSPlugin::bringOnline(kfi_domain* node) {
     trace(CFI_TRACE_WARNING, "Device {%s} is mounted on different mount point already", device);
     return QMFS_STATUS_MOUNTED_ELSEWHERE;
   }
-  if (!isCommandWord(name) || !isCommandWord(device)) {
+  const std::string options = qmfsDataOf(data).getMntOpts();
+  if (!acceptsMountPoint(name) || !acceptsDevice(device) || !acceptsOptions(options)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  std::string mountPoint = name;
-  createMntPoint(mountPoint);
-  runOrThrow(onlineMountCommand(device, name, qmfsDataOf(data).getMntOpts()));
+  createMntPoint(name);
+  runOrThrow(onlineMountCommand(device, name, options));
   return 0;
 }
 
@@ -71,11 +71,10 @@ int CQmFSPlugin::takeOffline(kfi_domain* node, kfi_disposition disposition) {
   }
   struct stat mountPoint {};
   if (disposition == KFI_DISPOSITION_REMOVE && ::stat(name, &mountPoint) == 0) {
-    if (!isCommandWord(name)) {
+    if (!acceptsMountPoint(name)) {
       return CFI_STATUS_INVALID_ARGUMENT;
     }
-    std::string path = name;
-    removeMntPoint(path);
+    removeMntPoint(name);
   }
   return 0;
 }
@@ -118,7 +117,7 @@ int CQmFSPlugin::deportAltNode(char* name) {
     return 0;
   }
   // Asked for here too: the unmount would not ask if somebody else has unmounted it meanwhile.
-  if (!isCommandWord(name)) {
+  if (!acceptsMountPoint(name)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   const int status = QmFSUmount(name, true);
@@ -126,8 +125,7 @@ int CQmFSPlugin::deportAltNode(char* name) {
     trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
     return status;
   }
-  std::string path = name;
-  removeMntPoint(path);
+  removeMntPoint(name);
   return 0;
 }
 

@@ -24,9 +24,9 @@ bool isOwnType(const char* type) {
   return type == nullptr || std::strcmp(type, QMFS_TYPE) == 0;
 }
 
-// The first device; null when there is none.
+// The first device; null when there is none. It may be empty.
 const char* firstDevice(char** devices) {
-  return devices != nullptr ? givenName(devices[0]) : nullptr;
+  return devices != nullptr ? devices[0] : nullptr;
 }
 
 std::string mountOptionsOf(const char* options) {
@@ -52,7 +52,7 @@ int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* t
       return 0;
     }
     const char* const device = firstDevice(devices);
-    if (!isCommandWord(device)) {
+    if (!acceptsDevice(device)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     std::string rawDevice = device;
@@ -117,8 +117,11 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
     trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
     return QMFS_STATUS_MOUNTED_ELSEWHERE;
   }
-  const bool isRootDirectory = generated && mountPoint == "/";
-  if (!isCommandWord(device) || !isCommandWord(mountPoint) || isRootDirectory) {
+  if (!acceptsDevice(device) || !acceptsMountPoint(mountPoint) || !acceptsOptions(options)) {
+    return CFI_STATUS_INVALID_ARGUMENT;
+  }
+  if (generated && mountPoint == "/") {
+    trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", mountPoint.c_str());
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   makeResourceMountPoint(mountPoint);

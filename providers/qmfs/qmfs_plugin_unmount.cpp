@@ -1,7 +1,6 @@
 // Unmounting: plain or forced, tried again while the device is busy, with a dump of what is known when it fails.
 #include "cfistringtool.h"
 #include "qmfs_command_lines.h"
-#include "qmfs_node_access.h"
 #include "qmfs_plugin.h"
 
 #include <sys/stat.h>
@@ -130,7 +129,7 @@ int CQmFSPlugin::QmFSUmount(char* mountPoint, bool force) {
     trace(CFI_TRACE_PROGRESS, "Mountpoint %s is already umounted", mountPoint);
     return 0;
   }
-  if (!isCommandWord(mountPoint)) {
+  if (!acceptsMountPoint(mountPoint)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   UmountAttempt attempt;

@@ -33,6 +33,11 @@ class Access : public OperationsTest {
     node.fid_attr = otherBits;
     return node;
   }
+  // Empties the list.
+  void clear() {
+    m_elements.clear();
+    m_subObjects.clear();
+  }
   kfi_node_subobj_list* list() { return m_elements.empty() ? nullptr : &m_elements.front(); }
   kfi_node_subobj_list& element(std::size_t index) { return m_elements[index]; }
 

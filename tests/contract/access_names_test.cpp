@@ -1,5 +1,4 @@
-// Lists of nodes of which some have names that a command cannot carry: they are refused whole, unless the walk ends
-// before it comes to such a name.
+// Lists of nodes of which some have names that a command cannot carry: each is refused when its turn comes.
 #include "access_fixture.h"
 
 namespace {
@@ -15,19 +14,34 @@ TEST_F(AccessNames, DisableRefusesAMountPointThatACommandCannotCarry) {
   table.add("/dev/a", "/with\\040blank");
   kfi_domain& node = add(restoredNode("/with blank", "/dev/a"), "/dev/a");
   EXPECT_EQ(3, disable());
+  EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /with blank"),
+                                   traced(4, "Not a valid mount point path [/with blank]"),
+                                   traced(1, "Umount failed for /with blank")));
   EXPECT_EQ(0u, node.fid_attr);
   expectNothingDone();
 }
 
-TEST_F(AccessNames, DisableRefusesTheNameOfALaterNodeBeforeItUnmountsTheFirst) {
+TEST_F(AccessNames, DisableUnmountsWhatStandsBeforeANameThatItRefusesAndNothingBehindIt) {
   kfi_domain& first = addMounted("/a", "/dev/a");
   table.add("/dev/b", "/with\\040blank");
   kfi_domain& second = add(restoredNode("/with blank", "/dev/b"), "/dev/b");
+  kfi_domain& third = addMounted("/c", "/dev/c");
   EXPECT_EQ(3, disable());
-  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
   EXPECT_EQ(0u, second.fid_attr);
-  EXPECT_THAT(trace(), IsEmpty());
-  expectNothingDone();
+  EXPECT_EQ(otherBits, third.fid_attr);
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /a"));
+  EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [/with blank]"));
+}
+
+TEST_F(AccessNames, DisableGivesTheAnswerOfAnUnmountThatFailsBeforeTheNameIsReached) {
+  kfi_domain& first = addMounted("/a", "/dev/a");
+  table.add("/dev/b", "/with\\040blank");
+  add(restoredNode("/with blank", "/dev/b"), "/dev/b");
+  programs.answer("/bin/umount", Answer().complains("busy").exits(1));
+  EXPECT_EQ(32, disable());
+  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_THAT(refusals(), IsEmpty());
 }
 
 TEST_F(AccessNames, DisableMarksANodeThatIsNotMountedWhateverItsName) {
@@ -51,30 +65,42 @@ TEST_F(AccessNames, DisableSaysThatTheMountTableCannotBeReadBeforeItRefusesAName
 
 TEST_F(AccessNames, EnableRefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
+    clear();
     kfi_domain& node = addDisabled(path, "/dev/a");
     kfi_node_subobj_list& added = element(0);
+    forget();
     EXPECT_EQ(3, enable()) << "mount point " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : /dev/a"),
+                                     traced(4, "Not a valid mount point path [" + path + "]")));
     added.subobjs->kso_objid = object(path);
     added.kns_node = &restoredNode("/usable", "/dev/a");
     added.kns_node->fid_attr = disabledBit;
     EXPECT_EQ(3, enable()) << "device " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : " + path),
+                                     traced(4, "Not a valid device path [" + path + "]")));
     EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
     expectNothingDone();
   }
 }
 
-TEST_F(AccessNames, EnableRefusesTheNamesOfALaterNodeBeforeItMountsTheFirst) {
+TEST_F(AccessNames, EnableMountsWhatStandsBeforeANameThatItRefusesAndNothingBehindIt) {
   kfi_domain& first = addDisabled("/a", "/dev/a");
   kfi_domain& second = addDisabled("/b", "/dev/b");
-  for (const auto& [mountPoint, device] : {std::pair("/with blank", "/dev/b"), std::pair("/b", "/dev/with blank")}) {
+  kfi_domain& third = addDisabled("/c", "/dev/c");
+  for (const auto& [mountPoint, device, refusal] :
+       {std::tuple("/with blank", "/dev/b", "Not a valid mount point path [/with blank]"),
+        std::tuple("/b", "/dev/with blank", "Not a valid device path [/dev/with blank]")}) {
+    first.fid_attr |= disabledBit;
     second.fid_objid = object(mountPoint);
     element(1).subobjs->kso_objid = object(device);
     forget();
     EXPECT_EQ(3, enable()) << mountPoint;
-    EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+    EXPECT_EQ(otherBits, first.fid_attr);
     EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
-    EXPECT_THAT(trace(), IsEmpty());
-    expectNothingDone();
+    EXPECT_EQ(disabledBit | otherBits, third.fid_attr);
+    EXPECT_THAT(programs.commands(),
+                ElementsAre("/bin/mkdir -p /a", "/sbin/fsck -y -t qmfs /dev/a", "/bin/mount -t qmfs -o rw /dev/a /a"));
+    EXPECT_THAT(refusals(), ElementsAre(refusal));
   }
 }
 
@@ -91,12 +117,12 @@ TEST_F(AccessNames, EnableGivesTheAnswerOfANodeThatEndsTheWalkBeforeTheNameIsRea
   expectNothingDone();
 }
 
-TEST_F(AccessNames, ADeviceWithAnEmptyNameIsNone) {
+TEST_F(AccessNames, EnableRefusesADeviceWithAnEmptyName) {
   qmfi_objid emptyName{""_text, 0, 1};
   kfi_domain& node = addDisabled("/a", "/dev/a");
   element(0).subobjs->kso_objid = &emptyName;
   EXPECT_EQ(3, enable());
-  EXPECT_THAT(trace(), ElementsAre(traced(1, "list->subobjs list is null")));
+  EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : "), traced(4, "Not a valid device path []")));
   EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
   expectNothingDone();
 }

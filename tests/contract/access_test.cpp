@@ -104,17 +104,23 @@ TEST_F(Access, DisableWithoutAListOrItsFirstNodeIsAnError) {
   EXPECT_THAT(trace(), IsEmpty());
 }
 
-TEST_F(Access, DisableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDone) {
+TEST_F(Access, DisableEndsWithInvalidAtANodeThatItCannotName) {
   kfi_domain nameless{};
   kfi_domain& first = addMounted("/a", "/dev/a");
   addMounted("/b", "/dev/b");
+  kfi_domain& third = addMounted("/c", "/dev/c");
   for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
+    first.fid_attr = otherBits;
     element(1).kns_node = invalid;
+    forget();
     EXPECT_EQ(3, disable());
-    EXPECT_EQ(otherBits, first.fid_attr);
-    expectNothingDone();
+    EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
+    EXPECT_EQ(0u, nameless.fid_attr);
+    EXPECT_EQ(otherBits, third.fid_attr);
+    EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /a"));
+    EXPECT_THAT(trace(), ElementsAreArray(unmounted("/a")));
   }
-  EXPECT_THAT(trace(), IsEmpty());
+  EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Access, DisableNeedsNoNameOfANodeThatIsMarkedAlready) {
@@ -290,18 +296,37 @@ TEST_F(Access, EnableWithoutAListOrItsFirstNodeIsAnError) {
   EXPECT_THAT(trace(), IsEmpty());
 }
 
-TEST_F(Access, EnableWithALaterNodeThatItCannotNameIsInvalidBeforeAnythingIsDone) {
+TEST_F(Access, EnableEndsWithInvalidAtANodeThatIsMissingOrHasNoName) {
   kfi_domain nameless{};
   nameless.fid_attr = disabledBit;
   kfi_domain& first = addDisabled("/a", "/dev/a");
   addDisabled("/b", "/dev/b");
-  for (kfi_domain* const invalid : {static_cast<kfi_domain*>(nullptr), &nameless}) {
+  kfi_domain& third = addDisabled("/c", "/dev/c");
+  for (const auto& [invalid, records] : {std::pair(static_cast<kfi_domain*>(nullptr), TraceRecords{}),
+                                         std::pair(&nameless, TraceRecords{lookedUp("/dev/b")})}) {
+    first.fid_attr |= disabledBit;
     element(1).kns_node = invalid;
+    forget();
     EXPECT_EQ(3, enable());
-    EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
-    expectNothingDone();
+    EXPECT_EQ(otherBits, first.fid_attr);
+    EXPECT_EQ(disabledBit, nameless.fid_attr);
+    EXPECT_EQ(disabledBit | otherBits, third.fid_attr);
+    EXPECT_EQ(3u, programs.commands().size());
+    EXPECT_THAT(trace(), ElementsAreArray(joined(enabled("/a", "/dev/a", "rw"), records)));
   }
-  EXPECT_THAT(trace(), IsEmpty());
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Access, EnableSaysWhatItFindsOfADeviceBeforeItMissesTheNodesName) {
+  kfi_domain nameless{};
+  nameless.fid_attr = disabledBit;
+  addDisabled("/a", "/dev/a");
+  element(0).kns_node = &nameless;
+  table.makeUnreadable();
+  EXPECT_EQ(6, enable());
+  element(0).subobjs = nullptr;
+  EXPECT_EQ(3, enable());
+  EXPECT_EQ(traced(1, "list->subobjs list is null"), trace().back());
 }
 
 TEST_F(Access, EnableNeedsNoNameOfANodeThatIsNotMarked) {

@@ -200,15 +200,22 @@ TEST_F(AlternateImport, ImportRefusesNamesThatACommandCannotCarry) {
     std::string text = path;
     kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
     domain.fid_subobjs = entries;
+    forget();
     EXPECT_EQ(3, import(domain, path)) << "device " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
 
     entries[0].kse_altname = text.data();
+    forget();
     EXPECT_EQ(3, import(domain)) << "given name " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
 
     entries[0] = {text.data(), nullptr};
+    forget();
     EXPECT_EQ(3, import(domain)) << "generated for " << path;
+    EXPECT_EQ(1u, refusals().size());
 
     EXPECT_EQ(3, import(restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", path))) << "remembered " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
     expectNothingDone();
     EXPECT_EQ(nullptr, alternate);
   }

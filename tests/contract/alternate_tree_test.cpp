@@ -200,14 +200,20 @@ TEST_F(AlternateTree, BuildWithAMissingArgumentIsInvalidBeforeAnythingIsDone) {
 TEST_F(AlternateTree, BuildRefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
     kfi_domain& domain = ownNode("/data");
+    forget();
     EXPECT_EQ(3, build(domain, path)) << "device " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
 
     std::string given = path;
     kfi_subobj_entry entries[] = {{"/data"_text, given.data()}, {}};
     domain.fid_subobjs = entries;
+    forget();
     EXPECT_EQ(3, build(domain)) << "given name " << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
 
+    forget();
     EXPECT_EQ(3, build(ownNode(path))) << "generated for " << path;
+    EXPECT_EQ(1u, refusals().size());
     expectNothingDone();
     EXPECT_EQ(nullptr, alternate);
   }

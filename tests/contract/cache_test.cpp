@@ -55,10 +55,14 @@ TEST_F(Cache, IsInvalidWithoutNodePrivateDataOrSubObject) {
 
 TEST_F(Cache, RefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
+    const TraceRecords refused = {{3, "Child is : " + DEVICE}, {4, "Not a valid mount point path [" + path + "]"}};
     EXPECT_EQ(3, plugin.cache_disable(&restoredNode(path, DEVICE)));
+    EXPECT_EQ(refused, trace());
     plugin.cache_enable(&restoredNode(path, DEVICE));
+    EXPECT_EQ(refused, trace());
   }
   EXPECT_EQ(3, plugin.cache_disable(&restoredNode("/data", "/dev/with blank")));
+  EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [/dev/with blank]"));
   expectNothingDone();
 }
 

@@ -288,12 +288,17 @@ TEST_F(Parent, OfAMountPointOrNothingIs0) {
   EXPECT_THAT(programs.commands(), IsEmpty());
 }
 
-TEST_F(Parent, RefusesADeviceThatACommandWouldTakeForTwo) {
-  for (char* path : {"/dev/qm/a b"_text, "/dev/qm/a\tb"_text, "/dev/qm/a\nb"_text}) {
-    EXPECT_EQ(3, plugin.is_parent_pgn(path, &isParent, 0));
-    EXPECT_EQ(-5, isParent) << path;
+TEST_F(Parent, OfADeviceThatACommandWouldTakeForTwoIs0) {
+  for (const std::string path : {"/dev/qm/a b", "/dev/qm/a\tb", "/dev/qm/a\nb"}) {
+    std::string given = " " + path;
+    isParent = -5;
+    forget();
+    EXPECT_EQ(0, plugin.is_parent_pgn(given.data(), &isParent, 0));
+    EXPECT_EQ(0, isParent) << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
+    EXPECT_THAT(programs.commands(), IsEmpty());
   }
-  EXPECT_THAT(programs.commands(), IsEmpty());
+  EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Parent, WithoutDeviceOrFlagIsInvalid) {

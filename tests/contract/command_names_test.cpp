@@ -4,6 +4,7 @@
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
@@ -15,6 +16,7 @@ class CommandNames : public OperationsTest {
   struct Operation {
     const char* name;
     bool takesMountPoint;
+    bool takesStoredDevice;  // from the node's private data
     int (CommandNames::*run)(const std::string& device, const std::string& mountPoint);
   };
   static const std::vector<Operation>& operations();
@@ -27,6 +29,15 @@ class CommandNames : public OperationsTest {
   int onlineResource(const std::string& device, const std::string& mountPoint);
   int onlineUnnamedResource(const std::string& device, const std::string& mountPoint);
   int format(const std::string& device, const std::string& mountPoint);
+
+  // An operation that mounts with options.
+  using OptionUser = int (CommandNames::*)(const std::string& options);
+  static std::vector<OptionUser> optionUsers() {
+    return {&CommandNames::onlineWith, &CommandNames::enableWith, &CommandNames::resourceWith};
+  }
+  int onlineWith(const std::string& options);
+  int enableWith(const std::string& options);
+  int resourceWith(const std::string& options);
 
   // An identifier of any name, the empty one too, as another framework may make it.
   qmfi_objid* named(const std::string& name) {
@@ -41,14 +52,14 @@ class CommandNames : public OperationsTest {
 
 const std::vector<CommandNames::Operation>& CommandNames::operations() {
   static const std::vector<Operation> all = {
-      {"build_alttree", true, &CommandNames::build},
-      {"import_tree", true, &CommandNames::import},
-      {"online", true, &CommandNames::online},
-      {"cache_disable", true, &CommandNames::switchCache},
-      {"enable_access", true, &CommandNames::enable},
-      {"online_resource", true, &CommandNames::onlineResource},
-      {"online_resource without a mount point", false, &CommandNames::onlineUnnamedResource},
-      {"format", false, &CommandNames::format},
+      {"build_alttree", true, false, &CommandNames::build},
+      {"import_tree", true, false, &CommandNames::import},
+      {"online", true, true, &CommandNames::online},
+      {"cache_disable", true, true, &CommandNames::switchCache},
+      {"enable_access", true, false, &CommandNames::enable},
+      {"online_resource", true, false, &CommandNames::onlineResource},
+      {"online_resource without a mount point", false, false, &CommandNames::onlineUnnamedResource},
+      {"format", false, false, &CommandNames::format},
   };
   return all;
 }
@@ -108,6 +119,22 @@ int CommandNames::format(const std::string& device, const std::string&) {
   return plugin.format(devices, 1, nullptr, nullptr, nullptr, formatDevice, nullptr, nullptr);
 }
 
+int CommandNames::onlineWith(const std::string& options) {
+  return plugin.online(nullptr, &restoredNode("/online", DEVICE, options), 1, 0);
+}
+
+int CommandNames::enableWith(const std::string& options) {
+  kfi_domain& enabled = restoredNode("/enabled", DEVICE, options);
+  enabled.fid_attr = 0x40;
+  kfi_subobj_list devices{object(DEVICE), nullptr};
+  kfi_node_subobj_list list{&enabled, &devices, nullptr};
+  return plugin.enable_access(&list, 0, 0, 0);
+}
+
+int CommandNames::resourceWith(const std::string& options) {
+  return bringOnline(DEVICE, "/resource"_text, text("mountOptions=" + options));
+}
+
 TEST_F(CommandNames, OfADeviceAndAMountPointReachTheCommands) {
   for (const Operation& operation : operations()) {
     forget();
@@ -116,27 +143,71 @@ TEST_F(CommandNames, OfADeviceAndAMountPointReachTheCommands) {
   }
 }
 
-TEST_F(CommandNames, ADeviceWithoutANameIsRefusedBeforeAnyCommand) {
-  for (const Operation& operation : operations()) {
-    EXPECT_EQ(3, (this->*operation.run)("", "/data_alt")) << operation.name;
-    expectNothingDone();
-  }
-}
+// What a command would take for an option, for two words, or for the beginning of another program.
+const std::vector<std::string> MISTAKABLE = {"-a", "--all", "-", "/a b", "/a\tb", "/a\nb", " ", "|"};
 
-TEST_F(CommandNames, ADeviceThatLooksLikeAnOptionIsRefusedBeforeAnyCommand) {
-  for (const char* const device : {"-a", "--all", "-"}) {
+TEST_F(CommandNames, ADeviceThatACommandCannotNameIsShownAndRefusedBeforeAnyCommand) {
+  auto devices = MISTAKABLE;
+  devices.emplace_back("");
+  int number = 0;
+  for (const std::string& device : devices) {
+    // Nodes of one name share their devices.
+    const std::string mountPoint = "/data_alt" + std::to_string(++number);
     for (const Operation& operation : operations()) {
-      EXPECT_EQ(3, (this->*operation.run)(device, "/data_alt")) << operation.name << " " << device;
+      // The framework has no identifier of an empty name for private data.
+      if (device.empty() && operation.takesStoredDevice) continue;
+      forget();
+      EXPECT_EQ(3, (this->*operation.run)(device, mountPoint)) << operation.name << " " << device;
+      EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [" + device + "]")) << operation.name;
       expectNothingDone();
     }
   }
 }
 
-TEST_F(CommandNames, AMountPointThatLooksLikeAnOptionIsRefusedBeforeAnyCommand) {
-  for (const char* const mountPoint : {"-a", "--all", "-"}) {
+TEST_F(CommandNames, AMountPointThatACommandCannotNameIsShownAndRefusedBeforeAnyCommand) {
+  for (const std::string& mountPoint : MISTAKABLE) {
     for (const Operation& operation : operations()) {
       if (!operation.takesMountPoint) continue;
+      forget();
       EXPECT_EQ(3, (this->*operation.run)(DEVICE, mountPoint)) << operation.name << " " << mountPoint;
+      EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + mountPoint + "]")) << operation.name;
+      expectNothingDone();
+    }
+  }
+}
+
+TEST_F(CommandNames, ADeviceOfANodeThatHasAnEmptyNameIsShownAndRefused) {
+  // A framework may make identifiers of empty names.
+  qmfi_objid empty{""_text, 0, 3};
+  importedCalls().answerIdentifier("", &empty);
+  for (const Operation& operation : operations()) {
+    if (!operation.takesStoredDevice) continue;
+    forget();
+    EXPECT_EQ(3, (this->*operation.run)("", "/data_alt")) << operation.name;
+    EXPECT_THAT(refusals(), ElementsAre("Not a valid device path []")) << operation.name;
+    expectNothingDone();
+  }
+}
+
+// Options.
+
+TEST_F(CommandNames, MountOptionsMayBeAnythingButTheBarThatBeginsAnotherProgram) {
+  struct Case {
+    std::string options;
+    bool isRefused;
+  };
+  for (const Case& one :
+       {Case{"|", true}, Case{"rw |", true}, Case{"| /bin/x", true}, Case{"rw | /bin/x", true},
+        Case{"rw\t|\t/bin/x", true}, Case{"rw|", false}, Case{"|rw", false}, Case{"||", false}, Case{"-o ro", false}}) {
+    for (const OptionUser use : optionUsers()) {
+      forget();
+      EXPECT_EQ(one.isRefused ? 3 : 0, (this->*use)(one.options)) << one.options;
+      if (!one.isRefused) {
+        EXPECT_THAT(refusals(), IsEmpty());
+        EXPECT_THAT(programs.commands(), Not(IsEmpty()));
+        continue;
+      }
+      EXPECT_THAT(refusals(), ElementsAre("Not valid mount options [" + one.options + "]"));
       expectNothingDone();
     }
   }
@@ -152,6 +223,7 @@ TEST_F(CommandNames, NothingIsUnmountedWhoseMountPointLooksLikeAnOption) {
   EXPECT_EQ(3, plugin.online(nullptr, &mounted, takeOfflineMode, remove));
   EXPECT_EQ(3, plugin.dispose(nullptr, &mounted, nullptr, remove));
   EXPECT_EQ(3, plugin.deport_tree(nullptr, &mounted, nullptr));
+  EXPECT_THAT(refusals(), ::testing::AllOf(::testing::SizeIs(5), ::testing::Each("Not a valid mount point path [-a]")));
   EXPECT_EQ(0u, mounted.fid_attr);
   expectNothingDone();
 }

@@ -149,7 +149,10 @@ TEST_F(Deport, RefusesAMountPointThatACommandCannotCarry) {
         std::pair("/with\nfeed", "/with\\012feed")}) {
     table.write("");
     table.add(DEVICE, written);
+    forget();
     EXPECT_EQ(3, deport(&node(path))) << path;
+    EXPECT_THAT(trace(),
+                ElementsAre(checked(path), traced(4, std::string("Not a valid mount point path [") + path + "]")));
     expectNothingDone();
   }
 }

@@ -92,7 +92,7 @@ void ImportedCalls::reset(void* library) {
   m_driverAnswers.clear();
   m_contextFailure.reset();
   m_bufferFailure.reset();
-  m_identifierFailure.reset();
+  m_identifierAnswers.clear();
   m_providerListFailure = false;
   m_contextAction = nullptr;
   m_closingAction = nullptr;
@@ -139,8 +139,12 @@ void ImportedCalls::doInIdentifier(std::function<void()> action) {
 }
 
 void ImportedCalls::failIdentifier(const std::string& name) {
+  answerIdentifier(name, nullptr);
+}
+
+void ImportedCalls::answerIdentifier(const std::string& name, qmfi_objid* identifier) {
   const std::lock_guard lock(m_mutex);
-  m_identifierFailure = name;
+  m_identifierAnswers[name] = identifier;
 }
 
 void ImportedCalls::stopClock(std::time_t now) {
@@ -260,7 +264,8 @@ qmfi_objid* ImportedCalls::identifier(const char* name, std::uint32_t length, st
   const std::lock_guard lock(m_mutex);
   m_identifierRequests.push_back({name != nullptr ? name : "", length, kind});
   doOnce(m_identifierAction);
-  if (name != nullptr && m_identifierFailure == name) return nullptr;
+  const auto answer = m_identifierAnswers.find(name != nullptr ? name : "");
+  if (answer != m_identifierAnswers.end()) return answer->second;
   return m_framework.identifier(name, length, kind);
 }
 

@@ -67,8 +67,9 @@ class ImportedCalls {
   // The same in the next closing of the split context, when it is closed.
   void doInClosing(std::function<void()> action);
   void doInIdentifier(std::function<void()> action);
-  // Answers requests for the identifier of that name with null.
+  // Answers requests for the identifier of that name with null, or with one of the test's own.
   void failIdentifier(const std::string& name);
+  void answerIdentifier(const std::string& name, qmfi_objid* identifier);
   // Stops the clock at that time.
   void stopClock(std::time_t now);
 
@@ -118,7 +119,7 @@ class ImportedCalls {
   std::map<std::uint32_t, std::map<int, DriverAnswer>> m_driverAnswers;  // request, how many calls away
   std::optional<int> m_contextFailure;
   std::optional<std::size_t> m_bufferFailure;
-  std::optional<std::string> m_identifierFailure;
+  std::map<std::string, qmfi_objid*> m_identifierAnswers;
   std::optional<std::time_t> m_stoppedClock;
   bool m_providerListFailure = false;
   std::function<void()> m_contextAction;

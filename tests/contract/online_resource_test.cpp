@@ -119,8 +119,10 @@ TEST_F(OnlineResource, WithoutAMountPointADeviceIsMountedOnItsOwnNameInTheRoot) 
 }
 
 TEST_F(OnlineResource, AGeneratedMountPointThatIsOnlyASlashIsRefused) {
-  for (const std::string device : {"/dev/qm/dsk/dg/", "/", ""}) {
+  for (const std::string device : {"/dev/qm/dsk/dg/", "/"}) {
+    forget();
     EXPECT_EQ(3, online(device, nullptr)) << device;
+    EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [/]"));
     expectNoPath();
   }
   expectNothingDone();
@@ -223,9 +225,15 @@ TEST_F(OnlineResource, ClearsItsOutArgumentsBeforeItRefuses) {
 
 TEST_F(OnlineResource, RefusesNamesThatACommandCannotCarry) {
   for (const std::string& name : UNUSABLE_PATHS) {
+    forget();
     EXPECT_EQ(3, online(name, "/data")) << "device " << name;
+    EXPECT_THAT(trace(), ElementsAre(lookedUp(name), traced(4, "Not a valid device path [" + name + "]")));
+    forget();
     EXPECT_EQ(3, online(DEVICE, name.c_str())) << "mount point " << name;
+    EXPECT_THAT(trace(), ElementsAre(lookedUp(), traced(4, "Not a valid mount point path [" + name + "]")));
+    forget();
     EXPECT_EQ(3, online("/dev" + name, nullptr)) << "generated for " << name;
+    EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [/dev" + name + "]"));
     expectNoPath();
   }
   expectNothingDone();

@@ -149,10 +149,14 @@ TEST_F(Online, IsInvalidWithoutNodePrivateDataOrSubObject) {
 TEST_F(Online, RefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
     EXPECT_EQ(3, bringOnline(restoredNode(path, DEVICE))) << "mount point " << path;
+    EXPECT_THAT(trace(),
+                ElementsAreArray(joined(lookedUp(), TraceRecords{{4, "Not a valid mount point path [" + path + "]"}})));
     EXPECT_EQ(3, bringOnline(restoredNode("/node of " + path, "/dev" + path))) << "both " << path;
+    EXPECT_EQ(1u, refusals().size());
     expectNothingDone();
   }
   EXPECT_EQ(3, bringOnline(restoredNode("/data", "/dev/with blank")));
+  EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [/dev/with blank]"));
   expectNothingDone();
 }
 
@@ -253,10 +257,12 @@ TEST_F(Online, AMountPointThatCannotBeRemovedIsAnErrorAfterTheUnmount) {
 TEST_F(Online, TakingOfflineRefusesAMountPointThatACommandCannotCarry) {
   const std::string path = makeDirectory("with blank");
   EXPECT_EQ(3, takeOffline(restoredNode(path, DEVICE), 1));
+  EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + path + "]"));
   std::string written = path;
   written.replace(written.find(' '), 1, "\\040");
   table.add(DEVICE, written);
   EXPECT_EQ(3, takeOffline(restoredNode(path, DEVICE), 1));
+  EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + path + "]"));
   expectNothingDone();
 }
 

@@ -21,11 +21,11 @@ kfi_domain& OperationsTest::mountedNode(const std::string& mountPoint, const std
   return restoredNode(mountPoint, device, options);
 }
 
-int OperationsTest::bringOnline(std::string device, char* mountPoint) {
+int OperationsTest::bringOnline(std::string device, char* mountPoint, char* options) {
   char* devices[] = {device.data()};
   char** paths = nullptr;
   int count = 0;
-  const int status = plugin.online_resource(devices, 1, mountPoint, "qmfs"_text, nullptr, nullptr, 0, &paths, &count);
+  const int status = plugin.online_resource(devices, 1, mountPoint, "qmfs"_text, options, nullptr, 0, &paths, &count);
   if (paths != nullptr) framework.qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
   std::free(paths);
   return status;
@@ -55,6 +55,14 @@ void OperationsTest::expectExecPipeMessage(const std::string& codeName, const st
 
 void OperationsTest::expectExitStatusMessage(int exitStatus) {
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_INT_EXCEPTION", std::to_string(exitStatus));
+}
+
+std::vector<std::string> OperationsTest::refusals() const {
+  std::vector<std::string> texts;
+  for (const TraceRecord& record : trace()) {
+    if (record.level == 4) texts.push_back(record.text);
+  }
+  return texts;
 }
 
 void OperationsTest::expectNothingDone() {

@@ -21,7 +21,7 @@ class OperationsTest : public StartedPlugin {
   kfi_domain& mountedNode(const std::string& mountPoint, const std::string& device, const std::string& options = "rw");
 
   // Brings a device online on the mount point, or a generated one where it is null. Returns the status.
-  int bringOnline(std::string device, char* mountPoint);
+  int bringOnline(std::string device, char* mountPoint, char* options = nullptr);
 
   // The text of a node's state as the provider hands it out. Expects success.
   std::string stateOf(kfi_domain& node);
@@ -31,6 +31,8 @@ class OperationsTest : public StartedPlugin {
   // Each expects that one message was pushed, the one for a failed command or for a thrown exit status.
   void expectExecPipeMessage(const std::string& codeName, const std::string& text);
   void expectExitStatusMessage(int exitStatus);
+  // What was refused: the texts traced at the level of refused names.
+  std::vector<std::string> refusals() const;
   // That no message was pushed and no command was run.
   void expectNothingDone();
 };

@@ -170,6 +170,35 @@ TEST_F(ProviderState, FetchingFromANodeWithoutASubObjectLeavesTheBlobCleared) {
   EXPECT_THAT(messages(), IsEmpty());
 }
 
+TEST_F(ProviderState, FetchingFromANodeWhoseSubObjectHasAnEmptyNameFillsTheBlob) {
+  qmfi_objid empty{""_text, 0, 3};
+  importedCalls().answerIdentifier("", &empty);
+  kfi_domain& domain = node("/data");
+  ASSERT_EQ(0, store(domain, "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ></SUBOBJ>\n"));
+  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ></SUBOBJ>\n", stateOf(domain));
+}
+
+TEST_F(ProviderState, FetchingRefusesNoNameAndRunsNoCommand) {
+  for (const std::string& path : UNUSABLE_PATHS) {
+    kfi_domain& domain = restoredNode(path, path, "rw | /bin/x", path);
+    EXPECT_EQ("<MNT_OPTS>rw | /bin/x</MNT_OPTS>\n<SUBOBJ>" + path + "</SUBOBJ>\n<ALTOBJ>" + path + "</ALTOBJ>\n",
+              stateOf(domain));
+    EXPECT_THAT(refusals(), IsEmpty());
+    expectNothingDone();
+  }
+}
+
+TEST_F(ProviderState, FetchingFromANodeWhoseSubObjectHasNoNameLeavesTheBlobCleared) {
+  qmfi_objid nameless{nullptr, 0, 3};
+  importedCalls().answerIdentifier(DEVICE, &nameless);
+  kfi_domain& domain = node("/data");
+  ASSERT_EQ(0, store(domain, "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>" + DEVICE + "</SUBOBJ>\n"));
+  kfi_blob blob{4, "old"_text, 1};
+  EXPECT_EQ(3, plugin.process_providerstate(&domain, &blob, fetchState));
+  EXPECT_EQ(0u, blob.kb_length);
+  EXPECT_EQ(nullptr, blob.kb_buffer);
+}
+
 TEST_F(ProviderState, FetchingWithoutMemoryForTheBufferIsAnError) {
   kfi_domain& domain = restoredNode("/data", DEVICE);
   importedCalls().failBuffer(stateOf(domain).size() + 1);

@@ -119,9 +119,12 @@ TEST_F(Format, WithoutADeviceIsInvalid) {
 }
 
 TEST_F(Format, RefusesADeviceThatACommandCannotCarry) {
-  for (const std::string& path : UNUSABLE_PATHS) EXPECT_EQ(3, format(path)) << path;
-  EXPECT_THAT(trace(), IsEmpty());
-  expectNothingDone();
+  for (const std::string& path : UNUSABLE_PATHS) {
+    forget();
+    EXPECT_EQ(3, format(path)) << path;
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
+    expectNothingDone();
+  }
 }
 
 TEST_F(Format, EachCommandThatFailsEndsIt) {

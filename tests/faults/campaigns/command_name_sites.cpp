@@ -97,7 +97,9 @@ void online(NameCaller& caller, const Names& names) {
 void expectOnline(ExpectedCalls& calls, const Names& names) {
   const Restored restored(names);
   calls.returns("process_providerstate", 0);
-  if (!isDevice(restored.device) || !isOneWord(names.mountPoint)) return calls.refuses("online");
+  if (!isDevice(restored.device) || !isOneWord(names.mountPoint) || !areOptions(restored.options)) {
+    return calls.refuses("online");
+  }
   calls.runsAll("online", {"/bin/mkdir -p  " + names.mountPoint, "/bin/mount -t qmfs  -o " + restored.options + " " +
                                                                      restored.device + " " + names.mountPoint});
 }
@@ -163,10 +165,12 @@ void enableAccess(NameCaller& caller, const Names& names) {
 
 void expectEnableAccess(ExpectedCalls& calls, const Names& names) {
   calls.returns("process_providerstate", 0);
-  if (!isDevice(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("enable_access");
-  calls.runsAll("enable_access",
-                {"/bin/mkdir -p  " + names.mountPoint, "/sbin/fsck -y -t qmfs  " + names.device,
-                 "/bin/mount -t qmfs  -o " + Restored(names).options + " " + names.device + " " + names.mountPoint});
+  const std::string options = Restored(names).options;
+  if (!isDevice(names.device) || !isOneWord(names.mountPoint) || !areOptions(options)) {
+    return calls.refuses("enable_access");
+  }
+  calls.runsAll("enable_access", {"/bin/mkdir -p  " + names.mountPoint, "/sbin/fsck -y -t qmfs  " + names.device,
+                                  "/bin/mount -t qmfs  -o " + options + " " + names.device + " " + names.mountPoint});
 }
 
 void switchCache(NameCaller& caller, const Names& names) {
@@ -198,7 +202,7 @@ void isParent(NameCaller& caller, const Names& names) {
 void expectIsParent(ExpectedCalls& calls, const Names& names) {
   const std::string device = trimmed(names.device);
   if (!device.starts_with("/dev/")) return calls.returns("is_parent_pgn", 0, "0;");
-  if (!isOneWord(device)) return calls.returns("is_parent_pgn", 3, "7;");
+  if (!isOneWord(device)) return calls.returns("is_parent_pgn", 0, "0;");
   calls.runsAll("is_parent_pgn", {"/opt/KRIBqmfs/sbin/fstyp " + device}, "1;");
 }
 
@@ -243,21 +247,17 @@ void expectResource(ExpectedCalls& calls, const std::string& givenDevice, const 
                     const std::string& options) {
   const std::string device = converted(givenDevice, "/dev/qm/rd", "/dev/qm/d");
   const std::string optionWords = options.empty() ? "" : "-o " + options + " ";
-  calls.runs("/bin/mkdir -p  " + mountPoint);
-  if (calls.runs("/bin/mount -t qmfs  " + optionWords + device + " " + mountPoint)) {
-    return calls.returns("online_resource", 0, mountPoint + ";");
-  }
-  // It is checked and tried again; then what is known is dumped.
-  for (const std::string& command :
-       {"/sbin/fsck -y -t qmfs  " + device, "/sbin/fuser " + mountPoint, std::string("/bin/mount -t qmfs ")}) {
-    calls.runs(command);
-  }
-  calls.failsAsCommand("online_resource");
+  calls.runsAll("online_resource",
+                {"/bin/mkdir -p  " + mountPoint, "/bin/mount -t qmfs  " + optionWords + device + " " + mountPoint},
+                mountPoint + ";");
 }
 
 void expectOnlineResource(ExpectedCalls& calls, const Names& names) {
-  if (!isDevice(names.device) || !isOneWord(names.mountPoint)) return calls.refuses("online_resource");
-  expectResource(calls, names.device, names.mountPoint, names.options.substr(0, names.options.find(';')));
+  const std::string options = names.options.substr(0, names.options.find(';'));
+  if (!isDevice(names.device) || !isOneWord(names.mountPoint) || !areOptions(options)) {
+    return calls.refuses("online_resource");
+  }
+  expectResource(calls, names.device, names.mountPoint, options);
 }
 
 void onlineUnnamedResource(NameCaller& caller, const Names& names) {

@@ -29,31 +29,23 @@ class ExpectedCalls {
   void refuses(const std::string& call) { returns(call, 3); }
   void fails(const std::string& call, const std::string& messageId, const std::string& argument);
 
-  // A command line runs. False when it cannot be run; the pipe's error is kept for failsAsCommand. A program that runs
-  // succeeds.
-  bool runs(const std::string& commandLine);
-  // The next call fails with the last command's error.
-  void failsAsCommand(const std::string& call);
-  // It runs the command lines one after another and succeeds; or fails at the first that cannot be run.
+  // The next call runs the command lines one after another and succeeds.
   void runsAll(const std::string& call, const std::vector<std::string>& commandLines, const std::string& outputs = "");
 
   const Calls& calls() const { return m_calls; }
-  // Whether programs ran together, and so may be recorded in any order.
-  bool hasPipeline() const { return m_hasPipeline; }
 
  private:
-  Calls m_calls;
-  std::string m_pipeError;
-  bool m_hasPipeline = false;
-};
+  void runs(const std::string& commandLine);
 
-// The words of each program of a command line: they end at blanks, and a lone bar begins the next program.
-std::vector<std::vector<std::string>> programsOf(const std::string& commandLine);
+  Calls m_calls;
+};
 
 // Whether a name is one word of a command line and no option. The empty one counts: a mount point may be empty.
 bool isOneWord(const std::string& name);
 // Whether it is that and names something: a program without a device would choose one for itself.
 bool isDevice(const std::string& name);
+// Whether mount options, of any number of words, have none that begins another program.
+bool areOptions(const std::string& options);
 
 }  // namespace faults
 

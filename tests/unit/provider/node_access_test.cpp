@@ -51,9 +51,22 @@ TEST(GivenName, IsTheNameUnlessItIsEmpty) {
   EXPECT_EQ(givenName(nullptr), nullptr);
 }
 
+TEST(CommandOptions, MayBeAnythingButTheBarThatBeginsAnotherProgram) {
+  for (const char* const options : {"", " ", "ro", "rw  -o ro", "-o x", "a\nb", "||", "rw|", "|rw", "a\n|\nb"}) {
+    EXPECT_TRUE(areCommandOptions(options)) << options;
+  }
+  for (const char* const options : {"|", " |", "| ", "rw | x", "rw\t|", "|\trw", "rw |  | x"}) {
+    EXPECT_FALSE(areCommandOptions(options)) << options;
+  }
+}
+
 TEST(FirstName, IsThatOfTheFirstObject) {
   qmfi_objid* objects[] = {identifierOf("/dev/one"), identifierOf("/dev/two")};
   EXPECT_STREQ(firstName(objects), "/dev/one");
+  char empty[] = "";
+  qmfi_objid emptyName{empty, 0, 1};
+  qmfi_objid* emptyNames[] = {&emptyName, identifierOf("/dev/two")};
+  EXPECT_STREQ(firstName(emptyNames), "");
 }
 
 TEST(FirstName, IsMissingWithTheObject) {
@@ -74,13 +87,15 @@ TEST(DeviceOfANode, IsItsFirstSubObject) {
   EXPECT_STREQ(deviceOf(data), "/dev/one");
 }
 
-TEST(DeviceOfANode, IsMissingWhenItsNameIsEmpty) {
+TEST(DeviceOfANode, MayHaveAnEmptyNameButNotNone) {
   char empty[] = "";
-  qmfi_objid emptyName{empty, 0, 3};
-  const CFiPrivateDataSPtr data(new CQmFSPrivateData(identifierOf("/data"), false));
-  data->addSubObject(&emptyName);
-  data->addSubObject(identifierOf("/dev/two", 3));
-  EXPECT_EQ(deviceOf(data), nullptr);
+  for (char* const name : {empty, static_cast<char*>(nullptr)}) {
+    qmfi_objid first{name, 0, 3};
+    const CFiPrivateDataSPtr data(new CQmFSPrivateData(identifierOf("/data"), false));
+    data->addSubObject(&first);
+    data->addSubObject(identifierOf("/dev/two", 3));
+    EXPECT_EQ(deviceOf(data), name);
+  }
 }
 
 }  // namespace

@@ -219,8 +219,10 @@ TEST_F(UnmountMachinery, UnmountRefusesAMountPointThatACommandCannotCarry) {
       "/dev/v /with\\040blank qmfs rw 0 0\n/dev/v /with\\011tab qmfs rw 0 0\n"
       "/dev/v /with\\012feed qmfs rw 0 0\n");
   for (std::string mountPoint : {"/with blank", "/with\ttab", "/with\nfeed"}) {
-    EXPECT_EQ(m_plugin.QmFSUmount(mountPoint.data(), false), 3);
-    EXPECT_EQ(m_plugin.QmFSUmount(mountPoint.data(), true), 3);
+    for (const bool force : {false, true}) {
+      EXPECT_EQ(m_plugin.QmFSUmount(mountPoint.data(), force), 3);
+      EXPECT_EQ(trace().back(), "L4 Not a valid mount point path [" + mountPoint + "]");
+    }
   }
   EXPECT_THAT(m_commands.events(), IsEmpty());
 }
@@ -271,11 +273,44 @@ TEST_F(StartedMachinery, AlternateTreeIsBuiltWithOnePipeAndAnEmptyOutputForEachC
   EXPECT_EQ(m_factory->deallocate(&domain), 0);
 }
 
+TEST_F(UnmountMachinery, EnableFailsWhenItsListOfDevicesIsGoneAtTheSecondLook) {
+  m_commands.setMountTable("");
+  kfi_domain node = domainNamed("/data");
+  node.fid_attr = KFI_ATTR_ACCESS_DISABLED;
+  kfi_subobj_list devices{identifierOf("/dev/v"), nullptr};
+  kfi_node_subobj_list list{&node, &devices, nullptr};
+  // Another thread of the framework does so while the device is looked up.
+  m_commands.doWhenMountTableIsRead([&] { list.subobjs = nullptr; });
+  EXPECT_EQ(m_plugin.enableAccess(&list, 0, 0, 0), 6);
+  EXPECT_THAT(trace(), ElementsAre("L6 Calling qmfs_getmnt for : /dev/v",
+                                   "L6 As CFiPrivateDataSPtr is null, using readonly mount options",
+                                   "L1 Subobj list is not set "));
+  EXPECT_THAT(m_commands.events(), IsEmpty());
+  EXPECT_EQ(node.fid_attr, static_cast<std::uint32_t>(KFI_ATTR_ACCESS_DISABLED));
+}
+
+TEST_F(StartedMachinery, ImportThatCannotReuseAMountAfterAllRefusesAnUnusableDevice) {
+  m_commands.setMountTable("");
+  m_commands.setMountTableOnce("/dev/v /alt qmfs rw 0 0\n");
+  kfi_domain domain = domainNamed("/data");
+  std::string name = "/data";
+  std::string alternateName = "/alt";
+  kfi_subobj_entry entries[] = {{name.data(), alternateName.data()}, {nullptr, nullptr}};
+  domain.fid_subobjs = entries;
+  qmfi_objid* snapObjects[] = {identifierOf("/dev/with blank")};
+  qmfi_objid* alternate = nullptr;
+  EXPECT_EQ(m_plugin.importTreeNode(&domain, nullptr, snapObjects, 1, &alternate), 3);
+  EXPECT_THAT(m_commands.events(), ElementsAre("/bin/mkdir -p  /alt"));
+  EXPECT_EQ(trace().back(), "L4 Not a valid device path [/dev/with blank]");
+  EXPECT_EQ(alternate, nullptr);
+}
+
 TEST_F(UnmountMachinery, DeportOfAMountPointThatACommandCannotCarryIsRefusedAlsoWhenItIsUnmountedMeanwhile) {
   m_commands.setMountTable("");
   m_commands.setMountTableOnce("/dev/v /with\\040blank qmfs rw 0 0\n");
   kfi_domain alternate = domainNamed("/with blank");
   EXPECT_EQ(m_plugin.deportTree(nullptr, &alternate, nullptr), 3);
+  EXPECT_EQ(trace().back(), "L4 Not a valid mount point path [/with blank]");
   EXPECT_THAT(m_commands.events(), IsEmpty());
 }
 
