@@ -64,6 +64,20 @@ TEST_F(AlternateImport, ImportGeneratesANameFromTheFirstEntrysObject) {
   }
 }
 
+TEST_F(AlternateImport, ImportMakesThePrivateDataOfAnOrdinaryNode) {
+  kfi_domain& domain = node("/data");
+  kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
+  domain.fid_subobjs = entries;
+  EXPECT_EQ(0, import(domain));
+  // An ordinary node of the same name shares them, an alternate one does not.
+  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/a</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n",
+            stateOf(restoredNode("/data", "/dev/a")));
+  table.add("/dev/b", "/data");
+  kfi_domain& other = node("/data");
+  ASSERT_EQ(0, plugin.init_altnode(nullptr, nullptr, &other));
+  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n", stateOf(other));
+}
+
 TEST_F(AlternateImport, ImportingANodeWhoseAlternateMountPointIsMountedSucceedsWithoutMount) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   table.add(SNAPSHOT, "/alt", "qmfs", "ro");
@@ -242,6 +256,16 @@ TEST_F(AlternateNode, ReaccessFindsAnExistingPathWithAnyOtherIntent) {
   for (const kfi_intent intent : {0, 1, 3, -2}) EXPECT_EQ(0, reaccess(existing, intent));
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
+}
+
+TEST_F(AlternateNode, ReaccessFollowsLinks) {
+  const std::string directory = makeDirectory("alt");
+  std::filesystem::create_directory_symlink(directory, directory + "/found");
+  std::filesystem::create_symlink("/nowhere", directory + "/lost");
+  EXPECT_EQ(0, reaccess(object(directory + "/found"), 0));
+  EXPECT_EQ(6, reaccess(object(directory + "/lost"), 0));
+  EXPECT_THAT(trace(), ElementsAre(traced(
+                           1, "CQmFSPlugin::reAccessAltNode : stat on " + directory + "/lost failed with errno=[2]")));
 }
 
 TEST_F(AlternateNode, ReaccessOfAPathThatIsGoneIsAnErrorWithItsErrno) {

@@ -40,6 +40,11 @@ TEST_F(AlternateTree, BuildWithoutPrivateDataWarnsAndCreatesThem) {
   // A node of the same name shares them.
   EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n",
             stateOf(restoredNode("/data", "/dev/qm/dsk/dg1/vol1")));
+  // An alternate one does not.
+  table.add("/dev/b", "/data");
+  kfi_domain& other = node("/data");
+  ASSERT_EQ(0, plugin.init_altnode(nullptr, nullptr, &other));
+  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n", stateOf(other));
 }
 
 TEST_F(AlternateTree, BuildGeneratesANameWhereNoneIsGiven) {

@@ -50,6 +50,42 @@ TEST_F(Claim, TwiceReturnsTheSameArray) {
   EXPECT_STREQ("qmfs-quiesce", second[0]->vid_name);
 }
 
+TEST_F(Claim, HandsOutTheIdentifierFetchedLast) {
+  qmfi_objid earlier{"qmfs-quiesce"_text, 12, 3};
+  qmfi_objid later{"qmfs-quiesce"_text, 12, 3};
+  importedCalls().answerIdentifier("qmfs-quiesce", &earlier);
+  ASSERT_EQ(1, plugin.claim(object("/mnt/a"), &groups, &count));
+  EXPECT_EQ(&earlier, groups[0]);
+  importedCalls().answerIdentifier("qmfs-quiesce", &later);
+  qmfi_objid** second = nullptr;
+  ASSERT_EQ(1, plugin.claim(object("/mnt/a"), &second, &count));
+  EXPECT_EQ(groups, second);
+  EXPECT_EQ(&later, groups[0]);
+}
+
+TEST_F(Claim, TrimsEachKindOfWhiteSpaceAtBothEnds) {
+  for (const std::string space : {" ", "\n", "\t", "\r"}) {
+    for (const std::string& given : {space + "/dev/x", "/dev/x" + space, space + space + "/dev/x" + space + space}) {
+      forget();
+      EXPECT_EQ(0, plugin.claim(object(given), &groups, &count));
+      EXPECT_THAT(trace(), ElementsAre(traced(3, "primaryObjid->vid_name : " + given),
+                                       traced(4, "Not a valid mount point path [/dev/x]")));
+    }
+    // A path behind white space is one, though nothing is mounted on what was given.
+    forget();
+    EXPECT_EQ(0, plugin.claim(object(space + "/mnt/a"), &groups, &count));
+    EXPECT_EQ(traced(3, "claim : 0"), trace().back());
+  }
+}
+
+TEST_F(Claim, TrimsNoOtherCharacter) {
+  for (const std::string other : {"\v", "\f", "\b"}) {
+    forget();
+    EXPECT_EQ(0, plugin.claim(object(other + "/mnt/a"), &groups, &count));
+    EXPECT_EQ(traced(4, "Not a valid mount point path [" + other + "/mnt/a]"), trace().back());
+  }
+}
+
 TEST_F(Claim, OfADevicePathIsRejected) {
   EXPECT_EQ(0, plugin.claim(object("/dev/qm/dsk/dg/vol"), &groups, &count));
   EXPECT_THAT(trace(), ElementsAre(traced(3, "primaryObjid->vid_name : /dev/qm/dsk/dg/vol"),
@@ -210,6 +246,31 @@ TEST_F(Parent, OfADeviceThatHoldsAFileSystemOfTheType) {
   auto records = found();
   records.push_back(traced(3, "Found fstype for device : /dev/qm/dsk/dg1/vol1  as qmfs"));
   EXPECT_EQ(records, trace());
+}
+
+TEST_F(Parent, TrimsEachKindOfWhiteSpaceAtBothEnds) {
+  programs.answer("/opt/KRIBqmfs/sbin/fstyp", Answer().prints("qmfs"));
+  for (const std::string space : {" ", "\n", "\t", "\r"}) {
+    for (std::string given : {space + device, device + space, space + space + device + space + space}) {
+      isParent = -5;
+      forget();
+      EXPECT_EQ(0, plugin.is_parent_pgn(given.data(), &isParent, 0));
+      EXPECT_EQ(1, isParent) << ::testing::PrintToString(given);
+      EXPECT_THAT(programs.commands(), ElementsAre(std::string("/opt/KRIBqmfs/sbin/fstyp ") + device));
+      EXPECT_EQ(traced(3, std::string("Found fstype for device : ") + device + "  as qmfs"), trace().back());
+    }
+  }
+}
+
+TEST_F(Parent, TrimsNoOtherCharacter) {
+  for (const std::string other : {"\v", "\f", "\b"}) {
+    std::string given = other + device;
+    isParent = -5;
+    forget();
+    EXPECT_EQ(0, plugin.is_parent_pgn(given.data(), &isParent, 0));
+    EXPECT_EQ(0, isParent);
+    EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + given + "]")));
+  }
 }
 
 TEST_F(Parent, TrimsTheDeviceFirst) {

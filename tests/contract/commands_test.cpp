@@ -117,11 +117,15 @@ TEST_F(Commands, OnlyTheExistenceOfAProgramIsTested) {
 }
 
 TEST_F(Commands, ABrokenLinkIsNoProgram) {
-  std::filesystem::remove(fstypPrograms[0]);
-  std::filesystem::create_symlink("/nowhere", fstypPrograms[0]);
-  programs.install(fstypPrograms[1]);
+  for (const auto& list : {fstypPrograms, umountPrograms}) {
+    std::filesystem::remove(list[0]);
+    std::filesystem::create_symlink("/nowhere", list[0]);
+    programs.install(list[1]);
+  }
   EXPECT_EQ(0, isParent(DEVICE));
   EXPECT_THAT(programs.commands(), ElementsAre(fstypPrograms[1] + " " + DEVICE));
+  EXPECT_EQ(0, plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0));
+  EXPECT_THAT(programs.commands(), ElementsAre(umountPrograms[1] + " -o force /data"));
 }
 
 // The type of a device.

@@ -130,6 +130,21 @@ TEST_F(OnlineResource, AGeneratedMountPointThatIsOnlyASlashIsRefused) {
   EXPECT_EQ(0, online(DEVICE, "/"));
 }
 
+TEST_F(OnlineResource, ADeviceIsLookedUpByTheNameThatIsGiven) {
+  const std::string raw = "/dev/qm/rdsk/dg/vol1";
+  table.add(DEVICE, "/data");
+  EXPECT_EQ(0, online(raw, "/data"));
+  EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs " + DEVICE + " /data"));
+
+  table.write("");
+  table.add(raw, "/elsewhere");
+  forget();
+  EXPECT_EQ(1088, online(raw, "/data"));
+  EXPECT_THAT(trace(), ElementsAre(lookedUp(raw), traced(3, "Device: " + raw + " :: mntPoint: /elsewhere"),
+                                   traced(1, "Device {" + raw + "} is mounted on different mount point already")));
+  expectNothingDone();
+}
+
 TEST_F(OnlineResource, ARawDeviceIsMountedByItsBlockDevice) {
   EXPECT_EQ(0, online("/dev/qm/rdsk/dg/vol1", "/data"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(TraceRecords{lookedUp("/dev/qm/rdsk/dg/vol1"), made("/data")},

@@ -266,6 +266,13 @@ TEST_F(Online, TakingOfflineRefusesAMountPointThatACommandCannotCarry) {
   expectNothingDone();
 }
 
+TEST_F(Online, TakingOfflineRunsNoRmdirForAMountPointThatIsALinkToNowhere) {
+  const std::string path = makeDirectory("parent") + "/data";
+  std::filesystem::create_symlink("/nowhere", path);
+  EXPECT_EQ(0, takeOffline(mountedNode(path, DEVICE), 1));
+  EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force " + path));
+}
+
 TEST_F(Online, AnyOtherModeDoesNothing) {
   for (const int mode : {0, 3, -1}) {
     EXPECT_EQ(0, plugin.online(nullptr, &mountedNode("/data", DEVICE), mode, 1));

@@ -79,6 +79,14 @@ TEST_F(BusyUnmount, GoesOnAfterAnAttemptThatFailsWithoutBusy) {
   EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
 }
 
+TEST_F(BusyUnmount, WhoseLastAttemptSaysBusyOverTwoLinesIsAnError) {
+  for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
+  programs.answerNext(plainProgram, Answer().complains("bu").complains("sy").exits(5));
+  EXPECT_EQ(6, unmount(false));
+  expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "busy");
+  EXPECT_EQ(traced(2, "Command [/bin/umount  /data] failed with error code [5] and output [busy]"), trace().back());
+}
+
 TEST_F(BusyUnmount, WhoseProgramDiesInTheLastAttemptIsAnErrorWithThatCode) {
   for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   programs.answerNext(plainProgram, Answer().diesOf(15));

@@ -102,6 +102,35 @@ TEST_F(Unmount, TheWordsAreLookedForAsTheyAreWritten) {
   }
 }
 
+TEST_F(Unmount, AWordIsLookedForWithinOneLine) {
+  // "busy" over two lines: not tried again.
+  programs.answer(plainProgram, Answer().complains("bu").complains("sy").exits(5));
+  EXPECT_EQ(6, unmount(false));
+  expectExitStatusMessage(5);
+  EXPECT_EQ(1u, programs.commands().size());
+
+  // "usage" over two lines: no fallback.
+  programs.answer(forcedProgram, Answer().complains("usa").complains("ge").exits(6));
+  programs.forget();
+  EXPECT_EQ(6, unmount(true));
+  expectExitStatusMessage(6);
+  EXPECT_EQ(1u, programs.commands().size());
+
+  // "force" over two lines: the option is not known.
+  programs.answer(forcedProgram, Answer().complains("usage: -o for").complains("ce").exits(7));
+  programs.answer(plainProgram, Answer());
+  programs.forget();
+  EXPECT_EQ(0, unmount(true));
+  EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data"));
+
+  // "busy" over the last line of the forced command and the first of the plain one.
+  programs.answer(forcedProgram, Answer().complains("usage: bu").exits(7));
+  programs.answer(plainProgram, Answer().complains("sy").exits(8));
+  EXPECT_EQ(6, unmount(true));
+  expectExitStatusMessage(8);
+  EXPECT_THAT(importedCalls().sleeps(), IsEmpty());
+}
+
 TEST_F(Unmount, APlainUmountThatPrintsAUsageTextIsNotRepeated) {
   programs.answer(plainProgram, Answer().complains("usage: umount").exits(1));
   EXPECT_EQ(6, unmount(false));

@@ -118,6 +118,20 @@ TEST_F(UnmountMachinery, TypeProgramMayTakeTenMinutes) {
   EXPECT_EQ(m_commands.commands()[0].reserved, "");
 }
 
+TEST_F(UnmountMachinery, TypeLosesOnlyItsTrailingWhiteSpace) {
+  m_commands.install("/etc/fstyp");
+  const std::pair<const char*, const char*> cases[] = {
+      {"qmfs\n", "qmfs"},      {"qmfs\r\n", "qmfs"}, {"qmfs\t", "qmfs"}, {"qmfs ", "qmfs"},
+      {"qmfs\n \t\r", "qmfs"}, {"\nqmfs", "\nqmfs"}, {"qm fs", "qm fs"}, {"qmfs\nxfs\n", "qmfs\nxfs"},
+      {"qmfs\v", "qmfs\v"},    {" \n\t\r", ""},
+  };
+  for (const auto& [printed, type] : cases) {
+    m_commands.answerNext({0, 0, {printed, "xfs"}, {}});
+    EXPECT_EQ(m_plugin.getFSType("/dev/v"), type);
+    EXPECT_EQ(trace().back(), std::string("L3 Found fstype for device : /dev/v  as ") + type);
+  }
+}
+
 // The simple commands.
 
 struct SimpleCommand {
