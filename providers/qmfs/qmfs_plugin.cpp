@@ -73,16 +73,14 @@ bool CQmFSPlugin::isInstalled() {
   const auto scope = traceScope("isInstalled");
   const std::string command = installCheckCommand();
   trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::isInstalled : command : %s", command.c_str());
-  std::vector<std::string> output;
-  const EFiExecPipe error = runPiped(command, output, QMFS_COMMAND_TIMEOUT);
-  if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
+  const CQmFSCommandRun query = commandRunner().run(command);
+  if (query.succeeded()) {
     return true;
   }
-  trace(CFI_TRACE_ERROR, "command '%s' failed with message '%s'.", command.c_str(),
-        CFiStringTool::vec2str(output, "").c_str());
+  trace(CFI_TRACE_ERROR, "command '%s' failed with message '%s'.", command.c_str(), query.message().c_str());
   pushMessage("MSG_ERROR_COMMAND_FAILED",
-              {messageText(command), messageText(output.empty() ? std::string() : output.front())}, KFI_SEVERITY_ERROR,
-              CFiSourceLocation::here());
+              {messageText(command), messageText(query.output.empty() ? std::string() : query.output.front())},
+              KFI_SEVERITY_ERROR, CFiSourceLocation::here());
   return false;
 }
 

@@ -3,8 +3,8 @@
 #define QMFS_PLUGIN_H
 
 #include "cficatchladder.h"
-#include "cfiexecpipe.h"
 #include "cfipluginbase.h"
+#include "qmfs_command_runner.h"
 #include "qmfs_configuration.h"
 #include "qmfs_frozen_set.h"
 #include "qmfs_mount_table.h"
@@ -37,9 +37,6 @@ enum QmfsStatus : int {
   QMFS_STATUS_BUSY = 32,                // a device is still busy after the unmount retries
   QMFS_STATUS_MOUNTED_ELSEWHERE = 1088  // a device is mounted on another mount point
 };
-
-// How long any command may take, in seconds.
-inline constexpr int QMFS_COMMAND_TIMEOUT = 600;
 
 // What a mount point is used for at the moment.
 enum QmfsMountStatus : int { QMFS_NOT_MOUNTED = 1, QMFS_MOUNTED = 2, QMFS_MOUNT_STATUS_UNKNOWN = 3 };
@@ -177,30 +174,8 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   static bool isCfsInstalled;
 
  private:
-  // A command that was run with the usual time-out.
-  struct CommandRun {
-    std::string command;
-    std::vector<std::string> output;
-    qmfi_pdk_4_4::EFiExecPipe error;  // code 0 after a success
-
-    bool succeeded() const { return error.getCode() == qmfi_pdk_4_4::KFI_EXEC_PIPE_SUCCESS; }
-  };
-
-  // The command pipe as every command of the provider uses it.
-  struct CommandPipe : qmfi_pdk_4_4::CFiExecPipePosix {
-    CommandPipe() : CFiExecPipePosix(1) {}
-  };
-
-  // Those that are given no pipe use one of their own.
-  qmfi_pdk_4_4::EFiExecPipe runPiped(CommandPipe& pipe, const std::string& command, std::vector<std::string>& output,
-                                     int timeoutSeconds);
-  qmfi_pdk_4_4::EFiExecPipe runPiped(const std::string& command, std::vector<std::string>& output, int timeoutSeconds);
-  qmfi_pdk_4_4::EFiExecPipe execute(const std::string& command, std::vector<std::string>& output, int timeoutSeconds);
-  CommandRun runTraced(CommandPipe& pipe, const std::string& command);
-  CommandRun runTraced(const std::string& command);
-  [[noreturn]] void throwFailed(const CommandRun& run);
-  void runOrThrow(CommandPipe& pipe, const std::string& command);
-  void runOrThrow(const std::string& command);
+  // A new one for commands that have nothing to do with those before.
+  CQmFSCommandRunner commandRunner() const { return CQmFSCommandRunner(traceLog()); }
 
   struct UmountAttempt;
   bool runUmount(UmountAttempt& attempt);

@@ -132,9 +132,9 @@ CQmFSPlugin::NodeAccess CQmFSPlugin::mountNode(const kfi_node_subobj_list& eleme
   if (!acceptsMountPoint(name) || !acceptsDevice(device) || !acceptsOptions(options)) {
     return {false, CFI_STATUS_INVALID_ARGUMENT};
   }
-  runOrThrow(mkdirCommand(name));
+  commandRunner().runOrThrow(mkdirCommand(name));
   fsck(device);
-  runOrThrow(accessMountCommand(device, name, options));
+  commandRunner().runOrThrow(accessMountCommand(device, name, options));
   return {true, 0};
 }
 
@@ -162,6 +162,6 @@ int CQmFSPlugin::remount(kfi_domain* domain, RemountCommand command) {
   if (!acceptsMountPoint(name) || !acceptsDevice(device)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  runOrThrow(command(device, name));
+  commandRunner().runOrThrow(command(device, name));
   return 0;
 }

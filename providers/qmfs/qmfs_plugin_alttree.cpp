@@ -88,13 +88,13 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivate
   if (!acceptsMountPoint(alternate)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  CommandPipe pipe;
-  const CommandRun made = runTraced(pipe, mkdirCommand(alternate));
+  CQmFSCommandRunner runner = commandRunner();
+  const CQmFSCommandRun made = runner.runTraced(mkdirCommand(alternate));
   if (!made.succeeded()) {
     trace(CFI_TRACE_ERROR, "Command :%s failed with, return status :%d", made.command.c_str(), made.error.getCode());
-    throwFailed(made);
+    runner.throwFailed(made);
   }
-  runOrThrow(pipe, snapshotMountCommand(device, alternate));
+  runner.runOrThrow(snapshotMountCommand(device, alternate));
   storeAlternateIdentifier("buildAltTree", alternate, altObject);
 
   CFiPrivateDataSPtr data = factory.access(domain);
@@ -158,7 +158,7 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
 }
 
 int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapObjects) {
-  runOrThrow(mkdirCommand(alternate));
+  commandRunner().runOrThrow(mkdirCommand(alternate));
   trace(CFI_TRACE_DETAIL, "Calling qmfs_getsubobj for :%s", alternate.c_str());
   const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
   if (mounted.result < 0) {
@@ -173,7 +173,7 @@ int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapOb
   if (!acceptsDevice(device)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  runOrThrow(snapshotMountCommand(device, alternate));
+  commandRunner().runOrThrow(snapshotMountCommand(device, alternate));
   return 0;
 }
 

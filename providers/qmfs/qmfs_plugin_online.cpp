@@ -58,7 +58,7 @@ int CQmFSPlugin::bringOnline(kfi_domain* node) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   createMntPoint(name);
-  runOrThrow(onlineMountCommand(device, name, options));
+  commandRunner().runOrThrow(onlineMountCommand(device, name, options));
   return 0;
 }
 

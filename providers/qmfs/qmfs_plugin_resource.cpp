@@ -132,13 +132,13 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
 }
 
 void CQmFSPlugin::makeResourceMountPoint(const std::string& mountPoint) {
-  const CommandRun run = runTraced(mkdirCommand(mountPoint));
+  const CQmFSCommandRun run = commandRunner().runTraced(mkdirCommand(mountPoint));
   if (run.succeeded()) {
     return;
   }
   trace(CFI_TRACE_ERROR, "QMFS:onlineResource -execPipe.Exec failed with errorCode [%d]", run.error.getCode());
   trace(CFI_TRACE_ERROR, "QMFS:onlineResource - command '%s' failed with errorCode [%d] message '%s'.",
-        run.command.c_str(), run.error.getExitStatus(), CFiStringTool::vec2str(run.output, "").c_str());
+        run.command.c_str(), run.error.getExitStatus(), run.message().c_str());
   throw EFiExecPipe(run.error);
 }
 
@@ -148,7 +148,7 @@ void CQmFSPlugin::mountResource(const std::string& device, const std::string& mo
   for (int attempt = 1;; ++attempt) {
     std::vector<std::string> output;
     trace(CFI_TRACE_PROGRESS, "Command : %s", command.c_str());
-    const EFiExecPipe error = execute(command, output, QMFS_COMMAND_TIMEOUT);
+    const EFiExecPipe error = commandRunner().execute(command, output);
     if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
       return;
     }

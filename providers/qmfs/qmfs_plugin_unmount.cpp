@@ -90,14 +90,13 @@ std::string describeMountPoint(const std::string& mountPoint) {
 }
 
 // What a probe printed, or why there is nothing.
-std::string describeProbe(const char* title, const char* failure, const std::string& command, const EFiExecPipe& error,
-                          const std::vector<std::string>& output) {
+std::string describeProbe(const char* title, const char* failure, const CQmFSCommandRun& probe) {
   std::ostringstream text;
-  text << title << command;
-  if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
-    text << joined(output);
+  text << title << probe.command;
+  if (probe.succeeded()) {
+    text << probe.message();
   } else {
-    text << failure << error.getCode() << "and output " << joined(output);
+    text << failure << probe.error.getCode() << "and output " << probe.message();
   }
   return text.str();
 }
@@ -199,23 +198,23 @@ void CQmFSPlugin::traceUmountFailure(const UmountAttempt& attempt) {
 int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, int sleepSeconds) {
   const auto scope = traceScope("umountRetry");
   const std::string commandLine = CFiStringTool::tstr2str(command);
-  CommandPipe pipe;
+  CQmFSCommandRunner runner = commandRunner();
   EFiExecPipe error;
   int pause = sleepSeconds;
   for (int attempt = 1; attempt <= retries; ++attempt) {
-    std::vector<std::string> output;
     pauseFor(pause);
     trace(CFI_TRACE_PROGRESS, "Retrying umount... slept time '%d' sec and retry attempt '%d'.", pause, attempt);
     pause = doubled(pause);
-    error = runPiped(pipe, commandLine, output, QMFS_COMMAND_TIMEOUT);
-    if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
+    const CQmFSCommandRun run = runner.run(commandLine);
+    error = run.error;
+    if (run.succeeded()) {
       trace(CFI_TRACE_PROGRESS, "umount is successful.");
       return 0;
     }
     trace(CFI_TRACE_WARNING, "Exec Pipe failed with error code [%d]", error.getCode());
     trace(CFI_TRACE_WARNING, "Command [%s] failed with error code [%d] and output [%s]", commandLine.c_str(),
-          error.getExitStatus(), joined(output).c_str());
-    if (says(output, "busy")) {
+          error.getExitStatus(), run.message().c_str());
+    if (says(run.output, "busy")) {
       trace(CFI_TRACE_ERROR, "Device to be unmounted is busy");
       if (attempt == retries) {
         return QMFS_STATUS_BUSY;
@@ -246,19 +245,16 @@ std::string CQmFSPlugin::dumpMountInformation(const std::string& mountPoint, con
 
   const std::string fuser = fuserCommand(mountPoint);
   trace(CFI_TRACE_PROGRESS, "dumpInformationFuser: FUSER_CMD = %s", fuser.c_str());
-  std::vector<std::string> users;
-  const EFiExecPipe fuserError = runPiped(fuser, users, QMFS_COMMAND_TIMEOUT);
   trace(CFI_TRACE_PROGRESS, "dumpInformationFuser = %s",
         describeProbe("Dumping fuser data for mountpoint using command ",
-                      "fuser command failed to print usage information with  error code ", fuser, fuserError, users)
+                      "fuser command failed to print usage information with  error code ", commandRunner().run(fuser))
             .c_str());
 
   const std::string list = mountListCommand();
   trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd: MOUNT_CMD = %s", list.c_str());
-  const CommandRun mounts = runTraced(list);
+  const CQmFSCommandRun mounts = commandRunner().runTraced(list);
   std::string text = describeProbe("Dumping information about mounted devices using command ",
-                                   "Mount command failed to print mount information with  error code ", list,
-                                   mounts.error, mounts.output);
+                                   "Mount command failed to print mount information with  error code ", mounts);
   trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd = %s", text.c_str());
   return text;
 }
