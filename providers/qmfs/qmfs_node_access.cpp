@@ -8,7 +8,6 @@
 #include "cfistringtool.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 using namespace qmfi_pdk_4_4;
@@ -27,14 +26,6 @@ const char* deviceOf(const CFiPrivateDataSPtr& data) {
     return nullptr;
   }
   return objectName(data->getSubObjectList()[0]);
-}
-
-bool isCommandWord(const char* path) {
-  return path != nullptr && *path != '-' && std::strpbrk(path, " \t\n") == nullptr && std::strcmp(path, "|") != 0;
-}
-
-bool isCommandWord(const std::string& path) {
-  return path.find('\0') == std::string::npos && isCommandWord(path.c_str());
 }
 
 bool areCommandOptions(const std::string& options) {

@@ -25,14 +25,6 @@ inline const char* givenName(const char* name) {
 // empty.
 const char* deviceOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
 
-// Whether a command line can carry the path: it is given, holds no blank, tab or line feed, does not begin like an
-// option, and is not the lone bar that begins another program. Nothing is quoted, so the command would act on something
-// else.
-bool isCommandWord(const char* path);
-
-// The same for the whole of a string; a command line cannot carry one with a NUL inside either.
-bool isCommandWord(const std::string& path);
-
 // Whether a command line can carry mount options: they may be several words, but none of them the lone bar that begins
 // another program.
 bool areCommandOptions(const std::string& options);

@@ -5,6 +5,7 @@
 #include "cficatchladder.h"
 #include "cfipluginbase.h"
 #include "qmfs_command_runner.h"
+#include "qmfs_command_word.h"
 #include "qmfs_configuration.h"
 #include "qmfs_frozen_set.h"
 #include "qmfs_mount_table.h"
@@ -14,6 +15,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -114,16 +116,16 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   // Runs a command for at most timeoutSeconds, appending what it prints to output. Returns the exec-pipe code and sets
   // exitStatus when the command ended with a non-zero one.
   int executeCommand(const std::string& command, std::vector<std::string>& output, int& exitStatus, int timeoutSeconds);
-  void createMntPoint(const std::string& path);
-  void removeMntPoint(const std::string& path);
-  void mkfs(const std::string& device);
-  void fsck(const std::string& device);
+  void createMntPoint(const CommandWord& path);
+  void removeMntPoint(const CommandWord& path);
+  void mkfs(const CommandWord& device);
+  void fsck(const CommandWord& device);
   // Mounts with the options, or without any when they are empty.
-  void mount(const std::string& mountPoint, const std::string& device, const std::string& options);
+  void mount(const CommandWord& mountPoint, const CommandWord& device, const std::string& options);
   // Conversion between platforms is not offered: always 4.
   int fscdsconv(const std::string& device);
   // The file-system type on a device as its type program prints it; empty on any failure.
-  std::string getFSType(const std::string& device);
+  std::string getFSType(const CommandWord& device);
   // 0 and the first type program that exists, or 6. Required: the opposite sense to getUmountLocation.
   int getFSTypeLocation(std::string& path);
   // Whether there is a program for forced unmounts; then path is the first that exists.
@@ -138,7 +140,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   // throws EFiExecPipe when it fails otherwise, or at once without retries.
   int umountRetry(const ACE_String_Base<char>& command, int retries, int sleepSeconds);
   // Writes what is known about a mount point and a device (may be empty) to the trace; returns the last part of it.
-  std::string dumpMountInformation(const std::string& mountPoint, const std::string& device);
+  std::string dumpMountInformation(const CommandWord& mountPoint, const std::string& device);
   // A QmfsMountStatus.
   int getMountStatus(const char* mountPoint);
 
@@ -178,13 +180,15 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   CQmFSCommandRunner commandRunner() const { return CQmFSCommandRunner(traceLog()); }
 
   struct UmountAttempt;
+  int unmount(const CommandWord& mountPoint, bool force);
   bool runUmount(UmountAttempt& attempt);
   int umountWithoutForce(UmountAttempt& attempt);
   void traceUmountFailure(const UmountAttempt& attempt);
 
-  // Whether a command line can carry them. What it cannot is shown in the trace; a missing device is only refused.
-  bool acceptsMountPoint(const std::string& path);
-  bool acceptsDevice(const char* device);
+  // The name as a word of a command. What none can carry is shown in the trace; a missing device is only refused.
+  std::optional<CommandWord> acceptedMountPoint(const std::string& path);
+  std::optional<CommandWord> acceptedDevice(const char* device);
+  // Whether a command line can carry them. What it cannot is shown in the trace.
   bool acceptsOptions(const std::string& options);
 
   void registerFactories();
@@ -206,10 +210,10 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int reportFailedThaws();
   void thawDescriptors();
 
-  int buildAltNode(kfi_domain* domain, const char* device, qmfi_pdk_4_4::CFiPrivateDataFactory& factory,
+  int buildAltNode(kfi_domain* domain, const CommandWord& device, qmfi_pdk_4_4::CFiPrivateDataFactory& factory,
                    qmfi_objid** altObject);
   std::string importedAlternateName(const kfi_domain* domain, const qmfi_pdk_4_4::CFiPrivateDataSPtr& data);
-  int importAltNode(const std::string& alternate, qmfi_objid** snapObjects);
+  int importAltNode(const CommandWord& alternate, qmfi_objid** snapObjects);
   void storeAlternateIdentifier(const char* operation, const std::string& alternate, qmfi_objid** altObject);
 
   int bringOnline(kfi_domain* node);
@@ -224,13 +228,13 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   NodeAccess enableNode(const kfi_node_subobj_list& element);
   NodeAccess mountNode(const kfi_node_subobj_list& element, const char* device, const char* name);
   int disableNode(kfi_domain& node, bool force);
-  using RemountCommand = std::string (*)(const std::string& device, const std::string& mountPoint);
+  using RemountCommand = std::string (*)(const CommandWord& device, const CommandWord& mountPoint);
   int remount(kfi_domain* domain, RemountCommand command);
 
   int bringResourceOnline(const char* device, const std::string& mountPoint, const std::string& options,
                           bool generated);
-  void makeResourceMountPoint(const std::string& mountPoint);
-  void mountResource(const std::string& device, const std::string& mountPoint, const std::string& options);
+  void makeResourceMountPoint(const CommandWord& mountPoint);
+  void mountResource(const CommandWord& device, const CommandWord& mountPoint, const std::string& options);
 
   enum class QuiesceState { idle, changing, quiesced };
   std::atomic<QuiesceState> m_quiesceState{QuiesceState::idle};

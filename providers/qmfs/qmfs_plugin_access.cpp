@@ -129,12 +129,14 @@ CQmFSPlugin::NodeAccess CQmFSPlugin::mountNode(const kfi_node_subobj_list& eleme
     trace(CFI_TRACE_ERROR, "Subobj list is not set ");
     return {false, QMFS_STATUS_FAILED};
   }
-  if (!acceptsMountPoint(name) || !acceptsDevice(device) || !acceptsOptions(options)) {
+  const auto mountPoint = acceptedMountPoint(name);
+  const auto mountable = mountPoint ? acceptedDevice(device) : std::nullopt;
+  if (!mountable || !acceptsOptions(options)) {
     return {false, CFI_STATUS_INVALID_ARGUMENT};
   }
-  commandRunner().runOrThrow(mkdirCommand(name));
-  fsck(device);
-  commandRunner().runOrThrow(accessMountCommand(device, name, options));
+  commandRunner().runOrThrow(mkdirCommand(*mountPoint));
+  fsck(*mountable);
+  commandRunner().runOrThrow(accessMountCommand(*mountable, *mountPoint, options));
   return {true, 0};
 }
 
@@ -159,9 +161,11 @@ int CQmFSPlugin::remount(kfi_domain* domain, RemountCommand command) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   trace(CFI_TRACE_PROGRESS, "Child is : %s", device);
-  if (!acceptsMountPoint(name) || !acceptsDevice(device)) {
+  const auto mountPoint = acceptedMountPoint(name);
+  const auto mounted = mountPoint ? acceptedDevice(device) : std::nullopt;
+  if (!mounted) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  commandRunner().runOrThrow(command(device, name));
+  commandRunner().runOrThrow(command(*mounted, *mountPoint));
   return 0;
 }

@@ -68,33 +68,33 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
       trace(CFI_TRACE_ERROR, "%s", text.c_str());
       throw CFiError(CFI_ERROR_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
     }
-    const char* const device = firstName(snapObjects);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
-    if (nodeName(domain) == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory) ||
-        !acceptsDevice(device)) {
+    if (nodeName(domain) == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory)) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    return buildAltNode(domain, device, *factory, altObject);
+    const auto device = acceptedDevice(firstName(snapObjects));
+    return device ? buildAltNode(domain, *device, *factory, altObject) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
   });
 }
 
-int CQmFSPlugin::buildAltNode(kfi_domain* domain, const char* device, CFiPrivateDataFactory& factory,
+int CQmFSPlugin::buildAltNode(kfi_domain* domain, const CommandWord& device, CFiPrivateDataFactory& factory,
                               qmfi_objid** altObject) {
   const char* const given = alternateNameInList(domain);
   const std::string alternate = given != nullptr ? given : std::string(nodeName(domain)) + "_alt" + getTime();
   if (given == nullptr) {
     trace(CFI_TRACE_PROGRESS, "No altname specified generated  : %s", alternate.c_str());
   }
-  if (!acceptsMountPoint(alternate)) {
+  const auto mountPoint = acceptedMountPoint(alternate);
+  if (!mountPoint) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   CQmFSCommandRunner runner = commandRunner();
-  const CQmFSCommandRun made = runner.runTraced(mkdirCommand(alternate));
+  const CQmFSCommandRun made = runner.runTraced(mkdirCommand(*mountPoint));
   if (!made.succeeded()) {
     trace(CFI_TRACE_ERROR, "Command :%s failed with, return status :%d", made.command.c_str(), made.error.getCode());
     runner.throwFailed(made);
   }
-  runner.runOrThrow(snapshotMountCommand(device, alternate));
+  runner.runOrThrow(snapshotMountCommand(device, *mountPoint));
   storeAlternateIdentifier("buildAltTree", alternate, altObject);
 
   CFiPrivateDataSPtr data = factory.access(domain);
@@ -137,14 +137,15 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
     }
     CFiPrivateDataSPtr data = factory->access(domain);
     const std::string alternate = importedAlternateName(domain, data);
-    if (alternate.empty() || !acceptsMountPoint(alternate)) {
+    const auto mountPoint = !alternate.empty() ? acceptedMountPoint(alternate) : std::nullopt;
+    if (!mountPoint) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
     // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
-    if (qmfs_check_claim(alternate.c_str()) == 0 && !acceptsDevice(firstName(snapObjects))) {
+    if (qmfs_check_claim(alternate.c_str()) == 0 && !acceptedDevice(firstName(snapObjects))) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    const int status = importAltNode(alternate, snapObjects);
+    const int status = importAltNode(*mountPoint, snapObjects);
     if (status != 0) {
       return status;
     }
@@ -157,7 +158,7 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
   });
 }
 
-int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapObjects) {
+int CQmFSPlugin::importAltNode(const CommandWord& alternate, qmfi_objid** snapObjects) {
   commandRunner().runOrThrow(mkdirCommand(alternate));
   trace(CFI_TRACE_DETAIL, "Calling qmfs_getsubobj for :%s", alternate.c_str());
   const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
@@ -169,11 +170,11 @@ int CQmFSPlugin::importAltNode(const std::string& alternate, qmfi_objid** snapOb
     return 0;
   }
   // Asked again: what was mounted may have been unmounted meanwhile.
-  const char* const device = firstName(snapObjects);
-  if (!acceptsDevice(device)) {
+  const auto device = acceptedDevice(firstName(snapObjects));
+  if (!device) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  commandRunner().runOrThrow(snapshotMountCommand(device, alternate));
+  commandRunner().runOrThrow(snapshotMountCommand(*device, alternate));
   return 0;
 }
 

@@ -95,13 +95,14 @@ int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
     if (device == nullptr || isParent == nullptr) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    std::string trimmed = CFiStringTool::trim(device, whiteSpace);
-    if (trimmed.find(devicePrefix) != 0 || !isCommandWord(trimmed)) {
+    const std::string trimmed = CFiStringTool::trim(device, whiteSpace);
+    const auto word = trimmed.find(devicePrefix) == 0 ? CommandWord::of(trimmed) : std::nullopt;
+    if (!word) {
       trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", trimmed.c_str());
       *isParent = 0;
       return 0;
     }
-    *isParent = getFSType(trimmed) == QMFS_TYPE ? 1 : 0;
+    *isParent = getFSType(*word) == QMFS_TYPE ? 1 : 0;
     return 0;
   });
 }

@@ -40,27 +40,27 @@ int CQmFSPlugin::executeCommand(const std::string& command, std::vector<std::str
   return error.getCode();
 }
 
-void CQmFSPlugin::createMntPoint(const std::string& path) {
+void CQmFSPlugin::createMntPoint(const CommandWord& path) {
   const auto scope = traceScope("createMntPoint");
   commandRunner().runOrThrow(mkdirCommand(path));
 }
 
-void CQmFSPlugin::removeMntPoint(const std::string& path) {
+void CQmFSPlugin::removeMntPoint(const CommandWord& path) {
   const auto scope = traceScope("removeMntPoint");
   commandRunner().runOrThrow(rmdirCommand(path));
 }
 
-void CQmFSPlugin::mkfs(const std::string& device) {
+void CQmFSPlugin::mkfs(const CommandWord& device) {
   const auto scope = traceScope("mkfs");
   commandRunner().runOrThrow(mkfsCommand(device));
 }
 
-void CQmFSPlugin::fsck(const std::string& device) {
+void CQmFSPlugin::fsck(const CommandWord& device) {
   const auto scope = traceScope("fsck");
   commandRunner().runOrThrow(fsckCommand(device));
 }
 
-void CQmFSPlugin::mount(const std::string& mountPoint, const std::string& device, const std::string& options) {
+void CQmFSPlugin::mount(const CommandWord& mountPoint, const CommandWord& device, const std::string& options) {
   const auto scope = traceScope("mount");
   commandRunner().runOrThrow(mountCommand(device, mountPoint, options));
 }
@@ -70,7 +70,7 @@ int CQmFSPlugin::fscdsconv(const std::string& /*device*/) {
   return CFI_STATUS_USE_SESSION;
 }
 
-std::string CQmFSPlugin::getFSType(const std::string& device) {
+std::string CQmFSPlugin::getFSType(const CommandWord& device) {
   const auto scope = traceScope("getFSType");
   std::string program;
   if (getFSTypeLocation(program) != 0) {

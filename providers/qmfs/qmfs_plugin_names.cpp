@@ -47,24 +47,24 @@ void CQmFSPlugin::convertRawToBlockDevice(std::string& device) {
   replacePrefix(device, rawPrefix, blockPrefix);
 }
 
-bool CQmFSPlugin::acceptsMountPoint(const std::string& path) {
-  if (isCommandWord(path)) {
-    return true;
+std::optional<CommandWord> CQmFSPlugin::acceptedMountPoint(const std::string& path) {
+  std::optional<CommandWord> word = CommandWord::of(path);
+  if (!word) {
+    trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", path.c_str());
   }
-  trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", path.c_str());
-  return false;
+  return word;
 }
 
-bool CQmFSPlugin::acceptsDevice(const char* device) {
+std::optional<CommandWord> CQmFSPlugin::acceptedDevice(const char* device) {
   if (device == nullptr) {
-    return false;
+    return std::nullopt;
   }
   // A command without a device would choose for itself what it works on.
-  if (*device != '\0' && isCommandWord(device)) {
-    return true;
+  std::optional<CommandWord> word = *device != '\0' ? CommandWord::of(device) : std::nullopt;
+  if (!word) {
+    trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", device);
   }
-  trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", device);
-  return false;
+  return word;
 }
 
 bool CQmFSPlugin::acceptsOptions(const std::string& options) {

@@ -54,11 +54,13 @@ int CQmFSPlugin::bringOnline(kfi_domain* node) {
     return QMFS_STATUS_MOUNTED_ELSEWHERE;
   }
   const std::string options = qmfsDataOf(data).getMntOpts();
-  if (!acceptsMountPoint(name) || !acceptsDevice(device) || !acceptsOptions(options)) {
+  const auto mountPoint = acceptedMountPoint(name);
+  const auto mountable = mountPoint ? acceptedDevice(device) : std::nullopt;
+  if (!mountable || !acceptsOptions(options)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  createMntPoint(name);
-  commandRunner().runOrThrow(onlineMountCommand(device, name, options));
+  createMntPoint(*mountPoint);
+  commandRunner().runOrThrow(onlineMountCommand(*mountable, *mountPoint, options));
   return 0;
 }
 
@@ -69,12 +71,13 @@ int CQmFSPlugin::takeOffline(kfi_domain* node, kfi_disposition disposition) {
     trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
     return status;
   }
-  struct stat mountPoint {};
-  if (disposition == KFI_DISPOSITION_REMOVE && ::stat(name, &mountPoint) == 0) {
-    if (!acceptsMountPoint(name)) {
+  struct stat found {};
+  if (disposition == KFI_DISPOSITION_REMOVE && ::stat(name, &found) == 0) {
+    const auto mountPoint = acceptedMountPoint(name);
+    if (!mountPoint) {
       return CFI_STATUS_INVALID_ARGUMENT;
     }
-    removeMntPoint(name);
+    removeMntPoint(*mountPoint);
   }
   return 0;
 }
@@ -117,7 +120,8 @@ int CQmFSPlugin::deportAltNode(char* name) {
     return 0;
   }
   // Asked for here too: the unmount would not ask if somebody else has unmounted it meanwhile.
-  if (!acceptsMountPoint(name)) {
+  const auto mountPoint = acceptedMountPoint(name);
+  if (!mountPoint) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   const int status = QmFSUmount(name, true);
@@ -125,7 +129,7 @@ int CQmFSPlugin::deportAltNode(char* name) {
     trace(CFI_TRACE_ERROR, "Umount failed for %s", name);
     return status;
   }
-  removeMntPoint(name);
+  removeMntPoint(*mountPoint);
   return 0;
 }
 

@@ -51,17 +51,18 @@ int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* t
     if ((flags & formatDevice) == 0) {
       return 0;
     }
-    const char* const device = firstDevice(devices);
-    if (!acceptsDevice(device)) {
+    const auto device = acceptedDevice(firstDevice(devices));
+    if (!device) {
       return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
     }
-    std::string rawDevice = device;
+    std::string rawDevice = device->text();
     convertBlockToRawDevice(rawDevice);
-    mkfs(rawDevice);
+    mkfs(CommandWord::of(rawDevice).value());
 
     std::string mountPoint = "/tmp_" + getTime();
-    createMntPoint(mountPoint);
-    mount(mountPoint, device, "rw");
+    const CommandWord temporary = CommandWord::of(mountPoint).value();
+    createMntPoint(temporary);
+    mount(temporary, *device, "rw");
     // Required: an unmount that fails without an exception is no failure; the directory stays then.
     if (QmFSUmount(mountPoint.data(), false) == 0) {
       ::rmdir(mountPoint.c_str());
@@ -117,21 +118,23 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
     trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
     return QMFS_STATUS_MOUNTED_ELSEWHERE;
   }
-  if (!acceptsDevice(device) || !acceptsMountPoint(mountPoint) || !acceptsOptions(options)) {
+  const auto mountable = acceptedDevice(device);
+  const auto target = mountable ? acceptedMountPoint(mountPoint) : std::nullopt;
+  if (!target || !acceptsOptions(options)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   if (generated && mountPoint == "/") {
     trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", mountPoint.c_str());
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  makeResourceMountPoint(mountPoint);
-  std::string blockDevice = device;
+  makeResourceMountPoint(*target);
+  std::string blockDevice = mountable->text();
   convertRawToBlockDevice(blockDevice);
-  mountResource(blockDevice, mountPoint, options);
+  mountResource(CommandWord::of(blockDevice).value(), *target, options);
   return 0;
 }
 
-void CQmFSPlugin::makeResourceMountPoint(const std::string& mountPoint) {
+void CQmFSPlugin::makeResourceMountPoint(const CommandWord& mountPoint) {
   const CQmFSCommandRun run = commandRunner().runTraced(mkdirCommand(mountPoint));
   if (run.succeeded()) {
     return;
@@ -143,7 +146,7 @@ void CQmFSPlugin::makeResourceMountPoint(const std::string& mountPoint) {
 }
 
 // Mounts, and once more after a check of the file system. Throws when both attempts leave nothing mounted.
-void CQmFSPlugin::mountResource(const std::string& device, const std::string& mountPoint, const std::string& options) {
+void CQmFSPlugin::mountResource(const CommandWord& device, const CommandWord& mountPoint, const std::string& options) {
   const std::string command = mountCommand(device, mountPoint, options);
   for (int attempt = 1;; ++attempt) {
     std::vector<std::string> output;

@@ -105,9 +105,9 @@ std::string describeProbe(const char* title, const char* failure, const CQmFSCom
 
 // One unmount of a mount point: its command and what came of it.
 struct CQmFSPlugin::UmountAttempt {
-  std::string mountPoint;
-  std::string command;
-  std::vector<std::string> output;
+  CommandWord mountPoint;
+  std::string command = {};
+  std::vector<std::string> output = {};
   int code = KFI_EXEC_PIPE_SUCCESS;
   int exitStatus = 0;
 };
@@ -128,11 +128,12 @@ int CQmFSPlugin::QmFSUmount(char* mountPoint, bool force) {
     trace(CFI_TRACE_PROGRESS, "Mountpoint %s is already umounted", mountPoint);
     return 0;
   }
-  if (!acceptsMountPoint(mountPoint)) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
-  UmountAttempt attempt;
-  attempt.mountPoint = mountPoint;
+  const auto word = acceptedMountPoint(mountPoint);
+  return word ? unmount(*word, force) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+}
+
+int CQmFSPlugin::unmount(const CommandWord& mountPoint, bool force) {
+  UmountAttempt attempt{mountPoint};
   std::string program;
   const bool forced = force && getUmountLocation(program);
   attempt.command = forced ? forcedUmountCommand(program, mountPoint) : umountCommand(mountPoint);
@@ -236,12 +237,12 @@ int CQmFSPlugin::getMountStatus(const char* mountPoint) {
   }
 }
 
-std::string CQmFSPlugin::dumpMountInformation(const std::string& mountPoint, const std::string& device) {
+std::string CQmFSPlugin::dumpMountInformation(const CommandWord& mountPoint, const std::string& device) {
   const auto scope = traceScope("dumpMountInformation");
   if (!device.empty()) {
     trace(CFI_TRACE_PROGRESS, "dumpInformationDevice = %s", describeDevice(device).c_str());
   }
-  trace(CFI_TRACE_PROGRESS, "dumpInformationMount = %s", describeMountPoint(mountPoint).c_str());
+  trace(CFI_TRACE_PROGRESS, "dumpInformationMount = %s", describeMountPoint(mountPoint.text()).c_str());
 
   const std::string fuser = fuserCommand(mountPoint);
   trace(CFI_TRACE_PROGRESS, "dumpInformationFuser: FUSER_CMD = %s", fuser.c_str());

@@ -9,7 +9,6 @@
 #include "cfiformatoptionlist.h"
 #include "fuzz_input.h"
 #include "qmfs_command_lines.h"
-#include "qmfs_node_access.h"
 
 namespace {
 
@@ -67,24 +66,26 @@ void requireWords(const std::string& command, const Words& words) {
 }
 
 void checkCommands(const std::string& first, const std::string& second) {
-  if (!isCommandWord(first) || !isCommandWord(second)) return;
+  const auto firstWord = CommandWord::of(first);
+  const auto secondWord = CommandWord::of(second);
+  if (!firstWord || !secondWord) return;
   require(!first.starts_with('-') && !second.starts_with('-'), "no name is taken for an option");
   // As a device the empty name is none, and as a mount point it is no word of the command.
-  if (givenName(first.c_str()) == nullptr || givenName(second.c_str()) == nullptr) return;
-  requireWords(mkdirCommand(first), {"/bin/mkdir", "-p", first});
-  requireWords(rmdirCommand(first), {"/bin/rmdir", first});
-  requireWords(mkfsCommand(first), {"/sbin/mkfs", "-t", "qmfs", first});
-  requireWords(fsckCommand(first), {"/sbin/fsck", "-y", "-t", "qmfs", first});
-  requireWords(umountCommand(first), {"/bin/umount", first});
-  requireWords(forcedUmountCommand("/bin/qmumount", first), {"/bin/qmumount", "-o", "force", first});
-  requireWords(fstypCommand("/bin/fstyp", first), {"/bin/fstyp", first});
-  requireWords(fuserCommand(first), {"/sbin/fuser", first});
-  requireWords(mountCommand(first, second, ""), {"/bin/mount", "-t", "qmfs", first, second});
+  if (first.empty() || second.empty()) return;
+  requireWords(mkdirCommand(*firstWord), {"/bin/mkdir", "-p", first});
+  requireWords(rmdirCommand(*firstWord), {"/bin/rmdir", first});
+  requireWords(mkfsCommand(*firstWord), {"/sbin/mkfs", "-t", "qmfs", first});
+  requireWords(fsckCommand(*firstWord), {"/sbin/fsck", "-y", "-t", "qmfs", first});
+  requireWords(umountCommand(*firstWord), {"/bin/umount", first});
+  requireWords(forcedUmountCommand("/bin/qmumount", *firstWord), {"/bin/qmumount", "-o", "force", first});
+  requireWords(fstypCommand("/bin/fstyp", *firstWord), {"/bin/fstyp", first});
+  requireWords(fuserCommand(*firstWord), {"/sbin/fuser", first});
+  requireWords(mountCommand(*firstWord, *secondWord, ""), {"/bin/mount", "-t", "qmfs", first, second});
   for (const auto& mount : {mountCommand, onlineMountCommand, accessMountCommand}) {
-    requireWords(mount(first, second, "rw"), {"/bin/mount", "-t", "qmfs", "-o", "rw", first, second});
+    requireWords(mount(*firstWord, *secondWord, "rw"), {"/bin/mount", "-t", "qmfs", "-o", "rw", first, second});
   }
-  requireWords(snapshotMountCommand(first, second), {"/bin/mount", "-t", "qmfs", "-o", "ro", first, second});
-  requireWords(cacheDisableCommand(first, second),
+  requireWords(snapshotMountCommand(*firstWord, *secondWord), {"/bin/mount", "-t", "qmfs", "-o", "ro", first, second});
+  requireWords(cacheDisableCommand(*firstWord, *secondWord),
                {"/bin/mount", "-t", "qmfs", "-o", "remount,delaylog", first, second});
 }
 

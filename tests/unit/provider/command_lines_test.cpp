@@ -1,4 +1,5 @@
 // The command lines that the provider runs, to the last blank.
+#include "command_word_of.h"
 #include "qmfs_command_lines.h"
 
 #include <gtest/gtest.h>
@@ -14,27 +15,34 @@ struct CommandCase {
 
 TEST(CommandLines, AreWhole) {
   const CommandCase cases[] = {
-      {mkdirCommand("/data_alt"), "/bin/mkdir -p  /data_alt"},
-      {rmdirCommand("/data_alt"), "/bin/rmdir  /data_alt"},
-      {mkfsCommand("/dev/qm/rdsk/g/v"), "/sbin/mkfs -t qmfs  /dev/qm/rdsk/g/v"},
-      {fsckCommand("/dev/qm/dsk/g/v"), "/sbin/fsck -y -t qmfs  /dev/qm/dsk/g/v"},
-      {mountCommand("/dev/qm/dsk/g/v", "/data", "rw,log"), "/bin/mount -t qmfs  -o rw,log /dev/qm/dsk/g/v /data"},
-      {mountCommand("/dev/qm/dsk/g/v", "/data", ""), "/bin/mount -t qmfs  /dev/qm/dsk/g/v /data"},
-      {mountCommand("/dev/qm/dsk/g/v", "/data", " -o mincache=closesync "),
+      {mkdirCommand(wordOf("/data_alt")), "/bin/mkdir -p  /data_alt"},
+      {rmdirCommand(wordOf("/data_alt")), "/bin/rmdir  /data_alt"},
+      {mkfsCommand(wordOf("/dev/qm/rdsk/g/v")), "/sbin/mkfs -t qmfs  /dev/qm/rdsk/g/v"},
+      {fsckCommand(wordOf("/dev/qm/dsk/g/v")), "/sbin/fsck -y -t qmfs  /dev/qm/dsk/g/v"},
+      {mountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), "rw,log"),
+       "/bin/mount -t qmfs  -o rw,log /dev/qm/dsk/g/v /data"},
+      {mountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), ""), "/bin/mount -t qmfs  /dev/qm/dsk/g/v /data"},
+      {mountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), " -o mincache=closesync "),
        "/bin/mount -t qmfs  -o  -o mincache=closesync  /dev/qm/dsk/g/v /data"},
-      {onlineMountCommand("/dev/qm/dsk/g/v", "/data", "rw"), "/bin/mount -t qmfs  -o rw /dev/qm/dsk/g/v /data"},
-      {onlineMountCommand("/dev/qm/dsk/g/v", "/data", ""), "/bin/mount -t qmfs  -o  /dev/qm/dsk/g/v /data"},
-      {snapshotMountCommand("/dev/qm/dsk/g/s", "/data_alt"), "/bin/mount -t qmfs  -o ro /dev/qm/dsk/g/s /data_alt"},
-      {accessMountCommand("/dev/qm/dsk/g/v", "/data", "ro"), "/bin/mount -t qmfs  -o ro /dev/qm/dsk/g/v /data"},
-      {accessMountCommand("/dev/qm/dsk/g/v", "/data", ""), "/bin/mount -t qmfs  -o  /dev/qm/dsk/g/v /data"},
-      {umountCommand("/data"), "/bin/umount  /data"},
-      {forcedUmountCommand("/opt/KRIB/bin/qmumount", "/data"), "/opt/KRIB/bin/qmumount -o force  /data"},
-      {fstypCommand("/opt/KRIBqmfs/sbin/fstyp", "/dev/qm/dsk/g/v"), "/opt/KRIBqmfs/sbin/fstyp /dev/qm/dsk/g/v"},
-      {fuserCommand("/data"), "/sbin/fuser /data"},
+      {onlineMountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), "rw"),
+       "/bin/mount -t qmfs  -o rw /dev/qm/dsk/g/v /data"},
+      {onlineMountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), ""),
+       "/bin/mount -t qmfs  -o  /dev/qm/dsk/g/v /data"},
+      {snapshotMountCommand(wordOf("/dev/qm/dsk/g/s"), wordOf("/data_alt")),
+       "/bin/mount -t qmfs  -o ro /dev/qm/dsk/g/s /data_alt"},
+      {accessMountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), "ro"),
+       "/bin/mount -t qmfs  -o ro /dev/qm/dsk/g/v /data"},
+      {accessMountCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data"), ""),
+       "/bin/mount -t qmfs  -o  /dev/qm/dsk/g/v /data"},
+      {umountCommand(wordOf("/data")), "/bin/umount  /data"},
+      {forcedUmountCommand("/opt/KRIB/bin/qmumount", wordOf("/data")), "/opt/KRIB/bin/qmumount -o force  /data"},
+      {fstypCommand("/opt/KRIBqmfs/sbin/fstyp", wordOf("/dev/qm/dsk/g/v")), "/opt/KRIBqmfs/sbin/fstyp /dev/qm/dsk/g/v"},
+      {fuserCommand(wordOf("/data")), "/sbin/fuser /data"},
       {mountListCommand(), "/bin/mount -t qmfs "},
-      {cacheEnableCommand("/dev/qm/dsk/g/v", "/data"),
+      {cacheEnableCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data")),
        "/bin/mount -t qmfs -o remount,log,mincache=closesync /dev/qm/dsk/g/v /data"},
-      {cacheDisableCommand("/dev/qm/dsk/g/v", "/data"), "/bin/mount -t qmfs -o remount,delaylog /dev/qm/dsk/g/v /data"},
+      {cacheDisableCommand(wordOf("/dev/qm/dsk/g/v"), wordOf("/data")),
+       "/bin/mount -t qmfs -o remount,delaylog /dev/qm/dsk/g/v /data"},
       {installCheckCommand(), "/bin/rpm -qa  | /bin/grep KRIBqmfs"},
   };
   for (const CommandCase& c : cases) {

@@ -10,40 +10,6 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 
-TEST(CommandWord, HoldsNothingThatSeparatesWords) {
-  for (const char* const word : {"/data", "", "/a|b", "/a\"b'c\\d$e;f&g*", "/gr\xc3\xbc\xc3\x9f", "/a\rb", "/a\vb"}) {
-    EXPECT_TRUE(isCommandWord(word)) << word;
-    EXPECT_TRUE(isCommandWord(std::string(word))) << word;
-  }
-  for (const char* const word : {" ", "/a b", "/a ", " /a", "/a\tb", "/a\nb", "/a\n"}) {
-    EXPECT_FALSE(isCommandWord(word)) << word;
-    EXPECT_FALSE(isCommandWord(std::string(word))) << word;
-  }
-}
-
-TEST(CommandWord, IsNotTheBarThatBeginsAnotherProgram) {
-  EXPECT_FALSE(isCommandWord("|"));
-  EXPECT_FALSE(isCommandWord(std::string("|")));
-  for (const char* const word : {"||", "/|", "|/", "a|"}) EXPECT_TRUE(isCommandWord(word)) << word;
-}
-
-TEST(CommandWord, DoesNotBeginLikeAnOption) {
-  for (const char* const word : {"-", "-a", "--all", "-/data"}) {
-    EXPECT_FALSE(isCommandWord(word)) << word;
-    EXPECT_FALSE(isCommandWord(std::string(word))) << word;
-  }
-  for (const char* const word : {"/-a", "a-", "/data-1"}) EXPECT_TRUE(isCommandWord(word)) << word;
-}
-
-TEST(CommandWord, IsNotWhatIsMissing) {
-  EXPECT_FALSE(isCommandWord(nullptr));
-}
-
-TEST(CommandWord, IsTheWholeOfAString) {
-  EXPECT_FALSE(isCommandWord(std::string("/a\0 b", 5)));
-  EXPECT_FALSE(isCommandWord(std::string("/a\0b", 4)));
-}
-
 TEST(GivenName, IsTheNameUnlessItIsEmpty) {
   const char* const name = "/dev/one";
   EXPECT_EQ(givenName(name), name);

@@ -1,4 +1,5 @@
 // What is traced about a mount point and a device that could not be unmounted or mounted.
+#include "command_word_of.h"
 #include "errno_of_allocations.h"
 #include "support/temporary_directory.h"
 #include "unmount_machinery.h"
@@ -37,7 +38,7 @@ TEST_F(UnmountDump, DescribesDeviceMountPointUsersAndMountedFileSystems) {
   m_commands.answerNext({0, 0, {"a on b", "c on d"}, {}});
 
   const std::string mounts = "Dumping information about mounted devices using command /bin/mount -t qmfs a on bc on d";
-  EXPECT_EQ(m_plugin.dumpMountInformation(path, "/dev/null"), mounts);
+  EXPECT_EQ(m_plugin.dumpMountInformation(wordOf(path), "/dev/null"), mounts);
 
   EXPECT_THAT(m_commands.events(), ElementsAre("/sbin/fuser " + path, "/bin/mount -t qmfs "));
   for (const RecordedCommand& command : m_commands.commands()) {
@@ -62,7 +63,7 @@ TEST_F(UnmountDump, WhoseProbesFailNeverThrows) {
   const std::string mounts =
       "Dumping information about mounted devices using command /bin/mount -t qmfs Mount command failed to print mount "
       "information with  error code 7and output ";
-  EXPECT_EQ(m_plugin.dumpMountInformation("/nowhere/a", "/nowhere/v"), mounts);
+  EXPECT_EQ(m_plugin.dumpMountInformation(wordOf("/nowhere/a"), "/nowhere/v"), mounts);
   EXPECT_THAT(
       trace(),
       ElementsAre("L3 dumpInformationDevice = Dumping device information for device /nowhere/v\n"
@@ -79,7 +80,7 @@ TEST_F(UnmountDump, WhoseProbesFailNeverThrows) {
 TEST_F(UnmountDump, TellsTheErrorOfTheLookUpWhateverTheMachineDoesAfterIt) {
   const std::string path = "/nowhere/" + std::string(1000, 'x');
   allocationsSetErrno = true;
-  m_plugin.dumpMountInformation(path, path);
+  m_plugin.dumpMountInformation(wordOf(path), path);
   allocationsSetErrno = false;
   const std::vector<std::string> records = trace();
   ASSERT_LE(2U, records.size());

@@ -4,6 +4,7 @@
 #include "cficontextsingleton.h"
 #include "cfipluginname.h"
 #include "cfiprivatedatamanager.h"
+#include "command_word_of.h"
 #include "support/domains.h"
 
 #include <gmock/gmock.h>
@@ -83,7 +84,7 @@ TEST_F(UnmountMachinery, CommandHasSucceededWhenThePipeReturnsZeroWhateverItsRec
   EXPECT_EQ(m_plugin.executeCommand("/bin/x", output, exitStatus, 600), 0);
   EXPECT_EQ(exitStatus, 77);
   m_commands.answerNext({0, 9, {}, {}, 11});
-  EXPECT_NO_THROW(m_plugin.fsck("/dev/v"));
+  EXPECT_NO_THROW(m_plugin.fsck(wordOf("/dev/v")));
   m_commands.answerNext({0, 9, {}, {}, 11});
   EXPECT_EQ(unmount(), 0);
 }
@@ -96,7 +97,7 @@ TEST_F(UnmountMachinery, CommandHasFailedWithWhatThePipeReturnsAndWithTheTextAnd
   EXPECT_EQ(exitStatus, 9);
   m_commands.answerNext({11, 9, {"wrong"}, {}, 0});
   try {
-    m_plugin.fsck("/dev/v");
+    m_plugin.fsck(wordOf("/dev/v"));
     ADD_FAILURE() << "it is taken for a success";
   } catch (const EFiExecPipe& error) {
     EXPECT_EQ(error.getCode(), KFI_EXEC_PIPE_CMD_FAILED);
@@ -111,7 +112,7 @@ TEST_F(UnmountMachinery, CommandHasFailedWithWhatThePipeReturnsAndWithTheTextAnd
 TEST_F(UnmountMachinery, TypeProgramMayTakeTenMinutes) {
   m_commands.install("/etc/fstyp");
   m_commands.answerNext({0, 0, {"qmfs\r"}, {}});
-  EXPECT_EQ(m_plugin.getFSType("/dev/v"), "qmfs");
+  EXPECT_EQ(m_plugin.getFSType(wordOf("/dev/v")), "qmfs");
   ASSERT_EQ(m_commands.commands().size(), 1U);
   EXPECT_EQ(m_commands.commands()[0].line, "/etc/fstyp /dev/v");
   EXPECT_EQ(m_commands.commands()[0].timeoutSeconds, 600);
@@ -127,7 +128,7 @@ TEST_F(UnmountMachinery, TypeLosesOnlyItsTrailingWhiteSpace) {
   };
   for (const auto& [printed, type] : cases) {
     m_commands.answerNext({0, 0, {printed, "xfs"}, {}});
-    EXPECT_EQ(m_plugin.getFSType("/dev/v"), type);
+    EXPECT_EQ(m_plugin.getFSType(wordOf("/dev/v")), type);
     EXPECT_EQ(trace().back(), std::string("L3 Found fstype for device : /dev/v  as ") + type);
   }
 }
@@ -140,12 +141,14 @@ struct SimpleCommand {
 };
 
 const SimpleCommand SIMPLE_COMMANDS[] = {
-    {"/bin/mkdir -p  /mnt/a", [](CQmFSPlugin& plugin) { plugin.createMntPoint("/mnt/a"); }},
-    {"/bin/rmdir  /mnt/a", [](CQmFSPlugin& plugin) { plugin.removeMntPoint("/mnt/a"); }},
-    {"/sbin/mkfs -t qmfs  /dev/v", [](CQmFSPlugin& plugin) { plugin.mkfs("/dev/v"); }},
-    {"/sbin/fsck -y -t qmfs  /dev/v", [](CQmFSPlugin& plugin) { plugin.fsck("/dev/v"); }},
-    {"/bin/mount -t qmfs  -o rw /dev/v /mnt/a", [](CQmFSPlugin& plugin) { plugin.mount("/mnt/a", "/dev/v", "rw"); }},
-    {"/bin/mount -t qmfs  /dev/v /mnt/a", [](CQmFSPlugin& plugin) { plugin.mount("/mnt/a", "/dev/v", ""); }},
+    {"/bin/mkdir -p  /mnt/a", [](CQmFSPlugin& plugin) { plugin.createMntPoint(wordOf("/mnt/a")); }},
+    {"/bin/rmdir  /mnt/a", [](CQmFSPlugin& plugin) { plugin.removeMntPoint(wordOf("/mnt/a")); }},
+    {"/sbin/mkfs -t qmfs  /dev/v", [](CQmFSPlugin& plugin) { plugin.mkfs(wordOf("/dev/v")); }},
+    {"/sbin/fsck -y -t qmfs  /dev/v", [](CQmFSPlugin& plugin) { plugin.fsck(wordOf("/dev/v")); }},
+    {"/bin/mount -t qmfs  -o rw /dev/v /mnt/a",
+     [](CQmFSPlugin& plugin) { plugin.mount(wordOf("/mnt/a"), wordOf("/dev/v"), "rw"); }},
+    {"/bin/mount -t qmfs  /dev/v /mnt/a",
+     [](CQmFSPlugin& plugin) { plugin.mount(wordOf("/mnt/a"), wordOf("/dev/v"), ""); }},
 };
 
 TEST_F(UnmountMachinery, SimpleCommandsAreTracedAndRunOnceForAtMostTenMinutes) {

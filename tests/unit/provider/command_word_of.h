@@ -1,0 +1,14 @@
+// Words of commands for tests.
+#ifndef COMMAND_WORD_OF_H
+#define COMMAND_WORD_OF_H
+
+#include "qmfs_command_word.h"
+
+#include <string>
+
+// The name as a word; throws where a command cannot carry it.
+inline CommandWord wordOf(const std::string& name) {
+  return CommandWord::of(name).value();
+}
+
+#endif
