@@ -72,8 +72,6 @@ CFiConfiguration::CFiConfiguration(const ACE_String_Base<char>& name) : m_name(n
   importStore(readStore(qmfi_runtime::configurationDirectory() + "/" + file + ".conf"), m_heap);
 }
 
-CFiConfiguration::~CFiConfiguration() = default;
-
 int CFiConfiguration::openSection(const char* section, ACE_Configuration_Section_Key& key, int create) {
   if (section == nullptr || m_heap.open_section(m_heap.root_section(), section, create, key) != 0) return -1;
   m_section = key;

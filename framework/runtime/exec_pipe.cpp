@@ -29,8 +29,6 @@ void appendLines(const std::string& text, std::vector<std::string>& lines) {
 
 }  // namespace
 
-CFiExecPipeBase::~CFiExecPipeBase() = default;
-
 int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& output, const std::string& /*input*/,
                           int timeoutSeconds, const std::string& /*user*/, const std::string& /*domain*/,
                           const std::string& /*password*/) {

@@ -15,7 +15,7 @@ class CFiConfiguration : public virtual CFiTraceable {
  public:
   // Throws std::bad_alloc when memory is short.
   explicit CFiConfiguration(const ACE_String_Base<char>& name);
-  ~CFiConfiguration() override;
+  ~CFiConfiguration() override = default;
 
   // Opens a section below the root and makes it the one that values are read from. With create set a missing section is
   // not an error. Returns 0 on success.

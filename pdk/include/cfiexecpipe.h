@@ -91,7 +91,7 @@ class CFiExecPipeBase {
   CFiExecPipeBase() = default;
   CFiExecPipeBase(const CFiExecPipeBase&) = delete;
   CFiExecPipeBase& operator=(const CFiExecPipeBase&) = delete;
-  virtual ~CFiExecPipeBase();
+  virtual ~CFiExecPipeBase() = default;
 
   // Runs a command line: words separated by blanks, programs by a lone "|", nothing quoted or expanded. Appends the
   // lines that the programs print to output and waits at most timeoutSeconds (at least 1). Of what they print the first
@@ -99,8 +99,8 @@ class CFiExecPipeBase {
   // for pipes that impersonate a user and are ignored here. Returns a CFiExecPipeCode. Throws std::bad_alloc when
   // memory is short; output may then hold some of the lines. No child is left running then, nor when the thread is
   // cancelled.
-  virtual int Exec(const std::string& command, std::vector<std::string>& output, const std::string& input,
-                   int timeoutSeconds, const std::string& user, const std::string& domain, const std::string& password);
+  int Exec(const std::string& command, std::vector<std::string>& output, const std::string& input, int timeoutSeconds,
+           const std::string& user, const std::string& domain, const std::string& password);
 
   // How the last run failed; code 0 after a success.
   const EFiExecPipe& getLastError() const { return m_lastError; }
