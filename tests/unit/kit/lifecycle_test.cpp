@@ -21,6 +21,9 @@ using testing::StartsWith;
 
 using Catalogs = CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>;
 using Errors = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
+using Logs = CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>;
+using PrivateData = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>;
+using Sessions = CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>;
 
 bool endFails = false;
 // How many messages the error manager has when the provider is destroyed.
@@ -95,6 +98,54 @@ TEST_F(Lifecycle, ProviderWhoseEndFailsGoesWithTheSingletonsAllTheSame) {
   EXPECT_THAT(m_host.texts, ElementsAre(StartsWith("MSG_ERROR_UNHANDLED_INT_EXCEPTION: 5, cfiapiexport.h, ")));
   Errors::instance(true);
   Catalogs::instance(true);
+}
+
+// What was destroyed, in order.
+std::vector<std::string> destroyed;
+
+// Objects that their owner destroys with itself, or at its end, and which tell so.
+class NotedProvider : public PlainProvider {
+ public:
+  ~NotedProvider() override { destroyed.emplace_back("provider"); }
+};
+
+class NotedCatalogFactory : public CFiIcuMessageCatalogFactory {
+ public:
+  NotedCatalogFactory() : CFiIcuMessageCatalogFactory("root", "kittest") {}
+  ~NotedCatalogFactory() override { destroyed.emplace_back("catalogs"); }
+};
+
+class NotedHandler : public CFiErrorHandlerBase {
+ public:
+  explicit NotedHandler(const char* name) : m_name(name) {}
+  ~NotedHandler() override { destroyed.emplace_back(m_name); }
+
+ private:
+  const char* const m_name;
+};
+
+class NotedDataFactory : public CFiPrivateDataConcreteFactory<CFiPrivateData> {
+ public:
+  ~NotedDataFactory() override { destroyed.emplace_back("private data"); }
+};
+
+TEST(Singletons, AreDroppedInTheirOrderAndSessionsStay) {
+  destroyed.clear();
+  CFiContextSingleton<NotedProvider, FI_PLUGIN_NAME>::instance(false);
+  Catalogs::instance(false)->registerFactory(CFiMessageCatalogFactorySPtr(new NotedCatalogFactory()));
+  // A manager that is the log's alone goes with it.
+  CFiErrorManagerSPtr managerOfTheLog(true);
+  managerOfTheLog->registerHandler(new NotedHandler("trace log"));
+  Logs::instance(false)->setErrorManager(managerOfTheLog);
+  managerOfTheLog.release();
+  Errors::instance(false)->registerHandler(new NotedHandler("errors"));
+  PrivateData::instance(false)->setProviderFactory(CFiPrivateDataFactorySPtr(new NotedDataFactory()));
+  const auto sessions = Sessions::instance(false);
+
+  dropSingletons<NotedProvider>();
+
+  EXPECT_THAT(destroyed, ElementsAre("provider", "catalogs", "trace log", "errors", "private data"));
+  EXPECT_EQ(Sessions::instance(false).get(), sessions.get());
 }
 
 }  // namespace
