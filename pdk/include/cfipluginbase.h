@@ -184,6 +184,8 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
 
  protected:
   const ACE_String_Base<char>& providerName() const { return m_providerName; }
+  const ACE_String_Base<char>& fimName() const { return m_fimName; }
+  int messageIndexOffset() const { return m_messageIndexOffset; }
 
  private:
   // A cache line of its own: on the line of the pointer to the virtual table, which every call reads while it holds

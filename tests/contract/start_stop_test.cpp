@@ -226,7 +226,11 @@ TEST_F(Stop, WritesItsExitAlthoughTheLogIsDroppedBefore) {
 
 TEST_F(Stop, WithoutAStartBeforeItDoesNothing) {
   stopPlugin();
+  forget();
   plugin.fini();
+  EXPECT_THAT(trace(), IsEmpty());
+  EXPECT_THAT(scopes(), IsEmpty());
+  expectNothingDone("stop without a start");
 }
 
 TEST_F(Stop, LaterCallsMeetAFreshProviderWithoutPrivateData) {

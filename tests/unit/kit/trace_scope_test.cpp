@@ -75,7 +75,12 @@ INSTANTIATE_TEST_SUITE_P(
                     ScopeCase{"no function is not traced", nullptr, anyLine, "/a/c.cpp", {}}));
 
 TEST(TraceScope, WithoutALogTracesNothing) {
-  const CFiTraceLogFunction scope(CFiTraceLogSPtr(), "claim", anyLine, "/a/c.cpp");
+  const TraceCapture capture;
+  {
+    const CFiTraceLogFunction scope(CFiTraceLogSPtr(), "claim", anyLine, "/a/c.cpp");
+    EXPECT_EQ(capture.log()->getCount(), 1);
+  }
+  EXPECT_THAT(capture.records(), IsEmpty());
 }
 
 TEST(TraceScope, IsSilentBelowLevelSix) {
@@ -142,9 +147,11 @@ TEST(Traceable, ScopesCarryTheirOwnPlaceInTheSource) {
 }
 
 TEST(Traceable, WithoutALogTracesNothing) {
+  const TraceCapture capture;
   const Tracing object;
   object.traceHere();
   EXPECT_FALSE(object.traceLog());
+  EXPECT_THAT(capture.records(), IsEmpty());
 }
 
 TEST(Traceable, LevelIsFiltered) {

@@ -1,5 +1,6 @@
 // The framework's buffers.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <limits>
@@ -36,8 +37,10 @@ TEST(BufferTest, isNullWhenMemoryIsShort) {
   EXPECT_EQ(qmfi_alloc_buf(huge), nullptr);
 }
 
-TEST(BufferTest, freesNull) {
+TEST(BufferTest, ofNoneIsNothingToFree) {
+  const std::size_t before = mallinfo2().uordblks;
   qmfi_free_buf(nullptr, 1);
+  EXPECT_EQ(mallinfo2().uordblks, before);
 }
 
 }  // namespace

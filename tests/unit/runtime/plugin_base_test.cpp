@@ -117,12 +117,35 @@ TEST_F(PluginBaseTest, asksForTheSessionForm) {
   EXPECT_EQ(m_provider.select(nullptr, nullptr, 0), CFI_STATUS_USE_SESSION);
 }
 
-TEST_F(PluginBaseTest, takesNamesAndTheEndOfAPlugIn) {
-  m_provider.setProviderName("sample");
-  m_provider.setFimName("fim");
-  m_provider.setFimName(nullptr);
-  m_provider.setMessageIndexOffset(6000);
+// What a provider sees of what its framework was told.
+class NamedProvider : public PlainProvider {
+ public:
+  using CFiPluginBase::fimName;
+  using CFiPluginBase::messageIndexOffset;
+  using CFiPluginBase::providerName;
+};
+
+TEST(NamedProviderTest, hasTheNamesAndTheOffsetThatItIsGiven) {
+  NamedProvider provider;
+  EXPECT_STREQ(provider.providerName().c_str(), "");
+  EXPECT_STREQ(provider.fimName().c_str(), "");
+  EXPECT_EQ(provider.messageIndexOffset(), 0);
+  provider.setProviderName("sample");
+  provider.setFimName("fim");
+  provider.setMessageIndexOffset(6000);
+  EXPECT_STREQ(provider.providerName().c_str(), "sample");
+  EXPECT_STREQ(provider.fimName().c_str(), "fim");
+  EXPECT_EQ(provider.messageIndexOffset(), 6000);
+  provider.setFimName(nullptr);
+  EXPECT_STREQ(provider.fimName().c_str(), "");
+}
+
+TEST_F(PluginBaseTest, staysUsableWhenItIsToldOfTheEnd) {
   CFiPluginBase::isShuttingDown(true);
+  EXPECT_EQ(m_provider.make(nullptr, nullptr, 0, nullptr, nullptr), CFI_STATUS_USE_SESSION);
+  EXPECT_TRUE(factory()->allocate(&m_node, false));
+  EXPECT_EQ(m_provider.deInitNode(&m_node), CFI_STATUS_SUCCESS);
+  EXPECT_EQ(m_node.fid_private, nullptr);
 }
 
 TEST_F(PluginBaseTest, hasASentenceForEveryStatus) {

@@ -1,5 +1,6 @@
 // Elements of provider lists.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstdint>
 #include <string>
@@ -50,12 +51,28 @@ TEST(ProviderListTest, isNullForAnInvalidArgument) {
   EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, nullptr, 1), nullptr);
 }
 
+// Makes and frees lists of two elements. Returns the memory that is in use then.
+std::size_t memoryAfterLists() {
+  constexpr int listCount = 32;
+  const char* const types[] = {"qmfs", "other"};
+  for (int i = 0; i < listCount; ++i) {
+    kfi_provider_list* const first = qmfi_build_providerlist_node("first", interfaceVersion, 0, 0, types, 2);
+    first->kpl_next = qmfi_build_providerlist_node("second", interfaceVersion, 0, 0, types, 1);
+    qmfi_free_providerlist(first);
+  }
+  return mallinfo2().uordblks;
+}
+
 TEST(ProviderListTest, isFreedWhole) {
-  kfi_provider_list* const first = qmfi_build_providerlist_node("first", interfaceVersion, 0, 0, nullptr, 0);
-  kfi_provider_list* const second = qmfi_build_providerlist_node("second", interfaceVersion, 0, 0, nullptr, 0);
-  first->kpl_next = second;
-  qmfi_free_providerlist(first);
+  // The C library keeps some of the blocks that are freed first for itself.
+  const std::size_t before = memoryAfterLists();
+  EXPECT_EQ(memoryAfterLists(), before);
+}
+
+TEST(ProviderListTest, ofNoElementIsNothingToFree) {
+  const std::size_t before = mallinfo2().uordblks;
   qmfi_free_providerlist(nullptr);
+  EXPECT_EQ(mallinfo2().uordblks, before);
 }
 
 }  // namespace
