@@ -27,6 +27,9 @@ if(QMFI_SANITIZE STREQUAL "thread")
   set(QMFI_TEST_LAUNCHER setarch --addr-no-randomize)
 endif()
 
+# All that ThreadSanitizer is to see: the tests that carry "threads", and what else is run beside them.
+add_custom_target(threaded_tests)
+
 function(qmfi_add_test NAME)
   cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS;COMMAND" ${ARGN})
   add_executable(${NAME} ${TEST_SOURCES})
@@ -36,4 +39,7 @@ function(qmfi_add_test NAME)
   endif()
   add_test(NAME ${NAME} COMMAND ${QMFI_TEST_LAUNCHER} ${TEST_COMMAND})
   set_tests_properties(${NAME} PROPERTIES LABELS "${TEST_LABELS}")
+  if(threads IN_LIST TEST_LABELS)
+    add_dependencies(threaded_tests ${NAME})
+  endif()
 endfunction()
