@@ -1,6 +1,7 @@
 // Deport, dispose, release.
 #include "snapshot/snapshot_removal.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,9 +33,12 @@ void restore(Node& node, const NodeState& state) {
 
 // A provider leaves the directory when nothing was mounted on it, as after a failed mount or a restart of the machine.
 void removeMountPoint(const std::string& directory) {
-  if (rmdir(directory.c_str()) != 0 && errno != ENOENT) {
-    throw systemError("the mount point " + directory + " could not be removed");
-  }
+  if (rmdir(directory.c_str()) == 0) return;
+  const int reason = errno;
+  // A read-only file system refuses before it has looked whether there is anything.
+  struct stat status {};
+  if (lstat(directory.c_str(), &status) != 0 && errno == ENOENT) return;
+  throw systemError("the mount point " + directory + " could not be removed", reason);
 }
 
 }  // namespace
