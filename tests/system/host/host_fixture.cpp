@@ -1,16 +1,20 @@
 // Calling qmfi and reading what it prints.
 #include "host_fixture.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace host_test {
 
@@ -25,6 +29,27 @@ Snapshot snapshotOf(const nlohmann::json& json) {
         {node.at("mount_point"), node.at("device"), node.at("snapshot_device"), node.at("alternate")});
   }
   return snapshot;
+}
+
+int statusOf(pid_t process) {
+  int status = 0;
+  waitpid(process, &status, 0);
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+bool hasEnded(pid_t process) {
+  siginfo_t end{};
+  return waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid != 0;
+}
+
+// call: its number and the first arguments, as the kernel tells them. False when the process ends before.
+bool waitUntilInCall(pid_t process, const std::string& call) {
+  const std::string current = "/proc/" + std::to_string(process) + "/syscall";
+  while (!testbed_test::textOf(current).starts_with(call)) {
+    if (hasEnded(process)) return false;
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 }  // namespace
@@ -50,12 +75,49 @@ void BackgroundQmfi::send(int signal) const {
   kill(m_process, signal);
 }
 
+bool BackgroundQmfi::waitUntilItPauses() const {
+  return waitUntilInCall(m_process, std::to_string(SYS_clock_nanosleep) + " ");
+}
+
 int BackgroundQmfi::wait() {
-  if (m_status) return *m_status;
-  int status = 0;
-  waitpid(m_process, &status, 0);
-  m_status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  if (!m_status) m_status = statusOf(m_process);
   return *m_status;
+}
+
+HeldProgram::HeldProgram(const std::vector<std::string>& words, By by, int openDescriptors) : m_by(by) {
+  EXPECT_EQ(pipe2(m_pipe, O_CLOEXEC), 0);
+  const bool byInput = by == By::input;
+  if (!byInput) {
+    fcntl(m_pipe[1], F_SETPIPE_SZ, 1);
+    const std::vector<char> fill(static_cast<std::size_t>(fcntl(m_pipe[1], F_GETPIPE_SZ)));
+    EXPECT_EQ(write(m_pipe[1], fill.data(), fill.size()), static_cast<ssize_t>(fill.size()));
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, byInput ? m_pipe[0] : m_pipe[1], byInput ? STDIN_FILENO : STDOUT_FILENO);
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+  constexpr int first = 100;
+  for (int i = 0; i < openDescriptors; ++i) posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, first + i);
+  std::vector<char*> pointers;
+  for (const auto& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
+  pointers.push_back(nullptr);
+  EXPECT_EQ(posix_spawn(&m_process, words[0].c_str(), &actions, nullptr, pointers.data(), environ), 0);
+  posix_spawn_file_actions_destroy(&actions);
+  EXPECT_TRUE(
+      waitUntilInCall(m_process, byInput ? std::to_string(SYS_read) + " 0x0 " : std::to_string(SYS_write) + " 0x1 "));
+}
+
+HeldProgram::~HeldProgram() {
+  letGo();
+}
+
+int HeldProgram::letGo() {
+  if (m_process < 0) return 0;
+  close(m_pipe[1]);
+  std::array<char, 4096> taken{};
+  while (m_by == By::output && read(m_pipe[0], taken.data(), taken.size()) > 0) continue;
+  close(m_pipe[0]);
+  return statusOf(std::exchange(m_process, -1));
 }
 
 std::vector<Snapshot> listedSnapshots() {

@@ -40,12 +40,37 @@ class BackgroundQmfi {
   ~BackgroundQmfi();
 
   void send(int signal) const;
+  // Waits until it is found in a pause between two looks at something; false when it ends without one.
+  bool waitUntilItPauses() const;
   // The status as a shell reports it.
   int wait();
 
  private:
   int m_process = -1;
   std::optional<int> m_status;
+};
+
+// A program that the test keeps from going on; it has arrived where it is held when the object is made.
+class HeldProgram {
+ public:
+  enum class By {
+    input,  // it reads standard input, which has its end only when the program is let go
+    output  // it writes to standard output, which takes nothing before
+  };
+
+  // openDescriptors: how many it has besides its standard streams.
+  HeldProgram(const std::vector<std::string>& words, By by, int openDescriptors = 0);
+  HeldProgram(const HeldProgram&) = delete;
+  HeldProgram& operator=(const HeldProgram&) = delete;
+  ~HeldProgram();
+
+  // Lets it go on, and waits for its end. The status as a shell reports it.
+  int letGo();
+
+ private:
+  By m_by;
+  int m_pipe[2] = {-1, -1};
+  int m_process = -1;
 };
 
 // The snapshots that "qmfi snapshot list --json" shows.
