@@ -21,6 +21,7 @@ using testbed_test::textOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 using SnapshotTest = HostTest;
 
@@ -36,7 +37,7 @@ void remove(const Snapshot& snapshot) {
   EXPECT_EQ(outcome.output, "snapshot " + snapshot.id + " deleted\n");
 }
 
-TEST_F(SnapshotTest, OfOneFileSystemIsCreatedListedShownAndDeleted) {
+TEST_F(SnapshotTest, OfOneFileSystemIsCreatedListedAndDeleted) {
   const Snapshot snapshot = create({"/mnt/a"}, {"--name", "nightly"});
   EXPECT_EQ(snapshot.name, "nightly");
   ASSERT_EQ(snapshot.nodes.size(), 1U);
@@ -48,12 +49,39 @@ TEST_F(SnapshotTest, OfOneFileSystemIsCreatedListedShownAndDeleted) {
 
   ASSERT_EQ(listedSnapshots().size(), 1U);
   EXPECT_EQ(listedSnapshots()[0].id, snapshot.id);
-  const std::string shown = qmfi({"snapshot", "show", "nightly", "--json"}).output;
-  EXPECT_EQ(shown, qmfi({"snapshot", "show", snapshot.id, "--json"}).output);
-  EXPECT_THAT(qmfi({"snapshot", "show", "nightly"}).output, HasSubstr("state      ready\n"));
-
   EXPECT_EQ(qmfi({"snapshot", "delete", "nightly"}).status, 0);
   EXPECT_THAT(listedSnapshots(), IsEmpty());
+}
+
+// As "show --json" prints it.
+std::string jsonOfA(const Snapshot& snapshot) {
+  return "{\n  \"id\": \"" + snapshot.id +
+         "\",\n  \"name\": \"nightly\",\n  \"frozen_us\": " + std::to_string(snapshot.frozenMicroseconds) +
+         ",\n  \"nodes\": [\n    {\n      \"mount_point\": \"/mnt/a\",\n      \"device\": \"/dev/qm/dsk/dg1/a\",\n"
+         "      \"snapshot_device\": \"/dev/qm/dsk/dg1/a-" +
+         snapshot.id + "\",\n      \"alternate\": \"/mnt/a_alt" + snapshot.id + "\"\n    }\n  ]\n}\n";
+}
+
+// As "show" prints it, as a pattern.
+std::string textOfA(const Snapshot& snapshot, const std::string& state) {
+  return "snapshot   " + snapshot.id +
+         "\nname       nightly\ncreated    [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\n"
+         "frozen for [0-9]+\\.[0-9] ms\nstate      " +
+         state + "\n/mnt/a \\(/dev/qm/dsk/dg1/a\\)\n  -> /mnt/a_alt" + snapshot.id + " \\(/dev/qm/dsk/dg1/a-" +
+         snapshot.id + "\\)\n";
+}
+
+TEST_F(SnapshotTest, IsShownByItsNameAndByItsIdForPeopleAndForPrograms) {
+  const Snapshot snapshot = create({"/mnt/a"}, {"--name", "nightly"});
+  EXPECT_GT(snapshot.frozenMicroseconds, 0);
+  for (const std::string& word : {std::string("nightly"), snapshot.id}) {
+    EXPECT_EQ(qmfi({"snapshot", "show", word, "--json"}).output, jsonOfA(snapshot));
+    EXPECT_THAT(qmfi({"snapshot", "show", word}).output, MatchesRegex(textOfA(snapshot, "ready")));
+  }
+  EXPECT_EQ(qmfi({"snapshot", "unmount", "nightly"}).status, 0);
+  EXPECT_EQ(qmfi({"snapshot", "show", "nightly", "--json"}).output, jsonOfA(snapshot));
+  EXPECT_THAT(qmfi({"snapshot", "show", "nightly"}).output, MatchesRegex(textOfA(snapshot, "unmounted")));
+  remove(snapshot);
 }
 
 TEST_F(SnapshotTest, OfThreeFileSystemsHoldsWhatWasThereAtTheFreeze) {
