@@ -212,6 +212,7 @@ int delLastError(kfi_msg_info** list) {
 
 int getLocaleMessage(int* length, kfi_msg_info* record, const char* language, char** text) {
   theProvider->language = language;
+  if (!theProvider->hasTexts) return theProvider->textStatus;
   *text = strdup(record->kmi_args);
   *length = static_cast<int>(std::strlen(*text));
   return 0;

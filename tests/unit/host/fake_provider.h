@@ -51,6 +51,9 @@ class FakeProvider {
   std::vector<qmfi_host::ProviderMessage> pushed;
   // The language that the last text was asked for in.
   std::string language;
+  // What asking for a text returns, and whether it gives one.
+  int textStatus = 0;
+  bool hasTexts = true;
   // What the look-up of a node finds.
   bool nodeExists = false;
   // The device whose content is its own.

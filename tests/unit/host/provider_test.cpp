@@ -93,6 +93,24 @@ TEST_F(ProviderTest, MessagesCarryThoseOfTheirArgumentsThatAreTexts) {
   EXPECT_THAT(messages[2].arguments, IsEmpty());
 }
 
+TEST_F(ProviderTest, MessageWithoutATextIsShownWithItsArguments) {
+  Provider provider(m_fake.entryPoints(), "sample", "");
+  m_fake.statuses["format"] = 6;
+  m_fake.messages["format"] = {{"MSG_ERROR_FORMAT", R"(["/dev/x"])"}};
+  m_fake.hasTexts = false;
+  for (const int status : {0, 5}) {
+    m_fake.textStatus = status;
+    try {
+      provider.format("/dev/x");
+      FAIL() << "it did not fail";
+    } catch (const ProviderError& error) {
+      EXPECT_EQ(printed(error),
+                "qmfi: /dev/x could not be formatted: status 6\n"
+                "  MSG_ERROR_FORMAT: [\"/dev/x\"]\n");
+    }
+  }
+}
+
 TEST_F(ProviderTest, FailingCallWithoutMessagesIsExplainedByItsStatus) {
   Provider provider(m_fake.entryPoints(), "sample", "");
   m_fake.statuses["format"] = 3;

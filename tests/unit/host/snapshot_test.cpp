@@ -50,8 +50,14 @@ TEST(Snapshot, NameIsAWord) {
 }
 
 TEST(Snapshot, PhaseIsFoundByItsName) {
-  for (int phase = 0; phase <= static_cast<int>(Phase::deleting); ++phase) {
-    EXPECT_EQ(phaseOfName(phaseName(static_cast<Phase>(phase))), static_cast<Phase>(phase));
+  const std::pair<Phase, const char*> names[] = {
+      {Phase::preparing, "preparing"}, {Phase::freezing, "freezing"},     {Phase::attaching, "attaching"},
+      {Phase::mounting, "mounting"},   {Phase::ready, "ready"},           {Phase::unmounting, "unmounting"},
+      {Phase::unmounted, "unmounted"}, {Phase::remounting, "remounting"}, {Phase::deleting, "deleting"},
+  };
+  for (const auto& [phase, name] : names) {
+    EXPECT_EQ(phaseName(phase), name);
+    EXPECT_EQ(phaseOfName(name), phase);
   }
   EXPECT_THROW(phaseOfName("sleeping"), HostError);
 }
