@@ -1,6 +1,9 @@
-// Handing out a path when memory is short: this program has its own malloc and its own buffers of the framework.
+// Handing out paths and node states when memory is short: this program has its own malloc and its own buffers of the
+// framework.
 #include "cfierror.h"
 #include "qmfs_plugin.h"
+#include "qmfs_private_data.h"
+#include "support/domains.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -96,6 +99,24 @@ TEST_F(PathList, HandsOutAnArrayOfMallocWithABufferOfTheFramework) {
   std::free(m_paths[0]);
   std::free(m_paths);
   EXPECT_TRUE(arrays.empty());
+}
+
+TEST(NodeState, WithoutMemoryForTheBufferThrowsFiveAndSaysWhere) {
+  CQmFSPrivateData data(identifierOf("/mnt/a"), false);
+  data.addSubObject(identifierOf("/dev/a"));
+  kfi_blob blob{};
+  isBufferRefused = true;
+  try {
+    data.getNodeState(&blob);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const CFiError& error) {
+    EXPECT_EQ(error.getNumber(), 5);
+    EXPECT_STREQ(error.what(), "Bad allocation for node state");
+    EXPECT_EQ(error.getFile(), "qmfs_private_data.cpp");
+    EXPECT_EQ(error.getFunction(), "getNodeState");
+  }
+  isBufferRefused = false;
+  EXPECT_EQ(blob.kb_buffer, nullptr);
 }
 
 }  // namespace
