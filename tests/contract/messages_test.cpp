@@ -292,7 +292,7 @@ TEST_F(LastError, WithoutAPlaceForItIsInvalid) {
 
 TEST_F(LastError, HasAConstantSentenceForEveryStatus) {
   std::vector<std::string> sentences;
-  for (const int status : {0, 1, 2, 3, 4, 6, 7, 30, 32, 1088}) {
+  for (const int status : {0, 1, 2, 3, 4, 5, 6, 7, 18, 19, 30, 32, 1024, 1088}) {
     const char* sentence = nullptr;
     EXPECT_EQ(0, plugin.errmsg(status, &sentence));
     ASSERT_NE(nullptr, sentence) << status;

@@ -151,8 +151,18 @@ TEST_F(PluginBaseTest, staysUsableWhenItIsToldOfTheEnd) {
 TEST_F(PluginBaseTest, hasASentenceForEveryStatus) {
   const std::pair<int, const char*> cases[] = {
       {0, "The operation was successful."},
+      {1, "The provider could not be prepared for its first operation."},
+      {2, "The provider does not support the operation."},
       {3, "An argument of the operation is invalid, or the node has not been initialised."},
+      {4, "The operation is to be called in its form for sessions."},
+      {5, "Not enough memory is available."},
+      {6, "The operation failed; the messages of the provider say why."},
+      {7, "The version record is missing."},
+      {18, "The status of a file could not be read."},
+      {19, "The name has an invalid prefix."},
+      {30, "The software of the file system is not installed."},
       {32, "The device is still busy and was not unmounted."},
+      {1024, "The object identifier is missing."},
       {1088, "The device is already mounted on another mount point."},
       {-1, "The operation failed with a status that has no description."},
       {4711, "The operation failed with a status that has no description."},
@@ -160,14 +170,7 @@ TEST_F(PluginBaseTest, hasASentenceForEveryStatus) {
   for (const auto& [status, expected] : cases) {
     const char* text = nullptr;
     EXPECT_EQ(m_provider.errMsg(status, &text), 0);
-    EXPECT_STREQ(text, expected);
-  }
-  const char* other = nullptr;
-  m_provider.errMsg(-1, &other);
-  for (const int status : {1, 2, 4, 5, 6, 7, 18, 19, 30, 1024}) {
-    const char* text = nullptr;
-    EXPECT_EQ(m_provider.errMsg(status, &text), 0);
-    EXPECT_STRNE(text, other) << status;
+    EXPECT_STREQ(text, expected) << status;
   }
   EXPECT_EQ(m_provider.errMsg(0, nullptr), CFI_STATUS_INVALID_ARGUMENT);
 }
