@@ -39,8 +39,8 @@ std::chrono::seconds checkedTimeout(std::int32_t seconds) {
 
 }  // namespace
 
-Driver::Driver(dev_t pool, GuardianLink& guardian, std::vector<Fault> faults)
-    : m_faults(std::move(faults)), m_registry(pool, guardian) {}
+Driver::Driver(dev_t pool, WatchdogLink& watchdog, std::vector<Fault> faults)
+    : m_faults(std::move(faults)), m_registry(pool, watchdog) {}
 
 Driver::~Driver() {
   stop();

@@ -18,8 +18,8 @@ namespace testbed {
 // Every request is served by a thread of its own, so that none waits for another's delay.
 class Driver {
  public:
-  // `pool`: the file system that holds the volumes' files; `guardian` outlives this object.
-  Driver(dev_t pool, GuardianLink& guardian, std::vector<Fault> faults);
+  // `pool`: the file system that holds the volumes' files; `watchdog` outlives this object.
+  Driver(dev_t pool, WatchdogLink& watchdog, std::vector<Fault> faults);
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
   ~Driver();

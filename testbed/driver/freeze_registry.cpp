@@ -54,8 +54,8 @@ std::vector<int> freezeTogether(const std::vector<int>& descriptors) {
 
 }  // namespace
 
-FreezeRegistry::FreezeRegistry(dev_t pool, GuardianLink& guardian)
-    : m_pool(pool), m_guardian(guardian), m_expiry([this] { expire(); }) {}
+FreezeRegistry::FreezeRegistry(dev_t pool, WatchdogLink& watchdog)
+    : m_pool(pool), m_watchdog(watchdog), m_expiry([this] { expire(); }) {}
 
 FreezeRegistry::~FreezeRegistry() {
   thawEverything();
@@ -122,7 +122,7 @@ int FreezeRegistry::freezeReserved(const std::vector<dev_t>& devices, std::vecto
   int error = 0;
   for (const auto& level : levels(devices)) {
     const auto descriptors = descriptorsOf(level);
-    for (std::size_t i = 0; i < level.size(); ++i) m_guardian.hold(level[i], descriptors[i]);
+    for (std::size_t i = 0; i < level.size(); ++i) m_watchdog.hold(level[i], descriptors[i]);
     const auto results = freezeTogether(descriptors);
     for (std::size_t i = 0; i < level.size(); ++i) {
       if (results[i] == 0) frozen.push_back(level[i]);
@@ -190,7 +190,7 @@ std::vector<int> FreezeRegistry::descriptorsOf(const std::vector<dev_t>& devices
 
 // Nobody keeps the file system busy any more when this returns.
 void FreezeRegistry::forget(dev_t device, bool byTimeout) {
-  m_guardian.release(device);
+  m_watchdog.release(device);
   const std::lock_guard lock(m_mutex);
   m_entries.erase(device);
   if (byTimeout) m_expired.insert(device);

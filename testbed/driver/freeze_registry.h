@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "common/descriptor.h"
-#include "driver/guardian.h"
+#include "driver/watchdog.h"
 
 namespace testbed {
 
@@ -21,8 +21,8 @@ namespace testbed {
 // Nothing is left frozen after thawEverything, which the destructor calls too.
 class FreezeRegistry {
  public:
-  // `pool`: only file systems on volumes of this pool are frozen. `guardian`: outlives this object.
-  FreezeRegistry(dev_t pool, GuardianLink& guardian);
+  // `pool`: only file systems on volumes of this pool are frozen. `watchdog`: outlives this object.
+  FreezeRegistry(dev_t pool, WatchdogLink& watchdog);
   FreezeRegistry(const FreezeRegistry&) = delete;
   FreezeRegistry& operator=(const FreezeRegistry&) = delete;
   ~FreezeRegistry();
@@ -65,7 +65,7 @@ class FreezeRegistry {
   void expire();
 
   const dev_t m_pool;
-  GuardianLink& m_guardian;
+  WatchdogLink& m_watchdog;
 
   std::mutex m_mutex;
   std::condition_variable m_changed;

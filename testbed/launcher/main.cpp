@@ -15,7 +15,7 @@
 #include "common/checked.h"
 #include "common/child_process.h"
 #include "common/local_socket.h"
-#include "driver/guardian.h"
+#include "driver/watchdog.h"
 #include "launcher/arguments.h"
 #include "launcher/session.h"
 #include "launcher/terminal.h"
@@ -36,10 +36,10 @@ Descriptor listenForEnd() {
   return Descriptor(checked(signalfd(-1, &signals, SFD_CLOEXEC), "signalfd"));
 }
 
-int sessionStatus(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor guardian,
+int sessionStatus(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor watchdog,
                   Descriptor poolImage) {
   try {
-    return runSession(arguments, terminal, lifeline, std::move(guardian), std::move(poolImage));
+    return runSession(arguments, terminal, lifeline, std::move(watchdog), std::move(poolImage));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qmfs-testbed: %s\n", error.what());
     return setUpFailed;
@@ -47,15 +47,15 @@ int sessionStatus(const Arguments& arguments, const Terminal& terminal, const De
 }
 
 // Guards the session until its last process is gone. Returns the number of the signal that ended it early, or 0.
-int guard(Guardian& guardian, pid_t session, Descriptor lifeline, const Descriptor& endSignals) {
+int guard(Watchdog& watchdog, pid_t session, Descriptor lifeline, const Descriptor& endSignals) {
   const Descriptor process(static_cast<int>(checked(syscall(SYS_pidfd_open, session, 0), "pidfd_open")));
-  std::array<pollfd, 3> watched = {pollfd{guardian.socket(), POLLIN, 0}, pollfd{endSignals.get(), POLLIN, 0},
+  std::array<pollfd, 3> watched = {pollfd{watchdog.socket(), POLLIN, 0}, pollfd{endSignals.get(), POLLIN, 0},
                                    pollfd{process.get(), POLLIN, 0}};
   auto& [message, signalled, ended] = watched;
   int endedBy = 0;
   while (ended.revents == 0) {
     if (poll(watched.data(), watched.size(), -1) < 0) continue;
-    if (message.revents != 0 && !guardian.serve()) message.fd = -1;
+    if (message.revents != 0 && !watchdog.serve()) message.fd = -1;
     if (signalled.revents != 0) {
       signalfd_siginfo signal;
       if (read(endSignals.get(), &signal, sizeof signal) == sizeof signal && endedBy == 0) {
@@ -81,7 +81,7 @@ int launch(const Arguments& arguments) {
   Descriptor poolImage = arguments.pool ? Descriptor() : makePoolImage();
   const Terminal terminal;
   const Descriptor endSignals = listenForEnd();
-  auto [guardianSide, sessionSide] = makeSocketPair();
+  auto [watchdogSide, sessionSide] = makeSocketPair();
   int ends[2];
   checked(pipe2(ends, O_CLOEXEC), "pipe");
   Descriptor lifelineReader(ends[0]);
@@ -90,19 +90,19 @@ int launch(const Arguments& arguments) {
   const pid_t session = forkNamespace();
   if (session == 0) {
     lifelineWriter.close();
-    guardianSide.close();
+    watchdogSide.close();
     return sessionStatus(arguments, terminal, lifelineReader, std::move(sessionSide), std::move(poolImage));
   }
   sessionSide.close();
   lifelineReader.close();
   poolImage.close();
 
-  Guardian guardian(std::move(guardianSide));
-  const int endedBy = guard(guardian, session, std::move(lifelineWriter), endSignals);
+  Watchdog watchdog(std::move(watchdogSide));
+  const int endedBy = guard(watchdog, session, std::move(lifelineWriter), endSignals);
   terminal.take();
   int status = 0;
   checked(waitpid(session, &status, 0), "waitpid");
-  if (WIFSIGNALED(status)) guardian.detachLeftovers();
+  if (WIFSIGNALED(status)) watchdog.detachLeftovers();
   if (endedBy != 0) return 128 + endedBy;
   if (!WIFSIGNALED(status)) return shellStatus(status);
   std::fprintf(stderr, "qmfs-testbed: the supervisor was killed\n");

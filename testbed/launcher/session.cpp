@@ -147,7 +147,7 @@ void endAllProcesses() {
 
 }  // namespace
 
-int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor guardian,
+int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor watchdog,
                Descriptor poolImage) {
   if (!terminal.ours()) setsid();
   const fs::path directory = fs::current_path();
@@ -156,7 +156,7 @@ int runSession(const Arguments& arguments, const Terminal& terminal, const Descr
   if (arguments.pool) shown.emplace(*arguments.pool, poolDirectory);
   enterPrivateRoot(shown);
   VolumePool pool = arguments.pool ? VolumePool::sharedPool() : VolumePool::ownPool(std::move(poolImage));
-  GuardianLink link(std::move(guardian));
+  WatchdogLink link(std::move(watchdog));
   if (!arguments.pool) link.announcePool(pool.device());
   install(arguments.buildTree, arguments.settings);
   makeVolumes(pool, arguments.volumes);

@@ -14,10 +14,10 @@ constexpr int setUpFailed = 125;
 // process is left when it returns. To be called as process 1 of a PID namespace, which dies with it.
 //  - `terminal`: the command has it, when it is ours, while it runs;
 //  - `lifeline`: the reading end of a pipe; its end of file asks for the take-down at once;
-//  - `guardian`: the socket to the process that thaws if this one is killed;
+//  - `watchdog`: the socket to the process that thaws if this one is killed;
 //  - `poolImage`: the file for a pool of its own; none when the pool is a directory of the machine.
 // Returns the command's status as a shell reports it. Throws std::exception when the testbed cannot be set up.
-int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor guardian,
+int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor watchdog,
                Descriptor poolImage);
 
 }  // namespace testbed

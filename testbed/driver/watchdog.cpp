@@ -1,6 +1,6 @@
-// The guardian: a second process that holds every frozen file system, so that the supervisor's death cannot leave one
+// The watchdog: a second process that holds every frozen file system, so that the supervisor's death cannot leave one
 // frozen.
-#include "driver/guardian.h"
+#include "driver/watchdog.h"
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -10,7 +10,7 @@
 
 namespace testbed {
 
-void GuardianLink::call(const GuardianMessage& message, int descriptor) {
+void WatchdogLink::call(const WatchdogMessage& message, int descriptor) {
   const std::lock_guard lock(m_mutex);
   char answer;
   if (!m_socket.valid()) return;
@@ -20,29 +20,29 @@ void GuardianLink::call(const GuardianMessage& message, int descriptor) {
   }
 }
 
-bool Guardian::serve() {
-  GuardianMessage message{};
+bool Watchdog::serve() {
+  WatchdogMessage message{};
   Descriptor passed;
   if (!receiveMessage(m_socket.get(), &message, sizeof message, &passed)) {
     thawAll();
     m_socket.close();
     return false;
   }
-  if (message.kind == GuardianMessage::Hold && passed.valid())
+  if (message.kind == WatchdogMessage::Hold && passed.valid())
     m_held.insert_or_assign(message.device, std::move(passed));
-  if (message.kind == GuardianMessage::Release) m_held.erase(message.device);
-  if (message.kind == GuardianMessage::Pool) m_pool = message.device;
+  if (message.kind == WatchdogMessage::Release) m_held.erase(message.device);
+  if (message.kind == WatchdogMessage::Pool) m_pool = message.device;
   const char answer = 0;
   sendMessage(m_socket.get(), &answer, sizeof answer);
   return true;
 }
 
-void Guardian::thawAll() {
+void Watchdog::thawAll() {
   for (const auto& [device, descriptor] : m_held) ioctl(descriptor.get(), FITHAW, 0);
   m_held.clear();
 }
 
-void Guardian::detachLeftovers() const {
+void Watchdog::detachLeftovers() const {
   if (m_pool != 0) detachLoopDevicesOf(m_pool);
 }
 
