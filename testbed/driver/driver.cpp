@@ -91,7 +91,7 @@ void Driver::answer(const Request& request, int error) {
 
 int Driver::perform(const Request& request) {
   try {
-    if (const int error = spoil(request); error != 0) return error;
+    if (const int error = inject(request); error != 0) return error;
     return act(request);
   } catch (const RequestError& error) {
     return error.number;
@@ -117,7 +117,7 @@ int Driver::act(const Request& request) {
 }
 
 // Waits and answers with an error as the command line asked for.
-int Driver::spoil(const Request& request) {
+int Driver::inject(const Request& request) {
   int error = 0;
   std::unique_lock lock(m_mutex);
   for (const auto& fault : m_faults) {

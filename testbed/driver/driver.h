@@ -37,7 +37,7 @@ class Driver {
   void answer(const Request& request, int error);
   int perform(const Request& request);
   int act(const Request& request);
-  int spoil(const Request& request);
+  int inject(const Request& request);
 
   const std::vector<Fault> m_faults;
   FreezeRegistry m_registry;

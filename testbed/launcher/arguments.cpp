@@ -173,7 +173,8 @@ Arguments parseArguments(int count, const char* const* words) {
   };
   list("--volume", volumes, "NAME[:SIZE[:MOUNTPOINT]]", "make a volume; with a mount point, format and mount it");
   list("--set", settings, "KEY=VALUE", "set a parameter of the plug-in's configuration");
-  list("--driver", faults, "fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS", "spoil the driver's N-th request of a kind");
+  list("--driver", faults, "fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS",
+       "inject a fault into the driver's N-th request of a kind");
   app.add_option("--pool", pool, "keep the volumes in DIR, which several testbeds may share")->option_text("DIR");
 
   const auto* const end = words + count;

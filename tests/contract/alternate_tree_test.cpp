@@ -172,16 +172,16 @@ TEST_F(AlternateTree, BuildWithAMissingArgumentIsInvalidBeforeAnythingIsDone) {
   qmfi_objid* const snapshot = object(SNAPSHOT);
   qmfi_objid nameless{};
   struct Call {
-    std::function<void(kfi_domain&)> spoil = [](kfi_domain&) {};
+    std::function<void(kfi_domain&)> damage = [](kfi_domain&) {};
     std::vector<qmfi_objid*> snapObjects;
     bool isListNull = false;
     bool isResultNull = false;
   };
   const Call calls[] = {
-      {.spoil = [](kfi_domain& domain) { domain.fid_provider = nullptr; }, .snapObjects = {snapshot}},
-      {.spoil = [](kfi_domain& domain) { domain.fid_objid = nullptr, domain.fid_name = nullptr; },
+      {.damage = [](kfi_domain& domain) { domain.fid_provider = nullptr; }, .snapObjects = {snapshot}},
+      {.damage = [](kfi_domain& domain) { domain.fid_objid = nullptr, domain.fid_name = nullptr; },
        .snapObjects = {snapshot}},
-      {.spoil = [](kfi_domain& domain) { domain.fid_objid = nullptr; }, .snapObjects = {snapshot}},
+      {.damage = [](kfi_domain& domain) { domain.fid_objid = nullptr; }, .snapObjects = {snapshot}},
       {.snapObjects = {}},
       {.snapObjects = {nullptr}},
       {.snapObjects = {&nameless}},
@@ -190,7 +190,7 @@ TEST_F(AlternateTree, BuildWithAMissingArgumentIsInvalidBeforeAnythingIsDone) {
   };
   for (const Call& call : calls) {
     kfi_domain& domain = ownNode("/data");
-    call.spoil(domain);
+    call.damage(domain);
     auto snapObjects = call.snapObjects;
     EXPECT_EQ(3, plugin.build_alttree(&domain, "fiid"_text, nullptr, call.isListNull ? nullptr : snapObjects.data(),
                                       static_cast<int>(snapObjects.size()), call.isResultNull ? nullptr : &alternate))
