@@ -22,14 +22,14 @@ class Recover : public Command {
     std::vector<Snapshot> thawed;
     for (const Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
-      if (succeedsOrTells([&] { thawInterrupted(snapshot); })) {
+      if (tryOrReport([&] { thawInterrupted(snapshot); })) {
         thawed.push_back(snapshot);
       } else {
         status = failure;
       }
     }
     for (Snapshot& snapshot : thawed) {
-      if (!succeedsOrTells([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
+      if (!tryOrReport([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
     }
     return status;
   }

@@ -32,7 +32,7 @@ void printError(std::ostream& out, const std::exception& error) {
   if (failedCall->messages().empty()) out << "  " << failedCall->explanation() << "\n";
 }
 
-bool succeedsOrTells(const std::function<void()>& action) {
+bool tryOrReport(const std::function<void()>& action) {
   try {
     action();
     return true;

@@ -55,8 +55,8 @@ HostError systemError(const std::string& what, int errorNumber);
 void printError(std::ostream& out, const std::exception& error);
 
 // Runs an action whose failure must not keep others from being done, nor replace another failure: a HostError of its is
-// told on standard error. Returns whether it succeeded.
-bool succeedsOrTells(const std::function<void()>& action);
+// reported on standard error. Returns whether it succeeded.
+bool tryOrReport(const std::function<void()>& action);
 
 }  // namespace qmfi_host
 

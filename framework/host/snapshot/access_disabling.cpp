@@ -17,7 +17,7 @@ bool isMounted(Provider& provider, const std::string& mountPoint) {
 // After an unmount that failed, which may have unmounted it all the same. What fails here is told now; the failure that
 // led here is told by whoever catches it.
 void forgetUnlessUnmounted(Provider& provider, StateStore& store, const std::string& mountPoint) {
-  succeedsOrTells([&] {
+  tryOrReport([&] {
     if (isMounted(provider, mountPoint)) store.removeDisabledAccess(mountPoint);
   });
 }

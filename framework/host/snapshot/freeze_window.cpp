@@ -92,7 +92,7 @@ std::span<const FreezeTarget> perhapsFrozen(const std::vector<FreezeTarget>& tar
 void thawPastProvider(std::span<const FreezeTarget> targets) {
   std::vector<MountedFileSystem> fileSystems;
   for (const FreezeTarget& target : targets) fileSystems.push_back({target.node->name(), target.device});
-  succeedsOrTells([&] { thawFileSystems(fileSystems); });
+  tryOrReport([&] { thawFileSystems(fileSystems); });
 }
 
 // A freeze that failed half-way would otherwise last until its time-out.

@@ -139,7 +139,7 @@ void SnapshotCreation::mount() {
 void SnapshotCreation::undo() {
   m_nodes.clear();
   m_config.reset();
-  if (succeedsOrTells([&] { SnapshotRemoval(m_provider, m_splitter, m_store).remove(m_snapshot); })) return;
+  if (tryOrReport([&] { SnapshotRemoval(m_provider, m_splitter, m_store).remove(m_snapshot); })) return;
   std::cerr << "qmfi: the unfinished snapshot " << m_snapshot.id << " is left; \"qmfi recover\" removes it\n";
 }
 

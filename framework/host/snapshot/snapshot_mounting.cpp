@@ -18,7 +18,7 @@ void mountNode(Provider& provider, const VolumeSplitter& splitter, const Snapsho
 }
 
 void undo(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  succeedsOrTells([&] { SnapshotRemoval(provider, splitter, store).unmount(snapshot); });
+  tryOrReport([&] { SnapshotRemoval(provider, splitter, store).unmount(snapshot); });
 }
 
 }  // namespace
