@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "snapshot/killed_host.h"
+#include "snapshot/orphaned_programs.h"
 #include "snapshot/snapshot_removal.h"
 #include "snapshot/thaw.h"
 
@@ -34,7 +34,7 @@ void thawInterrupted(const Snapshot& snapshot) {
 }
 
 void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  waitForProgramsOfKilledHost(snapshot);
+  waitForOrphanedPrograms(snapshot);
   SnapshotRemoval removal(provider, splitter, store);
   auto wait = firstWait;
   // A program of the killed host may hang for longer than it is waited for.

@@ -1,6 +1,6 @@
 // Programs that a killed host has left at work.
-#ifndef KILLED_HOST_H
-#define KILLED_HOST_H
+#ifndef ORPHANED_PROGRAMS_H
+#define ORPHANED_PROGRAMS_H
 
 #include "state/snapshot.h"
 
@@ -9,7 +9,7 @@ namespace qmfi_host {
 // Waits until none of them is at work on the snapshot any more, some seconds at most: what such a program makes after
 // everything has been removed would stay for ever. They are known by the snapshot's mount points and devices in their
 // command lines. Call it with the state locked and everything thawed.
-void waitForProgramsOfKilledHost(const Snapshot& snapshot);
+void waitForOrphanedPrograms(const Snapshot& snapshot);
 
 }  // namespace qmfi_host
 

@@ -1,5 +1,5 @@
 // Looking for a killed host's programs in /proc.
-#include "snapshot/killed_host.h"
+#include "snapshot/orphaned_programs.h"
 
 #include <unistd.h>
 
@@ -75,7 +75,7 @@ bool anyIsAtWork(const Snapshot& snapshot) {
 
 }  // namespace
 
-void waitForProgramsOfKilledHost(const Snapshot& snapshot) {
+void waitForOrphanedPrograms(const Snapshot& snapshot) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (anyIsAtWork(snapshot) && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(pause);
 }
