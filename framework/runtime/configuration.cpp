@@ -13,7 +13,7 @@
 
 #include "cfistringallocator.h"
 #include "cfistringtool.h"
-#include "places.h"
+#include "paths.h"
 #include "unique_fd.h"
 
 namespace qmfi_pdk_4_4 {

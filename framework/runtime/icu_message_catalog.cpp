@@ -11,7 +11,7 @@
 
 #include "cfimessagecatalog.h"
 #include "message_text.h"
-#include "places.h"
+#include "paths.h"
 
 namespace qmfi_pdk_4_4 {
 

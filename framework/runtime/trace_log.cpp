@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "cfitracelog.h"
-#include "places.h"
+#include "paths.h"
 #include "trace_output.h"
 #include "trace_record.h"
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 
 #include "cancellation_held_off.h"
-#include "places.h"
+#include "paths.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -1,6 +1,6 @@
 // Where the framework keeps its files, and the environment variables that move them.
-#ifndef PLACES_H
-#define PLACES_H
+#ifndef PATHS_H
+#define PATHS_H
 
 #include <string>
 #include <string_view>

@@ -1,5 +1,5 @@
 // Where the framework keeps its files.
-#include "places.h"
+#include "paths.h"
 
 #include <cstdlib>
 
