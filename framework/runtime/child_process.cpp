@@ -11,7 +11,7 @@
 #include <mutex>
 #include <vector>
 
-#include "cancellation_held_off.h"
+#include "cancellation_disabled.h"
 
 namespace qmfi_runtime {
 
@@ -138,7 +138,7 @@ void reapLater(std::list<ChildProcess>& children) noexcept {
 }
 
 void reapLeftovers() noexcept {
-  const CancellationHeldOff whole;
+  const CancellationDisabled whole;
   Leftovers& left = leftovers();
   const std::lock_guard guard(left.mutex);
   left.children.remove_if([](ChildProcess& child) {

@@ -6,7 +6,7 @@
 #include <list>
 #include <mutex>
 
-#include "cancellation_held_off.h"
+#include "cancellation_disabled.h"
 #include "split_context.h"
 
 namespace qmfi_pdk_4_4 {
@@ -37,7 +37,7 @@ struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmf
 
 // Gives the waiting messages to the handlers, unless another call is doing so, which then takes care of all.
 void CFiErrorManager::Implementation::handOut() noexcept {
-  const qmfi_runtime::CancellationHeldOff whole;
+  const qmfi_runtime::CancellationDisabled whole;
   {
     const std::lock_guard<std::mutex> lock(mutex);
     if (handingOut) return;

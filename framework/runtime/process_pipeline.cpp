@@ -14,7 +14,7 @@
 #include <memory>
 #include <utility>
 
-#include "cancellation_held_off.h"
+#include "cancellation_disabled.h"
 #include "child_process.h"
 #include "unique_fd.h"
 
@@ -230,7 +230,7 @@ void Pipeline::reapAll() {
 // Kills and reaps what has been started and not been reaped; what hangs in the kernel is reaped later.
 void Pipeline::endAll() noexcept {
   if (m_children.empty()) return;
-  const CancellationHeldOff whole;
+  const CancellationDisabled whole;
   for (const ChildProcess& child : m_children) child.killGroup();
   m_watched.front().fd = -1;
   waitForEnd(Clock::now() + m_limits.grace);

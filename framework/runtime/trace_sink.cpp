@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "cancellation_held_off.h"
+#include "cancellation_disabled.h"
 #include "paths.h"
 
 namespace qmfi_pdk_4_4 {
@@ -46,7 +46,7 @@ CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name
 }
 
 void CFiTraceSink::write(std::string_view record) const {
-  const qmfi_runtime::CancellationHeldOff whole;
+  const qmfi_runtime::CancellationDisabled whole;
   while (::write(m_file.get(), record.data(), record.size()) < 0 && errno == EINTR) {
   }
 }

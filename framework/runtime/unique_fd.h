@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "cancellation_held_off.h"
+#include "cancellation_disabled.h"
 
 namespace qmfi_runtime {
 
@@ -27,7 +27,7 @@ class UniqueFd {
 
   void reset(int fd = -1) {
     if (m_fd >= 0) {
-      const CancellationHeldOff whole;
+      const CancellationDisabled whole;
       close(m_fd);
     }
     m_fd = fd;

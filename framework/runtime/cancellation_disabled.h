@@ -1,6 +1,6 @@
 // Work that a cancelled thread finishes before it ends.
-#ifndef CANCELLATION_HELD_OFF_H
-#define CANCELLATION_HELD_OFF_H
+#ifndef CANCELLATION_DISABLED_H
+#define CANCELLATION_DISABLED_H
 
 #include <pthread.h>
 
@@ -8,12 +8,12 @@ namespace qmfi_runtime {
 
 // While it lives, its thread is not cancelled. A host may cancel a thread inside a call, and the end of one that is
 // within a function which lets nothing pass would be the end of the process.
-class CancellationHeldOff {
+class CancellationDisabled {
  public:
-  CancellationHeldOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
-  CancellationHeldOff(const CancellationHeldOff&) = delete;
-  CancellationHeldOff& operator=(const CancellationHeldOff&) = delete;
-  ~CancellationHeldOff() {
+  CancellationDisabled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
+  CancellationDisabled(const CancellationDisabled&) = delete;
+  CancellationDisabled& operator=(const CancellationDisabled&) = delete;
+  ~CancellationDisabled() {
     int ignored = 0;
     pthread_setcancelstate(m_before, &ignored);
   }
