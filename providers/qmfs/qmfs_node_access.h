@@ -17,7 +17,7 @@ inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data
 }
 
 // A name as it is given: null for an empty one, which names nothing.
-inline const char* givenName(const char* name) {
+inline const char* nonEmptyOrNull(const char* name) {
   return name != nullptr && *name != '\0' ? name : nullptr;
 }
 

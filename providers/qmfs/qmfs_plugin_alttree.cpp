@@ -28,7 +28,7 @@ const char* alternateNameInList(const kfi_domain* domain) {
   const char* const name = nodeName(domain);
   for (const kfi_subobj_entry* entry = domain->fid_subobjs; entry != nullptr && entry->kse_name != nullptr; ++entry) {
     if (std::strcmp(entry->kse_name, name) == 0) {
-      return givenName(entry->kse_altname);
+      return nonEmptyOrNull(entry->kse_altname);
     }
   }
   return nullptr;
@@ -118,7 +118,7 @@ std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const C
   if (first == nullptr || first->kse_name == nullptr) {
     return std::string();
   }
-  const char* const given = givenName(first->kse_altname);
+  const char* const given = nonEmptyOrNull(first->kse_altname);
   if (given != nullptr) {
     return given;
   }

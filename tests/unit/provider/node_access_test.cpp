@@ -12,9 +12,9 @@ using namespace qmfi_pdk_4_4;
 
 TEST(GivenName, IsTheNameUnlessItIsEmpty) {
   const char* const name = "/dev/one";
-  EXPECT_EQ(givenName(name), name);
-  EXPECT_EQ(givenName(""), nullptr);
-  EXPECT_EQ(givenName(nullptr), nullptr);
+  EXPECT_EQ(nonEmptyOrNull(name), name);
+  EXPECT_EQ(nonEmptyOrNull(""), nullptr);
+  EXPECT_EQ(nonEmptyOrNull(nullptr), nullptr);
 }
 
 TEST(CommandOptions, MayBeAnythingButTheBarThatBeginsAnotherProgram) {
