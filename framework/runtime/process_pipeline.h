@@ -22,7 +22,7 @@ struct PipelineResult {
   qmfi_pdk_4_4::CFiExecPipeCode code = qmfi_pdk_4_4::KFI_EXEC_PIPE_SUCCESS;
   int exitStatus = 0;  // of the last program; 0 when it did not end by itself
   std::string output;  // what the programs printed on the captured streams, also before a failure
-  std::string reason;  // one line with the program and what befell it; empty where the last program's end says it all
+  std::string reason;  // one line with the program and what happened; empty where the last program's end says it all
 };
 
 // Runs the programs, each one's output feeding the next, until all have ended. The first reads /dev/null; the last

@@ -30,14 +30,14 @@ Node::~Node() {
 
 void Node::initialise(Node* config) {
   kfi_domain* domains[] = {config != nullptr ? config->domain() : nullptr};
-  m_provider.run(m_name + " could not be taken up", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_init_node(&m_domain, config != nullptr ? domains : nullptr, config != nullptr ? 1 : 0,
                                      m_domain.fid_objid);
   });
 }
 
 void Node::initialiseAlternate(Node& primary) {
-  m_provider.run(m_name + " could not be taken up", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_init_altnode(primary.domain(), primary.domain(), &m_domain);
   });
 }
