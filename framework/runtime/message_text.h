@@ -16,7 +16,7 @@ std::string utf8Of(const icu::UnicodeString& text);
 // The digits of an integer argument; nothing for any other kind.
 std::optional<std::string> integerText(const icu::Formattable& argument);
 
-// The identifier, and behind a colon its arguments, separated by commas: "MSG_ERROR_FREEZE: /data, 22".
+// The identifier, and behind a colon its arguments, separated by commas: "MSG_ERROR_OPEN: /data, 22".
 std::string untranslatedText(const qmfi_pdk_4_4::CFiMessage& message);
 
 }  // namespace qmfi_runtime

@@ -17,6 +17,7 @@ struct Place {
 
 constexpr std::array places = {
     Place{"lib/libqmfsfi.so", "/usr/lib/qmfi/providers/libqmfsfi.so"},
+    Place{"lib/qmfsfi.provider", "/usr/lib/qmfi/providers/qmfsfi.provider"},
     Place{"lib/libqmfi_pdk.so.4", "/usr/lib/x86_64-linux-gnu/libqmfi_pdk.so.4"},
     Place{"share/qmfi/catalogs", "/usr/share/qmfi/catalogs"},
     Place{"bin/qmfi", "/usr/bin/qmfi"},

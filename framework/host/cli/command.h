@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -18,7 +19,7 @@ inline constexpr int wrongUsage = 2;
 
 // What all commands share.
 struct Settings {
-  std::string provider = "qmfsfi";
+  std::optional<std::string> provider{};  // the one that the choice is narrowed to
   std::filesystem::path providerDirectory = "/usr/lib/qmfi/providers";
   std::filesystem::path stateDirectory = "/var/lib/qmfi";
   std::string language;                      // locale name for the provider's messages

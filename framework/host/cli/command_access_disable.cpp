@@ -1,6 +1,7 @@
 // qmfi access disable MOUNTPOINT... [--force]
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "provider/claim.h"
 #include "snapshot/access_disabling.h"
 
 namespace qmfi_host {
@@ -16,14 +17,19 @@ class AccessDisable : public Command {
 
   int run(const Settings& settings, std::ostream& /*out*/) override {
     LockedState state(settings);
-    LoadedProvider loaded(settings);
-    for (const std::string& mountPoint : m_mountPoints) {
-      disableAccess(*loaded, state.store(), canonicalPath(mountPoint), m_force);
-    }
+    OpenProviders providers(settings);
+    for (const std::string& mountPoint : m_mountPoints) disable(providers, state.store(), canonicalPath(mountPoint));
     return success;
   }
 
  private:
+  // No provider claims what is out of use already; the one that took it out is asked again.
+  void disable(Providers& providers, StateStore& store, const std::string& mountPoint) const {
+    const std::optional<DisabledAccess> earlier = store.findDisabledAccess(mountPoint);
+    Provider& provider = earlier ? providers.named(earlier->provider) : providerOfMountPoint(providers, mountPoint);
+    disableAccess(provider, store, mountPoint, m_force);
+  }
+
   std::vector<std::string> m_mountPoints;
   bool m_force = false;
 };

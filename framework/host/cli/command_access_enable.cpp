@@ -15,19 +15,20 @@ class AccessEnable : public Command {
 
   int run(const Settings& settings, std::ostream& /*out*/) override {
     LockedState state(settings);
-    for (const std::string& mountPoint : m_mountPoints) enable(settings, state.store(), canonicalPath(mountPoint));
+    OpenProviders providers(settings);
+    for (const std::string& mountPoint : m_mountPoints) enable(providers, state.store(), canonicalPath(mountPoint));
     return success;
   }
 
  private:
   // One call for each file system: a provider ends its walk at one that is mounted already.
-  static void enable(const Settings& settings, StateStore& store, const std::string& mountPoint) {
+  static void enable(Providers& providers, StateStore& store, const std::string& mountPoint) {
     const std::optional<DisabledAccess> access = store.findDisabledAccess(mountPoint);
     if (!access) throw HostError(mountPoint + " has not been taken out of use");
-    LoadedProvider loaded(settings, access->provider);
-    Node node(*loaded, mountPoint);
+    Provider& provider = providers.named(access->provider);
+    Node node(provider, mountPoint);
     node.storeState(access->state);
-    (*loaded).enableAccess(node, access->device);
+    provider.enableAccess(node, access->device);
     store.removeDisabledAccess(mountPoint);
   }
 

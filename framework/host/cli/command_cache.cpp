@@ -1,6 +1,7 @@
 // qmfi cache enable|disable MOUNTPOINT
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "provider/claim.h"
 #include "provider/node.h"
 
 namespace qmfi_host {
@@ -14,9 +15,9 @@ class CacheCommand : public Command {
   }
 
   int run(const Settings& settings, std::ostream& /*out*/) override {
-    LoadedProvider loaded(settings);
-    Provider& provider = *loaded;
+    OpenProviders providers(settings);
     const std::string mountPoint = canonicalPath(m_mountPoint);
+    Provider& provider = providerOfMountPoint(providers, mountPoint);
     Node config(provider, provider.name(), ObjectKind::object);
     config.initialise(nullptr);
     Node node(provider, mountPoint);

@@ -6,16 +6,16 @@ namespace qmfi_host {
 
 namespace {
 
-// The paths are given to the provider as they stand, so that the answer is the provider's own.
+// The paths are given to the providers as they stand, so that the answer is the provider's own.
 class Claim : public Command {
  public:
   void declare(CommandOptions& options) override { options.arguments("PATH", m_paths, "Mount points of file systems"); }
 
   int run(const Settings& settings, std::ostream& out) override {
-    LoadedProvider loaded(settings);
+    OpenProviders providers(settings);
     bool allClaimed = true;
     for (const std::string& path : m_paths) {
-      const ClaimAnswer answer = (*loaded).claim(path);
+      const ClaimAnswer answer = claim(providers, path);
       out << path << (answer.claimed ? ": claimed in group" : ": not claimed");
       for (const std::string& group : answer.groups) out << " " << group;
       out << "\n";
@@ -25,6 +25,15 @@ class Claim : public Command {
   }
 
  private:
+  // The first provider that claims it answers for all.
+  static ClaimAnswer claim(Providers& providers, const std::string& path) {
+    for (Provider* const provider : providers.started()) {
+      ClaimAnswer answer = provider->claim(path);
+      if (answer.claimed) return answer;
+    }
+    return {};
+  }
+
   std::vector<std::string> m_paths;
 };
 

@@ -26,8 +26,9 @@ std::string refuseEmpty(const std::string& directory) {
 }
 
 void declareGlobalOptions(CLI::App& app, Settings& settings, std::optional<std::string>& language) {
-  app.add_option("--provider", settings.provider, "Snapshot provider")->capture_default_str()->type_name("NAME");
-  app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers' libraries")
+  app.add_option("--provider", settings.provider, "Snapshot provider (default: all that are installed)")
+      ->type_name("NAME");
+  app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers")
       ->envname("QMFI_PROVIDER_DIR")
       ->capture_default_str()
       ->check(refuseEmpty)

@@ -31,14 +31,16 @@ class ProviderShow : public Command {
   void declare(CommandOptions& options) override { options.flag("--json", m_json, "Print JSON"); }
 
   int run(const Settings& settings, std::ostream& out) override {
-    LoadedProvider loaded(settings);
-    const ProviderIdentity identity = (*loaded).identity();
-    if (m_json) {
-      printJson(out, identity);
-    } else {
-      printText(out, identity);
+    OpenProviders providers(settings);
+    for (Provider* const provider : providers.started()) {
+      const ProviderIdentity identity = provider->identity();
+      if (m_json) {
+        printJson(out, identity);
+      } else {
+        printText(out, identity);
+      }
     }
-    return success;
+    return providers.tellOfOthers() ? failure : success;
   }
 
  private:

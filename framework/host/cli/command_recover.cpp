@@ -28,16 +28,17 @@ class Recover : public Command {
         status = failure;
       }
     }
+    OpenProviders providers(settings);
     for (Snapshot& snapshot : thawed) {
-      if (!tryOrReport([&] { recover(settings, state.store(), snapshot, out); })) status = failure;
+      if (!tryOrReport([&] { recover(providers, state.store(), snapshot, out); })) status = failure;
     }
     return status;
   }
 
  private:
-  static void recover(const Settings& settings, StateStore& store, Snapshot& snapshot, std::ostream& out) {
-    LoadedProvider loaded(settings, snapshot.provider);
-    recoverSnapshot(*loaded, ReflinkSplitter(), store, snapshot);
+  static void recover(Providers& providers, StateStore& store, Snapshot& snapshot, std::ostream& out) {
+    requireProviders(providers, snapshot);
+    recoverSnapshot(providers, ReflinkSplitter(), store, snapshot);
     out << "snapshot " << snapshot.id << (snapshot.phase == Phase::unmounted ? " unmounted\n" : " removed\n");
   }
 };

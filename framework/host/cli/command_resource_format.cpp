@@ -5,6 +5,7 @@
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "provider/claim.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -20,12 +21,13 @@ class ResourceFormat : public Command {
   }
 
   int run(const Settings& settings, std::ostream& out) override {
-    m_device = canonicalDevice(m_device);
+    OpenProviders providers(settings);
+    m_device = canonicalDevice(providers, m_device);
     requireUnusedDevice(m_device);
-    LoadedProvider loaded(settings);
-    if (!m_force) requireConsent(*loaded, *settings.signals, out);
+    Provider& provider = providerOfDevice(providers, m_device);
+    if (!m_force) requireConsent(provider, *settings.signals, out);
     settings.signals->throwIfPending();
-    (*loaded).format(m_device);
+    provider.format(m_device);
     out << m_device << " formatted\n";
     return success;
   }

@@ -1,6 +1,7 @@
 // qmfi resource online DEVICE [MOUNTPOINT] [-o OPTIONS]
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "provider/claim.h"
 
 namespace qmfi_host {
 
@@ -23,9 +24,10 @@ class ResourceOnline : public Command {
       throw UsageError("mount options cannot hold a semicolon");
     }
     if (m_mountPoint) m_mountPoint = canonicalPath(*m_mountPoint);
-    m_device = canonicalDevice(m_device);
-    LoadedProvider loaded(settings);
-    for (const std::string& path : (*loaded).bringOnline(m_device, m_mountPoint, m_options)) out << path << "\n";
+    OpenProviders providers(settings);
+    m_device = canonicalDevice(providers, m_device);
+    Provider& provider = providerOfDevice(providers, m_device);
+    for (const std::string& path : provider.bringOnline(m_device, m_mountPoint, m_options)) out << path << "\n";
     return success;
   }
 

@@ -1,6 +1,8 @@
 // Opening of the state.
 #include "cli/command_session.h"
 
+#include <algorithm>
+
 #include "failure/host_error.h"
 
 namespace qmfi_host {
@@ -23,6 +25,10 @@ StateStore openState(const Settings& settings) {
 
 LockedState::LockedState(const Settings& settings) : m_lock(waitForLock(settings)), m_store(settings.stateDirectory) {}
 
+void requireProviders(Providers& providers, const Snapshot& snapshot) {
+  for (const SnapshotNode& node : snapshot.nodes) providers.named(node.provider);
+}
+
 Snapshot requireSnapshot(const StateStore& store, const std::string& idOrName) {
   std::optional<Snapshot> snapshot = store.find(idOrName);
   if (!snapshot) throw HostError("there is no snapshot \"" + idOrName + "\"");
@@ -41,10 +47,14 @@ std::string canonicalPath(const std::string& path) {
   return error ? path : canonical.string();
 }
 
-std::string canonicalDevice(const std::string& path) {
+std::string canonicalDevice(Providers& providers, const std::string& path) {
   std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
-  return absolute.string().starts_with("/dev/qm/") ? absolute.string() : canonicalPath(path);
+  const std::string absolute = std::filesystem::absolute(path, error).lexically_normal();
+  const std::vector<Provider*> started = providers.started();
+  const bool isVolume = std::any_of(started.begin(), started.end(), [&](const Provider* provider) {
+    return isVolumeDevice(provider->descriptor(), absolute);
+  });
+  return isVolume ? absolute : canonicalPath(path);
 }
 
 }  // namespace qmfi_host

@@ -5,27 +5,21 @@
 #include <string>
 
 #include "cli/command.h"
-#include "provider/provider.h"
-#include "provider/provider_entry_points.h"
+#include "provider/installed_providers.h"
 #include "state/state_directory.h"
 #include "state/state_store.h"
 
 namespace qmfi_host {
 
-// A provider, loaded and started.
-class LoadedProvider {
+// The providers that are installed, or the one that the user chose.
+class OpenProviders : public InstalledProviders {
  public:
-  // The provider of the settings, or the one that a snapshot was made with. Throws HostError.
-  explicit LoadedProvider(const Settings& settings) : LoadedProvider(settings, settings.provider) {}
-  LoadedProvider(const Settings& settings, const std::string& name)
-      : m_library(settings.providerDirectory, name), m_provider(m_library.entryPoints(), name, settings.language) {}
-
-  Provider& operator*() { return m_provider; }
-
- private:
-  ProviderLibrary m_library;
-  Provider m_provider;
+  explicit OpenProviders(const Settings& settings)
+      : InstalledProviders(settings.providerDirectory, settings.provider, settings.language) {}
 };
+
+// Starts every provider that a snapshot was made with. Throws HostError.
+void requireProviders(Providers& providers, const Snapshot& snapshot);
 
 // The state for reading.
 StateStore openState(const Settings& settings);
@@ -53,9 +47,9 @@ void requireComplete(const Snapshot& snapshot);
 // path does not exist.
 std::string canonicalPath(const std::string& path);
 
-// The same for a device. Paths of the volumes' own device directories are kept although they may be links themselves:
-// they are what volumes are known by.
-std::string canonicalDevice(const std::string& path);
+// The same for a device. Paths of the device directories of the providers' volumes are kept although they may be links
+// themselves: they are what volumes are known by.
+std::string canonicalDevice(Providers& providers, const std::string& path);
 
 }  // namespace qmfi_host
 

@@ -25,13 +25,16 @@ class SnapshotCreate : public Command {
   }
 
   int run(const Settings& settings, std::ostream& out) override {
-    SnapshotRequest request = readRequest(settings);
-    LoadedProvider loaded(settings);
-    request.group = claimAll(*loaded, request.mountPoints);
-    requireOutside(settings.stateDirectory, request.mountPoints);
+    const std::vector<std::string> mountPoints = readMountPoints();
+    SnapshotRequest request = readRequest();
+    OpenProviders providers(settings);
+    for (const std::string& mountPoint : mountPoints) {
+      request.fileSystems.push_back(requireClaimed(providers, mountPoint));
+    }
+    requireOutside(settings.stateDirectory, mountPoints);
     LockedState state(settings);
     const ReflinkSplitter splitter;
-    Snapshot snapshot = SnapshotCreation(*loaded, splitter, state.store(), *settings.signals).run(request);
+    Snapshot snapshot = SnapshotCreation(providers, splitter, state.store(), *settings.signals).run(request);
     if (m_json) {
       printJson(out, snapshot);
     } else {
@@ -39,24 +42,28 @@ class SnapshotCreate : public Command {
     }
     if (!out.flush()) {
       // Who gets the status of a failure need not look for what was made nevertheless.
-      SnapshotRemoval(*loaded, splitter, state.store()).remove(snapshot);
+      SnapshotRemoval(providers, splitter, state.store()).remove(snapshot);
       throw HostError("the output could not be written, so the snapshot was removed");
     }
     return success;
   }
 
  private:
-  SnapshotRequest readRequest(const Settings& settings) const {
-    SnapshotRequest request;
-    std::transform(m_mountPoints.begin(), m_mountPoints.end(), std::back_inserter(request.mountPoints), canonicalPath);
-    std::vector<std::string> sorted = request.mountPoints;
+  std::vector<std::string> readMountPoints() const {
+    std::vector<std::string> mountPoints;
+    std::transform(m_mountPoints.begin(), m_mountPoints.end(), std::back_inserter(mountPoints), canonicalPath);
+    std::vector<std::string> sorted = mountPoints;
     std::sort(sorted.begin(), sorted.end());
     const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
     if (twice != sorted.end()) throw UsageError(*twice + " is given twice");
+    return mountPoints;
+  }
+
+  SnapshotRequest readRequest() const {
+    SnapshotRequest request;
     if (m_name) requireSnapshotName(*m_name);
     request.name = m_name.value_or("");
-    request.freezeTimeout =
-        m_freezeTimeout ? std::chrono::seconds(*m_freezeTimeout) : configuredFreezeTimeout(settings.provider);
+    if (m_freezeTimeout) request.freezeTimeout = std::chrono::seconds(*m_freezeTimeout);
     return request;
   }
 

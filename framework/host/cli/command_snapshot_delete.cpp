@@ -11,7 +11,7 @@ class SnapshotDelete : public SnapshotCommand {
   bool resumes(Phase phase) const override { return phase == Phase::deleting; }
 
   void change(const OpenSnapshot& open, std::ostream& out) override {
-    SnapshotRemoval(open.provider, open.splitter, open.store).remove(open.snapshot);
+    SnapshotRemoval(open.providers, open.splitter, open.store).remove(open.snapshot);
     out << "snapshot " << open.snapshot.id << " deleted\n";
   }
 };

@@ -11,7 +11,7 @@ class SnapshotMount : public SnapshotCommand {
   bool resumes(Phase) const override { return false; }
 
   void change(const OpenSnapshot& open, std::ostream& out) override {
-    mountSnapshot(open.provider, open.splitter, open.store, open.snapshot);
+    mountSnapshot(open.providers, open.splitter, open.store, open.snapshot);
     for (const SnapshotNode& node : open.snapshot.nodes) out << node.alternate << "\n";
   }
 };

@@ -11,7 +11,7 @@ class SnapshotUnmount : public SnapshotCommand {
   bool resumes(Phase phase) const override { return phase == Phase::unmounting; }
 
   void change(const OpenSnapshot& open, std::ostream& out) override {
-    SnapshotRemoval(open.provider, open.splitter, open.store).unmount(open.snapshot);
+    SnapshotRemoval(open.providers, open.splitter, open.store).unmount(open.snapshot);
     out << "snapshot " << open.snapshot.id << " unmounted\n";
   }
 };

@@ -6,7 +6,7 @@ namespace qmfi_host {
 namespace {
 
 constexpr std::array groups = {
-    CommandGroup{"provider", "The snapshot provider"},
+    CommandGroup{"provider", "The snapshot providers"},
     CommandGroup{"snapshot", "Snapshots of mounted file systems"},
     CommandGroup{"resource", "Devices and the file systems on them"},
     CommandGroup{"access", "Taking file systems out of use for a while"},
@@ -14,8 +14,8 @@ constexpr std::array groups = {
 };
 
 constexpr std::array commands = {
-    CommandEntry{"provider", "show", "Show what the provider says of itself", makeProviderShow},
-    CommandEntry{"", "claim", "Ask the provider whether paths are its mounted file systems", makeClaim},
+    CommandEntry{"provider", "show", "Show what the providers say of themselves", makeProviderShow},
+    CommandEntry{"", "claim", "Ask the providers whether paths are their mounted file systems", makeClaim},
     CommandEntry{"snapshot", "create", "Take a snapshot of file systems, all at the same moment", makeSnapshotCreate},
     CommandEntry{"snapshot", "list", "List the snapshots", makeSnapshotList},
     CommandEntry{"snapshot", "show", "Show one snapshot", makeSnapshotShow},

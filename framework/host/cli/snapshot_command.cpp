@@ -13,9 +13,10 @@ int SnapshotCommand::run(const Settings& settings, std::ostream& out) {
   LockedState state(settings);
   Snapshot snapshot = requireSnapshot(state.store(), m_idOrName);
   if (!resumes(snapshot.phase)) requireComplete(snapshot);
-  LoadedProvider loaded(settings, snapshot.provider);
+  OpenProviders providers(settings);
+  requireProviders(providers, snapshot);
   const ReflinkSplitter splitter;
-  change({*loaded, splitter, state.store(), snapshot}, out);
+  change({providers, splitter, state.store(), snapshot}, out);
   return success;
 }
 

@@ -9,7 +9,7 @@ namespace qmfi_host {
 
 // A snapshot and what it is changed with, all valid for the duration of the call that is given them.
 struct OpenSnapshot {
-  Provider& provider;
+  Providers& providers;
   const VolumeSplitter& splitter;
   StateStore& store;
   Snapshot& snapshot;
@@ -20,7 +20,7 @@ class SnapshotCommand : public Command {
  public:
   void declare(CommandOptions& options) final;
 
-  // Locks the state, finds the snapshot, loads the provider that it was made with, and changes it.
+  // Locks the state, finds the snapshot, loads the providers that it was made with, and changes it.
   int run(const Settings& settings, std::ostream& out) final;
 
  private:

@@ -29,6 +29,7 @@ class Node {
   Node& operator=(const Node&) = delete;
   ~Node();
 
+  Provider& provider() const { return m_provider; }
   kfi_domain* domain() { return &m_domain; }
   const std::string& name() const { return m_name; }
 

@@ -24,11 +24,13 @@ std::vector<std::string> argumentsOf(const kfi_msg_info& message) {
 
 }  // namespace
 
-Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std::string language)
+Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std::string language,
+                   ProviderDescriptor descriptor)
     : m_entryPoints(entryPoints),
       m_name(std::move(name)),
       m_language(std::move(language)),
-      m_languageName(m_language.empty() ? nullptr : m_language.data()) {
+      m_languageName(m_language.empty() ? nullptr : m_language.data()),
+      m_descriptor(std::move(descriptor)) {
   m_context.kcx_language = &m_languageName;
   kfi_version version{};
   const int status = m_entryPoints.fi_pgn_init(&m_context, &version, m_name.data());

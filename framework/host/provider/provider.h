@@ -8,6 +8,7 @@
 
 #include "failure/host_error.h"
 #include "kfi.h"
+#include "provider/provider_descriptor.h"
 #include "provider/provider_entry_points.h"
 
 namespace qmfi_host {
@@ -33,12 +34,14 @@ class Provider {
  public:
   // Starts the provider. language: a locale name for its messages, empty for the default one. The entry points must
   // stay valid as long as this object lives. Throws ProviderError when the provider refuses to start.
-  Provider(const ProviderEntryPoints& entryPoints, std::string name, std::string language);
+  Provider(const ProviderEntryPoints& entryPoints, std::string name, std::string language,
+           ProviderDescriptor descriptor = {});
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
   ~Provider();
 
   const std::string& name() const { return m_name; }
+  const ProviderDescriptor& descriptor() const { return m_descriptor; }
 
   ProviderIdentity identity();
 
@@ -105,6 +108,7 @@ class Provider {
   std::string m_name;
   std::string m_language;
   char* m_languageName;
+  ProviderDescriptor m_descriptor;
   kfi_context m_context{};
 };
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,14 +21,21 @@ struct FreezeTarget {
   std::unique_ptr<VolumeSplit> split;
 };
 
-// Freezes all file systems, splits all volumes, thaws. Everything is thawed when it returns, however it returns.
-// Between freeze and thaw nothing is printed, written, executed or allocated, and no signal arrives.
+// The file systems of one provider.
+struct FreezeGroup {
+  Provider* provider;
+  std::optional<std::chrono::seconds> timeout;  // what the provider freezes with; absent when its freezes do not end
+  std::vector<FreezeTarget> targets{};
+};
+
+// Freezes all file systems, one group after another, splits all volumes, and thaws, the last group first. Everything is
+// thawed when it returns, however it returns. Between freeze and thaw nothing is printed, written, executed or
+// allocated, and no signal arrives.
 //
-// timeout: what the provider freezes with. Returns the time from before the freeze to after the thaw. Throws when the
-// provider could not freeze or thaw, a volume could not be split, or the time-out may have ended the freeze before all
-// volumes were split: then the copies are of no use.
-std::chrono::microseconds splitFrozen(Provider& provider, std::vector<FreezeTarget>& targets,
-                                      std::chrono::seconds timeout);
+// Returns the time from before the first freeze to after the last thaw. Throws when a provider could not freeze or
+// thaw, a volume could not be split, or a time-out may have ended a freeze before all volumes were split: then the
+// copies are of no use.
+std::chrono::microseconds splitFrozen(std::vector<FreezeGroup>& groups);
 
 }  // namespace qmfi_host
 

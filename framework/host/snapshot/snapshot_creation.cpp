@@ -4,16 +4,14 @@
 #include <sys/stat.h>
 
 #include <iostream>
-#include <map>
 #include <utility>
 
+#include "provider/freeze_timeout.h"
 #include "snapshot/snapshot_removal.h"
 
 namespace qmfi_host {
 
 namespace {
-
-constexpr const char* freezeTimeoutParameter = "qmfsFreezeTimeout";
 
 dev_t fileSystemOf(const std::string& path) {
   struct stat status {};
@@ -41,7 +39,7 @@ Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   plan(request);
   enterInStore();
   try {
-    make(request.freezeTimeout);
+    make();
   } catch (...) {
     undo();
     throw;
@@ -50,25 +48,40 @@ Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
 }
 
 void SnapshotCreation::initialiseNodes(const SnapshotRequest& request) {
-  m_config.emplace(m_provider, request.group, ObjectKind::object);
-  m_config->initialise(nullptr);
-  m_config->configure(freezeTimeoutParameter, std::to_string(request.freezeTimeout.count()));
-  for (const std::string& mountPoint : request.mountPoints) {
-    m_nodes.emplace_back(m_provider, mountPoint).initialise(&*m_config);
+  for (const ClaimedFileSystem& fileSystem : request.fileSystems) addPart(fileSystem, request);
+  for (const ClaimedFileSystem& fileSystem : request.fileSystems) {
+    Part& part = m_parts.at(fileSystem.provider);
+    m_nodes.emplace_back(*part.provider, fileSystem.mountPoint).initialise(&*part.config);
   }
+}
+
+void SnapshotCreation::addPart(const ClaimedFileSystem& fileSystem, const SnapshotRequest& request) {
+  const auto [place, isNew] = m_parts.try_emplace(fileSystem.provider);
+  if (!isNew) return;
+  Part& part = place->second;
+  part.provider = &m_providers.named(fileSystem.provider);
+  part.config.emplace(*part.provider, fileSystem.group, ObjectKind::object);
+  part.config->initialise(nullptr);
+  const std::optional<ProviderDescriptor::Timeout>& timeout = part.provider->descriptor().timeout;
+  if (!timeout) return;
+  part.timeout = request.freezeTimeout ? *request.freezeTimeout : configuredFreezeTimeout(*part.provider);
+  part.config->configure(timeout->parameter, std::to_string(part.timeout->count()));
 }
 
 void SnapshotCreation::plan(const SnapshotRequest& request) {
   m_snapshot.id = newSnapshotId();
   m_snapshot.name = request.name.empty() ? m_snapshot.id : request.name;
-  m_snapshot.provider = m_provider.name();
   m_snapshot.created = std::chrono::floor<Snapshot::Time::duration>(std::chrono::system_clock::now());
   for (Node& node : m_nodes) {
     const std::vector<std::string> devices = node.subObjects();
     if (devices.empty()) throw HostError(node.name() + " has no device");
     SnapshotNode planned;
+    const ProviderDescriptor& descriptor = node.provider().descriptor();
+    planned.provider = node.provider().name();
+    planned.thawRequest = descriptor.thawRequest;
     planned.mountPoint = node.name();
     planned.volume = m_splitter.plan(devices.front(), m_snapshot.id);
+    planned.volume.rawDevice = rawDeviceOf(descriptor, planned.volume.snapshotDevice);
     planned.alternate = node.name() + "_alt" + m_snapshot.id;
     m_snapshot.nodes.push_back(std::move(planned));
   }
@@ -94,8 +107,8 @@ void SnapshotCreation::enter(Phase phase) {
   m_store.update(m_snapshot);
 }
 
-void SnapshotCreation::make(std::chrono::seconds timeout) {
-  split(timeout);
+void SnapshotCreation::make() {
+  split();
   enter(Phase::attaching);
   const std::vector<std::unique_ptr<SnapshotDevice>> devices = attach();
   enter(Phase::mounting);
@@ -103,14 +116,19 @@ void SnapshotCreation::make(std::chrono::seconds timeout) {
   enter(Phase::ready);
 }
 
-void SnapshotCreation::split(std::chrono::seconds timeout) {
-  std::vector<FreezeTarget> targets;
+void SnapshotCreation::split() {
+  std::map<std::string, FreezeGroup> byProvider;
   auto node = m_nodes.begin();
   for (const SnapshotNode& planned : m_snapshot.nodes) {
-    targets.push_back({&*node++, planned.volume.device, m_splitter.prepare(planned.volume)});
+    const Part& part = m_parts.at(planned.provider);
+    FreezeGroup& group =
+        byProvider.try_emplace(planned.provider, FreezeGroup{part.provider, part.timeout}).first->second;
+    group.targets.push_back({&*node++, planned.volume.device, m_splitter.prepare(planned.volume)});
   }
+  std::vector<FreezeGroup> groups;
+  for (auto& [provider, group] : byProvider) groups.push_back(std::move(group));
   enter(Phase::freezing);
-  m_snapshot.frozen = splitFrozen(m_provider, targets, timeout);
+  m_snapshot.frozen = splitFrozen(groups);
 }
 
 // The devices must be held until they are mounted.
@@ -127,8 +145,8 @@ void SnapshotCreation::mount() {
     Node& primary = *node++;
     primary.nameAlternate(planned.alternate);
     planned.alternate =
-        m_provider.buildAlternate(primary, m_snapshot.id, planned.volume.device, planned.volume.snapshotDevice);
-    Node alternate(m_provider, planned.alternate);
+        primary.provider().buildAlternate(primary, m_snapshot.id, planned.volume.device, planned.volume.snapshotDevice);
+    Node alternate(primary.provider(), planned.alternate);
     alternate.initialiseAlternate(primary);
     planned.state = primary.fetchState();
     planned.alternateState = alternate.fetchState();
@@ -138,8 +156,8 @@ void SnapshotCreation::mount() {
 // What fails here is told now; the failure that led here is told by whoever catches it.
 void SnapshotCreation::undo() {
   m_nodes.clear();
-  m_config.reset();
-  if (tryOrReport([&] { SnapshotRemoval(m_provider, m_splitter, m_store).remove(m_snapshot); })) return;
+  m_parts.clear();
+  if (tryOrReport([&] { SnapshotRemoval(m_providers, m_splitter, m_store).remove(m_snapshot); })) return;
   std::cerr << "qmfi: the unfinished snapshot " << m_snapshot.id << " is left; \"qmfi recover\" removes it\n";
 }
 

@@ -17,19 +17,19 @@ void mountNode(Provider& provider, const VolumeSplitter& splitter, const Snapsho
   provider.online(primary, alternate);
 }
 
-void undo(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  tryOrReport([&] { SnapshotRemoval(provider, splitter, store).unmount(snapshot); });
+void undo(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
+  tryOrReport([&] { SnapshotRemoval(providers, splitter, store).unmount(snapshot); });
 }
 
 }  // namespace
 
-void mountSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
+void mountSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
   snapshot.phase = Phase::remounting;
   store.update(snapshot);
   try {
-    for (const SnapshotNode& node : snapshot.nodes) mountNode(provider, splitter, node);
+    for (const SnapshotNode& node : snapshot.nodes) mountNode(providers.named(node.provider), splitter, node);
   } catch (const HostError&) {
-    undo(provider, splitter, store, snapshot);
+    undo(providers, splitter, store, snapshot);
     throw;
   }
   snapshot.phase = Phase::ready;

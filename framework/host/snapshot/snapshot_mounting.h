@@ -2,7 +2,7 @@
 #ifndef SNAPSHOT_MOUNTING_H
 #define SNAPSHOT_MOUNTING_H
 
-#include "provider/provider.h"
+#include "provider/providers.h"
 #include "state/snapshot.h"
 #include "state/state_store.h"
 #include "volume/volume_splitter.h"
@@ -11,7 +11,7 @@ namespace qmfi_host {
 
 // Mounts every alternate that is not mounted, with the options that the provider remembers. When one cannot be mounted,
 // all are unmounted and the failure is thrown.
-void mountSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot);
+void mountSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot);
 
 }  // namespace qmfi_host
 

@@ -29,13 +29,14 @@ void takeDown(SnapshotRemoval& removal, Snapshot& snapshot) {
 void thawInterrupted(const Snapshot& snapshot) {
   if (snapshot.phase != Phase::freezing) return;
   std::vector<MountedFileSystem> fileSystems;
-  for (const SnapshotNode& node : snapshot.nodes) fileSystems.push_back({node.mountPoint, node.volume.device});
+  for (const SnapshotNode& node : snapshot.nodes)
+    fileSystems.push_back({node.mountPoint, node.volume.device, node.thawRequest});
   thawFileSystems(fileSystems);
 }
 
-void recoverSnapshot(Provider& provider, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
+void recoverSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
   waitForOrphanedPrograms(snapshot);
-  SnapshotRemoval removal(provider, splitter, store);
+  SnapshotRemoval removal(providers, splitter, store);
   auto wait = firstWait;
   // A program of the killed host may hang for longer than it is waited for.
   for (int attempt = 1; attempt < attempts; ++attempt, wait *= 2) {

@@ -66,11 +66,12 @@ void SnapshotRemoval::unmount(Snapshot& snapshot) {
 }
 
 void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation operation) {
-  Node primary(m_provider, node.mountPoint);
-  Node alternate(m_provider, node.alternate);
+  Provider& provider = m_providers.named(node.provider);
+  Node primary(provider, node.mountPoint);
+  Node alternate(provider, node.alternate);
   restore(primary, node.state);
   restore(alternate, node.alternateState);
-  (m_provider.*operation)(primary, alternate);
+  (provider.*operation)(primary, alternate);
 }
 
 }  // namespace qmfi_host

@@ -2,7 +2,7 @@
 #ifndef SNAPSHOT_REMOVAL_H
 #define SNAPSHOT_REMOVAL_H
 
-#include "provider/provider.h"
+#include "provider/providers.h"
 #include "state/snapshot.h"
 #include "state/state_store.h"
 #include "volume/volume_splitter.h"
@@ -13,8 +13,8 @@ namespace qmfi_host {
 // snapshot is tried; the first failure is thrown at the end, and the state store then still knows the snapshot.
 class SnapshotRemoval {
  public:
-  SnapshotRemoval(Provider& provider, const VolumeSplitter& splitter, StateStore& store)
-      : m_provider(provider), m_splitter(splitter), m_store(store) {}
+  SnapshotRemoval(Providers& providers, const VolumeSplitter& splitter, StateStore& store)
+      : m_providers(providers), m_splitter(splitter), m_store(store) {}
 
   // Removes the snapshot with everything that belongs to it.
   void remove(Snapshot& snapshot);
@@ -27,7 +27,7 @@ class SnapshotRemoval {
   using PairOperation = void (Provider::*)(Node& primary, Node& alternate);
   void unmountAlternate(const SnapshotNode& node, PairOperation operation);
 
-  Provider& m_provider;
+  Providers& m_providers;
   const VolumeSplitter& m_splitter;
   StateStore& m_store;
 };

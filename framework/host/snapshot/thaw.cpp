@@ -17,9 +17,6 @@ namespace qmfi_host {
 
 namespace {
 
-// Of the file system's own driver. A freeze that it did not make is ended by the request that all file systems know.
-constexpr unsigned long thawRequest = 0x514D4602;
-
 // Answers of a thaw request when there is nothing that it could thaw; the last one when the driver is another one.
 constexpr std::array nothingToThaw = {EINVAL, ETIMEDOUT, ENOTTY};
 
@@ -30,9 +27,10 @@ bool isFileSystemOf(const Descriptor& directory, const std::string& device) {
          mounted.st_dev == node.st_rdev;
 }
 
-// 0 when it is not frozen now, otherwise an errno value. A failure of the driver counts although the other request
-// finds nothing frozen: that one need not know of the driver's freeze.
-int thaw(const Descriptor& directory) {
+// 0 when it is not frozen now, otherwise an errno value. A freeze that the file system's own driver did not make is
+// ended by the request that all file systems know. A failure of the driver counts although the other request finds
+// nothing frozen: that one need not know of the driver's freeze.
+int thaw(const Descriptor& directory, unsigned long thawRequest) {
   int failure = 0;
   for (const unsigned long request : {thawRequest, static_cast<unsigned long>(FITHAW)}) {
     if (ioctl(directory.get(), request, 0) == 0) return 0;
@@ -46,10 +44,10 @@ int thaw(const Descriptor& directory) {
 
 void thawFileSystems(const std::vector<MountedFileSystem>& fileSystems) {
   std::string failures;
-  for (const auto& [mountPoint, device] : fileSystems) {
+  for (const auto& [mountPoint, device, thawRequest] : fileSystems) {
     const Descriptor directory(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory.valid() || !isFileSystemOf(directory, device)) continue;
-    const int failure = thaw(directory);
+    const int failure = thaw(directory, thawRequest);
     if (failure == 0) continue;
     const std::string what = "the file system on " + mountPoint + " could not be thawed";
     failures += (failures.empty() ? "" : "; ") + std::string(systemError(what, failure).what());

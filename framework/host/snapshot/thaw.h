@@ -10,6 +10,7 @@ namespace qmfi_host {
 struct MountedFileSystem {
   std::string mountPoint;
   std::string device;
+  unsigned long thawRequest;  // of the file system's own driver
 };
 
 // Thaws each of the file systems that is mounted on its mount point and frozen. A failure keeps none of the others

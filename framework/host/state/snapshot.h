@@ -2,6 +2,8 @@
 #ifndef SNAPSHOT_H
 #define SNAPSHOT_H
 
+#include <linux/fs.h>
+
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -32,6 +34,8 @@ struct SnapshotNode {
   std::string alternate;       // mount point of the snapshot
   std::string state;           // the provider's state of the file system; empty until the snapshot is complete
   std::string alternateState;  // and of the alternate
+  std::string provider{};
+  unsigned long thawRequest = FITHAW;  // the request that ends a freeze of the provider's
 };
 
 struct Snapshot {
@@ -39,7 +43,6 @@ struct Snapshot {
 
   std::string id;    // eight hexadecimal digits
   std::string name;  // the user's name for it; the id where none was given
-  std::string provider;
   Time created{};
   std::chrono::microseconds frozen{0};  // from before the freeze to after the thaw
   Phase phase = Phase::preparing;

@@ -11,18 +11,28 @@ namespace {
 
 constexpr const char* schema = R"(
   CREATE TABLE IF NOT EXISTS snapshot (
-    id TEXT PRIMARY KEY, name TEXT NOT NULL UNIQUE, provider TEXT NOT NULL, created INTEGER NOT NULL,
-    frozen_us INTEGER NOT NULL, phase TEXT NOT NULL);
+    id TEXT PRIMARY KEY, name TEXT NOT NULL UNIQUE, created INTEGER NOT NULL, frozen_us INTEGER NOT NULL,
+    phase TEXT NOT NULL);
   CREATE TABLE IF NOT EXISTS node (
     snapshot TEXT NOT NULL REFERENCES snapshot (id) ON DELETE CASCADE, position INTEGER NOT NULL,
     mount_point TEXT NOT NULL, device TEXT NOT NULL, snapshot_device TEXT NOT NULL, volume_file TEXT NOT NULL,
     snapshot_file TEXT NOT NULL, alternate TEXT NOT NULL, state TEXT NOT NULL, alternate_state TEXT NOT NULL,
-    PRIMARY KEY (snapshot, position));
+    provider TEXT NOT NULL, thaw_request INTEGER NOT NULL, raw_device TEXT NOT NULL, PRIMARY KEY (snapshot, position));
   CREATE TABLE IF NOT EXISTS disabled_access (
     mount_point TEXT PRIMARY KEY, provider TEXT NOT NULL, device TEXT NOT NULL, state TEXT NOT NULL);
 )";
 
-constexpr std::int64_t currentSchemaVersion = 1;
+// The first version knew one provider for each snapshot. Which request thaws its file systems, and where it keeps raw
+// devices, was not remembered: the kernel's own request ends what the driver froze, and a raw device stays.
+constexpr const char* fromVersionOne = R"(
+  ALTER TABLE node ADD COLUMN provider TEXT NOT NULL DEFAULT '';
+  ALTER TABLE node ADD COLUMN thaw_request INTEGER NOT NULL DEFAULT 0;
+  ALTER TABLE node ADD COLUMN raw_device TEXT NOT NULL DEFAULT '';
+  UPDATE node SET provider = (SELECT provider FROM snapshot WHERE id = node.snapshot);
+  ALTER TABLE snapshot DROP COLUMN provider;
+)";
+
+constexpr std::int64_t currentSchemaVersion = 2;
 
 std::int64_t schemaVersion(const Database& database) {
   Statement version(database, "PRAGMA user_version");
@@ -30,10 +40,16 @@ std::int64_t schemaVersion(const Database& database) {
   return version.number();
 }
 
-void makeSchema(Database& database) {
+// Another process may have been quicker; only with the transaction is the version certain.
+void bringUpToDate(Database& database) {
+  if (schemaVersion(database) == currentSchemaVersion) return;
   Transaction transaction(database);
-  database.execute(schema);
-  database.execute("PRAGMA user_version = 1");
+  if (schemaVersion(database) == 0) database.execute(schema);
+  if (schemaVersion(database) == 1) {
+    database.execute(fromVersionOne);
+    Statement(database, "UPDATE node SET thaw_request = ?").bind(std::int64_t{FITHAW}).step();
+  }
+  database.execute("PRAGMA user_version = 2");
   transaction.commit();
 }
 
@@ -41,7 +57,6 @@ Snapshot readSnapshot(Statement& row) {
   Snapshot snapshot;
   snapshot.id = row.text();
   snapshot.name = row.text();
-  snapshot.provider = row.text();
   snapshot.created = Snapshot::Time(std::chrono::microseconds(row.number()));
   snapshot.frozen = std::chrono::microseconds(row.number());
   snapshot.phase = phaseOfName(row.text());
@@ -58,6 +73,9 @@ SnapshotNode readNode(Statement& row) {
   node.alternate = row.text();
   node.state = row.text();
   node.alternateState = row.text();
+  node.provider = row.text();
+  node.thawRequest = static_cast<unsigned long>(row.number());
+  node.volume.rawDevice = row.text();
   return node;
 }
 
@@ -68,7 +86,7 @@ StateStore::StateStore(const std::filesystem::path& directory) : m_database(dire
   if (schemaVersion(m_database) > currentSchemaVersion) {
     throw HostError("the state store was made by a later version of qmfi");
   }
-  if (schemaVersion(m_database) == 0) makeSchema(m_database);
+  bringUpToDate(m_database);
 }
 
 void StateStore::add(const Snapshot& snapshot) {
@@ -88,17 +106,19 @@ void StateStore::update(const Snapshot& snapshot) {
 }
 
 void StateStore::write(const Snapshot& snapshot) {
-  Statement(m_database, "INSERT INTO snapshot VALUES (?, ?, ?, ?, ?, ?)")
+  Statement(m_database, "INSERT INTO snapshot (id, name, created, frozen_us, phase) VALUES (?, ?, ?, ?, ?)")
       .bind(snapshot.id)
       .bind(snapshot.name)
-      .bind(snapshot.provider)
       .bind(std::int64_t{snapshot.created.time_since_epoch().count()})
       .bind(std::int64_t{snapshot.frozen.count()})
       .bind(phaseName(snapshot.phase))
       .step();
   std::int64_t position = 0;
   for (const SnapshotNode& node : snapshot.nodes) {
-    Statement(m_database, "INSERT INTO node VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+    Statement(m_database,
+              "INSERT INTO node (snapshot, position, mount_point, device, snapshot_device, volume_file, snapshot_file,"
+              " alternate, state, alternate_state, provider, thaw_request, raw_device)"
+              " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
         .bind(snapshot.id)
         .bind(position++)
         .bind(node.mountPoint)
@@ -109,6 +129,9 @@ void StateStore::write(const Snapshot& snapshot) {
         .bind(node.alternate)
         .bind(node.state)
         .bind(node.alternateState)
+        .bind(node.provider)
+        .bind(static_cast<std::int64_t>(node.thawRequest))
+        .bind(node.volume.rawDevice)
         .step();
   }
 }
@@ -120,8 +143,8 @@ void StateStore::remove(const std::string& id) {
 // One statement sees one state, whatever another process writes meanwhile.
 std::vector<Snapshot> StateStore::snapshots() const {
   Statement rows(m_database,
-                 "SELECT id, name, provider, created, frozen_us, phase, mount_point, device, snapshot_device,"
-                 " volume_file, snapshot_file, alternate, state, alternate_state"
+                 "SELECT id, name, created, frozen_us, phase, mount_point, device, snapshot_device,"
+                 " volume_file, snapshot_file, alternate, state, alternate_state, provider, thaw_request, raw_device"
                  " FROM snapshot JOIN node ON node.snapshot = snapshot.id ORDER BY created, id, position");
   std::vector<Snapshot> snapshots;
   while (rows.step()) {

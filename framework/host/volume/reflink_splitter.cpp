@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <string_view>
 #include <utility>
 
 #include "failure/host_error.h"
@@ -69,8 +68,7 @@ void tryToShareBlocks(const Descriptor& volume, const Descriptor& snapshot, cons
   }
 }
 
-void makeRawNode(const std::string& device, const Descriptor& node) {
-  const std::string raw = rawDeviceOf(device);
+void makeRawNode(const std::string& raw, const Descriptor& node) {
   std::error_code error;
   if (raw.empty() || !fs::is_directory(fs::path(raw).parent_path(), error)) return;
   struct stat status {};
@@ -81,15 +79,9 @@ void makeRawNode(const std::string& device, const Descriptor& node) {
 
 }  // namespace
 
-std::string rawDeviceOf(const std::string& device) {
-  constexpr std::string_view blockDevices = "/dev/qm/dsk/";
-  if (!device.starts_with(blockDevices)) return {};
-  return "/dev/qm/rdsk/" + device.substr(blockDevices.size());
-}
-
 SplitPlan ReflinkSplitter::plan(const std::string& device, const std::string& snapshotId) const {
   const std::string file = backingFileOf(device);
-  SplitPlan plan{device, device + "-" + snapshotId, file, file + "-" + snapshotId};
+  SplitPlan plan{device, device + "-" + snapshotId, file, file + "-" + snapshotId, {}};
   requireAbsent(plan.snapshotDevice);
   requireAbsent(plan.snapshotFile);
   return plan;
@@ -107,15 +99,14 @@ std::unique_ptr<VolumeSplit> ReflinkSplitter::prepare(const SplitPlan& plan) con
 std::unique_ptr<SnapshotDevice> ReflinkSplitter::attach(const SplitPlan& plan) const {
   detach(plan);
   Descriptor node = attachLoopDevice(plan.snapshotDevice, plan.snapshotFile);
-  makeRawNode(plan.snapshotDevice, node);
+  makeRawNode(plan.rawDevice, node);
   return std::make_unique<LoopSnapshotDevice>(std::move(node));
 }
 
 void ReflinkSplitter::detach(const SplitPlan& plan) const {
   // The number of a device that detached itself may belong to somebody else by now.
   if (isLoopDeviceOver(plan.snapshotDevice, plan.snapshotFile)) detachLoopDevice(plan.snapshotDevice);
-  const std::string raw = rawDeviceOf(plan.snapshotDevice);
-  if (!raw.empty()) removeFile(raw);
+  if (!plan.rawDevice.empty()) removeFile(plan.rawDevice);
   removeFile(plan.snapshotDevice);
 }
 

@@ -9,9 +9,9 @@
 
 namespace qmfi_host {
 
-// The snapshot's file lies beside the volume's, on a file system that can share blocks between files. The snapshot's
-// device lies beside the volume's too, and again below the raw devices where the volume has a raw device. Both get the
-// name "<volume>-<snapshot id>".
+// The snapshot's file lies beside the volume's, on a file system that can share blocks between files, and its device
+// beside the volume's. Both get the name "<volume>-<snapshot id>". The plan leaves out the raw device, which a file
+// system's provider knows of.
 class ReflinkSplitter : public VolumeSplitter {
  public:
   SplitPlan plan(const std::string& device, const std::string& snapshotId) const override;
@@ -20,9 +20,6 @@ class ReflinkSplitter : public VolumeSplitter {
   void detach(const SplitPlan& plan) const override;
   void release(const SplitPlan& plan) const override;
 };
-
-// The raw device that belongs to a block device's path: /dev/qm/rdsk/... for /dev/qm/dsk/...; empty for any other path.
-std::string rawDeviceOf(const std::string& device);
 
 }  // namespace qmfi_host
 

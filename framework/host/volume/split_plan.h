@@ -11,6 +11,7 @@ struct SplitPlan {
   std::string snapshotDevice;  // of its snapshot
   std::string volumeFile;      // what the volume consists of
   std::string snapshotFile;    // what the snapshot consists of
+  std::string rawDevice{};     // a second, raw device of the snapshot; empty for none
 };
 
 }  // namespace qmfi_host

@@ -89,6 +89,7 @@ TEST(PrivateRoot, WhatTheBuildTreeHasBuiltIsInPlace) {
   const fs::path tree = QMFI_BINARY_DIR;
   for (const auto& [built, installed] : std::vector<std::pair<fs::path, fs::path>>{
            {"lib/libqmfsfi.so", "/usr/lib/qmfi/providers/libqmfsfi.so"},
+           {"lib/qmfsfi.provider", "/usr/lib/qmfi/providers/qmfsfi.provider"},
            {"lib/libqmfi_pdk.so.4", "/usr/lib/x86_64-linux-gnu/libqmfi_pdk.so.4"},
            {"bin/qmfi", "/usr/bin/qmfi"},
            {"testbed/programs/mount.qmfs", "/sbin/mount.qmfs"},

@@ -90,21 +90,22 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "Takes snapshots of mounted file systems through a snapshot provider. Exit status: 0 done, 1 failed, 2 wrong "
        "usage."
        " Usage: qmfi [OPTIONS] SUBCOMMAND"
-       " Options: -h,--help Print this help message and exit --provider NAME=qmfsfi Snapshot provider"
-       " --provider-dir DIR=/usr/lib/qmfi/providers (Env:QMFI_PROVIDER_DIR) Directory of the providers' libraries"
+       " Options: -h,--help Print this help message and exit --provider NAME Snapshot provider (default: all that are "
+       "installed)"
+       " --provider-dir DIR=/usr/lib/qmfi/providers (Env:QMFI_PROVIDER_DIR) Directory of the providers"
        " --state-dir DIR=/var/lib/qmfi (Env:QMFI_STATE_DIR) Directory in which qmfi remembers snapshots"
        " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG) --version "
        "Display program version information and exit"
-       " Subcommands: provider The snapshot provider snapshot Snapshots of mounted file systems"
+       " Subcommands: provider The snapshot providers snapshot Snapshots of mounted file systems"
        " resource Devices and the file systems on them access Taking file systems out of use for a while cache How "
        "mounted file systems write"
-       " claim Ask the provider whether paths are its mounted file systems recover Put in order what an interrupted "
+       " claim Ask the providers whether paths are their mounted file systems recover Put in order what an interrupted "
        "qmfi left"},
       {{"provider"},
-       "The snapshot provider"
+       "The snapshot providers"
        " Usage: qmfi provider [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit"
-       " Subcommands: show Show what the provider says of itself"},
+       " Subcommands: show Show what the providers say of themselves"},
       {{"snapshot"},
        "Snapshots of mounted file systems"
        " Usage: qmfi snapshot [OPTIONS] SUBCOMMAND"
@@ -130,11 +131,11 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Options: -h,--help Print this help message and exit"
        " Subcommands: enable Write with the safe settings of the log disable Write with the fast settings of the log"},
       {{"provider", "show"},
-       "Show what the provider says of itself"
+       "Show what the providers say of themselves"
        " Usage: qmfi provider show [OPTIONS]"
        " Options: -h,--help Print this help message and exit --json Print JSON"},
       {{"claim"},
-       "Ask the provider whether paths are its mounted file systems"
+       "Ask the providers whether paths are their mounted file systems"
        " Usage: qmfi claim [OPTIONS] PATH..."
        " Positionals: PATH ... REQUIRED Mount points of file systems"
        " Options: -h,--help Print this help message and exit"},

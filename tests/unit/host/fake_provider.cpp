@@ -117,6 +117,7 @@ int processProviderState(kfi_domain* node, kfi_blob* blob, kfi_op_providerstate 
 }
 
 int deportTree(kfi_domain* primary, kfi_domain* alternate, kfi_accessnode*) {
+  if (theProvider->onDeport) theProvider->onDeport(primary->fid_provider);
   return theProvider->answer("deport_tree " + nameOf(primary) + " " + nameOf(alternate));
 }
 
@@ -262,14 +263,24 @@ FakeProvider::~FakeProvider() {
   theProvider = nullptr;
 }
 
+namespace {
+
+// The whole call is found before its name.
+template <typename Value>
+const Value* found(const std::map<std::string, Value>& answers, const std::string& call) {
+  for (const std::string& key : {call, call.substr(0, call.find(' '))}) {
+    if (const auto answer = answers.find(key); answer != answers.end()) return &answer->second;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 int FakeProvider::answer(const std::string& call) {
   m_journal.record(call);
-  const std::string name = call.substr(0, call.find(' '));
-  if (const auto found = messages.find(name); found != messages.end()) {
-    pushed.insert(pushed.begin(), found->second.begin(), found->second.end());
-  }
-  const auto status = statuses.find(name);
-  return status != statuses.end() ? status->second : 0;
+  if (const auto* const own = found(messages, call)) pushed.insert(pushed.begin(), own->begin(), own->end());
+  const int* const status = found(statuses, call);
+  return status != nullptr ? *status : 0;
 }
 
 namespace {
@@ -313,7 +324,7 @@ void FakeSplitter::record(const std::string& call) const {
 // The volume consists of something that is not on the file systems of the tests.
 qmfi_host::SplitPlan FakeSplitter::plan(const std::string& device, const std::string& snapshotId) const {
   record("plan " + device);
-  return {device, device + "-" + snapshotId, "/dev/null", "/dev/null-" + snapshotId};
+  return {device, device + "-" + snapshotId, "/dev/null", "/dev/null-" + snapshotId, {}};
 }
 
 std::unique_ptr<qmfi_host::VolumeSplit> FakeSplitter::prepare(const qmfi_host::SplitPlan& plan) const {

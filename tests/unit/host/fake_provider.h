@@ -10,6 +10,7 @@
 
 #include "failure/host_error.h"
 #include "provider/provider_entry_points.h"
+#include "provider/providers.h"
 #include "volume/volume_splitter.h"
 
 // What both of them did, in order, as "call argument...".
@@ -29,8 +30,8 @@ class Journal {
   std::vector<std::string> m_calls;
 };
 
-// The entry points are plain functions, so one object of this class exists at a time. Every function that the host uses
-// is there; the others are null.
+// The entry points are plain functions, so one object of this class exists at a time; it may serve several providers.
+// Every function that the host uses is there; the others are null.
 class FakeProvider {
  public:
   explicit FakeProvider(Journal& journal);
@@ -40,10 +41,11 @@ class FakeProvider {
 
   const qmfi_host::ProviderEntryPoints& entryPoints() const { return m_entryPoints; }
 
-  // Records a call; its name, up to the first blank, finds the status that it returns and the messages that it pushes.
+  // Records a call; the whole of it, or else its name up to the first blank, finds the status that it returns and the
+  // messages that it pushes.
   int answer(const std::string& call);
 
-  // By name of the call. Without a status a call returns 0 ("claim": 1).
+  // By the call or its name. Without a status a call returns 0 ("claim": 1).
   std::map<std::string, int> statuses;
   std::map<std::string, std::vector<qmfi_host::ProviderMessage>> messages;
 
@@ -54,6 +56,8 @@ class FakeProvider {
   // What asking for a text returns, and whether it gives one.
   int textStatus = 0;
   bool hasTexts = true;
+  // Told, when an alternate is taken down, the name of its provider.
+  std::function<void(const std::string&)> onDeport;
   // What the look-up of a node finds.
   bool nodeExists = false;
   // The device whose content is its own.
@@ -66,6 +70,27 @@ class FakeProvider {
  private:
   Journal& m_journal;
   qmfi_host::ProviderEntryPoints m_entryPoints;
+};
+
+// Providers that are there without being installed, by their names.
+class GivenProviders : public qmfi_host::Providers {
+ public:
+  void add(qmfi_host::Provider& provider) { m_providers[provider.name()] = &provider; }
+
+  qmfi_host::Provider& named(const std::string& name) override {
+    const auto found = m_providers.find(name);
+    if (found == m_providers.end()) throw qmfi_host::HostError("there is no provider " + name);
+    return *found->second;
+  }
+  std::vector<qmfi_host::Provider*> started() override {
+    std::vector<qmfi_host::Provider*> all;
+    for (const auto& [name, provider] : m_providers) all.push_back(provider);
+    return all;
+  }
+  bool tellOfOthers() override { return false; }
+
+ private:
+  std::map<std::string, qmfi_host::Provider*> m_providers;
 };
 
 // A volume layer that only keeps a journal.

@@ -5,6 +5,7 @@
 
 #include "../runtime/scoped_environment.h"
 #include "../runtime/temporary_directory.h"
+#include "fake_provider.h"
 
 namespace qmfi_host {
 namespace {
@@ -26,10 +27,22 @@ TEST(FreezeTimeout, IsTheConfiguredOneWhereThatCanBe) {
       {"[OTHER]\nQUIESCENCE_TIMEOUT=15\n", 2},
       {"", 2},
   };
+  Journal journal;
+  const FakeProvider fake(journal);
+  ProviderDescriptor descriptor;
+  descriptor.timeout = {"freezeTimeout", ProviderDescriptor::ConfiguredValue{"QUIESCENCE_INFO", "QUIESCENCE_TIMEOUT"}};
+  const Provider provider(fake.entryPoints(), "sample", "", descriptor);
   for (const auto& one : cases) {
     directory.write("sample.conf", one.text);
-    EXPECT_EQ(configuredFreezeTimeout("sample").count(), one.seconds) << one.text;
+    EXPECT_EQ(configuredFreezeTimeout(provider).count(), one.seconds) << one.text;
   }
+}
+
+TEST(FreezeTimeout, IsTwoSecondsForAProviderThatHasNoConfiguredOne) {
+  Journal journal;
+  const FakeProvider fake(journal);
+  const Provider provider(fake.entryPoints(), "sample", "", {});
+  EXPECT_EQ(configuredFreezeTimeout(provider).count(), 2);
 }
 
 }  // namespace

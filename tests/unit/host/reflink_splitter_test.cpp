@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
 #include <sys/stat.h>
 
 #include "../runtime/temporary_directory.h"
@@ -17,13 +18,6 @@ namespace {
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-TEST(ReflinkSplitter, KnowsTheRawDeviceOfAVolumesDevice) {
-  EXPECT_EQ(rawDeviceOf("/dev/qm/dsk/dg1/data"), "/dev/qm/rdsk/dg1/data");
-  EXPECT_EQ(rawDeviceOf("/dev/qm/rdsk/dg1/data"), "");
-  EXPECT_EQ(rawDeviceOf("/dev/loop7"), "");
-  EXPECT_EQ(rawDeviceOf("/mnt/dev/qm/dsk/dg1/data"), "");
-}
-
 TEST(ReflinkSplitter, RefusesAVolumeThatDoesNotConsistOfAFile) {
   EXPECT_THAT([] { ReflinkSplitter().plan("/dev/null", "17b4f33e"); },
               ThrowsMessage<HostError>("the volume /dev/null cannot be split: it does not consist of a file"));
@@ -35,7 +29,7 @@ TEST(ReflinkSplitter, FindsOutBeforeTheFreezeThatBlocksCannotBeShared) {
   const TemporaryDirectory directory;
   directory.write("volume", std::string(8192, 'x'));
   // No file system shares blocks with /dev/shm's.
-  const SplitPlan plan{"/dev/x", "/dev/x-1", directory.file("volume"), "/dev/shm/qmfi-splitter-test"};
+  const SplitPlan plan{"/dev/x", "/dev/x-1", directory.file("volume"), "/dev/shm/qmfi-splitter-test", {}};
   EXPECT_THAT([&] { ReflinkSplitter().prepare(plan); },
               ThrowsMessage<HostError>(HasSubstr(" does not share blocks between files: ")));
   unlink(plan.snapshotFile.c_str());
@@ -45,19 +39,20 @@ TEST(ReflinkSplitter, DoesNotTakeAFileThatIsThereAlready) {
   const TemporaryDirectory directory;
   directory.write("volume", "x");
   directory.write("taken", "somebody else's");
-  EXPECT_THROW(ReflinkSplitter().prepare({"/dev/x", "/dev/x-1", directory.file("volume"), directory.file("taken")}),
+  EXPECT_THROW(ReflinkSplitter().prepare({"/dev/x", "/dev/x-1", directory.file("volume"), directory.file("taken"), {}}),
                HostError);
   EXPECT_EQ(directory.read("taken"), "somebody else's");
 }
 
 TEST(ReflinkSplitter, ReleasesWhatIsNotThereWithoutAWord) {
-  EXPECT_NO_THROW(ReflinkSplitter().release({"/dev/x", "/dev/shm/none", "/dev/shm/none", "/dev/shm/none"}));
+  EXPECT_NO_THROW(
+      ReflinkSplitter().release({"/dev/x", "/dev/shm/none", "/dev/shm/none", "/dev/shm/none", "/dev/shm/none"}));
 }
 
 TEST(ReflinkSplitter, ReleaseRemovesTheSnapshotsFile) {
   const TemporaryDirectory directory;
   directory.write("snapshot", "x");
-  ReflinkSplitter().release({"/dev/x", "/dev/shm/none", "/dev/shm/none", directory.file("snapshot")});
+  ReflinkSplitter().release({"/dev/x", "/dev/shm/none", "/dev/shm/none", directory.file("snapshot"), {}});
   EXPECT_FALSE(std::filesystem::exists(directory.file("snapshot")));
 }
 
@@ -70,7 +65,7 @@ TEST(LoopDevice, IsNotOverAFileWhenOneOfThemIsMissingOrAnother) {
 }
 
 TEST(Thaw, LeavesAFileSystemAloneThatIsNotTheDevices) {
-  EXPECT_NO_THROW(thawFileSystems({{"/proc", "/dev/null"}, {"/nonexistent", "/nonexistent"}}));
+  EXPECT_NO_THROW(thawFileSystems({{"/proc", "/dev/null", FITHAW}, {"/nonexistent", "/nonexistent", FITHAW}}));
 }
 
 TEST(DeviceContent, IsAskedOfBlockDevicesOnly) {

@@ -18,9 +18,11 @@ using testing::ThrowsMessage;
 
 SnapshotNode makeNode(const std::string& mountPoint) {
   SnapshotNode node;
+  node.provider = "provider of " + mountPoint;
+  node.thawRequest = 0x12345678;
   node.mountPoint = mountPoint;
   node.volume = {"device of " + mountPoint, "snapshot of " + mountPoint, "file of " + mountPoint,
-                 "copy of " + mountPoint};
+                 "copy of " + mountPoint, "raw device of " + mountPoint};
   node.alternate = mountPoint + "_alt";
   node.state = "<MNT_OPTS>rw</MNT_OPTS>\n";
   node.alternateState = "<MNT_OPTS>ro</MNT_OPTS>\n";
@@ -31,7 +33,6 @@ Snapshot makeSnapshot(const std::string& id, const std::string& name, int create
   Snapshot snapshot;
   snapshot.id = id;
   snapshot.name = name;
-  snapshot.provider = "sample";
   snapshot.created = Snapshot::Time(std::chrono::microseconds(created));
   snapshot.frozen = std::chrono::microseconds(1234);
   snapshot.nodes = {makeNode("/b"), makeNode("/a")};
@@ -41,12 +42,14 @@ Snapshot makeSnapshot(const std::string& id, const std::string& name, int create
 void expectEqual(const Snapshot& one, const Snapshot& other) {
   EXPECT_EQ(one.id, other.id);
   EXPECT_EQ(one.name, other.name);
-  EXPECT_EQ(one.provider, other.provider);
   EXPECT_EQ(one.created, other.created);
   EXPECT_EQ(one.frozen, other.frozen);
   EXPECT_EQ(one.phase, other.phase);
   ASSERT_EQ(one.nodes.size(), other.nodes.size());
   for (std::size_t i = 0; i < one.nodes.size(); ++i) {
+    EXPECT_EQ(one.nodes[i].provider, other.nodes[i].provider);
+    EXPECT_EQ(one.nodes[i].thawRequest, other.nodes[i].thawRequest);
+    EXPECT_EQ(one.nodes[i].volume.rawDevice, other.nodes[i].volume.rawDevice);
     EXPECT_EQ(one.nodes[i].mountPoint, other.nodes[i].mountPoint);
     EXPECT_EQ(one.nodes[i].volume.device, other.nodes[i].volume.device);
     EXPECT_EQ(one.nodes[i].volume.snapshotDevice, other.nodes[i].volume.snapshotDevice);
@@ -151,9 +154,52 @@ TEST_F(StateStoreTest, IsNotReadableForOthers) {
 
 TEST_F(StateStoreTest, OfALaterVersionIsRefused) {
   { const StateStore store(m_directory.path()); }
-  Database(m_directory.file("state.db")).execute("PRAGMA user_version = 2");
+  Database(m_directory.file("state.db")).execute("PRAGMA user_version = 3");
   EXPECT_THAT([&] { StateStore(m_directory.path()); },
               ThrowsMessage<HostError>("the state store was made by a later version of qmfi"));
+}
+
+// As the first version left it: one provider for the whole of a snapshot.
+TEST_F(StateStoreTest, OfTheFirstVersionIsBroughtUpToDate) {
+  Database(m_directory.file("state.db")).execute(R"(
+    CREATE TABLE snapshot (
+      id TEXT PRIMARY KEY, name TEXT NOT NULL UNIQUE, provider TEXT NOT NULL, created INTEGER NOT NULL,
+      frozen_us INTEGER NOT NULL, phase TEXT NOT NULL);
+    CREATE TABLE node (
+      snapshot TEXT NOT NULL REFERENCES snapshot (id) ON DELETE CASCADE, position INTEGER NOT NULL,
+      mount_point TEXT NOT NULL, device TEXT NOT NULL, snapshot_device TEXT NOT NULL, volume_file TEXT NOT NULL,
+      snapshot_file TEXT NOT NULL, alternate TEXT NOT NULL, state TEXT NOT NULL, alternate_state TEXT NOT NULL,
+      PRIMARY KEY (snapshot, position));
+    CREATE TABLE disabled_access (
+      mount_point TEXT PRIMARY KEY, provider TEXT NOT NULL, device TEXT NOT NULL, state TEXT NOT NULL);
+    INSERT INTO snapshot VALUES ('0a', 'first', 'sample', 1, 1234, 'ready'), ('0b', 'other', 'another', 2, 9, 'unmounted');
+    INSERT INTO node VALUES
+      ('0a', 0, '/b', 'db', 'sb', 'vb', 'cb', '/b_alt', 'state b', 'alternate b'),
+      ('0a', 1, '/a', 'da', 'sa', 'va', 'ca', '/a_alt', 'state a', 'alternate a'),
+      ('0b', 0, '/c', 'dc', 'sc', 'vc', 'cc', '/c_alt', 'state c', 'alternate c');
+    INSERT INTO disabled_access VALUES ('/mnt', 'sample', '/dev/x', 'state');
+    PRAGMA user_version = 1;
+  )");
+  for (int time = 0; time < 2; ++time) {
+    const StateStore store(m_directory.path());
+    const auto first = store.find("first");
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->id, "0a");
+    EXPECT_EQ(first->frozen.count(), 1234);
+    EXPECT_EQ(first->phase, Phase::ready);
+    ASSERT_EQ(first->nodes.size(), 2U);
+    for (const SnapshotNode& node : first->nodes) {
+      EXPECT_EQ(node.provider, "sample");
+      EXPECT_EQ(node.thawRequest, static_cast<unsigned long>(FITHAW));
+      EXPECT_EQ(node.volume.rawDevice, "");
+    }
+    EXPECT_EQ(first->nodes[1].mountPoint, "/a");
+    EXPECT_EQ(first->nodes[1].volume.snapshotFile, "ca");
+    EXPECT_EQ(first->nodes[1].alternateState, "alternate a");
+    EXPECT_EQ(store.find("other")->nodes.at(0).provider, "another");
+    EXPECT_EQ(store.findDisabledAccess("/mnt")->device, "/dev/x");
+  }
+  StateStore(m_directory.path()).add(makeSnapshot("0c", "new", 3));
 }
 
 TEST_F(StateStoreTest, ThatIsNoDatabaseIsAFailure) {

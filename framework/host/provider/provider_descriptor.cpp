@@ -1,0 +1,144 @@
+// Reading of descriptor files.
+#include "provider/provider_descriptor.h"
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+#include <string_view>
+
+#include "failure/host_error.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr std::int64_t largestRequest = std::numeric_limits<std::uint32_t>::max();
+constexpr std::int64_t largestArgument = 63;
+
+// A table of the file; what is wrong in it is told with the file's name and the key's whole name.
+class Table {
+ public:
+  Table(const toml::table& table, std::string file, std::string prefix = "")
+      : m_table(table), m_file(std::move(file)), m_prefix(std::move(prefix)) {}
+
+  void requireOnly(std::initializer_list<std::string_view> known) const {
+    for (const auto& [key, value] : m_table) {
+      if (std::find(known.begin(), known.end(), key.str()) != known.end()) continue;
+      std::string names;
+      for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
+      fail(key.str(), "is not known; known are " + names);
+    }
+  }
+
+  std::string text(std::string_view key) const {
+    const std::string expected = "a text that is not empty";
+    const auto value = required(key, expected).value_exact<std::string>();
+    if (!value || value->empty()) fail(key, "must be " + expected);
+    return *value;
+  }
+
+  std::string directory(std::string_view key) const {
+    std::string path = text(key);
+    if (path.front() != '/' || path.back() == '/') fail(key, "must be an absolute path that does not end with a slash");
+    return path;
+  }
+
+  std::int64_t number(std::string_view key, std::int64_t smallest, std::int64_t largest) const {
+    const std::string expected = "a number from " + std::to_string(smallest) + " to " + std::to_string(largest);
+    const auto value = required(key, expected).value_exact<std::int64_t>();
+    if (!value || *value < smallest || *value > largest) fail(key, "must be " + expected);
+    return *value;
+  }
+
+  // A table that may be left out.
+  std::optional<Table> table(std::string_view key) const {
+    const toml::node* const node = m_table.get(key);
+    if (node == nullptr) return std::nullopt;
+    if (!node->is_table()) fail(key, "must be a table");
+    return Table(*node->as_table(), m_file, m_prefix + std::string(key) + ".");
+  }
+
+ private:
+  const toml::node& required(std::string_view key, const std::string& expected) const {
+    const toml::node* const node = m_table.get(key);
+    if (node == nullptr) fail(key, "is missing; it must be " + expected);
+    return *node;
+  }
+
+  [[noreturn]] void fail(std::string_view key, const std::string& what) const {
+    throw HostError(m_file + ": " + m_prefix + std::string(key) + " " + what);
+  }
+
+  const toml::table& m_table;
+  std::string m_file;
+  std::string m_prefix;
+};
+
+toml::table parse(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw systemError(file.string());
+  const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  try {
+    return toml::parse(text);
+  } catch (const toml::parse_error& error) {
+    throw HostError(file.string() + ":" + std::to_string(error.source().begin.line) + ": " +
+                    std::string(error.description()));
+  }
+}
+
+ProviderDescriptor::Timeout readTimeout(const Table& table) {
+  table.requireOnly({"parameter", "configured"});
+  ProviderDescriptor::Timeout timeout{table.text("parameter")};
+  if (const auto configured = table.table("configured")) {
+    configured->requireOnly({"section", "name"});
+    timeout.configured = {configured->text("section"), configured->text("name")};
+  }
+  return timeout;
+}
+
+ProviderDescriptor::FailedFreeze readFailedFreeze(const Table& table) {
+  table.requireOnly({"message", "argument"});
+  return {table.text("message"), static_cast<std::size_t>(table.number("argument", 0, largestArgument))};
+}
+
+ProviderDescriptor::DeviceDirectories readDevices(const Table& table) {
+  table.requireOnly({"block", "raw"});
+  return {table.directory("block"), table.directory("raw")};
+}
+
+bool isBelow(const std::string& path, const std::string& directory) {
+  return path.starts_with(directory + "/");
+}
+
+}  // namespace
+
+ProviderDescriptor readDescriptor(const std::filesystem::path& file) {
+  const toml::table parsed = parse(file);
+  const Table table(parsed, file.string());
+  table.requireOnly({"timeout", "requests", "failed-freeze", "devices"});
+  ProviderDescriptor descriptor;
+  if (const auto timeout = table.table("timeout")) descriptor.timeout = readTimeout(*timeout);
+  if (const auto requests = table.table("requests")) {
+    requests->requireOnly({"freeze", "thaw"});
+    descriptor.freezeRequest = static_cast<unsigned long>(requests->number("freeze", 1, largestRequest));
+    descriptor.thawRequest = static_cast<unsigned long>(requests->number("thaw", 1, largestRequest));
+  }
+  if (const auto failed = table.table("failed-freeze")) descriptor.failedFreeze = readFailedFreeze(*failed);
+  if (const auto devices = table.table("devices")) descriptor.devices = readDevices(*devices);
+  return descriptor;
+}
+
+std::string rawDeviceOf(const ProviderDescriptor& descriptor, const std::string& device) {
+  if (!descriptor.devices || !isBelow(device, descriptor.devices->block)) return {};
+  return descriptor.devices->raw + device.substr(descriptor.devices->block.size());
+}
+
+bool isVolumeDevice(const ProviderDescriptor& descriptor, const std::string& path) {
+  return descriptor.devices && (isBelow(path, descriptor.devices->block) || isBelow(path, descriptor.devices->raw));
+}
+
+}  // namespace qmfi_host
