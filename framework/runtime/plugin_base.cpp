@@ -76,7 +76,7 @@ int CFiPluginBase::subobjList(kfi_domain* node, qmfi_objid*** objects, int* coun
   if (length != 0) {
     list = static_cast<qmfi_objid**>(qmfi_alloc_buf(length * sizeof(qmfi_objid*)));
     if (list == nullptr) {
-      throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for sub-object list", "plugin_base.cpp", "subobjList",
+      throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for sub-object list", "plugin_base.cpp", "subobjList",
                      __LINE__);
     }
     std::copy_n(data->getSubObjectList(), length, list);

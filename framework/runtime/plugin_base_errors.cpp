@@ -12,28 +12,15 @@ namespace qmfi_pdk_4_4 {
 
 namespace {
 
-constexpr int statusNoMemory = CFI_ERROR_ALLOCATION;
-
 struct StatusText {
   int status;
   const char* text;
 };
 
 constexpr StatusText statusTexts[] = {
-    {0, "The operation was successful."},
-    {1, "The provider could not be prepared for its first operation."},
-    {2, "The provider does not support the operation."},
-    {3, "An argument of the operation is invalid, or the node has not been initialised."},
-    {4, "The operation is to be called in its form for sessions."},
-    {5, "Not enough memory is available."},
-    {6, "The operation failed; the messages of the provider say why."},
-    {7, "The version record is missing."},
-    {18, "The status of a file could not be read."},
-    {19, "The name has an invalid prefix."},
-    {30, "The software of the file system is not installed."},
-    {32, "The device is still busy and was not unmounted."},
-    {1024, "The object identifier is missing."},
-    {1088, "The device is already mounted on another mount point."},
+#define FI_STATUS(name, number, text) {CFI_STATUS_##name, text},
+#include "cfistatus.def"
+#undef FI_STATUS
 };
 
 constexpr const char* otherStatusText = "The operation failed with a status that has no description.";
@@ -88,7 +75,7 @@ int CFiPluginBase::getLastError(kfi_msg_info** list) {
     // Empty when its count could not be taken.
     if (!*message) continue;
     MessageList record = makeRecord(**message);
-    if (record == nullptr) return statusNoMemory;
+    if (record == nullptr) return CFI_STATUS_NO_MEMORY;
     record->kmi_next = records.release();
     records = std::move(record);
   }
@@ -111,7 +98,7 @@ int CFiPluginBase::getLocaleMessage(int* length, kfi_msg_info* record, const cha
                                 ? m_catalogManager->getText(locale, m_catalogManager->allocateMessage(record))
                                 : qmfi_runtime::untranslatedText(*CFiIcuMessage::deserialize(record));
   char* const copy = ::strdup(found.c_str());
-  if (copy == nullptr) return statusNoMemory;
+  if (copy == nullptr) return CFI_STATUS_NO_MEMORY;
   *text = copy;
   *length = static_cast<int>(std::strlen(copy));
   return CFI_STATUS_SUCCESS;

@@ -18,8 +18,8 @@ using qmfi_runtime::traceOutput;
 int effectiveLevel(int given) {
   const char* const text = secure_getenv("QMFI_TRACE_LEVEL");
   const std::string_view asked = text != nullptr ? text : "";
-  const bool valid = asked.size() == 1 && asked[0] >= '1' && asked[0] <= '6';
-  return valid ? asked[0] - '0' : given;
+  const int level = asked.size() == 1 ? asked[0] - '0' : 0;
+  return level >= CFI_TRACE_ERROR && level <= CFI_TRACE_DETAIL ? level : given;
 }
 
 }  // namespace

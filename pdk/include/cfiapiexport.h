@@ -108,9 +108,9 @@ int FI_PGN(fi_pgn_init_node)(kfi_domain* node, kfi_domain** domains, int count, 
 }
 
 int FI_PGN(fi_pgn_config)(kfi_domain* node, int category, char* text, kfi_confspec* spec) {
-  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_config), [&](FI_PLUGIN_CLASS& plugin) {
+  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_config), [&](FI_PLUGIN_CLASS& plugin) -> int {
     if (node == nullptr || spec == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     return plugin.config(node, category, text, spec);
   });
@@ -157,9 +157,9 @@ int FI_PGN(fi_pgn_online)(kfi_domain* domain, kfi_domain* node, int mode, kfi_di
 }
 
 int FI_PGN(fi_pgn_subobj_list)(kfi_domain* node, qmfi_objid*** objects, int* count) {
-  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_subobj_list), [&](FI_PLUGIN_CLASS& plugin) {
+  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_subobj_list), [&](FI_PLUGIN_CLASS& plugin) -> int {
     if (node == nullptr || objects == nullptr || count == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     return plugin.subobjList(node, objects, count);
   });
@@ -246,9 +246,9 @@ int FI_PGN(fi_pgn_getattr)(kfi_domain* first, kfi_domain* second, kfi_splitnode*
 }
 
 int FI_PGN(fi_pgn_get_provider_info)(kfi_provider_list** list) {
-  return enterAtOnce(FI_PGN_PLACE(fi_pgn_get_provider_info), [&](FI_PLUGIN_CLASS& plugin) {
+  return enterAtOnce(FI_PGN_PLACE(fi_pgn_get_provider_info), [&](FI_PLUGIN_CLASS& plugin) -> int {
     if (list == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     *list = nullptr;
     return plugin.getProviderInfo(list);
@@ -256,9 +256,9 @@ int FI_PGN(fi_pgn_get_provider_info)(kfi_provider_list** list) {
 }
 
 int FI_PGN(fi_pgn_enumerate_nodes)(kfi_node_list** list, int* count, int kind, char* name) {
-  return enterAtOnce(FI_PGN_PLACE(fi_pgn_enumerate_nodes), [&](FI_PLUGIN_CLASS& plugin) {
+  return enterAtOnce(FI_PGN_PLACE(fi_pgn_enumerate_nodes), [&](FI_PLUGIN_CLASS& plugin) -> int {
     if (list == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     return plugin.enumerateNodes(list, count, kind, name);
   });
@@ -402,10 +402,10 @@ int FI_PGN(fi_pgn_start_build_alttree)(kfi_domain* domain, qmfi_objid** objects,
 }
 
 int FI_PGN(fi_pgn_translate_resource_names)(char** names, int count, char** translated) {
-  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_translate_resource_names), [&](FI_PLUGIN_CLASS& plugin) {
+  return enterWithDelayedInit(FI_PGN_PLACE(fi_pgn_translate_resource_names), [&](FI_PLUGIN_CLASS& plugin) -> int {
     // Required: only the call without names is let through.
     if (names == nullptr || translated == nullptr || count != 0) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     return plugin.translateResourceNames(names, 0, translated);
   });

@@ -31,12 +31,12 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
   if (version == nullptr) {
     return CFI_STATUS_NO_VERSION_RECORD;
   }
-  *version = kfi_version{7, 0, 0, 0};
+  *version = kfi_version{KFI_INTERFACE_MAJOR, 0, 0, 0};
 
   constexpr int messageIndexOffset = 6000;
   const auto plugin = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>::instance(false);
   if (!plugin) {
-    return CFI_STATUS_EXCEPTION;
+    return CFI_STATUS_FAILED;
   }
   plugin->setProviderName(cfi_pgn_name_tstr);
   plugin->setFimName(fimName);
@@ -48,7 +48,7 @@ int startPlugin(kfi_context* context, kfi_version* version, const char* fimName)
   const auto privateDataManager = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
   const auto sessionManager = CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false);
   if (!catalogManager || !traceLog || !errorManager || !privateDataManager || !sessionManager) {
-    return CFI_STATUS_EXCEPTION;
+    return CFI_STATUS_FAILED;
   }
 
   traceLog->setErrorManager(errorManager);

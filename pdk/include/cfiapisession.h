@@ -20,7 +20,7 @@ template <typename Call>
 int withSession(const char* name, Call&& call) {
   const auto manager = CFiContextSingleton<CFiSessionManager, FI_PLUGIN_NAME>::instance(false);
   const CFiSessionSPtr session = manager ? manager->getSession(name) : CFiSessionSPtr();
-  return session ? call(session) : CFI_STATUS_EXCEPTION;
+  return session ? call(session) : CFI_STATUS_FAILED;
 }
 
 // Whether a session call has all that it follows: a session name, at least one node, and each node with a name and a
@@ -61,15 +61,14 @@ inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid**
   if (names.empty()) {
     return CFI_STATUS_SUCCESS;
   }
-  constexpr std::int32_t identifierKind = 1;
   const std::size_t size = names.size() * sizeof(qmfi_objid*);
   auto** const array = static_cast<qmfi_objid**>(qmfi_alloc_buf(size));
   if (array == nullptr) {
-    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for object identifiers", "cfiapisession.h",
+    throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for object identifiers", "cfiapisession.h",
                    "exportIdentifiers", __LINE__);
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
-    array[i] = qmfi_get_objid(names[i].c_str(), static_cast<std::uint32_t>(names[i].size() + 1), identifierKind);
+    array[i] = qmfi_get_objid(names[i].c_str(), static_cast<std::uint32_t>(names[i].size() + 1), KFI_OBJID_PATH);
     if (array[i] == nullptr) {
       qmfi_free_buf(array, size);
       return CFI_STATUS_SUCCESS;
@@ -124,9 +123,9 @@ inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
   if (!hasSessionArguments(sessionName, list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  return withSession(sessionName, [&](const CFiSessionSPtr& session) {
+  return withSession(sessionName, [&](const CFiSessionSPtr& session) -> int {
     session->addNodes(list.nodes(), list.count());
-    return static_cast<int>(CFI_STATUS_SUCCESS);
+    return CFI_STATUS_SUCCESS;
   });
 }
 

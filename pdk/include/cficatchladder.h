@@ -7,6 +7,7 @@
 #include "cfierrormanager.h"
 #include "cfiexecpipe.h"
 #include "cfipluginname.h"
+#include "cfistatus.h"
 
 #include <cxxabi.h>
 #include <unicode/fmtable.h>
@@ -20,9 +21,6 @@
 #include <typeinfo>
 
 namespace qmfi_pdk_4_4 {
-
-// Status of an operation that an exception ended.
-inline constexpr int CFI_STATUS_EXCEPTION = 6;
 
 // A place in the source: what messages carry. The file name is kept without its directories.
 struct CFiSourceLocation {
@@ -73,7 +71,7 @@ int guarded(Body&& body, bool* caught = nullptr, const CFiSourceLocation& locati
       *caught = true;
     }
     pushMessage(id, arguments, KFI_SEVERITY_UNHANDLED_EXCEPTION, location);
-    return CFI_STATUS_EXCEPTION;
+    return CFI_STATUS_FAILED;
   };
   try {
     return body();

@@ -23,9 +23,9 @@ inline int reportUnknownException(const CFiSourceLocation& location) noexcept {
     pushMessage("MSG_ERROR_UNHANDLED_UNKNOWN_EXCEPTION", {messageText(location.file), icu::Formattable(location.line)},
                 KFI_SEVERITY_UNHANDLED_EXCEPTION, location);
   } catch (...) {
-    return CFI_STATUS_EXCEPTION;
+    return CFI_STATUS_FAILED;
   }
-  return CFI_STATUS_EXCEPTION;
+  return CFI_STATUS_FAILED;
 }
 
 // Runs the body of an entry point and returns its status; whatever it throws becomes status 6. The unwinding of a
@@ -50,21 +50,21 @@ enum class DelayedInit { run, skip };
 // when a mutex that fails leaves no provider.
 template <typename Plugin, typename Call>
 int enterPlugin(const char* entryPoint, int line, DelayedInit delayedInit, Call&& call) {
-  return guardEntryPoint(line, [&] {
+  return guardEntryPoint(line, [&]() -> int {
     const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
                                     CFI_ENTRY_POINT_FILE);
     using Provider = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>;
     if (delayedInit == DelayedInit::run) {
       const auto provider = Provider::instance(false);
       if (!provider) {
-        return CFI_STATUS_EXCEPTION;
+        return CFI_STATUS_FAILED;
       }
       if (provider->invokeDelayedInit() != CFI_STATUS_SUCCESS) {
-        return static_cast<int>(CFI_STATUS_DELAYED_INIT_FAILED);
+        return CFI_STATUS_DELAYED_INIT_FAILED;
       }
     }
     const auto plugin = Provider::instance(false);
-    return plugin ? call(*plugin) : CFI_STATUS_EXCEPTION;
+    return plugin ? call(*plugin) : CFI_STATUS_FAILED;
   });
 }
 

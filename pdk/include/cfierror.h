@@ -3,6 +3,7 @@
 #define CFIERROR_H
 
 #include "K_strings.h"
+#include "cfistatus.h"
 
 #include <cctype>
 #include <cinttypes>
@@ -13,16 +14,7 @@
 
 namespace qmfi_pdk_4_4 {
 
-// Codes of CFiError.
-enum CFiErrorCode : std::int32_t {
-  CFI_ERROR_INVALID_ARGUMENT = 3,
-  CFI_ERROR_ALLOCATION = 5,
-  CFI_ERROR_STAT_FAILED = 18,
-  CFI_ERROR_INVALID_PREFIX = 19,
-  CFI_ERROR_NO_OBJECT_IDENTIFIER = 1024,
-};
-
-// A failure with an error number, a text and the place where it was thrown.
+// A failure with an error number, mostly a CFiStatus, a text and the place where it was thrown.
 class CFiError : public std::exception {
  public:
   CFiError(std::int32_t number, std::string text, std::string file, std::string function, std::int32_t line)

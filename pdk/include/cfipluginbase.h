@@ -9,6 +9,7 @@
 #include "cfiprivatedatamanager.h"
 #include "cfisession.h"
 #include "cfismartptr.h"
+#include "cfistatus.h"
 #include "cfistringallocator.h"
 #include "cfitracelog.h"
 #include "kfi.h"
@@ -21,16 +22,6 @@
 #include <string>
 
 namespace qmfi_pdk_4_4 {
-
-// Statuses that the frame and the base operations produce themselves.
-enum CFiStatus : int {
-  CFI_STATUS_SUCCESS = 0,
-  CFI_STATUS_DELAYED_INIT_FAILED = 1,
-  CFI_STATUS_NOT_SUPPORTED = 2,
-  CFI_STATUS_INVALID_ARGUMENT = 3,
-  CFI_STATUS_USE_SESSION = 4,
-  CFI_STATUS_NO_VERSION_RECORD = 7,
-};
 
 // What the processors hand each other at least: data written by one thread and data read by another are better apart by
 // that much.

@@ -34,7 +34,7 @@ class CFiProviderInfoListFactory {
         qmfi_build_providerlist_node(info.name.c_str(), info.version, info.attributes[0], info.attributes[1],
                                      names.data(), static_cast<int>(names.size()));
     if (element == nullptr) {
-      throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for provider list element", "cfiproviderinfo.h",
+      throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for provider list element", "cfiproviderinfo.h",
                      "allocateListElement", __LINE__);
     }
     return element;

@@ -23,8 +23,9 @@ extern "C" {
 #define KFI_SIZE(record, size) _Static_assert(sizeof(record) == (size), #record)
 #endif
 
-/* What the framework intends to do with a node; 2 only looks, without touching a file system. */
+/* What the framework intends to do with a node. Looking touches no file system. */
 typedef int32_t kfi_intent;
+enum { KFI_INTENT_LOOK = 2 };
 
 /* Severity of a message. */
 typedef int32_t kfi_eseverity;
@@ -37,6 +38,27 @@ enum { KFI_DISPOSITION_KEEP = 0, KFI_DISPOSITION_REMOVE = 1 };
 /* Direction of a provider-state call. */
 typedef int32_t kfi_op_providerstate;
 enum { KFI_PROVIDERSTATE_STORE = 0, KFI_PROVIDERSTATE_FETCH = 1 };
+
+/* Modes of online; another mode does nothing. */
+enum { KFI_ONLINE_BRING = 1, KFI_ONLINE_TAKE_OFFLINE = 2 };
+
+/* Bit of the flags of disable_access: unmount by force. */
+enum { KFI_ACCESS_BY_FORCE = 0x10 };
+
+/* Bit of the options of enable_access: do nothing. */
+enum { KFI_ACCESS_ENABLE_NOTHING = 0x1 };
+
+/* Bit of the flags of format: without it nothing is done. */
+enum { KFI_FORMAT_DEVICE = 0x1 };
+
+/* Answer of claim for an object that is the provider's; another provider's is 0. */
+enum { KFI_CLAIMED = 1 };
+
+/* Kinds of object identifiers: of a path, and of an object such as a device or a group. */
+enum { KFI_OBJID_PATH = 1, KFI_OBJID_OBJECT = 3 };
+
+/* Version of the interface, reported by init in the first field of its version record; the other three are 0. */
+enum { KFI_INTERFACE_MAJOR = 7 };
 
 /* Encoding of a blob; no other value is produced or accepted. */
 enum { KFI_BLOB_TEXT = 1 };
@@ -83,7 +105,7 @@ typedef struct TrieNode_ TrieNode_;
 struct qmfi_objid {
   char* vid_name;      /* 0: a mount point, a device path or a group name */
   uint32_t vid_length; /* 8: length of the name without its terminator */
-  int32_t vid_kind;    /* 12: the kind given to qmfi_get_objid */
+  int32_t vid_kind;    /* 12: the kind given to qmfi_get_objid, KFI_OBJID_ */
 };
 KFI_LAYOUT(qmfi_objid, vid_name, 0);
 KFI_LAYOUT(qmfi_objid, vid_length, 8);

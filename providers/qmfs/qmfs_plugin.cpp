@@ -23,10 +23,10 @@ int CQmFSPlugin::init() {
   const auto scope = traceScope("init");
   bool caught = false;
   const int status = guarded(
-      [&] {
+      [&]() -> int {
         if (!isInstalled()) {
           trace(CFI_TRACE_ERROR, "CQmFSPlugin::init QmFS not installed.");
-          return static_cast<int>(QMFS_STATUS_NOT_INSTALLED);
+          return CFI_STATUS_NOT_INSTALLED;
         }
         trace(CFI_TRACE_PROGRESS, "QmFS install check passed.");
         isCfsInstalled = false;
@@ -89,7 +89,7 @@ int CQmFSPlugin::getProviderInfo(kfi_provider_list** list) {
   return guarded([&] {
     CFiProviderInfo info;
     info.name = cfi_pgn_name_tstr;
-    info.version = kfi_version{7, 0, 0, 0};
+    info.version = kfi_version{KFI_INTERFACE_MAJOR, 0, 0, 0};
     info.attributes[0] = 16;
     info.attributes[1] = 2;
     info.fiTypes = {QMFS_TYPE};

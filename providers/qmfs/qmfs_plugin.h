@@ -32,14 +32,6 @@ extern "C" {
 int fipgn_get_objid(const char* name, qmfi_objid** object);
 }
 
-// Statuses of the provider's operations, beside those of the frame.
-enum QmfsStatus : int {
-  QMFS_STATUS_FAILED = 6,               // a look-up failed, or an exception was caught
-  QMFS_STATUS_NOT_INSTALLED = 30,       // the file-system package is missing
-  QMFS_STATUS_BUSY = 32,                // a device is still busy after the unmount retries
-  QMFS_STATUS_MOUNTED_ELSEWHERE = 1088  // a device is mounted on another mount point
-};
-
 // What a mount point is used for at the moment.
 enum QmfsMountStatus : int { QMFS_NOT_MOUNTED = 1, QMFS_MOUNTED = 2, QMFS_MOUNT_STATUS_UNKNOWN = 3 };
 

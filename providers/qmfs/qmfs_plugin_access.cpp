@@ -10,12 +10,9 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr long forcedUnmount = 0x10;
-constexpr int enableNothing = 0x1;
-
 void requireList(const kfi_node_subobj_list* list, const char* text, const char* function, int line) {
   if (list == nullptr || list->kns_node == nullptr) {
-    throw CFiError(CFI_ERROR_INVALID_ARGUMENT, text, "qmfs_plugin_access.cpp", function, line);
+    throw CFiError(CFI_STATUS_INVALID_ARGUMENT, text, "qmfs_plugin_access.cpp", function, line);
   }
 }
 
@@ -32,13 +29,13 @@ bool isDisabled(const kfi_domain& node) {
 
 int CQmFSPlugin::disableAccess(kfi_node_subobj_list* list, long flags) {
   const auto scope = traceScope("disableAccess");
-  return guarded([&] {
+  return guarded([&]() -> int {
     requireList(list, "disableAccess(): Invalid subobj list", "disableAccess", __LINE__);
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
       if (element->kns_node == nullptr) {
-        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+        return CFI_STATUS_INVALID_ARGUMENT;
       }
-      const int status = disableNode(*element->kns_node, (flags & forcedUnmount) != 0);
+      const int status = disableNode(*element->kns_node, (flags & KFI_ACCESS_BY_FORCE) != 0);
       if (status != 0) {
         return status;
       }
@@ -66,15 +63,15 @@ int CQmFSPlugin::disableNode(kfi_domain& node, bool force) {
 
 int CQmFSPlugin::enableAccess(kfi_node_subobj_list* list, long /*flags*/, int /*level*/, int options) {
   const auto scope = traceScope("enableAccess");
-  return guarded([&] {
-    if ((options & enableNothing) != 0) {
+  return guarded([&]() -> int {
+    if ((options & KFI_ACCESS_ENABLE_NOTHING) != 0) {
       return 0;
     }
     requireList(list, "enableAccess(): Invalid subobj list", "enableAccess", __LINE__);
     for (const kfi_node_subobj_list* element = list; element != nullptr; element = element->kns_next) {
       kfi_domain* const node = element->kns_node;
       if (node == nullptr) {
-        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+        return CFI_STATUS_INVALID_ARGUMENT;
       }
       if (isDisabled(*node)) {
         const NodeAccess access = enableNode(*element);
@@ -98,7 +95,7 @@ CQmFSPlugin::NodeAccess CQmFSPlugin::enableNode(const kfi_node_subobj_list& elem
   const MountTableAnswer mounted = mountOfDevice(device);
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return {false, QMFS_STATUS_FAILED};
+    return {false, CFI_STATUS_FAILED};
   }
   const char* const name = objectName(element.kns_node);
   if (name == nullptr) {
@@ -114,7 +111,7 @@ CQmFSPlugin::NodeAccess CQmFSPlugin::enableNode(const kfi_node_subobj_list& elem
     return {false, 0};
   }
   trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
-  return {false, QMFS_STATUS_MOUNTED_ELSEWHERE};
+  return {false, CFI_STATUS_MOUNTED_ELSEWHERE};
 }
 
 CQmFSPlugin::NodeAccess CQmFSPlugin::mountNode(const kfi_node_subobj_list& element, const char* device,
@@ -127,7 +124,7 @@ CQmFSPlugin::NodeAccess CQmFSPlugin::mountNode(const kfi_node_subobj_list& eleme
   // The list is the framework's, which may have cleared it meanwhile.
   if (element.subobjs == nullptr) {
     trace(CFI_TRACE_ERROR, "Subobj list is not set ");
-    return {false, QMFS_STATUS_FAILED};
+    return {false, CFI_STATUS_FAILED};
   }
   const auto mountPoint = acceptedMountPoint(name);
   const auto mountable = mountPoint ? acceptedDevice(device) : std::nullopt;

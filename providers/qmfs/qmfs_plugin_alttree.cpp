@@ -43,37 +43,36 @@ bool hasOrCanHaveData(const kfi_domain* domain, const CFiPrivateDataFactorySPtr&
 
 void CQmFSPlugin::storeAlternateIdentifier(const char* operation, const std::string& alternate,
                                            qmfi_objid** altObject) {
-  constexpr std::int32_t pathKind = 1;
-  *altObject = qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), pathKind);
+  *altObject = qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), KFI_OBJID_PATH);
   if (*altObject == nullptr) {
     const std::string text = std::string(operation) + " : Failed to get objid for :" + alternate;
     trace(CFI_TRACE_ERROR, "%s", text.c_str());
-    throw CFiError(CFI_ERROR_NO_OBJECT_IDENTIFIER, text, sourceFile, operation, __LINE__);
+    throw CFiError(CFI_STATUS_NO_OBJECT_IDENTIFIER, text, sourceFile, operation, __LINE__);
   }
 }
 
 int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*objects*/, qmfi_objid** snapObjects,
                               int /*count*/, qmfi_objid** altObject) {
   const auto scope = traceScope("buildAltTree");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (domain == nullptr || fiid == nullptr) {
-      throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", sourceFile, "buildAltTree",
+      throw CFiError(CFI_STATUS_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", sourceFile, "buildAltTree",
                      __LINE__);
     }
     if (domain->fid_provider == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     if (!isOwnProvider(domain->fid_provider)) {
       const std::string text = std::string("buildAltTree() : Invalid prefix :") + domain->fid_provider;
       trace(CFI_TRACE_ERROR, "%s", text.c_str());
-      throw CFiError(CFI_ERROR_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
+      throw CFiError(CFI_STATUS_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
     }
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (nodeName(domain) == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory)) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     const auto device = acceptedDevice(firstName(snapObjects));
-    return device ? buildAltNode(domain, *device, *factory, altObject) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+    return device ? buildAltNode(domain, *device, *factory, altObject) : CFI_STATUS_INVALID_ARGUMENT;
   });
 }
 
@@ -130,20 +129,20 @@ std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const C
 int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qmfi_objid** snapObjects, int /*count*/,
                                 qmfi_objid** altObject) {
   const auto scope = traceScope("importTreeNode");
-  return guarded([&] {
+  return guarded([&]() -> int {
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (domain == nullptr || altObject == nullptr || !hasOrCanHaveData(domain, factory)) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     CFiPrivateDataSPtr data = factory->access(domain);
     const std::string alternate = importedAlternateName(domain, data);
     const auto mountPoint = !alternate.empty() ? acceptedMountPoint(alternate) : std::nullopt;
     if (!mountPoint) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
     if (qmfs_check_claim(alternate.c_str()) == 0 && !acceptedDevice(firstName(snapObjects))) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     const int status = importAltNode(*mountPoint, snapObjects);
     if (status != 0) {
@@ -164,7 +163,7 @@ int CQmFSPlugin::importAltNode(const CommandWord& alternate, qmfi_objid** snapOb
   const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted.found != nullptr) {
     return 0;
@@ -181,19 +180,18 @@ int CQmFSPlugin::importAltNode(const CommandWord& alternate, qmfi_objid** snapOb
 int CQmFSPlugin::reAccessAltNode(kfi_domain* /*domain*/, qmfi_objid* altObject, qmfi_objid* /*other*/, char* /*name*/,
                                  qmfi_objid** /*out1*/, qmfi_objid** /*out2*/, int /*count*/, kfi_intent intent) {
   const auto scope = traceScope("reAccessAltNode");
-  return guarded([&] {
-    constexpr kfi_intent lookOnly = 2;
-    if (intent == lookOnly) {
+  return guarded([&]() -> int {
+    if (intent == KFI_INTENT_LOOK) {
       return 0;
     }
     const char* const path = objectName(altObject);
     if (path == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     struct stat status {};
     if (::stat(path, &status) != 0) {
       trace(CFI_TRACE_ERROR, "CQmFSPlugin::reAccessAltNode : stat on %s failed with errno=[%d]", path, errno);
-      throw CFiError(CFI_ERROR_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, sourceFile,
+      throw CFiError(CFI_STATUS_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, sourceFile,
                      "reAccessAltNode", __LINE__);
     }
     return 0;

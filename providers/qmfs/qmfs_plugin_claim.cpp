@@ -16,8 +16,7 @@ constexpr const char* devicePrefix = "/dev/";
 
 // Required: the group's identifier is asked for with the terminator counted.
 qmfi_objid* quiesceGroupIdentifier() {
-  constexpr std::int32_t groupKind = 3;
-  return qmfi_get_objid(QMFS_QUIESCE_GROUP, sizeof QMFS_QUIESCE_GROUP, groupKind);
+  return qmfi_get_objid(QMFS_QUIESCE_GROUP, sizeof QMFS_QUIESCE_GROUP, KFI_OBJID_OBJECT);
 }
 
 // The array is handed to the framework and claims may run side by side: an entry that is right already is not touched.
@@ -32,10 +31,10 @@ void storeGroupIdentifier(qmfi_objid* group) {
 
 int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
   const auto scope = traceScope("claim");
-  return guarded([&] {
+  return guarded([&]() -> int {
     const char* const name = objectName(object);
     if (name == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     trace(CFI_TRACE_PROGRESS, "primaryObjid->vid_name : %s", name);
     const std::string trimmed = CFiStringTool::trim(name, whiteSpace);
@@ -49,15 +48,15 @@ int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
     trace(CFI_TRACE_DETAIL, "qmfs_check_claim returned claim : %d", claimed);
     if (claimed < 0) {
       trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-      return static_cast<int>(QMFS_STATUS_FAILED);
+      return CFI_STATUS_FAILED;
     }
     if (claimed != 0) {
       if (groups == nullptr || count == nullptr) {
-        return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+        return CFI_STATUS_INVALID_ARGUMENT;
       }
       qmfi_objid* const group = quiesceGroupIdentifier();
       if (group == nullptr) {
-        return static_cast<int>(QMFS_STATUS_FAILED);
+        return CFI_STATUS_FAILED;
       }
       storeGroupIdentifier(group);
       *groups = grpobjid;
@@ -70,16 +69,16 @@ int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
 
 int CQmFSPlugin::checkNodeExistence(kfi_domain* node, int* exists) {
   const auto scope = traceScope("checkNodeExistence");
-  return guarded([&] {
+  return guarded([&]() -> int {
     const char* const name = objectName(node);
     if (name == nullptr || exists == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim on node->fid_objid->vid_name : %s", name);
     const int claimed = qmfs_check_claim(name);
     if (claimed < 0) {
       trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-      return static_cast<int>(QMFS_STATUS_FAILED);
+      return CFI_STATUS_FAILED;
     }
     if (claimed != 0) {
       trace(CFI_TRACE_PROGRESS, "Node :%s exists", name);
@@ -91,9 +90,9 @@ int CQmFSPlugin::checkNodeExistence(kfi_domain* node, int* exists) {
 
 int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
   const auto scope = traceScope("isParentPgn");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (device == nullptr || isParent == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     const std::string trimmed = CFiStringTool::trim(device, whiteSpace);
     const auto word = trimmed.find(devicePrefix) == 0 ? CommandWord::of(trimmed) : std::nullopt;

@@ -101,7 +101,7 @@ int CQmFSPlugin::getFSTypeLocation(std::string& path) {
     }
   }
   trace(CFI_TRACE_ERROR, "fstype command is not installed");
-  return QMFS_STATUS_FAILED;
+  return CFI_STATUS_FAILED;
 }
 
 bool CQmFSPlugin::getUmountLocation(std::string& path) {

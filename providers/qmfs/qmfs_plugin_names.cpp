@@ -25,11 +25,10 @@ void replacePrefix(std::string& device, const char* from, const char* to) {
 }  // namespace
 
 int fipgn_get_objid(const char* name, qmfi_objid** object) {
-  constexpr std::int32_t pathKind = 1;
   if (name == nullptr || object == nullptr) {
     return 1;
   }
-  qmfi_objid* const found = qmfi_get_objid(name, static_cast<std::uint32_t>(std::strlen(name)), pathKind);
+  qmfi_objid* const found = qmfi_get_objid(name, static_cast<std::uint32_t>(std::strlen(name)), KFI_OBJID_PATH);
   if (found == nullptr) {
     return 1;
   }
@@ -79,12 +78,12 @@ int CQmFSPlugin::createPathAndAllocBuffer(const ACE_String_Base<char>& path, cha
   const auto scope = traceScope("createPathAndAllocBuffer");
   std::unique_ptr<char*, FreeDeleter> array(static_cast<char**>(std::malloc(sizeof(char*))));
   if (array == nullptr) {
-    return CFI_ERROR_ALLOCATION;
+    return CFI_STATUS_NO_MEMORY;
   }
   const std::size_t length = path.length();
   auto* const buffer = static_cast<char*>(qmfi_alloc_buf(length + 1));
   if (buffer == nullptr) {
-    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for path", "qmfs_plugin_names.cpp", "createPathAndAllocBuffer",
+    throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for path", "qmfs_plugin_names.cpp", "createPathAndAllocBuffer",
                    __LINE__);
   }
   K_strlncpy(buffer, path.c_str(), length, length + 1);

@@ -11,8 +11,6 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr std::int32_t subObjectKind = 3;
-
 void fillNodeRecord(kfi_domain* node) {
   node->fid_name = node->fid_objid->vid_name;
   node->fid_qnode = nullptr;
@@ -27,7 +25,7 @@ void CQmFSPlugin::attachQuiesceNode(kfi_domain* node) {
   auto* const quiesceNode = static_cast<kfi_quiescenode*>(qmfi_alloc_buf(sizeof(kfi_quiescenode)));
   if (quiesceNode == nullptr || type == nullptr) {
     qmfi_free_buf(quiesceNode, sizeof(kfi_quiescenode));
-    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for quiesce node", "qmfs_plugin_node.cpp", "initNode",
+    throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for quiesce node", "qmfs_plugin_node.cpp", "initNode",
                    __LINE__);
   }
   *quiesceNode = kfi_quiescenode{type.release(), node, nullptr};
@@ -37,9 +35,9 @@ void CQmFSPlugin::attachQuiesceNode(kfi_domain* node) {
 int CQmFSPlugin::attachSubObject(CQmFSPrivateData& data, const char* device) {
   const ACE_String_Base<char> name = CFiStringTool::str2tstr(device);
   qmfi_objid* const identifier =
-      qmfi_get_objid(name.c_str(), static_cast<std::uint32_t>(name.length() + 1), subObjectKind);
+      qmfi_get_objid(name.c_str(), static_cast<std::uint32_t>(name.length() + 1), KFI_OBJID_OBJECT);
   if (identifier == nullptr) {
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   data.addSubObject(identifier);
   return 0;
@@ -52,12 +50,12 @@ int CQmFSPlugin::recordMount(kfi_domain* node, CQmFSPrivateData& data, bool alte
   const MountTableAnswer mounted = deviceOfMount(name);
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted.found == nullptr) {
     trace(CFI_TRACE_ERROR, "subobj not found for %s : %s", role, name);
     pushMessage("MSG_ERROR_SUBOBJ_NOT_FOUND", {messageText(name)}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   // Required: the same line has another level for an alternate node, and only a primary one tells of the addition.
   trace(alternate ? CFI_TRACE_PROGRESS : CFI_TRACE_DETAIL, "Node: %s :: subobj: %s ", name, mounted.found.get());
@@ -79,11 +77,11 @@ int CQmFSPlugin::recordMount(kfi_domain* node, CQmFSPrivateData& data, bool alte
 
 int CQmFSPlugin::initNode(kfi_domain* node, kfi_domain** domains, int count, qmfi_objid* /*object*/) {
   const auto scope = traceScope("initNode");
-  return guarded([&] {
+  return guarded([&]() -> int {
     const char* const name = objectName(node);
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (name == nullptr || count < 0 || (count > 0 && domains == nullptr) || !factory) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     trace(CFI_TRACE_PROGRESS, "Node: %s", name);
     fillNodeRecord(node);
@@ -99,14 +97,14 @@ int CQmFSPlugin::initNode(kfi_domain* node, kfi_domain** domains, int count, qmf
 
 int CQmFSPlugin::initAltNode(kfi_domain* /*first*/, kfi_domain* /*second*/, kfi_domain* target, bool /*remote*/) {
   const auto scope = traceScope("initAltNode");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (target == nullptr) {
-      throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "initAltNode(), target node is invalid.", "qmfs_plugin_node.cpp",
+      throw CFiError(CFI_STATUS_INVALID_ARGUMENT, "initAltNode(), target node is invalid.", "qmfs_plugin_node.cpp",
                      "initAltNode", __LINE__);
     }
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (objectName(target) == nullptr || !factory) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     fillNodeRecord(target);
     const CFiPrivateDataSPtr data = factory->allocate(target, true);

@@ -10,22 +10,16 @@
 
 using namespace qmfi_pdk_4_4;
 
-namespace {
-
-enum OnlineMode : int { bringOnlineMode = 1, takeOfflineMode = 2 };
-
-}  // namespace
-
 int CQmFSPlugin::online(kfi_domain* /*domain*/, kfi_domain* node, int mode, kfi_disposition disposition) {
   const auto scope = traceScope("online");
-  return guarded([&] {
-    if (mode != bringOnlineMode && mode != takeOfflineMode) {
+  return guarded([&]() -> int {
+    if (mode != KFI_ONLINE_BRING && mode != KFI_ONLINE_TAKE_OFFLINE) {
       return 0;
     }
     if (objectName(node) == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
-    return mode == bringOnlineMode ? bringOnline(node) : takeOffline(node, disposition);
+    return mode == KFI_ONLINE_BRING ? bringOnline(node) : takeOffline(node, disposition);
   });
 }
 
@@ -41,7 +35,7 @@ int CQmFSPlugin::bringOnline(kfi_domain* node) {
   const MountTableAnswer mounted = mountOfDevice(device);
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted.found != nullptr) {
     trace(CFI_TRACE_PROGRESS, "Device: %s :: mount: %s :: mnt_opts: %s", device, mounted.found.get(),
@@ -51,7 +45,7 @@ int CQmFSPlugin::bringOnline(kfi_domain* node) {
       return 0;
     }
     trace(CFI_TRACE_WARNING, "Device {%s} is mounted on different mount point already", device);
-    return QMFS_STATUS_MOUNTED_ELSEWHERE;
+    return CFI_STATUS_MOUNTED_ELSEWHERE;
   }
   const std::string options = qmfsDataOf(data).getMntOpts();
   const auto mountPoint = acceptedMountPoint(name);
@@ -86,13 +80,15 @@ int CQmFSPlugin::dispose(kfi_domain* /*first*/, kfi_domain* node, kfi_splitnode*
                          kfi_disposition disposition) {
   const auto scope = traceScope("dispose");
   return guarded([&] {
-    return disposition == KFI_DISPOSITION_REMOVE ? online(nullptr, node, takeOfflineMode, KFI_DISPOSITION_REMOVE) : 0;
+    return disposition == KFI_DISPOSITION_REMOVE
+               ? online(nullptr, node, KFI_ONLINE_TAKE_OFFLINE, KFI_DISPOSITION_REMOVE)
+               : 0;
   });
 }
 
 int CQmFSPlugin::deportTree(kfi_domain* primary, kfi_domain* alternate, kfi_accessnode* access) {
   const auto scope = traceScope("deportTree");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (access != nullptr && access->kan_access == 0) {
       return 0;
     }
@@ -103,7 +99,7 @@ int CQmFSPlugin::deportTree(kfi_domain* primary, kfi_domain* alternate, kfi_acce
       return 0;
     }
     if (objectName(alternate) == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     return deportAltNode(alternate->fid_objid->vid_name);
   });
@@ -114,7 +110,7 @@ int CQmFSPlugin::deportAltNode(char* name) {
   const int mounted = qmfs_check_claim(name);
   if (mounted < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted == 0) {
     return 0;
@@ -135,17 +131,17 @@ int CQmFSPlugin::deportAltNode(char* name) {
 
 int CQmFSPlugin::processProviderState(kfi_domain* node, kfi_blob* blob, kfi_op_providerstate operation) {
   const auto scope = traceScope("processProviderState");
-  return guarded([&] {
+  return guarded([&]() -> int {
     const char* const name = objectName(node);
     if (name == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     if (std::strcmp(name, QMFS_QUIESCE_GROUP) == 0) {
       return 0;
     }
     const CFiPrivateDataFactorySPtr factory = providerFactory();
     if (!factory || (operation == KFI_PROVIDERSTATE_FETCH && blob == nullptr)) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     CFiPrivateDataSPtr data = factory->access(node);
     if (!data) {
@@ -154,11 +150,14 @@ int CQmFSPlugin::processProviderState(kfi_domain* node, kfi_blob* blob, kfi_op_p
     if (operation == KFI_PROVIDERSTATE_FETCH) {
       blob->kb_length = 0;
       blob->kb_buffer = nullptr;
-      return deviceOf(data) != nullptr ? data->getNodeState(blob) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      if (deviceOf(data) == nullptr) {
+        return CFI_STATUS_INVALID_ARGUMENT;
+      }
+      return data->getNodeState(blob);
     }
     if (operation == KFI_PROVIDERSTATE_STORE) {
       if (blob == nullptr || blob->kb_buffer == nullptr) {
-        throw CFiError(CFI_ERROR_INVALID_ARGUMENT, "processProviderState(): Invalid blob contents",
+        throw CFiError(CFI_STATUS_INVALID_ARGUMENT, "processProviderState(): Invalid blob contents",
                        "qmfs_plugin_online.cpp", "processProviderState", __LINE__);
       }
       return data->setNodeState(blob);

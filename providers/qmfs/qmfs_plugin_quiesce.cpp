@@ -54,7 +54,7 @@ int CQmFSPlugin::quiesce(kfi_quiescenode** nodes, int count, char* /*options*/) 
   QuiesceState idle = QuiesceState::idle;
   if (!m_quiesceState.compare_exchange_strong(idle, QuiesceState::changing)) {
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : a quiesce is outstanding already");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   bool finished = false;
   const CFiScopeExit leave([&] {
@@ -87,7 +87,7 @@ int CQmFSPlugin::quiesceNodes(kfi_quiescenode** nodes, std::int32_t count) {
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::quiesce : create_context failed with error : %d, calling close_context",
           error);
     closeContext(ThawReport::messages);
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   const int status = openMountPoints(nodes, count);
   return status == 0 ? freezeNodes(nodes, count, timeout) : status;
@@ -142,7 +142,7 @@ int CQmFSPlugin::endQuiesce(std::int32_t count) {
   closeFDList(m_frozenSet.descriptors(), count);
   m_frozenSet.release();
   closeContext(ThawReport::messages);
-  return QMFS_STATUS_FAILED;
+  return CFI_STATUS_FAILED;
 }
 
 // Once for each opening, which counts also when it failed. An exception of the closing ends no call.
@@ -181,7 +181,7 @@ int CQmFSPlugin::qmFreezeAll(const std::int32_t* descriptors, std::int32_t count
   qmfs_freeze_all request{count, timeout, descriptors};
   if (::ioctl(descriptors[0], QM_FREEZE_ALL, &request) != 0) {
     trace(CFI_TRACE_ERROR, "CQmFSPlugin::qmFreezeAll : ioctl QM_FREEZE_ALL failed with errno : %d ", errno);
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   m_frozenSet.setFrozen(count);
   return 0;
@@ -199,7 +199,7 @@ int CQmFSPlugin::qmFreeze(const std::int32_t* descriptors, kfi_quiescenode** nod
       // Required: the count is one short, so the file system frozen last stays so until its time-out.
       thawFileSystemList(descriptors, nodes, i - 1);
       m_frozenSet.setFrozen(0);
-      return QMFS_STATUS_FAILED;
+      return CFI_STATUS_FAILED;
     }
     m_frozenSet.setFrozen(i + 1);
   }

@@ -13,7 +13,6 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-constexpr int formatDevice = 0x1;
 constexpr int mountAttempts = 2;
 
 // Required: the text carries an option flag of its own, so the command has it twice.
@@ -43,17 +42,17 @@ std::string mountOptionsOf(const char* options) {
 int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* type, char* /*extra2*/, int flags,
                         char*** /*paths*/, int* /*pathCount*/) {
   const auto scope = traceScope("format");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (!isOwnType(type)) {
       trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
-    if ((flags & formatDevice) == 0) {
+    if ((flags & KFI_FORMAT_DEVICE) == 0) {
       return 0;
     }
     const auto device = acceptedDevice(firstDevice(devices));
     if (!device) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     std::string rawDevice = device->text();
     convertBlockToRawDevice(rawDevice);
@@ -74,19 +73,19 @@ int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* t
 int CQmFSPlugin::onlineResource(char** devices, int /*count*/, char* mountPoint, char* type, char* options,
                                 char* /*extra3*/, int /*extra4*/, char*** paths, int* pathCount) {
   const auto scope = traceScope("onlineResource");
-  return guarded([&] {
+  return guarded([&]() -> int {
     if (paths == nullptr || pathCount == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     *pathCount = 0;
     *paths = nullptr;
     if (!isOwnType(type)) {
       trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     const char* const device = firstDevice(devices);
     if (device == nullptr) {
-      return static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+      return CFI_STATUS_INVALID_ARGUMENT;
     }
     const std::string mountOptions = mountOptionsOf(options);
     std::string target;
@@ -107,7 +106,7 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
   const MountTableAnswer mounted = mountOfDevice(device);
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted.found != nullptr) {
     trace(CFI_TRACE_PROGRESS, "Device: %s :: mntPoint: %s", device, mounted.found.get());
@@ -116,7 +115,7 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
       return 0;
     }
     trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
-    return QMFS_STATUS_MOUNTED_ELSEWHERE;
+    return CFI_STATUS_MOUNTED_ELSEWHERE;
   }
   const auto mountable = acceptedDevice(device);
   const auto target = mountable ? acceptedMountPoint(mountPoint) : std::nullopt;

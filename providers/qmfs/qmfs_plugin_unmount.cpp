@@ -122,14 +122,14 @@ int CQmFSPlugin::QmFSUmount(char* mountPoint, bool force) {
   const MountTableAnswer mounted = deviceOfMount(mountPoint);
   if (mounted.result < 0) {
     trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
-    return QMFS_STATUS_FAILED;
+    return CFI_STATUS_FAILED;
   }
   if (mounted.found == nullptr) {
     trace(CFI_TRACE_PROGRESS, "Mountpoint %s is already umounted", mountPoint);
     return 0;
   }
   const auto word = acceptedMountPoint(mountPoint);
-  return word ? unmount(*word, force) : static_cast<int>(CFI_STATUS_INVALID_ARGUMENT);
+  return word ? unmount(*word, force) : CFI_STATUS_INVALID_ARGUMENT;
 }
 
 int CQmFSPlugin::unmount(const CommandWord& mountPoint, bool force) {
@@ -218,7 +218,7 @@ int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, 
     if (says(run.output, "busy")) {
       trace(CFI_TRACE_ERROR, "Device to be unmounted is busy");
       if (attempt == retries) {
-        return QMFS_STATUS_BUSY;
+        return CFI_STATUS_BUSY;
       }
     }
   }

@@ -16,9 +16,6 @@ using namespace qmfi_pdk_4_4;
 
 namespace {
 
-// Kind of the identifiers of sub-objects.
-constexpr std::int32_t subObjectKind = 3;
-
 // An element of a node's state text: its tags, and where they first stand in a text, -1 for one that is missing.
 struct Element {
   std::string_view openTag;
@@ -115,7 +112,7 @@ int CQmFSPrivateData::getNodeState(kfi_blob* blob) {
   const std::size_t length = text.size() + 1;
   auto* const buffer = static_cast<char*>(qmfi_alloc_buf(length));
   if (buffer == nullptr) {
-    throw CFiError(CFI_ERROR_ALLOCATION, "Bad allocation for node state", "qmfs_private_data.cpp", "getNodeState",
+    throw CFiError(CFI_STATUS_NO_MEMORY, "Bad allocation for node state", "qmfs_private_data.cpp", "getNodeState",
                    __LINE__);
   }
   std::memcpy(buffer, text.c_str(), length);
@@ -146,7 +143,7 @@ int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
   std::pmr::monotonic_buffer_resource memory(room.data(), room.size());
   const std::pmr::string subObject(uncheckedText(text, elements.subObject), &memory);
   qmfi_objid* const identifier =
-      qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), subObjectKind);
+      qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), KFI_OBJID_OBJECT);
   if (identifier != nullptr) {
     addSubObject(identifier);
   }

@@ -12,7 +12,7 @@
 namespace qmfi_host {
 
 // Kinds of object identifiers.
-enum class ObjectKind : std::int32_t { path = 1, object = 3 };
+enum class ObjectKind : std::int32_t { path = KFI_OBJID_PATH, object = KFI_OBJID_OBJECT };
 
 // The identifier of a name. Throws HostError when memory is short or the name is empty.
 qmfi_objid* objectOf(const std::string& name, ObjectKind kind);

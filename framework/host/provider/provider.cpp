@@ -4,13 +4,11 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "cfistatus.h"
+
 namespace qmfi_host {
 
 namespace {
-
-// What a call that has no status of its own has failed with.
-constexpr int statusFailed = 6;
-constexpr int interfaceMajor = 7;
 
 // They come as an array in JSON.
 std::vector<std::string> argumentsOf(const kfi_msg_info& message) {
@@ -40,10 +38,10 @@ Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std
     m_entryPoints.fi_pgn_fini();
     throw ProviderError(error);
   }
-  if (version.kv_major != interfaceMajor) {
+  if (version.kv_major != KFI_INTERFACE_MAJOR) {
     m_entryPoints.fi_pgn_fini();
     throw HostError(what + ": it speaks version " + std::to_string(version.kv_major) + " of the interface, not " +
-                    std::to_string(interfaceMajor));
+                    std::to_string(KFI_INTERFACE_MAJOR));
   }
 }
 
@@ -53,7 +51,8 @@ Provider::~Provider() {
 
 void Provider::throwIfMessages(const std::string& what) {
   std::vector<ProviderMessage> messages = takeMessages();
-  if (!messages.empty()) throw ProviderError(what, statusFailed, std::move(messages), {});
+  // A call that has no status of its own fails as any other would.
+  if (!messages.empty()) throw ProviderError(what, qmfi_pdk_4_4::CFI_STATUS_FAILED, std::move(messages), {});
 }
 
 ProviderError Provider::failure(const std::string& what, int status) {

@@ -12,11 +12,6 @@ using qmfi_pdk_4_4::CFiScopeExit;
 
 namespace {
 
-constexpr int bringNodeOnline = 1;
-constexpr long byForce = 0x10;
-constexpr int formatDevice = 0x1;
-constexpr int claimed = 1;
-
 std::string versionText(const kfi_version& version) {
   return std::to_string(version.kv_major) + "." + std::to_string(version.kv_minor) + "." +
          std::to_string(version.kv_patch) + "." + std::to_string(version.kv_build);
@@ -78,7 +73,7 @@ ClaimAnswer Provider::claim(const std::string& path) {
   takeMessages();
   const int answer = m_entryPoints.fi_pgn_claim(objectOf(path, ObjectKind::path), &groups, &count);
   if (answer == 0) return {};
-  if (answer != claimed) throw failure(path + " could not be claimed", answer);
+  if (answer != KFI_CLAIMED) throw failure(path + " could not be claimed", answer);
   ClaimAnswer own{true, {}};
   for (int i = 0; i < count; ++i) own.groups.emplace_back(groups[i]->vid_name);
   return own;
@@ -117,7 +112,7 @@ std::string Provider::buildAlternate(Node& primary, const std::string& session, 
 
 void Provider::online(Node& primary, Node& alternate) {
   run(alternate.name() + " could not be mounted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_online(primary.domain(), alternate.domain(), bringNodeOnline, KFI_DISPOSITION_KEEP);
+    return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_BRING, KFI_DISPOSITION_KEEP);
   });
 }
 
@@ -142,8 +137,9 @@ bool Provider::isMounted(Node& node) {
 
 void Provider::disableAccess(Node& node, const std::string& device, bool force) {
   AccessList list(node, device);
-  run(node.name() + " could not be taken out of use",
-      [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_disable_access(list.get(), force ? byForce : 0); });
+  run(node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
+    return calls.fi_pgn_disable_access(list.get(), force ? KFI_ACCESS_BY_FORCE : 0);
+  });
 }
 
 void Provider::enableAccess(Node& node, const std::string& device) {
@@ -171,7 +167,7 @@ void Provider::format(const std::string& device) {
   char** paths = nullptr;
   int count = 0;
   run(device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, formatDevice, &paths, &count);
+    return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, KFI_FORMAT_DEVICE, &paths, &count);
   });
 }
 
