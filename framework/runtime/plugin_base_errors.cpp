@@ -20,7 +20,6 @@ struct StatusText {
 constexpr StatusText statusTexts[] = {
 #define FI_STATUS(name, number, text) {CFI_STATUS_##name, text},
 #include "cfistatus.def"
-#undef FI_STATUS
 };
 
 constexpr const char* otherStatusText = "The operation failed with a status that has no description.";

@@ -44,17 +44,18 @@ int guardEntryPoint(int line, Body&& body) {
   }
 }
 
-enum class DelayedInit { run, skip };
+// Whether an entry point comes after the provider's delayed initialisation, which it runs when it has not run yet.
+enum class CFiEntry { delayed, atOnce };
 
 // The common entry point of provider class Plugin: call is given the provider and returns the status. Status 6 also
 // when a mutex that fails leaves no provider.
 template <typename Plugin, typename Call>
-int enterPlugin(const char* entryPoint, int line, DelayedInit delayedInit, Call&& call) {
+int enterPlugin(const char* entryPoint, int line, CFiEntry entry, Call&& call) {
   return guardEntryPoint(line, [&]() -> int {
     const CFiTraceLogFunction scope(CFiContextSingleton<CFiTraceLog, FI_PLUGIN_NAME>::instance(false), entryPoint, line,
                                     CFI_ENTRY_POINT_FILE);
     using Provider = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>;
-    if (delayedInit == DelayedInit::run) {
+    if (entry == CFiEntry::delayed) {
       const auto provider = Provider::instance(false);
       if (!provider) {
         return CFI_STATUS_FAILED;

@@ -9,7 +9,6 @@ namespace qmfi_pdk_4_4 {
 enum CFiStatus : int {
 #define FI_STATUS(name, number, text) CFI_STATUS_##name = number,
 #include "cfistatus.def"
-#undef FI_STATUS
 };
 
 }  // namespace qmfi_pdk_4_4

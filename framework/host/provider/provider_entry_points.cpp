@@ -33,7 +33,6 @@ void resolve(void* library, const std::string& symbol, Function*& function) {
 void resolveAll(void* library, const std::string& name, ProviderEntryPoints& entryPoints) {
 #define FI_ENTRY_POINT(suffix, result, parameters) resolve(library, name + "_" #suffix, entryPoints.suffix);
 #include "cfientrypoints.def"
-#undef FI_ENTRY_POINT
 }
 
 }  // namespace

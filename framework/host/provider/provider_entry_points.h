@@ -10,10 +10,9 @@
 namespace qmfi_host {
 
 struct ProviderEntryPoints {
-// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of types.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of parameters.
 #define FI_ENTRY_POINT(suffix, result, parameters) result(*suffix) parameters = nullptr;
 #include "cfientrypoints.def"
-#undef FI_ENTRY_POINT
 };
 
 // A provider's shared library, loaded as long as this object lives.

@@ -28,7 +28,7 @@ class Provider : public PlainProvider {
 };
 
 int enter() {
-  return enterPlugin<Provider>("entry", 1, DelayedInit::run, [](Provider&) { return 41; });
+  return enterPlugin<Provider>("entry", 1, CFiEntry::delayed, [](Provider&) { return 41; });
 }
 
 class DelayedInitialisation : public testing::Test {

@@ -33,7 +33,7 @@ CFiMessageSPtr messageNamed(const char* id) {
 // An entry point, of whose locks the one with that number fails.
 int enterWithFailure(int number) {
   const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
-  return enterPlugin<PlainProvider>("entry", 1, DelayedInit::run, [](PlainProvider&) { return 41; });
+  return enterPlugin<PlainProvider>("entry", 1, CFiEntry::delayed, [](PlainProvider&) { return 41; });
 }
 
 TEST(FrameMutex, EntryPointWithoutAProviderIsSix) {

@@ -55,47 +55,12 @@ int CTinyPlugin::makeSnapshots(CFiSessionSPtr session) {
   for (const auto& [key, name] : tinyControl().secondNames) {
     session->setSecondName(key, name);
   }
-  return note("makeSnapshots", session);
-}
-
-int CTinyPlugin::quiesce(kfi_quiescenode** nodes, int count, char* options) {
-  return noteCall("quiesce", listText(nodes, count) + ", " + argumentText(options));
-}
-
-int CTinyPlugin::unquiesce(kfi_quiescenode** nodes, int count) {
-  return noteCall("unquiesce", listText(nodes, count));
-}
-
-int CTinyPlugin::make(char* session, kfi_splitnode** nodes, int count, qmfi_objid*** objects, int* objectCount) {
-  return noteCall("make", argumentText(session) + ", " + listText(nodes, count) + ", " + argumentText(objects) + ", " +
-                              argumentText(objectCount));
-}
-
-int CTinyPlugin::prepare(char* session, kfi_splitnode** nodes, int count, int flag) {
-  return noteCall("prepare", argumentText(session) + ", " + listText(nodes, count) + ", " + argumentText(flag));
-}
-
-int CTinyPlugin::select(char* session, kfi_splitnode** nodes, int count) {
-  return noteCall("select", argumentText(session) + ", " + listText(nodes, count));
-}
-
-int CTinyPlugin::isReady(char* session, kfi_splitnode** nodes, int count) {
-  return noteCall("isReady", argumentText(session) + ", " + listText(nodes, count));
-}
-
-int CTinyPlugin::verifyQSCombos(kfi_splitnode** nodes, int count) {
-  return noteCall("verifyQSCombos", listText(nodes, count));
-}
-
-int CTinyPlugin::setImportOptions(kfi_splitnode** nodes, int count, kfi_host_infn* hosts, int hostCount,
-                                  void* options) {
-  return noteCall("setImportOptions", listText(nodes, count) + ", " + argumentText(hosts) + ", " +
-                                          argumentText(hostCount) + ", " + argumentText(options));
+  return CNotingPlugin::makeSnapshots(session);
 }
 
 int CTinyPlugin::objctl(ACE_String_Base<char> name, CFiObjctlArgs& arguments) {
   for (const std::vector<std::string>& output : tinyControl().outputs) {
     arguments.output().push_back({output[0].c_str(), output[1].c_str(), output[2].c_str()});
   }
-  return note("objctl", name, arguments);
+  return CNotingPlugin::objctl(name, arguments);
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 namespace {
@@ -33,92 +34,37 @@ void expectFrom(int first, const std::vector<Slot>& slots) {
 }
 
 TEST(VirtualTable, OfAProviderHasItsOperationsBehindTheDestructors) {
-  const std::vector<Slot> slots = {
-      SLOT(CFiPluginBase, delayedInit),
-      SLOT(CFiPluginBase, globalConfigInfoList),
-      SLOT(CFiPluginBase, init),
-      SLOT(CFiPluginBase, fini),
-      SLOT(CFiPluginBase, claim),
-      SLOT(CFiPluginBase, supportsFiType),
-      SLOT(CFiPluginBase, deportTree),
-      SLOT(CFiPluginBase, importTreeNode),
-      SLOT(CFiPluginBase, initNode),
-      SLOT(CFiPluginBase, config),
-      SLOT(CFiPluginBase, initAltNode),
-      SLOT(CFiPluginBase, reAccessTmpObj),
-      SLOT(CFiPluginBase, reAccessAltNode),
-      SLOT(CFiPluginBase, deInitNode),
-      SLOT(CFiPluginBase, dispose),
-      SLOT(CFiPluginBase, online),
-      SLOT(CFiPluginBase, subobjList),
-      SLOT(CFiPluginBase, errMsg),
-      SLOT(CFiPluginBase, buildAltTree),
-      SLOT(CFiPluginBase, quiesce),
-      SLOT(CFiPluginBase, unquiesce),
-      SLOT(CFiPluginBase, make),
-      SLOT(CFiPluginBase, makeSnapshots),
-      SLOT(CFiPluginBase, prepare),
-      SLOT(CFiPluginBase, prepareSnapshots),
-      SLOT(CFiPluginBase, select),
-      SLOT(CFiPluginBase, selectSnapshots),
-      SLOT(CFiPluginBase, isReady),
-      SLOT(CFiPluginBase, cacheDisable),
-      SLOT(CFiPluginBase, cacheEnable),
-      SLOT(CFiPluginBase, cacheFlush),
-      SLOT(CFiPluginBase, interpose),
-      SLOT(CFiPluginBase, getAttr),
-      SLOT(CFiPluginBase, getProviderInfo),
-      SLOT(CFiPluginBase, enumerateNodes),
-      SLOT(CFiPluginBase, enumerateAssociations),
-      SLOT(CFiPluginBase, enumerateGroupNodes),
-      SLOT(CFiPluginBase, enumerateFims),
-      SLOT(CFiPluginBase, isValidNodeAssociation),
-      SLOT(CFiPluginBase, getAssociatedNodes),
-      SLOT(CFiPluginBase, checkNodeExistence),
-      SLOT(CFiPluginBase, objctl),
-      SLOT(CFiPluginBase, processProviderState),
-      SLOT(CFiPluginBase, getLastError),
-      SLOT(CFiPluginBase, delLastError),
-      SLOT(CFiPluginBase, getLocaleMessage),
-      SLOT(CFiPluginBase, delLocaleMessage),
-      SLOT(CFiPluginBase, enableAccess),
-      SLOT(CFiPluginBase, disableAccess),
-      SLOT(CFiPluginBase, restore),
-      SLOT(CFiPluginBase, resync),
-      SLOT(CFiPluginBase, getStatus),
-      SLOT(CFiPluginBase, prePrepare),
-      SLOT(CFiPluginBase, queryValidSecondaries),
-      SLOT(CFiPluginBase, resourceStatus),
-      SLOT(CFiPluginBase, revisitPluginNodes),
-      SLOT(CFiPluginBase, verifyQSCombos),
-      SLOT(CFiPluginBase, setImportOptions),
-      SLOT(CFiPluginBase, startBuildAltTree),
-      SLOT(CFiPluginBase, translateResourceNames),
-      SLOT(CFiPluginBase, enumerateEnclosures),
-      SLOT(CFiPluginBase, importResource),
-      SLOT(CFiPluginBase, format),
-      SLOT(CFiPluginBase, enumerateHostNodes),
-      SLOT(CFiPluginBase, onlineResource),
-      SLOT(CFiPluginBase, deportResource),
-      SLOT(CFiPluginBase, isParentPgn),
-      SLOT(CFiPluginBase, unformat),
-      SLOT(CFiPluginBase, preDeportResource),
-      SLOT(CFiPluginBase, refreshTree),
-      SLOT(CFiPluginBase, getBackupset),
-      SLOT(CFiPluginBase, getAppStatus),
-      SLOT(CFiPluginBase, setOpStatus),
-      SLOT(CFiPluginBase, setCompStatus),
-      SLOT(CFiPluginBase, setRestorepaths),
-      SLOT(CFiPluginBase, createSnapReplicaNode),
-      SLOT(CFiPluginBase, updateSnapshotId),
-      SLOT(CFiPluginBase, getSnapshotSetId),
-      SLOT(CFiPluginBase, preselect),
-      SLOT(CFiPluginBase, updateSnapshotHandle),
-      SLOT(CFiPluginBase, getSnapdiff),
-      SLOT(CFiPluginBase, postDeport),
+  expectFrom(destructors, {SLOT(CFiPluginBase, delayedInit), SLOT(CFiPluginBase, globalConfigInfoList),
+                           SLOT(CFiPluginBase, init), SLOT(CFiPluginBase, fini), SLOT(CFiPluginBase, claim)});
+}
+
+TEST(VirtualTable, OfAProviderHasEveryOperationAtItsPlaceInTheList) {
+  int operations = 0;
+// The list counts from 1.
+#define FI_OPERATION(place, operation, answer, parameters, arguments)    \
+  EXPECT_EQ(slotOf(&CFiPluginBase::operation) + 1, place) << #operation; \
+  ++operations;
+#include "cfientrypoints.def"
+  EXPECT_EQ(operations, 78);
+}
+
+// Plug-ins that are already built find these operations there, whatever the list says.
+TEST(VirtualTable, OfAProviderNeverChanges) {
+  const std::vector<std::pair<Slot, int>> places = {
+      {SLOT(CFiPluginBase, claim), 7},           {SLOT(CFiPluginBase, initNode), 11},
+      {SLOT(CFiPluginBase, deInitNode), 16},     {SLOT(CFiPluginBase, quiesce), 22},
+      {SLOT(CFiPluginBase, make), 24},           {SLOT(CFiPluginBase, isReady), 30},
+      {SLOT(CFiPluginBase, cacheFlush), 33},     {SLOT(CFiPluginBase, getProviderInfo), 36},
+      {SLOT(CFiPluginBase, objctl), 44},         {SLOT(CFiPluginBase, getLastError), 46},
+      {SLOT(CFiPluginBase, enableAccess), 50},   {SLOT(CFiPluginBase, resourceStatus), 57},
+      {SLOT(CFiPluginBase, importResource), 64}, {SLOT(CFiPluginBase, onlineResource), 67},
+      {SLOT(CFiPluginBase, refreshTree), 72},    {SLOT(CFiPluginBase, setRestorepaths), 77},
+      {SLOT(CFiPluginBase, preselect), 81},      {SLOT(CFiPluginBase, updateSnapshotHandle), 82},
+      {SLOT(CFiPluginBase, postDeport), 84},
   };
-  ASSERT_EQ(slots.size(), 82U);
-  expectFrom(destructors, slots);
+  for (const auto& [slot, place] : places) {
+    EXPECT_EQ(slot.number + 1, place) << slot.name;
+  }
 }
 
 TEST(VirtualTable, OfPrivateDataHasItsOperationsBehindTheDestructors) {

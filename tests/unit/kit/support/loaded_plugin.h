@@ -12,10 +12,9 @@
 
 // The functions of one plug-in, named without the plug-in's own name.
 struct EntryPoints {
-// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of types.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of parameters.
 #define FI_ENTRY_POINT(suffix, result, parameters) result(*suffix) parameters = nullptr;
 #include "cfientrypoints.def"
-#undef FI_ENTRY_POINT
 };
 
 // Unloads the library at its end.
@@ -29,7 +28,6 @@ class LoadedPlugin {
 #define FI_ENTRY_POINT(suffix, result, parameters) \
   m_entries.suffix = reinterpret_cast<decltype(m_entries.suffix)>(symbol(provider + "_" #suffix));
 #include "cfientrypoints.def"
-#undef FI_ENTRY_POINT
   }
   LoadedPlugin(const LoadedPlugin&) = delete;
   LoadedPlugin& operator=(const LoadedPlugin&) = delete;
