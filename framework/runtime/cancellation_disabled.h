@@ -10,6 +10,7 @@ namespace qmfi_runtime {
 // within a function which lets nothing pass would be the end of the process.
 class CancellationDisabled {
  public:
+  // Cancellation is disabled from here on.
   CancellationDisabled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
   CancellationDisabled(const CancellationDisabled&) = delete;
   CancellationDisabled& operator=(const CancellationDisabled&) = delete;

@@ -13,11 +13,12 @@ namespace qmfi_runtime {
 
 // The descriptors that become a program's standard ones. They must not be 0, 1 or 2 themselves.
 struct StandardStreams {
-  int input;
+  int input;  // of the program; each stays the caller's
   int output;
   int errors;
 };
 
+// How a child ended, if it has.
 enum class ChildEnd {
   running,
   exited,  // by itself, with a status
@@ -29,6 +30,7 @@ enum class ChildEnd {
 // stays a zombie.
 class ChildProcess {
  public:
+  // How a start went.
   enum class StartResult {
     started,
     noResources,  // file actions or a descriptor to watch the child could not be had
@@ -40,6 +42,7 @@ class ChildProcess {
   // child was started. May be called once. After noResources there may be a child nevertheless, to be killed.
   StartResult start(const ProgramWords& words, const StandardStreams& streams, int& error);
 
+  // Whether there is a child, or was one that has been reaped by somebody else.
   bool started() const { return m_pid > 0; }
 
   // Readable as soon as the child has ended; negative when there is none to watch.

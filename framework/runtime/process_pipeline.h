@@ -12,13 +12,16 @@
 
 namespace qmfi_runtime {
 
+// How long a run may take, and how much of its output is kept.
 struct PipelineLimits {
   std::chrono::nanoseconds time;                             // from the start until every program must have ended
   std::chrono::nanoseconds grace = std::chrono::seconds(1);  // from the kill until a program is left to be reaped later
   std::size_t outputBytes = std::size_t{16} << 20;           // captured; what is printed beyond is read and dropped
 };
 
+// How a run went; the code is success only when the last program ended with status 0.
 struct PipelineResult {
+  // How it failed, if it did.
   qmfi_pdk_4_4::CFiExecPipeCode code = qmfi_pdk_4_4::KFI_EXEC_PIPE_SUCCESS;
   int exitStatus = 0;  // of the last program; 0 when it did not end by itself
   std::string output;  // what the programs printed on the captured streams, also before a failure

@@ -18,6 +18,7 @@ class CFiTraceSink {
   // whether it went well.
   [[gnu::visibility("hidden")]] CFiTraceSink(const std::string& directory, const std::string& name);
 
+  // Whether the file could be opened.
   bool valid() const { return m_file.valid(); }
 
   // Appends a record with a single write, so that it stays whole among those of other threads and processes. A record

@@ -14,6 +14,7 @@ namespace qmfi_runtime {
 class UniqueFd {
  public:
   UniqueFd() = default;
+  // Takes a descriptor over, which may be negative.
   explicit UniqueFd(int fd) : m_fd(fd) {}
   UniqueFd(UniqueFd&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
   UniqueFd& operator=(UniqueFd&& other) noexcept {
@@ -23,8 +24,10 @@ class UniqueFd {
   ~UniqueFd() { reset(); }
 
   int get() const { return m_fd; }
+  // Whether it holds one.
   bool valid() const { return m_fd >= 0; }
 
+  // Closes the descriptor and takes another one over, if one is given.
   void reset(int fd = -1) {
     if (m_fd >= 0) {
       const CancellationDisabled whole;

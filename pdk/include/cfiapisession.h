@@ -78,6 +78,8 @@ inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid**
   return CFI_STATUS_SUCCESS;
 }
 
+// The functions of the list by these names. Without a session name, or with a node without a name or key, the forms
+// with the session answer CFI_STATUS_INVALID_ARGUMENT, and then nothing has been added to a session.
 inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, qmfi_objid*** objects,
                          int* objectCount) {
   const int status = plugin.make(sessionName, list.nodes(), list.count(), objects, objectCount);
@@ -93,6 +95,7 @@ inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSpli
   });
 }
 
+// As makeInSession, for prepare; flag is the provider's.
 inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, int flag) {
   const int status = plugin.prepare(sessionName, list.nodes(), list.count(), flag);
   if (status != CFI_STATUS_USE_SESSION) {
@@ -104,6 +107,7 @@ inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiS
   return withSession(sessionName, [&](const CFiSessionSPtr& session) { return plugin.prepareSnapshots(session); });
 }
 
+// As makeInSession, for select: the nodes are added to the session when the provider does not refuse them.
 inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list) {
   const int status = plugin.select(sessionName, list.nodes(), list.count());
   if (status != CFI_STATUS_USE_SESSION && status != CFI_STATUS_SUCCESS) {
@@ -129,6 +133,7 @@ inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
   });
 }
 
+// As makeInSession, for a session as a whole; handle is the provider's.
 inline int updateHandleInSession(CFiPluginBase& plugin, char* sessionName, void* handle) {
   if (sessionName == nullptr) {
     return CFI_STATUS_INVALID_ARGUMENT;

@@ -24,9 +24,10 @@ namespace qmfi_pdk_4_4 {
 
 // A place in the source: what messages carry. The file name is kept without its directories.
 struct CFiSourceLocation {
-  const char* file;
+  const char* file;  // without directories; not copied
   int line;
 
+  // The place where it is called, or the given one.
   static CFiSourceLocation here(const char* path = __builtin_FILE(), int line = __builtin_LINE()) {
     const char* const slash = std::strrchr(path, '/');
     return {slash != nullptr ? slash + 1 : path, line};

@@ -16,7 +16,7 @@ namespace qmfi_pdk_4_4 {
 // Description of one parameter. The numbers and the further strings are the framework's; a fresh entry has the values
 // given here.
 struct CFiConfigParamInfo {
-  std::string name;
+  std::string name;  // its key in a list
   std::string description;
   std::int32_t type = 6;
   std::int32_t access = 3;
@@ -55,8 +55,8 @@ class CFiConfigParamInfoList {
 
 // Value of one parameter, and the values it may be chosen from.
 struct CFiConfigParamData {
-  ACE_String_Base<char> value{CFiStringAllocator::instance()};
-  std::vector<std::string> choices;
+  ACE_String_Base<char> value{CFiStringAllocator::instance()};  // as text
+  std::vector<std::string> choices;                             // empty: any value
 };
 
 // Values by parameter name.

@@ -26,6 +26,7 @@ class CFiConfiguration : public virtual CFiTraceable {
   int getIntegerValue(const char* name, unsigned int& value);
 
  protected:
+  // The name that it was made with.
   ACE_String_Base<char> m_name;
   ACE_Configuration_Heap m_heap;
   ACE_Configuration_Section_Key m_section;

@@ -73,6 +73,7 @@ int enterPlugin(const char* entryPoint, int line, CFiEntry entry, Call&& call) {
 template <typename Node>
 class CFiNodeList {
  public:
+  // single and nodes may be null; neither is copied.
   CFiNodeList(Node* single, Node** nodes, int count) : m_single(single), m_nodes(nodes), m_count(count) {
     if (nodes == nullptr && count == 0 && single != nullptr) {
       m_nodes = &m_single;

@@ -17,6 +17,7 @@ namespace qmfi_pdk_4_4 {
 // A failure with an error number, mostly a CFiStatus, a text and the place where it was thrown.
 class CFiError : public std::exception {
  public:
+  // number is mostly a CFiStatus, text is for people; file, function and line are where it is thrown.
   CFiError(std::int32_t number, std::string text, std::string file, std::string function, std::int32_t line)
       : m_number(number),
         m_text(std::move(text)),
@@ -56,6 +57,7 @@ class CFiError : public std::exception {
 // A device identifier that cannot be parsed.
 class CFiUdidException {
  public:
+  // text is the identifier or the reason, number the parser's own.
   CFiUdidException(std::string text, std::int32_t number) : m_text(std::move(text)), m_number(number) {}
 
   const std::string& getText() const { return m_text; }

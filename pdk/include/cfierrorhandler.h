@@ -13,6 +13,7 @@
 
 namespace qmfi_pdk_4_4 {
 
+// Hands messages to the host's callback. May be used from any thread.
 class CFiErrorHandler : public CFiErrorHandlerBase {
  public:
   // context may be null and stays the host's; language may be empty.

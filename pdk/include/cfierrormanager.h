@@ -16,6 +16,7 @@ namespace qmfi_pdk_4_4 {
 // order of registration.
 class CFiErrorManager : public virtual CFiRefCount {
  public:
+  // Knows no handler and no message.
   CFiErrorManager();
   ~CFiErrorManager() override;
 

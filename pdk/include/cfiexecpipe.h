@@ -51,6 +51,7 @@ inline constexpr const char* KFI_EXEC_PIPE_ERROR_STRINGS[] = {
 class EFiExecPipe {
  public:
   EFiExecPipe() = default;
+  // text is the output or the reason, code a CFiExecPipeCode, exitStatus the last program's or 0.
   EFiExecPipe(std::string text, std::int32_t code, std::int32_t exitStatus)
       : m_text(std::move(text)), m_wideText(widened(m_text)), m_code(code), m_exitStatus(exitStatus) {}
 

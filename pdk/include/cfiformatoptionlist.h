@@ -7,6 +7,7 @@
 
 namespace qmfi_pdk_4_4 {
 
+// Option strings of the form "key=value;key=value".
 class CFiFormatOptionList {
  public:
   using Map = std::map<std::string, std::string>;

@@ -38,6 +38,7 @@ class CFiIcuMessageCatalog : public CFiMessageCatalog {
 // Makes the catalogs and messages of one kind.
 class CFiMessageCatalogFactory : public virtual CFiRefCount {
  public:
+  // defaultLocale is used where none is asked for, catalogName names the catalog's files.
   CFiMessageCatalogFactory(std::string defaultLocale, std::string catalogName)
       : m_defaultLocale(std::move(defaultLocale)), m_catalogName(std::move(catalogName)) {}
 
@@ -74,6 +75,7 @@ class CFiIcuMessageCatalogFactory : public CFiMessageCatalogFactory {
 // Finds texts through the registered factory, and keeps the catalogs it has opened. May be used from any thread.
 class CFiMessageCatalogManager : public virtual CFiRefCount {
  public:
+  // Knows no catalog and no native language.
   CFiMessageCatalogManager();
   ~CFiMessageCatalogManager() override;
 

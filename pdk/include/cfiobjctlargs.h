@@ -15,7 +15,7 @@ namespace qmfi_pdk_4_4 {
 
 // One argument; all three are kept as text.
 struct CFiKeyValuePair {
-  ACE_String_Base<char> arg{CFiStringAllocator::instance()};
+  ACE_String_Base<char> arg{CFiStringAllocator::instance()};  // its name
   ACE_String_Base<char> value{CFiStringAllocator::instance()};
   ACE_String_Base<char> type{CFiStringAllocator::instance()};
 };

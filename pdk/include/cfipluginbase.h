@@ -32,6 +32,7 @@ inline constexpr std::size_t CFI_CACHE_LINE_BYTES = 64;
 // the framework's threads; what its pointers may be is the entry point's contract.
 class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
+  // Has no names and no managers until the frame gives them.
   CFiPluginBase();
   ~CFiPluginBase() override;
 
@@ -63,6 +64,7 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
     return delayedInit();
   }
 
+  // The names and managers below are given by the frame before init, are copied or counted, and are not locked.
   void setProviderName(const ACE_String_Base<char>& name);
   // A null name counts as empty.
   void setFimName(const char* name);
@@ -76,12 +78,15 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   static void isShuttingDown(bool shuttingDown);
 
  protected:
+  // The name that the frame has given.
   const ACE_String_Base<char>& providerName() const {
     return m_providerName;
   }
+  // The host's; empty when it has none.
   const ACE_String_Base<char>& fimName() const {
     return m_fimName;
   }
+  // What numbers of errors count from.
   int messageIndexOffset() const {
     return m_messageIndexOffset;
   }

@@ -21,6 +21,7 @@ namespace qmfi_pdk_4_4 {
 // not locked: the framework serialises the calls about one node. Identifiers are the framework's and never freed here.
 class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
+  // Number of the lists of parameters and of values.
   static constexpr int categories = 2;
 
   // objId is the identifier of the domain that causes the allocation.
@@ -37,6 +38,7 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   virtual CFiConfigParamInfoList* configInfoList(int category);
   virtual CFiConfigDataList* configDataList(int category);
 
+  // What the framework intends to do with the node; 0 until it says so.
   virtual void setIntent(kfi_intent intent) { m_intent = intent; }
   virtual kfi_intent getIntent() const { return m_intent; }
   // splitType must not be null.
@@ -54,6 +56,7 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
       }
     }
   }
+  // Whether the node may be moved to another host; false at first.
   virtual bool getTransportable() const { return m_transportable; }
   virtual void setTransportable(bool transportable) { m_transportable = transportable; }
   // The framework's own forms know no state: both return 0 and change nothing.
@@ -61,15 +64,22 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   virtual int getNodeState(kfi_blob* blob);
   // Name of the identifier.
   virtual const char* getObjName() const { return m_objId->vid_name; }
+  // Appends an identifier, which stays the framework's.
   virtual void addSubObject(qmfi_objid* subObject) { m_subObjectList.push_back(subObject); }
   // First element of the list, valid until it grows; null when it is empty.
   virtual qmfi_objid** getSubObjectList() { return m_subObjectList.empty() ? nullptr : m_subObjectList.data(); }
+  // Number of elements of that list.
   virtual std::size_t getSubObjectListLength() const { return m_subObjectList.size(); }
+  // Whether it belongs to an alternate node, and so to the other map of its factory.
   virtual void setIsAltNode(bool isAltNode) { m_isAltNode = isAltNode; }
   virtual bool getIsAltNode() const { return m_isAltNode; }
+  // The target that was set or chosen; empty at first.
   virtual std::string getConfiguredTarget() const;
+  // All targets, in the order in which they were added.
   virtual std::vector<std::string> getTargets() const { return m_targets; }
+  // Appends a target.
   virtual void addTarget(std::string target) { m_targets.push_back(std::move(target)); }
+  // Sets the target, whether it is one of the targets or not.
   virtual void setConfiguredTarget(std::string& target);
   // Chooses the configured target from the value of the parameter "target" in data list 0, when it is one of the
   // targets.

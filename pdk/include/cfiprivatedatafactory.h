@@ -63,12 +63,14 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
   // instead of working it out again for each neighbour it passes.
   struct Hash {
     using is_transparent = void;
+    // Equal for equal names, whatever kind of string they are.
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
   };
 
   // Hashed, since each call looks its node up by name, while lists are rare: those are put in order when asked for.
   using Map = std::unordered_map<std::string, CFiPrivateDataSPtr, Hash, std::equal_to<>>;
 
+  // The map of alternate or of ordinary nodes. Whoever uses it holds the mutex.
   Map& mapOf(bool alternate) { return alternate ? m_altNodes : m_nodes; }
 
   // Guards both maps. No object is destroyed while it is held.

@@ -22,6 +22,7 @@ class CFiPrivateDataManager : public virtual CFiRefCount, public virtual CFiTrac
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_providerFactory.swap(replacement);
   }
+  // The one that was installed last; empty before.
   CFiPrivateDataFactorySPtr getProviderFactory() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_providerFactory;
@@ -38,6 +39,7 @@ using CFiPrivateDataManagerSPtr = CFiSmartPtr<CFiPrivateDataManager>;
 // Builds the manager together with its default factory.
 template <>
 struct CFiContextSingletonAllocator<CFiPrivateDataManager> {
+  // A new manager. Throws std::bad_alloc when memory is short.
   CFiPrivateDataManager* operator()() const {
     auto manager = std::make_unique<CFiPrivateDataManager>();
     manager->setDefaultFactory(CFiPrivateDataFactorySPtr(new CFiPrivateDataConcreteFactory<CFiPrivateData>()));

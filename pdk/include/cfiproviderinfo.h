@@ -14,11 +14,12 @@
 
 namespace qmfi_pdk_4_4 {
 
+// What a provider says of itself.
 struct CFiProviderInfo {
-  ACE_String_Base<char> name{CFiStringAllocator::instance()};
-  kfi_version version;
-  std::int32_t attributes[2];
-  std::vector<std::string> fiTypes;
+  ACE_String_Base<char> name{CFiStringAllocator::instance()};  // the provider's name
+  kfi_version version;                                         // of the provider itself
+  std::int32_t attributes[2];                                  // the framework's, passed on as they are
+  std::vector<std::string> fiTypes;                            // the file-system types that it handles
 };
 
 // Turns descriptions into the framework's list elements.

@@ -10,6 +10,7 @@ namespace qmfi_pdk_4_4 {
 template <typename Action>
 class CFiScopeExit {
  public:
+  // Keeps the action until the scope ends.
   explicit CFiScopeExit(Action action) : m_action(std::move(action)) {}
   CFiScopeExit(const CFiScopeExit&) = delete;
   CFiScopeExit& operator=(const CFiScopeExit&) = delete;

@@ -23,15 +23,17 @@ namespace qmfi_pdk_4_4 {
 
 // One split node of a session. The second name and the numbers belong to the session-wide operations.
 struct CFiSplitNode {
-  ACE_String_Base<char> key{CFiStringAllocator::instance()};
+  ACE_String_Base<char> key{CFiStringAllocator::instance()};  // the node's own name
+  // By which make reports the node; empty until a provider gives it one.
   ACE_String_Base<char> secondName{CFiStringAllocator::instance()};
-  std::string nodeName;
+  std::string nodeName;  // as the host calls it
   std::int32_t numbers[4] = {0, 0, 0, 0};
 };
 
 // The split nodes that share a session identifier. They only accumulate. May be used from any thread.
 class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
+  // Without nodes; id is the session's name.
   explicit CFiSession(std::string id) : m_id(std::move(id)) {}
 
   const std::string& getId() const { return m_id; }
@@ -71,6 +73,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
     return true;
   }
 
+  // Number of nodes.
   std::size_t size() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_splitNodes.size();

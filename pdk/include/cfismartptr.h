@@ -13,12 +13,14 @@ namespace qmfi_pdk_4_4 {
 // Makes the object of a context singleton. Throws std::bad_alloc when memory is short.
 template <typename T>
 struct CFiContextSingletonAllocator {
+  // A new object.
   T* operator()() const { return new T(); }
 };
 
 // For pointers that only adopt what was made elsewhere.
 template <typename T>
 struct CFiNullAllocator {
+  // None.
   T* operator()() const { return nullptr; }
 };
 
@@ -26,6 +28,7 @@ struct CFiNullAllocator {
 // counted pointers require.
 class CFiCountLock {
  public:
+  // Waits for the mutex.
   explicit CFiCountLock(ACE_Thread_Mutex& mutex) : m_mutex(mutex), m_owned(mutex.acquire() == 0) {}
   CFiCountLock(const CFiCountLock&) = delete;
   CFiCountLock& operator=(const CFiCountLock&) = delete;
@@ -63,6 +66,7 @@ class CFiSmartPtr {
     }
   }
 
+  // Takes one more count, and is empty when that fails.
   CFiSmartPtr(const CFiSmartPtr& other) { copyFrom(other); }
 
   CFiSmartPtr& operator=(const CFiSmartPtr& other) {
@@ -135,6 +139,7 @@ class CFiSmartPtr {
     return 0;
   }
 
+  // Exchanges the objects without touching a count.
   void swap(CFiSmartPtr& other) noexcept { std::swap(m_object, other.m_object); }
 
   T* get() const { return m_object; }

@@ -9,6 +9,7 @@
 
 namespace qmfi_pdk_4_4 {
 
+// Texts cut, joined and converted. May be used from any thread.
 class CFiStringTool {
  public:
   // The text without the leading and trailing characters that are in the set.

@@ -41,6 +41,7 @@ inline constexpr char QMFS_QUIESCE_GROUP[] = "qmfs-quiesce";
 // Configuration parameter with the freeze time-out in seconds.
 inline constexpr const char* QMFS_FREEZE_TIMEOUT = "qmfsFreezeTimeout";
 
+// What an operation does, takes and answers stands in cfientrypoints.def; only what this provider adds is said here.
 // Operations that the framework calls catch every exception through the catch ladder and return a status; helpers
 // throw, as they say. A missing argument is status 3, before anything is done. Operations may run on several threads,
 // except that only one quiesce can be outstanding.
@@ -55,10 +56,12 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   int init() override;
   void fini() override;
   int getProviderInfo(kfi_provider_list** list) override;
+  // Required: stores 0 whatever the type is, and answers 0 always.
   int supportsFiType(kfi_domain* domain, char* fiType) override;
 
   // Claim, existence and parent checks.
 
+  // Ours is a path, not a device's, where a file system of type qmfs is mounted; the one group is qmfs-quiesce.
   int claim(qmfi_objid* object, qmfi_objid*** groups, int* count) override;
   int checkNodeExistence(kfi_domain* node, int* exists) override;
   int isParentPgn(char* device, int* isParent, int reserved) override;
