@@ -23,15 +23,27 @@ int withSession(const char* name, Call&& call) {
   return session ? call(session) : CFI_STATUS_FAILED;
 }
 
-// Whether a session call has all that it follows: a session name, at least one node, and each node with a name and a
-// key.
-inline bool hasSessionArguments(const char* session, const CFiSplitNodeList& list) {
-  if (session == nullptr || list.nodes() == nullptr || list.count() < 1) {
+// Whether no node of the list is missing or without a key; none need be there.
+inline bool haveKeys(const CFiSplitNodeList& list) {
+  if (list.count() > 0 && list.nodes() == nullptr) {
     return false;
   }
   for (int i = 0; i < list.count(); ++i) {
     const kfi_splitnode* const node = list.nodes()[i];
-    if (node == nullptr || node->ksn_name == nullptr || nodeName(node->ksn_domain) == nullptr) {
+    if (node == nullptr || nodeName(node->ksn_domain) == nullptr) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Whether a session can take the nodes, which it keeps by their keys together with their names.
+inline bool canBeAdded(const CFiSplitNodeList& list) {
+  if (!haveKeys(list)) {
+    return false;
+  }
+  for (int i = 0; i < list.count(); ++i) {
+    if (list.nodes()[i]->ksn_name == nullptr) {
       return false;
     }
   }
@@ -86,7 +98,7 @@ inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSpli
   if (status != CFI_STATUS_USE_SESSION) {
     return status;
   }
-  if (!hasSessionArguments(sessionName, list) || objects == nullptr || objectCount == nullptr) {
+  if (sessionName == nullptr || objects == nullptr || objectCount == nullptr || !haveKeys(list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   return withSession(sessionName, [&](const CFiSessionSPtr& session) {
@@ -101,7 +113,8 @@ inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiS
   if (status != CFI_STATUS_USE_SESSION) {
     return status;
   }
-  if (!hasSessionArguments(sessionName, list)) {
+  // The session knows its nodes; those of the list are not looked at.
+  if (sessionName == nullptr) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   return withSession(sessionName, [&](const CFiSessionSPtr& session) { return plugin.prepareSnapshots(session); });
@@ -113,7 +126,7 @@ inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSp
   if (status != CFI_STATUS_USE_SESSION && status != CFI_STATUS_SUCCESS) {
     return status;
   }
-  if (!hasSessionArguments(sessionName, list)) {
+  if (sessionName == nullptr || !canBeAdded(list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   return withSession(sessionName, [&](const CFiSessionSPtr& session) {
@@ -124,7 +137,7 @@ inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSp
 
 // Required: only the session learns of the nodes; the provider's own preselect is not called.
 inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
-  if (!hasSessionArguments(sessionName, list)) {
+  if (sessionName == nullptr || !canBeAdded(list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   return withSession(sessionName, [&](const CFiSessionSPtr& session) -> int {

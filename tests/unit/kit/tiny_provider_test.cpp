@@ -340,37 +340,127 @@ TEST_F(TinySessions, SessionsOutliveTheStop) {
   EXPECT_EQ(takeCalls().back(), "updateSnapshotHandle(s1: 1, null)");
 }
 
-TEST_F(TinySessions, CallWithoutANameANodeOrAKeyIsInvalidAndAddsNothing) {
-  SplitNodes nodes({"/a", "/b"});
-  kfi_splitnode noName{nullptr, &nodes.domain(0)};
-  kfi_splitnode noDomain{nodes[0]->ksn_name, nullptr};
-  kfi_domain namelessDomain{};
-  kfi_splitnode noKey{nodes[0]->ksn_name, &namelessDomain};
-  kfi_splitnode* lists[][2] = {{nodes[0], nullptr}, {nodes[0], &noName}, {nodes[0], &noDomain}, {nodes[0], &noKey}};
+TEST_F(TinySessions, CallsWithoutNodesGoTheirSessionWay) {
+  SplitNodes known({"/a", "/b"});
+  preselect(known);
+  struct List {
+    kfi_splitnode** nodes;
+    int count;
+  };
+  for (const auto& [list, listCount] :
+       {List{nullptr, 0}, List{known.list(), 0}, List{known.list(), -1}, List{nullptr, -1}}) {
+    SCOPED_TRACE(listCount);
+    EXPECT_EQ(m_plugin->fi_pgn_preselect(nullptr, session(), list, listCount), 0);
+    EXPECT_THAT(takeCalls(), IsEmpty());
+    EXPECT_EQ(m_plugin->fi_pgn_prepare(nullptr, session(), list, listCount, 0), 0);
+    EXPECT_EQ(takeCalls().back(), "prepareSnapshots(s1: 2)");
+    EXPECT_EQ(m_plugin->fi_pgn_select(nullptr, session(), list, listCount), 0);
+    EXPECT_EQ(takeCalls().back(), "selectSnapshots(s1: 2)");
+    qmfi_objid** objects = untouchedObjects();
+    int count = -7;
+    EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), list, listCount, &objects, &count), 0);
+    EXPECT_EQ(takeCalls().back(), "makeSnapshots(s1: 2)");
+    EXPECT_EQ(objects, nullptr);
+    EXPECT_EQ(count, 0);
+  }
+}
+
+TEST_F(TinySessions, CallsWithoutNodesPassTheSessionsStatusOn) {
+  control().statuses["prepareSnapshots"] = 17;
+  control().statuses["selectSnapshots"] = 18;
+  control().statuses["makeSnapshots"] = 19;
   qmfi_objid** objects = untouchedObjects();
   int count = -7;
-  const auto expectInvalid = [&](char* name, kfi_splitnode** list, int listCount) {
-    EXPECT_EQ(m_plugin->fi_pgn_select(nullptr, name, list, listCount), 3);
-    EXPECT_EQ(m_plugin->fi_pgn_preselect(nullptr, name, list, listCount), 3);
-    EXPECT_EQ(m_plugin->fi_pgn_prepare(nullptr, name, list, listCount, 0), 3);
-    EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, name, list, listCount, &objects, &count), 3);
-  };
-  expectInvalid(nullptr, nodes.list(), 2);
-  expectInvalid(session(), nullptr, 0);
-  expectInvalid(session(), nullptr, 2);
-  expectInvalid(session(), nodes.list(), 0);
-  expectInvalid(session(), nodes.list(), -1);
-  for (auto& list : lists) {
-    expectInvalid(session(), list, 2);
+  EXPECT_EQ(m_plugin->fi_pgn_prepare(nullptr, session(), nullptr, 0, 0), 17);
+  EXPECT_EQ(m_plugin->fi_pgn_select(nullptr, session(), nullptr, 0), 18);
+  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), nullptr, 0, &objects, &count), 19);
+  EXPECT_EQ(objects, untouchedObjects());
+  EXPECT_EQ(count, -7);
+}
+
+TEST_F(TinySessions, CallWithoutASessionNameIsInvalid) {
+  SplitNodes nodes({"/a"});
+  qmfi_objid** objects = untouchedObjects();
+  int count = -7;
+  for (const int listCount : {0, 1}) {
+    EXPECT_EQ(m_plugin->fi_pgn_select(nullptr, nullptr, nodes.list(), listCount), 3);
+    EXPECT_EQ(m_plugin->fi_pgn_preselect(nullptr, nullptr, nodes.list(), listCount), 3);
+    EXPECT_EQ(m_plugin->fi_pgn_prepare(nullptr, nullptr, nodes.list(), listCount, 0), 3);
+    EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, nullptr, nodes.list(), listCount, &objects, &count), 3);
   }
-  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), nodes.list(), 2, nullptr, &count), 3);
-  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), nodes.list(), 2, &objects, nullptr), 3);
   EXPECT_EQ(m_plugin->fi_pgn_update_snapshot_handle(nullptr, nullptr), 3);
   EXPECT_EQ(objects, untouchedObjects());
   EXPECT_EQ(count, -7);
-  takeCalls();
-  m_plugin->fi_pgn_update_snapshot_handle(session(), nullptr);
-  EXPECT_THAT(takeCalls(), ElementsAre("updateSnapshotHandle(s1: 0, null)"));
+}
+
+// The lists that lack something, each with two nodes: a list, a node, a key.
+class TinySessionsLackingNodes : public TinySessions {
+ protected:
+  std::vector<kfi_splitnode**> lists() { return {nullptr, m_noNode, m_noDomain, m_noKey}; }
+
+  // What the session knows when everything was refused.
+  void expectNothingAdded() {
+    takeCalls();
+    m_plugin->fi_pgn_update_snapshot_handle(session(), nullptr);
+    EXPECT_THAT(takeCalls(), ElementsAre("updateSnapshotHandle(s1: 0, null)"));
+  }
+
+  SplitNodes m_nodes{{"/a"}};
+
+ private:
+  kfi_domain m_namelessDomain{};
+  kfi_splitnode m_withoutDomain{m_nodes[0]->ksn_name, nullptr};
+  kfi_splitnode m_withoutKey{m_nodes[0]->ksn_name, &m_namelessDomain};
+  kfi_splitnode* m_noNode[2] = {m_nodes[0], nullptr};
+  kfi_splitnode* m_noDomain[2] = {m_nodes[0], &m_withoutDomain};
+  kfi_splitnode* m_noKey[2] = {m_nodes[0], &m_withoutKey};
+};
+
+TEST_F(TinySessionsLackingNodes, AreRefusedByThoseThatAddThem) {
+  kfi_splitnode nameless{nullptr, &m_nodes.domain(0)};
+  kfi_splitnode* noName[] = {m_nodes[0], &nameless};
+  std::vector<kfi_splitnode**> all = lists();
+  all.push_back(noName);
+  for (kfi_splitnode** const list : all) {
+    EXPECT_EQ(m_plugin->fi_pgn_select(nullptr, session(), list, 2), 3);
+    EXPECT_EQ(m_plugin->fi_pgn_preselect(nullptr, session(), list, 2), 3);
+  }
+  expectNothingAdded();
+}
+
+TEST_F(TinySessionsLackingNodes, AreRefusedByMakeBeforeTheSnapshotsAreMade) {
+  qmfi_objid** objects = untouchedObjects();
+  int count = -7;
+  for (kfi_splitnode** const list : lists()) {
+    EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), list, 2, &objects, &count), 3);
+    EXPECT_THAT(takeCalls().back(), StartsWith("make("));
+  }
+  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), m_nodes.list(), 1, nullptr, &count), 3);
+  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), m_nodes.list(), 1, &objects, nullptr), 3);
+  EXPECT_EQ(objects, untouchedObjects());
+  EXPECT_EQ(count, -7);
+  EXPECT_EQ(m_nodes.domain(0).fid_attr, 0U);
+}
+
+TEST_F(TinySessionsLackingNodes, AreNoMatterToPrepareWhichReadsNone) {
+  for (kfi_splitnode** const list : lists()) {
+    // Only the provider's own form would look at the list.
+    EXPECT_EQ(m_plugin->fi_pgn_prepare(nullptr, session(), list, 2, 0), 0);
+    EXPECT_EQ(takeCalls().back(), "prepareSnapshots(s1: 0)");
+  }
+}
+
+TEST_F(TinySessionsLackingNodes, NeedNoNameForMake) {
+  preselect(m_nodes);
+  kfi_splitnode nameless{nullptr, &m_nodes.domain(0)};
+  kfi_splitnode* list[] = {&nameless};
+  qmfi_objid** objects = nullptr;
+  int count = 0;
+  control().secondNames = {{"/a", "/snap/a"}};
+  EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), list, 1, &objects, &count), 0);
+  ASSERT_EQ(count, 1);
+  EXPECT_STREQ(objects[0]->vid_name, "/snap/a");
+  qmfi_free_buf(objects, sizeof *objects);
 }
 
 TEST_F(TinySessions, AnswerOfTheProviderComesBeforeTheCheckOfWhatTheSessionNeeds) {
