@@ -7,7 +7,10 @@
 namespace qmfi_pdk_4_4 {
 
 // The tag PluginName keeps the singletons of one plug-in apart from those of any other in the same process. May be used
-// from any thread; lock order: the singleton's mutex, then the object's count mutex.
+// from any thread; lock order: the singleton's mutex, then the object's count mutex. The object is made and, with its
+// singleton's count as the last one, destroyed under the singleton's mutex, so that the two never overlap; its
+// constructor and destructor therefore must not ask for their own singleton. No object of a plug-in asks for any there,
+// so no two of these mutexes are ever held at once.
 template <typename T, typename PluginName>
 class CFiContextSingleton {
  public:
@@ -15,19 +18,18 @@ class CFiContextSingleton {
 
   // With false returns the object, creating it when there is none: always a live one, unless the singleton's mutex
   // fails (errno is set then) or memory is short (std::bad_alloc). With true drops the singleton's own reference and
-  // returns an empty pointer; the object lives on while a caller still holds it, and the next call makes a new one.
+  // returns an empty pointer; the object lives on while a caller still holds it, and the next call makes a new one. A
+  // reference that cannot be given back because the object's mutex fails stays the singleton's.
   static Pointer instance(bool destroy) {
     static Pointer contextInstance;
     static ACE_Thread_Mutex mutex;
 
-    // Declared ahead of the lock: the object's destructor may call anything, so it runs when the mutex is free again.
-    Pointer dropped;
     const CFiCountLock lock(mutex);
     if (!lock.owned()) {
       return contextInstance;
     }
     if (destroy) {
-      dropped.swap(contextInstance);
+      contextInstance.release();
       return Pointer();
     }
     if (!contextInstance) {

@@ -1,12 +1,17 @@
 // The per-plug-in singletons: one object for all callers, a new one after it was dropped.
 #include "cficontextsingleton.h"
-#include "support/bounded_call.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <barrier>
+#include <fstream>
+#include <latch>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -74,22 +79,61 @@ TEST(ContextSingleton, DroppedObjectLivesAsLongAsACallerHoldsIt) {
   EXPECT_EQ(deaths, 1);
 }
 
-class CallingBack : public virtual CFiRefCount {
- public:
-  using Singleton = CFiContextSingleton<CallingBack, FirstPlugin>;
+// Whether a thread of this process sleeps, as one does that waits for a mutex.
+bool sleeps(pid_t thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string text;
+  std::getline(file, text);
+  const std::size_t name = text.rfind(") ");
+  return name != std::string::npos && text[name + 2] == 'S';
+}
 
-  ~CallingBack() override {
-    returned = returnsOnAnotherThread([] { Singleton::instance(true); });
+// The destructor of the first one goes on until the thread that asks for the next one waits, or has got it.
+class SlowToDie : public virtual CFiRefCount {
+ public:
+  using Singleton = CFiContextSingleton<SlowToDie, FirstPlugin>;
+
+  SlowToDie() {
+    overlapped = overlapped || dying;
+    ++made;
+  }
+  ~SlowToDie() override {
+    if (made != 1) {
+      return;
+    }
+    dying = true;
+    deathBegun.count_down();
+    asker.wait(0);
+    while (!sleeps(asker) && made == 1) {
+      std::this_thread::yield();
+    }
+    dying = false;
   }
 
-  static std::atomic<bool> returned;
+  static std::latch deathBegun;
+  static std::atomic<pid_t> asker;
+  static std::atomic<bool> dying;
+  static std::atomic<bool> overlapped;
+  static std::atomic<int> made;
 };
-std::atomic<bool> CallingBack::returned{false};
+std::latch SlowToDie::deathBegun(1);
+std::atomic<pid_t> SlowToDie::asker{0};
+std::atomic<bool> SlowToDie::dying{false};
+std::atomic<bool> SlowToDie::overlapped{false};
+std::atomic<int> SlowToDie::made{0};
 
-TEST(ContextSingleton, ObjectIsDestroyedWithTheMutexFree) {
-  CallingBack::Singleton::instance(false);
-  CallingBack::Singleton::instance(true);
-  EXPECT_TRUE(CallingBack::returned);
+TEST(ContextSingleton, NextObjectIsMadeWhenTheFormerIsDestroyed) {
+  SlowToDie::Singleton::instance(false);
+  std::thread asking([] {
+    SlowToDie::deathBegun.wait();
+    SlowToDie::asker = ::gettid();
+    SlowToDie::asker.notify_one();
+    EXPECT_TRUE(SlowToDie::Singleton::instance(false));
+  });
+  SlowToDie::Singleton::instance(true);
+  asking.join();
+  EXPECT_EQ(SlowToDie::made, 2);
+  EXPECT_FALSE(SlowToDie::overlapped);
 }
 
 TEST(ContextSingleton, FailedConstructionReachesTheCallerAndIsTriedAgain) {
