@@ -12,6 +12,7 @@
 #include "cfisession.h"
 #include "in_process.h"
 #include "qmfs_private_data.h"
+#include "silent_log.h"
 
 namespace {
 
@@ -103,7 +104,7 @@ struct Held {
   std::size_t kept;
   std::size_t comeAndGo;
   Names names;
-  CFiTraceLogSPtr log{true};
+  CFiTraceLogSPtr log = bench::silentLog();
   CFiPrivateDataFactorySPtr factory{new Factory()};
   PlainMap map;
   std::vector<std::unique_ptr<CFiPrivateDataSPtr>> attached{comeAndGo};

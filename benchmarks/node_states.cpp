@@ -4,6 +4,7 @@
 
 #include "in_process.h"
 #include "qmfs_private_data.h"
+#include "silent_log.h"
 #include "yardsticks/plain_node_state.h"
 
 namespace {
@@ -93,8 +94,7 @@ void compareRestoring(const CFiTraceLogSPtr& log, const std::string& size, const
 }  // namespace
 
 int main(int count, char** words) {
-  // Never opened, so it lets nothing through.
-  const CFiTraceLogSPtr log(true);
+  const CFiTraceLogSPtr log = bench::silentLog();
   for (const auto& [size, bytes] : {std::pair{"0.1 KB", std::size_t{100}}, std::pair{"4 KB", std::size_t{4096}}}) {
     comparePacking(log, size, optionsFor(bytes));
     compareRestoring(log, size, optionsFor(bytes));

@@ -1,5 +1,6 @@
 // The trace log: opening, filtering, and the path of a record.
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <string_view>
 
@@ -14,6 +15,9 @@ namespace {
 
 using qmfi_runtime::traceOutput;
 
+// Below that of every record.
+constexpr int levelOfASilentLog = 0;
+
 // The level that the environment asks for, otherwise the given one.
 int effectiveLevel(int given) {
   const char* const text = secure_getenv("QMFI_TRACE_LEVEL");
@@ -22,11 +26,11 @@ int effectiveLevel(int given) {
   return level >= CFI_TRACE_ERROR && level <= CFI_TRACE_DETAIL ? level : given;
 }
 
-}  // namespace
-
-CFiTraceLog::~CFiTraceLog() {
-  traceOutput().close(m_sink);
+void closeSink(CFiTraceSink* sink) {
+  traceOutput().close(sink);
 }
+
+}  // namespace
 
 void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<char>& dir,
                              ACE_String_Base<char>& second, int level, bool flag) {
@@ -37,7 +41,7 @@ void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<
   const std::string path = directory + "/" + file + ".log";
   const std::string secondPath = std::string(second.c_str()) + "/" + file + ".log";
   // The last step that memory may be too short for: a log that is initialised is so in all its parts.
-  m_sink = traceOutput().open(directory, file);
+  m_sink = {traceOutput().open(directory, file), closeSink};
   m_name = name;
   m_directory = dir;
   m_secondDirectory = second;
@@ -46,25 +50,20 @@ void CFiTraceLog::initialize(const ACE_String_Base<char>& name, ACE_String_Base<
   m_flag = flag;
   m_initialized = true;
   m_failed = m_sink == nullptr;
-  if (!m_failed) m_level.store(effectiveLevel(level), std::memory_order_release);
+  m_level.store(m_failed ? levelOfASilentLog : effectiveLevel(level), std::memory_order_release);
 }
 
 void CFiTraceLog::trace(int level, const char* format, ...) {
-  if (!passes(level)) return;
-  std::va_list arguments;
-  va_start(arguments, format);
-  vtrace(level, format, arguments);
-  va_end(arguments);
-}
-
-void CFiTraceLog::vtrace(int level, const char* format, std::va_list arguments) {
   // Acquired, so that the sink which was stored before the level is seen.
   const int highest = m_level.load(std::memory_order_acquire);
-  if (highest == 0 || level > highest || format == nullptr) return;
+  if (highest == levelNotTold || level > highest || m_sink == nullptr || format == nullptr) return;
   // Callers report errno after they have traced.
   const int callersError = errno;
+  std::va_list arguments;
+  va_start(arguments, format);
   qmfi_runtime::TraceRecord record;
   if (record.vformat(level, format, arguments)) traceOutput().put(*m_sink, record.text());
+  va_end(arguments);
   errno = callersError;
 }
 

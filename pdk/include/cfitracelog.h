@@ -4,13 +4,16 @@
 
 #include "cfierrormanager.h"
 #include "cfismartptr.h"
+#include "cfitraceformat.h"
 
 #include <ace/SString.h>
 
 #include <atomic>
-#include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <memory>
+#include <type_traits>
 
 namespace qmfi_pdk_4_4 {
 
@@ -25,12 +28,13 @@ enum CFiTraceLevel : int {
 
 class CFiTraceSink;
 
-// One log per plug-in. The object is built by the plug-in; opening and writing belong to the framework. Writes nothing
-// until it is initialised. initialize is called once; everything else may be used from any thread.
+// One log per plug-in. The object is built, and destroyed, by the plug-in, which takes only initialize and trace from
+// the framework. Nothing is written until it is initialised. initialize is called once; everything else may be used
+// from any thread.
 class CFiTraceLog : public virtual CFiRefCount {
  public:
   CFiTraceLog() = default;
-  ~CFiTraceLog() override;
+  ~CFiTraceLog() override = default;
 
   // Opens the log: name is the log's name, dir and second two path settings (empty: the framework's defaults, stored
   // back when used), level the highest level written, unless the environment overrides it. A log that cannot be opened
@@ -40,17 +44,19 @@ class CFiTraceLog : public virtual CFiRefCount {
 
   bool isInitialized() const { return m_initialized; }
 
-  // Whether a record of that level would be written. Takes no lock.
+  // Whether a record of that level is to be given to trace. Takes no lock. A framework that has not told its level is
+  // given every record and filters it itself.
   bool passes(int level) const { return level <= m_level.load(std::memory_order_relaxed); }
 
   // Writes one printf-style record when its level passes.
   void trace(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
-  void vtrace(int level, const char* format, std::va_list arguments) __attribute__((format(printf, 3, 0)));
 
   // The manager that messages about the log itself would go to; empty until set.
   void setErrorManager(const CFiSmartPtr<CFiErrorManager>& manager) { m_errorManager = manager; }
 
  private:
+  static constexpr int levelNotTold = std::numeric_limits<int>::max();
+
   ACE_String_Base<char> m_name;
   ACE_String_Base<char> m_directory;
   ACE_String_Base<char> m_secondDirectory;
@@ -62,9 +68,11 @@ class CFiTraceLog : public virtual CFiRefCount {
   // Required: a fixed marker that the framework reads.
   [[maybe_unused]] std::int32_t m_marker = 12345;
   CFiSmartPtr<CFiErrorManager> m_errorManager;
-  // Highest level written; 0 keeps everything out while the log is not open.
-  std::atomic<int> m_level{0};
-  CFiTraceSink* m_sink = nullptr;
+  // What follows belongs to a framework that knows it; another one leaves it as it is.
+  // Highest level written.
+  std::atomic<int> m_level{levelNotTold};
+  // The framework's, closed by its own function.
+  std::unique_ptr<CFiTraceSink, void (*)(CFiTraceSink*)> m_sink{nullptr, nullptr};
 };
 
 using CFiTraceLogSPtr = CFiSmartPtr<CFiTraceLog>;
@@ -135,16 +143,19 @@ class CFiTraceable {
     return CFiTraceLogFunction(m_traceLog, function, line, path);
   }
 
-  // Writes one printf-style record to the log, if there is one and the level passes.
-  void trace(int level, const char* format, ...) const __attribute__((format(printf, 3, 4))) {
-    if (!m_traceLog || !m_traceLog->passes(level)) {
-      return;
+  // Writes one printf-style record to the log, if there is one and the level passes. The compiler's own check of
+  // formats only knows functions with an ellipsis, which could not hand their arguments on; so the format checks
+  // itself.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+  template <typename... Arguments>
+  void trace(int level, std::type_identity_t<CFiTraceFormat<Arguments...>> format, Arguments... arguments) const {
+    if (m_traceLog && m_traceLog->passes(level)) {
+      m_traceLog->trace(level, format.text(), arguments...);
     }
-    std::va_list arguments;
-    va_start(arguments, format);
-    m_traceLog->vtrace(level, format, arguments);
-    va_end(arguments);
   }
+#pragma GCC diagnostic pop
 
  private:
   CFiTraceLogSPtr m_traceLog;

@@ -98,15 +98,11 @@ int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& 
 }
 
 // Records are formatted, so that their arguments are looked at, and dropped.
-void CFiTraceLog::vtrace(int, const char* format, std::va_list arguments) {
+void CFiTraceLog::trace(int, const char* format, ...) {
   char text[256];
-  std::vsnprintf(text, sizeof text, format, arguments);
-}
-
-void CFiTraceLog::trace(int level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  vtrace(level, format, arguments);
+  std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
 }
 

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -114,11 +116,38 @@ TEST(TraceScope, WritesItsExitThoughItsMakerDroppedTheLog) {
               ElementsAre("L6 Entering Function fini [0, c.cpp]", "L6 Exiting Function fini"));
 }
 
-TEST(TraceLog, IsNotInitializedAndSilentWhenMade) {
+TEST(TraceLog, LeavesEveryRecordToTheFrameworkUntilItTellsItsLevel) {
   const CFiTraceLogSPtr log(true);
   EXPECT_FALSE(log->isInitialized());
-  EXPECT_FALSE(log->passes(CFI_TRACE_ERROR));
-  log->trace(CFI_TRACE_ERROR, "%s", "goes nowhere");
+  EXPECT_TRUE(log->passes(CFI_TRACE_ERROR));
+  EXPECT_TRUE(log->passes(CFI_TRACE_DETAIL));
+}
+
+// The object as the framework sees it: a pointer to the virtual table, then the members in order.
+struct TraceLogMembers {
+  void* virtualTable;
+  alignas(ACE_String_Base<char>) unsigned char strings[5][sizeof(ACE_String_Base<char>)];
+  bool initialized;
+  bool flags[2];
+  std::int32_t marker;
+  CFiErrorManager* errorManager;
+};
+
+TEST(TraceLog, KeepsItsMembersInTheirOrder) {
+  const TraceCapture capture;
+  const CFiErrorManagerSPtr manager(true);
+  const CFiTraceLogSPtr log(true);
+  log->setErrorManager(manager);
+  TraceLogMembers fresh;
+  std::memcpy(&fresh, static_cast<const void*>(log.get()), sizeof fresh);
+  EXPECT_FALSE(fresh.initialized);
+  EXPECT_FALSE(fresh.flags[0]);
+  EXPECT_FALSE(fresh.flags[1]);
+  EXPECT_EQ(fresh.marker, 12345);
+  EXPECT_EQ(fresh.errorManager, manager.get());
+  TraceLogMembers opened;
+  std::memcpy(&opened, static_cast<const void*>(capture.log().get()), sizeof opened);
+  EXPECT_TRUE(opened.initialized);
 }
 
 TEST(TraceLog, PassesUpToItsLevel) {
@@ -144,6 +173,22 @@ TEST(Traceable, ScopesCarryTheirOwnPlaceInTheSource) {
   const std::string place = "[" + std::to_string(object.traceHere()) + ", trace_scope_test.cpp]";
   EXPECT_THAT(capture.records(), ElementsAre("L6 Entering Function traceHere " + place, "L3 value 7",
                                              "L6 Exiting Function traceHere " + place));
+}
+
+TEST(TraceFormat, FitsArgumentsOfItsConversionsOnly) {
+  EXPECT_TRUE(CFiTraceFormat<>::fits("no argument, 100 %%"));
+  EXPECT_TRUE((CFiTraceFormat<const char*, int, unsigned>::fits("%s %d %u")));
+  EXPECT_TRUE((CFiTraceFormat<char*, CFiTraceLevel, bool>::fits("%s %d %d")));
+  EXPECT_FALSE(CFiTraceFormat<>::fits("%s"));
+  EXPECT_FALSE(CFiTraceFormat<const char*>::fits("no conversion"));
+  EXPECT_FALSE((CFiTraceFormat<const char*, const char*>::fits("%s")));
+  EXPECT_FALSE(CFiTraceFormat<const char*>::fits("%s %s"));
+  EXPECT_FALSE(CFiTraceFormat<int>::fits("%s"));
+  EXPECT_FALSE(CFiTraceFormat<const char*>::fits("%d"));
+  EXPECT_FALSE(CFiTraceFormat<unsigned>::fits("%d"));
+  EXPECT_FALSE(CFiTraceFormat<int>::fits("%5d"));
+  EXPECT_FALSE(CFiTraceFormat<int>::fits("%"));
+  EXPECT_FALSE((CFiTraceFormat<int, const char*>::fits("%s %d")));
 }
 
 TEST(Traceable, WithoutALogTracesNothing) {
