@@ -21,6 +21,7 @@ struct Plan {
 
 thread_local Plan lockPlan;
 thread_local Plan unlockPlan;
+thread_local long locks = 0;
 
 using MutexCall = int (*)(pthread_mutex_t*);
 
@@ -39,10 +40,15 @@ MutexFailure::~MutexFailure() {
   unlockPlan = {};
 }
 
+long mutexLocks() {
+  return locks;
+}
+
 extern "C" {
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const MutexCall lock = systemCall("pthread_mutex_lock");
+  ++locks;
   const int error = lockPlan.next();
   return error != 0 ? error : lock(mutex);
 }

@@ -15,4 +15,7 @@ class MutexFailure {
   ~MutexFailure();
 };
 
+// How many locks this thread has asked for so far.
+long mutexLocks();
+
 #endif
