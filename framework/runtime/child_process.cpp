@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cancellation_disabled.h"
+#include "lock_if_possible.h"
 
 namespace qmfi_runtime {
 
@@ -133,14 +134,14 @@ ChildEnd ChildProcess::reapWith(int options, int& status) {
 
 void reapLater(std::list<ChildProcess>& children) noexcept {
   Leftovers& left = leftovers();
-  const std::lock_guard guard(left.mutex);
+  const auto guard = lockIfPossible(left.mutex);
   left.children.splice(left.children.end(), children);
 }
 
 void reapLeftovers() noexcept {
   const CancellationDisabled whole;
   Leftovers& left = leftovers();
-  const std::lock_guard guard(left.mutex);
+  const auto guard = lockIfPossible(left.mutex);
   left.children.remove_if([](ChildProcess& child) {
     int status = 0;
     return child.reap(status) != ChildEnd::running;

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "cancellation_disabled.h"
+#include "lock_if_possible.h"
 #include "split_context.h"
 
 namespace qmfi_pdk_4_4 {
@@ -39,7 +40,7 @@ struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmf
 void CFiErrorManager::Implementation::handOut() noexcept {
   const qmfi_runtime::CancellationDisabled whole;
   {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const auto lock = qmfi_runtime::lockIfPossible(mutex);
     if (handingOut) return;
     handingOut = true;
   }
@@ -64,7 +65,7 @@ void CFiErrorManager::Implementation::giveToHandlers(const CFiMessageSPtr& messa
 // over, under the same lock, so that a message which comes later finds it so.
 bool CFiErrorManager::Implementation::takeNext(CFiMessageSPtr& message) noexcept {
   message.release();
-  const std::lock_guard<std::mutex> lock(mutex);
+  const auto lock = qmfi_runtime::lockIfPossible(mutex);
   handingOut = !waiting.empty() && qmfi_runtime::splitContext().enterHandler();
   if (handingOut) {
     message.swap(waiting.front());
@@ -75,7 +76,7 @@ bool CFiErrorManager::Implementation::takeNext(CFiMessageSPtr& message) noexcept
 
 // Null behind the last one.
 CFiErrorHandlerBase* CFiErrorManager::Implementation::handlerAt(std::size_t index) const noexcept {
-  const std::lock_guard<std::mutex> lock(mutex);
+  const auto lock = qmfi_runtime::lockIfPossible(mutex);
   return index < handlers.size() ? handlers[index].get() : nullptr;
 }
 

@@ -1,6 +1,7 @@
 // Finding of texts through the registered catalogs.
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "cfimessagecatalog.h"
 #include "message_text.h"
@@ -17,7 +18,7 @@ constexpr std::size_t mostCatalogs = 32;
 struct [[gnu::visibility("hidden")]] CFiMessageCatalogManager::Implementation {
   CFiMessageCatalogFactorySPtr currentFactory() const {
     const std::lock_guard<std::mutex> lock(mutex);
-    return factory;
+    return countedCopy(factory);
   }
 
   CFiMessageCatalogSPtr catalog(const std::string& language);
@@ -34,13 +35,14 @@ CFiMessageCatalogSPtr CFiMessageCatalogManager::Implementation::catalog(const st
   {
     const std::lock_guard<std::mutex> lock(mutex);
     const auto found = catalogs.find(language);
-    if (found != catalogs.end()) return found->second;
-    maker = factory;
+    if (found != catalogs.end()) return countedCopy(found->second);
+    maker = countedCopy(factory);
   }
   if (!maker) return CFiMessageCatalogSPtr();
-  CFiMessageCatalogSPtr made = maker->allocateCatalog(language.c_str());
+  CFiMessageCatalogSPtr made = counted(maker->allocateCatalog(language.c_str()));
+  CFiMessageCatalogSPtr kept = countedCopy(made);
   const std::lock_guard<std::mutex> lock(mutex);
-  if (maker.get() == factory.get() && catalogs.size() < mostCatalogs) catalogs.emplace(language, made);
+  if (maker.get() == factory.get() && catalogs.size() < mostCatalogs) catalogs.emplace(language, std::move(kept));
   return made;
 }
 
@@ -50,7 +52,7 @@ CFiMessageCatalogManager::~CFiMessageCatalogManager() = default;
 
 void CFiMessageCatalogManager::registerFactory(const CFiMessageCatalogFactorySPtr& factory) {
   // Declared ahead of the lock: what is replaced is destroyed when the mutex is free again.
-  CFiMessageCatalogFactorySPtr replacement(factory);
+  CFiMessageCatalogFactorySPtr replacement = countedCopy(factory);
   std::map<std::string, CFiMessageCatalogSPtr> forgotten;
   const std::lock_guard<std::mutex> lock(m_implementation->mutex);
   m_implementation->factory.swap(replacement);

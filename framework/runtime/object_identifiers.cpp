@@ -1,9 +1,9 @@
 // The framework's object identifiers: one for each name and kind, kept until the library is unloaded.
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -61,7 +61,8 @@ qmfi_objid* qmfi_get_objid(const char* name, uint32_t length, int32_t kind) {
   if (text.empty()) return nullptr;
   try {
     return objectIdentifiers.get({text, kind});
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
+    // Memory is short, or the mutex fails.
     return nullptr;
   }
 }

@@ -13,7 +13,7 @@ namespace {
 // The factory that made the nodes' private data: the provider's, or the default one where there is none.
 CFiPrivateDataFactorySPtr factoryOf(const CFiPrivateDataManagerSPtr& manager) {
   if (!manager) return CFiPrivateDataFactorySPtr();
-  const CFiPrivateDataFactorySPtr provider = manager->getProviderFactory();
+  CFiPrivateDataFactorySPtr provider = manager->getProviderFactory();
   return provider ? provider : manager->getDefaultFactory();
 }
 

@@ -93,9 +93,10 @@ int CFiPluginBase::delLastError(kfi_msg_info** list) {
 int CFiPluginBase::getLocaleMessage(int* length, kfi_msg_info* record, const char* language, char** text) {
   if (length == nullptr || record == nullptr || text == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
   const std::string locale = language != nullptr ? language : "";
-  const std::string found = m_catalogManager
-                                ? m_catalogManager->getText(locale, m_catalogManager->allocateMessage(record))
-                                : qmfi_runtime::untranslatedText(*CFiIcuMessage::deserialize(record));
+  const CFiMessageSPtr message =
+      counted(m_catalogManager ? m_catalogManager->allocateMessage(record) : CFiIcuMessage::deserialize(record));
+  const std::string found =
+      m_catalogManager ? m_catalogManager->getText(locale, message) : qmfi_runtime::untranslatedText(*message);
   char* const copy = ::strdup(found.c_str());
   if (copy == nullptr) return CFI_STATUS_NO_MEMORY;
   *text = copy;

@@ -2,9 +2,11 @@
 #include "split_context.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 
 #include "kfi.h"
+#include "lock_if_possible.h"
 #include "trace_output.h"
 
 namespace qmfi_runtime {
@@ -28,9 +30,10 @@ SplitContext& splitContext() {
   return theSplitContext;
 }
 
-int SplitContext::create() {
-  std::unique_lock<std::mutex> lock(m_mutex);
+int SplitContext::create() noexcept {
+  auto lock = lockIfPossible(m_mutex);
   const int error = m_users++ == 0 ? traceOutput().beginHolding() : 0;
+  if (!lock.owns_lock()) return ENOLCK;
   // A handler that opens the context waits neither for itself nor, with nobody to end it, for another one that does so.
   m_handlers -= ownHandlers;
   m_handlersIdle.notify_all();
@@ -39,27 +42,27 @@ int SplitContext::create() {
   return error;
 }
 
-bool SplitContext::enterHandler() {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+bool SplitContext::enterHandler() noexcept {
+  const auto lock = lockIfPossible(m_mutex);
   if (m_users != 0) return false;
   ++m_handlers;
   ++ownHandlers;
   return true;
 }
 
-void SplitContext::leaveHandler() {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+void SplitContext::leaveHandler() noexcept {
+  const auto lock = lockIfPossible(m_mutex);
   --ownHandlers;
   if (--m_handlers == 0) m_handlersIdle.notify_all();
 }
 
-void SplitContext::close() {
+void SplitContext::close() noexcept {
   if (takeUserOff()) tellObservers();
 }
 
 // Whether that was the last user.
-bool SplitContext::takeUserOff() {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+bool SplitContext::takeUserOff() noexcept {
+  const auto lock = lockIfPossible(m_mutex);
   if (m_users == 0 || --m_users != 0) return false;
   traceOutput().endHolding();
   return true;
@@ -70,14 +73,16 @@ void SplitContext::addObserver(SplitContextObserver& observer) {
   m_observers.emplace(++m_lastRegistration, &observer);
 }
 
-void SplitContext::removeObserver(const SplitContextObserver& observer) {
-  std::unique_lock<std::mutex> lock(m_observerMutex);
+void SplitContext::removeObserver(const SplitContextObserver& observer) noexcept {
+  auto lock = lockIfPossible(m_observerMutex);
   std::erase_if(m_observers, [&](const auto& entry) { return entry.second == &observer; });
+  // Nobody can be waited for without the mutex.
+  if (!lock.owns_lock()) return;
   m_observerIdle.wait(lock, [&] { return m_called != &observer || m_caller == std::this_thread::get_id(); });
 }
 
-void SplitContext::tellObservers() {
-  std::unique_lock<std::mutex> lock(m_observerMutex);
+void SplitContext::tellObservers() noexcept {
+  auto lock = lockIfPossible(m_observerMutex);
   // A thread that is telling them already, which may be this one, goes on to tell them of this closing too.
   if (m_closings++ != 0) return;
   m_caller = std::this_thread::get_id();
@@ -87,9 +92,9 @@ void SplitContext::tellObservers() {
       const std::uint64_t registration = entry->first;
       SplitContextObserver* const observer = entry->second;
       m_called = observer;
-      lock.unlock();
+      if (lock.owns_lock()) lock.unlock();
       observer->splitContextClosed();
-      lock.lock();
+      lock = lockIfPossible(m_observerMutex);
       m_called = nullptr;
       m_observerIdle.notify_all();
       entry = m_observers.upper_bound(registration);

@@ -21,28 +21,28 @@ class SplitContextObserver {
   ~SplitContextObserver() = default;
 };
 
-// Counts its users. May be used from any thread.
+// Counts its users. May be used from any thread. What cannot fail goes on without its mutex when that fails.
 class SplitContext {
  public:
   // Opens the context or adds a user, and waits, at most two seconds, for the handlers that other threads are running.
   // Returns 0 or an errno value; the context is open either way.
-  int create();
+  int create() noexcept;
   // Takes a user off. The last one's call writes the trace records that were held back, then tells the observers.
-  void close();
+  void close() noexcept;
 
   // Asks for leave to call handlers, which may print or read files; false while the context is open. What was entered
   // is left by the same thread.
-  bool enterHandler();
-  void leaveHandler();
+  bool enterHandler() noexcept;
+  void leaveHandler() noexcept;
 
   // Throws std::bad_alloc when memory is short.
   void addObserver(SplitContextObserver& observer);
   // Waits for a call of the observer that another thread is making; afterwards it is never called again.
-  void removeObserver(const SplitContextObserver& observer);
+  void removeObserver(const SplitContextObserver& observer) noexcept;
 
  private:
-  bool takeUserOff();
-  void tellObservers();
+  bool takeUserOff() noexcept;
+  void tellObservers() noexcept;
 
   std::mutex m_mutex;
   std::condition_variable m_handlersIdle;

@@ -1,9 +1,11 @@
 // Writing and holding of trace records.
 #include "trace_output.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "cfitracelog.h"
+#include "lock_if_possible.h"
 #include "trace_record.h"
 
 namespace qmfi_runtime {
@@ -45,7 +47,7 @@ CFiTraceSink* TraceOutput::open(const std::string& directory, const std::string&
 void TraceOutput::close(CFiTraceSink* sink) noexcept {
   if (sink == nullptr) return;
   std::list<CFiTraceSink> closed;
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto lock = lockIfPossible(m_mutex);
   for (auto entry = m_sinks.begin(); entry != m_sinks.end(); ++entry) {
     if (&*entry != sink) continue;
     // Closing a file can make the file system write, too.
@@ -72,7 +74,7 @@ bool TraceOutput::writeNow(const CFiTraceSink& sink, std::string_view record) no
 
 // False when records are no longer held.
 bool TraceOutput::hold(CFiTraceSink& sink, std::string_view record) noexcept {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto lock = lockIfPossible(m_mutex);
   if (!m_holding) return false;
   const std::size_t size = heldSize(record.size());
   if (size > m_memory.size() - m_used) {
@@ -87,9 +89,11 @@ bool TraceOutput::hold(CFiTraceSink& sink, std::string_view record) noexcept {
 }
 
 int TraceOutput::beginHolding() noexcept {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto lock = lockIfPossible(m_mutex);
+  // Without the lock too, records are held from here on: the caller takes the error for a reason not to freeze.
   m_used = 0;
-  const int error = m_memory.acquire(heldBytes);
+  const int acquired = m_memory.acquire(heldBytes);
+  const int error = lock.owns_lock() ? acquired : ENOLCK;
   m_holding = true;
   for (int writers = m_writers; writers != 0; writers = m_writers) m_writers.wait(writers);
   return error;
@@ -97,7 +101,7 @@ int TraceOutput::beginHolding() noexcept {
 
 void TraceOutput::endHolding() noexcept {
   std::list<CFiTraceSink> closed;
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto lock = lockIfPossible(m_mutex);
   writeHeld();
   reportDropped();
   for (auto entry = m_sinks.begin(); entry != m_sinks.end();) {

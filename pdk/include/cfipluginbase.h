@@ -18,8 +18,10 @@
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/SString.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <string>
+#include <system_error>
 
 namespace qmfi_pdk_4_4 {
 
@@ -54,9 +56,13 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
 #include "cfientrypoints.def"
 
   // Runs delayedInit before the first ordinary call and returns its result; 0 ever after, also when it failed: a
-  // failure is reported once and not tried again.
+  // failure is reported once and not tried again. Throws std::system_error when the mutex fails, and then the next call
+  // runs it.
   int invokeDelayedInit() {
     const ACE_Guard<ACE_Recursive_Thread_Mutex> lock(m_delayedInitMutex);
+    if (lock.locked() == 0) {
+      throw std::system_error(errno, std::generic_category(), "the delayed initialisation cannot be locked");
+    }
     if (m_delayedInitDone) {
       return CFI_STATUS_SUCCESS;
     }

@@ -20,15 +20,14 @@ namespace qmfi_pdk_4_4 {
 
 // Keeps ordinary and alternate nodes apart: the same name may have one object of each kind. May be used from any
 // thread; a domain's own slot is used by one thread at a time. Domains passed in have an object identifier with a name,
-// unless an operation says otherwise.
+// unless an operation says otherwise. Operations throw std::system_error when a mutex fails.
 class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
   // The object attached to the domain, or an empty pointer. Looks at the domain's slot only.
   virtual CFiPrivateDataSPtr access(kfi_domain* domain) = 0;
 
   // The object attached to the domain; when there is none yet, the one that other domains of the same name and kind
-  // share, or a new one, is attached first. Throws std::bad_alloc when memory is short, and then nothing is attached;
-  // nor is anything when the object cannot be counted because its mutex fails, and then the pointer is empty.
+  // share, or a new one, is attached first. Throws std::bad_alloc when memory is short, and then nothing is attached.
   virtual CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) = 0;
 
   // Detaches the object and destroys it when no other domain shares it. The domain may have lost its identifier or the
@@ -40,7 +39,7 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
     const std::lock_guard<std::mutex> lock(m_mutex);
     const Map& map = mapOf(alternate);
     const auto found = map.find(std::string_view(name.c_str(), name.length()));
-    return found != map.end() ? found->second : CFiPrivateDataSPtr();
+    return found != map.end() ? counted(CFiPrivateDataSPtr(found->second)) : CFiPrivateDataSPtr();
   }
 
   // All objects of a kind, by ascending name: the bytes count, as unsigned numbers.
@@ -53,7 +52,7 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
     std::vector<CFiPrivateDataSPtr> list;
     list.reserve(ordered.size());
     for (const auto& [name, data] : ordered) {
-      list.push_back(*data);
+      list.push_back(counted(CFiPrivateDataSPtr(*data)));
     }
     return list;
   }
@@ -89,7 +88,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
  public:
   CFiPrivateDataSPtr access(kfi_domain* domain) override {
     const auto* const holder = static_cast<CFiPrivateDataSPtr*>(domain->fid_private);
-    return holder != nullptr ? *holder : CFiPrivateDataSPtr();
+    return holder != nullptr ? counted(CFiPrivateDataSPtr(*holder)) : CFiPrivateDataSPtr();
   }
 
   CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) override {
@@ -97,28 +96,24 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
       return access(domain);
     }
     auto holder = std::make_unique<CFiPrivateDataSPtr>();
-    // Declared ahead of the lock, so that an object that finds no room in the map is destroyed when the mutex is free.
+    // Declared ahead of the lock, so that an object that cannot be kept is destroyed when the mutex is free.
     std::unique_ptr<T> object;
     CFiPrivateDataSPtr created;
     {
       const std::string_view key = domain->fid_objid->vid_name;
       const std::lock_guard<std::mutex> lock(m_mutex);
       Map& map = mapOf(alternate);
-      auto place = map.find(key);
+      const auto place = map.find(key);
       if (place == map.end()) {
         object = std::make_unique<T>(domain->fid_objid, alternate);
         object->registerTraceLog(traceLog());
-        if (created.acquire(object.get()) < 0) {
-          return created;
-        }
+        created = counted(CFiPrivateDataSPtr(object.get()));
         static_cast<void>(object.release());
-        place = map.try_emplace(std::string(key)).first;
-        place->second.swap(created);
+        *holder = counted(CFiPrivateDataSPtr(created));
+        map.try_emplace(std::string(key)).first->second.swap(created);
+      } else {
+        *holder = counted(CFiPrivateDataSPtr(place->second));
       }
-      *holder = place->second;
-    }
-    if (!*holder) {
-      return CFiPrivateDataSPtr();
     }
     domain->fid_private = holder.release();
     return access(domain);

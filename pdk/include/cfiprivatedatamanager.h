@@ -8,24 +8,24 @@
 
 namespace qmfi_pdk_4_4 {
 
-// May be used from any thread.
+// May be used from any thread. Operations throw std::system_error when a mutex fails.
 class CFiPrivateDataManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
   // Set once, together with the manager.
-  void setDefaultFactory(const CFiPrivateDataFactorySPtr& factory) { m_defaultFactory = factory; }
-  CFiPrivateDataFactorySPtr getDefaultFactory() const { return m_defaultFactory; }
+  void setDefaultFactory(const CFiPrivateDataFactorySPtr& factory) { m_defaultFactory = countedCopy(factory); }
+  CFiPrivateDataFactorySPtr getDefaultFactory() const { return countedCopy(m_defaultFactory); }
 
   // The provider's factory; empty until the provider's start installs it.
   void setProviderFactory(const CFiPrivateDataFactorySPtr& factory) {
     // Declared first, so that a factory that is replaced is destroyed after the mutex is unlocked.
-    CFiPrivateDataFactorySPtr replacement(factory);
+    CFiPrivateDataFactorySPtr replacement = countedCopy(factory);
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_providerFactory.swap(replacement);
   }
   // The one that was installed last; empty before.
   CFiPrivateDataFactorySPtr getProviderFactory() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_providerFactory;
+    return countedCopy(m_providerFactory);
   }
 
  private:
@@ -42,7 +42,8 @@ struct CFiContextSingletonAllocator<CFiPrivateDataManager> {
   // A new manager. Throws std::bad_alloc when memory is short.
   CFiPrivateDataManager* operator()() const {
     auto manager = std::make_unique<CFiPrivateDataManager>();
-    manager->setDefaultFactory(CFiPrivateDataFactorySPtr(new CFiPrivateDataConcreteFactory<CFiPrivateData>()));
+    manager->setDefaultFactory(
+        adopt<CFiPrivateDataFactorySPtr>(std::make_unique<CFiPrivateDataConcreteFactory<CFiPrivateData>>()));
     return manager.release();
   }
 };

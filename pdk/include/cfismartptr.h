@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 namespace qmfi_pdk_4_4 {
@@ -164,6 +165,30 @@ class CFiSmartPtr {
 
   T* m_object = nullptr;
 };
+
+// A pointer that must not be empty. Throws std::system_error with the mutex's error where it is, because its object
+// could not be counted.
+template <typename Pointer>
+Pointer counted(Pointer pointer) {
+  if (!pointer) {
+    throw std::system_error(errno, std::generic_category(), "an object cannot be counted");
+  }
+  return pointer;
+}
+
+// A copy that is empty only where the original is. Throws std::system_error when the object cannot be counted.
+template <typename Pointer>
+Pointer countedCopy(const Pointer& pointer) {
+  return pointer ? counted(Pointer(pointer)) : Pointer();
+}
+
+// Adopts an object, which is destroyed where it cannot be counted. Throws std::system_error then.
+template <typename Pointer, typename T>
+Pointer adopt(std::unique_ptr<T> object) {
+  Pointer pointer = counted(Pointer(object.get()));
+  static_cast<void>(object.release());
+  return pointer;
+}
 
 }  // namespace qmfi_pdk_4_4
 

@@ -13,7 +13,7 @@
 using namespace qmfi_pdk_4_4;
 
 CFiPrivateDataFactorySPtr providerFactory() {
-  return CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false)->getProviderFactory();
+  return counted(CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false))->getProviderFactory();
 }
 
 CFiPrivateDataSPtr privateDataOf(kfi_domain* node) {

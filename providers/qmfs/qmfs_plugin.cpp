@@ -46,11 +46,13 @@ int CQmFSPlugin::init() {
 }
 
 void CQmFSPlugin::registerFactories() {
-  const CFiMessageCatalogFactorySPtr catalogFactory(new CFiIcuMessageCatalogFactory("root", cfi_pgn_name_str));
-  CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false)->registerFactory(catalogFactory);
+  counted(CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false))
+      ->registerFactory(
+          adopt<CFiMessageCatalogFactorySPtr>(std::make_unique<CFiIcuMessageCatalogFactory>("root", cfi_pgn_name_str)));
 
-  const CFiPrivateDataFactorySPtr dataFactory(new CFiPrivateDataConcreteFactory<CQmFSPrivateData>());
-  const auto manager = CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false);
+  const auto dataFactory =
+      adopt<CFiPrivateDataFactorySPtr>(std::make_unique<CFiPrivateDataConcreteFactory<CQmFSPrivateData>>());
+  const auto manager = counted(CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false));
   manager->setProviderFactory(dataFactory);
   dataFactory->registerTraceLog(manager->traceLog());
 }

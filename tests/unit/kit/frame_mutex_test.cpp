@@ -51,6 +51,40 @@ TEST(FrameMutex, EntryPointWithoutAProviderIsSix) {
   CFiContextSingleton<PlainProvider, FI_PLUGIN_NAME>::instance(true);
 }
 
+class CountingProvider : public PlainProvider {
+ public:
+  int delayedInit() override {
+    ++runs;
+    return 0;
+  }
+  static int runs;
+};
+int CountingProvider::runs = 0;
+
+TEST(FrameMutex, DelayedInitialisationThatCannotBeLockedIsRunOnceAllTheSame) {
+  const auto enter = [] {
+    return enterPlugin<CountingProvider>("entry", 1, DelayedInit::run, [](CountingProvider&) { return 41; });
+  };
+  constexpr int locks = 30;
+  int notRun = 0;
+  for (int number = 1; number <= locks; ++number) {
+    CFiContextSingleton<CountingProvider, FI_PLUGIN_NAME>::instance(true);
+    CountingProvider::runs = 0;
+    int status = 0;
+    {
+      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      status = enter();
+    }
+    EXPECT_TRUE(status == 41 || status == 6) << number << ": " << status;
+    notRun += CountingProvider::runs == 0 ? 1 : 0;
+    EXPECT_EQ(enter(), 41) << number;
+    EXPECT_EQ(CountingProvider::runs, 1) << number;
+  }
+  // At least the mutexes of the singleton, of the provider's count and of the delayed initialisation.
+  EXPECT_GE(notRun, 3);
+  CFiContextSingleton<CountingProvider, FI_PLUGIN_NAME>::instance(true);
+}
+
 // A start, of whose locks the one with that number fails.
 int startWithFailure(int number) {
   kfi_version version{};

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <memory>
+#include <system_error>
 
 namespace {
 
@@ -141,6 +143,45 @@ TEST_F(FailingMutex, SingletonIsNotDropped) {
   }
   EXPECT_EQ(Singleton::instance(false).get(), before.get());
   EXPECT_EQ(before->getCount(), 2);
+}
+
+TEST_F(FailingMutex, SingletonWhoseCountCannotBeGivenBackStays) {
+  const auto before = Singleton::instance(false);
+  {
+    // The first lock is the singleton's own.
+    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
+    EXPECT_FALSE(Singleton::instance(true));
+    EXPECT_EQ(errno, EINVAL);
+  }
+  EXPECT_EQ(Singleton::instance(false).get(), before.get());
+  EXPECT_EQ(before->getCount(), 2);
+}
+
+TEST_F(FailingMutex, PointerThatMustNotBeEmptyThrowsTheMutexsError) {
+  const Pointer owner(new Counted());
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EAGAIN);
+  try {
+    countedCopy(owner);
+    FAIL() << "nothing was thrown";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code().value(), EAGAIN);
+  }
+  EXPECT_EQ(owner->getCount(), 1);
+}
+
+TEST_F(FailingMutex, CopyThatMustBeCountedIsEmptyForAnEmptyPointerOnly) {
+  EXPECT_FALSE(countedCopy(Pointer()));
+  const Pointer owner(new Counted());
+  EXPECT_EQ(countedCopy(owner).get(), owner.get());
+}
+
+TEST_F(FailingMutex, ObjectThatCannotBeAdoptedIsDestroyed) {
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    EXPECT_THROW(adopt<Pointer>(std::make_unique<Counted>()), std::system_error);
+  }
+  EXPECT_EQ(livingObjects, 0);
+  EXPECT_EQ(adopt<Pointer>(std::make_unique<Counted>())->getCount(), 1);
 }
 
 TEST_F(FailingMutex, RegisteringATraceLogLeavesTheHolderEmpty) {
