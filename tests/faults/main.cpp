@@ -14,8 +14,9 @@ struct NamedCampaign {
 constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
     {"load", faults::runLoadCampaign},         {"memory", faults::runMemoryCampaign},
-    {"model", faults::runModelCampaign},       {"names", faults::runNamesCampaign},
-    {"soak", faults::runSoakCampaign},         {"threads", faults::runThreadsCampaign},
+    {"model", faults::runModelCampaign},       {"mutexes", faults::runMutexesCampaign},
+    {"names", faults::runNamesCampaign},       {"soak", faults::runSoakCampaign},
+    {"threads", faults::runThreadsCampaign},
 };
 
 }  // namespace
@@ -29,6 +30,7 @@ int main(int count, char** words) {
   app.add_flag("--full,!--quick", options.full, "All cases instead of those of a short run");
   app.add_option("--only", options.only, "Only cases whose name contains this text");
   app.add_option("--allocation", options.allocation, "memory: only this allocation of each script; shows where it is");
+  app.add_option("--lock", options.lock, "mutexes: only this lock of each script; shows where it is");
   app.add_option("--seed", options.seed, "threads: what the choice of calls begins with");
   app.add_option("--volumes", options.volumes, "driver: mount points of real file systems to be frozen, too");
   app.add_option("--library", library, "The plug-in to be tested instead of the build's own");

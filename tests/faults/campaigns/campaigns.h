@@ -11,6 +11,7 @@ void runDriverCampaign(Campaign& campaign);
 void runLoadCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
 void runModelCampaign(Campaign& campaign);
+void runMutexesCampaign(Campaign& campaign);
 void runNamesCampaign(Campaign& campaign);
 void runSoakCampaign(Campaign& campaign);
 void runThreadsCampaign(Campaign& campaign);

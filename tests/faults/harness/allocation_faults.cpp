@@ -80,6 +80,10 @@ bool allocationFaultHappened() {
   return plan.happened;
 }
 
+bool inFaultyRegion() {
+  return plan.inFaultyRegion;
+}
+
 FaultyRegion::FaultyRegion() {
   plan.inFaultyRegion = true;
 }

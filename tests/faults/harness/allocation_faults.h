@@ -39,6 +39,9 @@ class FaultyRegion {
   FaultyRegion& operator=(const FaultyRegion&) = delete;
 };
 
+// Whether the calling thread is inside one.
+bool inFaultyRegion();
+
 // A part of a faulty region that is the harness's own work: calls that it has taken over, callbacks.
 class SoundRegion {
  public:

@@ -18,6 +18,8 @@ struct CampaignOptions {
   std::vector<std::string> volumes;
   // Runs the memory campaign's cases with this allocation only, and shows where it is; 0 for all.
   std::uint64_t allocation = 0;
+  // The same for the mutexes campaign's locks.
+  std::uint64_t lock = 0;
   // What the random choices of the threads campaign begin with.
   std::uint64_t seed = 20261121;
 };

@@ -1,6 +1,8 @@
 // A host that drives the plug-in through a script of calls.
 #include "host.h"
 
+#include "mutex_faults.h"
+
 namespace faults {
 
 Host::Host(Machine& theMachine) : machine(theMachine), call(provider.call) {}
@@ -31,7 +33,7 @@ void Host::stop() {
 
 void Host::record(const char* entryPoint) {
   CallRecord made{.entryPoint = entryPoint, .status = m_status};
-  made.faultHappened = allocationFaultHappened();
+  made.faultHappened = allocationFaultHappened() || mutexFaultHappened();
   made.messages = provider.takeMessages();
   made.tracedFailure = m_status != 0 && machine.tracedFailure();
   m_transcript.push_back(std::move(made));

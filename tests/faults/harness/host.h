@@ -20,7 +20,7 @@ struct CallRecord {
   int status = 0;                          // 0 for one without a result
   std::string outputs = {};                // what it handed out, as text
   std::vector<std::string> messages = {};  // what it pushed, newest first
-  bool faultHappened = false;              // an allocation had been made to fail when it ended
+  bool faultHappened = false;              // something had been made to fail when it ended
   bool tracedFailure = false;              // the log has a record of level 1; looked up only for a failed call
 };
 
