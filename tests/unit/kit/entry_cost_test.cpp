@@ -18,7 +18,7 @@ using namespace qmfi_pdk_4_4;
 constexpr long locksOfAReference = 2 + 1;
 constexpr long locksOfTheDelayedInitialisation = 1;
 
-class EntryCost : public testing::TestWithParam<DelayedInit> {
+class EntryCost : public testing::TestWithParam<CFiEntry> {
  protected:
   EntryCost() {
     kfi_version version{};
@@ -44,7 +44,7 @@ TEST_P(EntryCost, IsTheLocksOfTheTraceLogAndOfTheProviderOnceOrTwice) {
   const long before = mutexLocks();
   EXPECT_EQ(enter(), 41);
   const long locks = mutexLocks() - before;
-  const long initialisation = GetParam() == DelayedInit::run ? locksOfAReference + locksOfTheDelayedInitialisation : 0;
+  const long initialisation = GetParam() == CFiEntry::delayed ? locksOfAReference + locksOfTheDelayedInitialisation : 0;
   EXPECT_EQ(locks, locksOfAReference + initialisation + locksOfAReference);
 }
 
@@ -63,8 +63,8 @@ TEST_P(EntryCost, OfAReferenceToTheProviderIsTwoLocksAndOneToGiveItBack) {
   EXPECT_EQ(mutexLocks() - before, 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, EntryCost, testing::Values(DelayedInit::run, DelayedInit::skip), [](const auto& test) {
-  return test.param == DelayedInit::run ? "WithDelayedInitialisation" : "AtOnce";
+INSTANTIATE_TEST_SUITE_P(All, EntryCost, testing::Values(CFiEntry::delayed, CFiEntry::atOnce), [](const auto& test) {
+  return test.param == CFiEntry::delayed ? "WithDelayedInitialisation" : "AtOnce";
 });
 
 }  // namespace

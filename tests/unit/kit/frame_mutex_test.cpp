@@ -63,7 +63,7 @@ int CountingProvider::runs = 0;
 
 TEST(FrameMutex, DelayedInitialisationThatCannotBeLockedIsRunOnceAllTheSame) {
   const auto enter = [] {
-    return enterPlugin<CountingProvider>("entry", 1, DelayedInit::run, [](CountingProvider&) { return 41; });
+    return enterPlugin<CountingProvider>("entry", 1, CFiEntry::delayed, [](CountingProvider&) { return 41; });
   };
   constexpr int locks = 30;
   int notRun = 0;
