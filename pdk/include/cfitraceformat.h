@@ -18,6 +18,7 @@ class CFiTraceFormat {
   constexpr const char* text() const { return m_text; }
 
   // Whether the format, which must not be null, takes just these arguments.
+  // Whether the format, which must not be null, takes just these arguments.
   static constexpr bool fits(const char* text) {
     constexpr char wanted[] = {conversionOf<Arguments>()..., '\0'};
     const char* next = wanted;
