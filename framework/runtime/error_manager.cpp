@@ -117,7 +117,10 @@ int CFiErrorManager::registerHandler(CFiErrorHandlerBase* handler) {
 
 std::vector<CFiMessageSPtr> CFiErrorManager::messages() const {
   const std::lock_guard<std::mutex> lock(m_implementation->mutex);
-  return {m_implementation->kept.begin(), m_implementation->kept.end()};
+  std::vector<CFiMessageSPtr> copies;
+  copies.reserve(m_implementation->kept.size());
+  for (const CFiMessageSPtr& message : m_implementation->kept) copies.push_back(countedCopy(message));
+  return copies;
 }
 
 void CFiErrorManager::clear() {

@@ -14,7 +14,8 @@ namespace {
 CFiPrivateDataFactorySPtr factoryOf(const CFiPrivateDataManagerSPtr& manager) {
   if (!manager) return CFiPrivateDataFactorySPtr();
   CFiPrivateDataFactorySPtr provider = manager->getProviderFactory();
-  return provider ? provider : manager->getDefaultFactory();
+  if (provider) return provider;
+  return manager->getDefaultFactory();
 }
 
 // The private data attached to a node; empty where there is none.
@@ -99,19 +100,19 @@ void CFiPluginBase::setMessageIndexOffset(int offset) {
 }
 
 void CFiPluginBase::registerErrorManager(const CFiErrorManagerSPtr& manager) {
-  m_errorManager = manager;
+  m_errorManager = countedCopy(manager);
 }
 
 void CFiPluginBase::registerCatalogManager(const CFiMessageCatalogManagerSPtr& manager) {
-  m_catalogManager = manager;
+  m_catalogManager = countedCopy(manager);
 }
 
 void CFiPluginBase::registerPrivateDataManager(const CFiPrivateDataManagerSPtr& manager) {
-  m_privateDataManager = manager;
+  m_privateDataManager = countedCopy(manager);
 }
 
 void CFiPluginBase::registerSessionManager(const CFiSessionManagerSPtr& manager) {
-  m_sessionManager = manager;
+  m_sessionManager = countedCopy(manager);
 }
 
 // Nothing in this library outlives a plug-in's own objects, so there is nothing to be got ready for its end.

@@ -71,8 +71,6 @@ int CFiPluginBase::getLastError(kfi_msg_info** list) {
   MessageList records;
   // From the oldest to the newest, which comes first.
   for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
-    // Empty when its count could not be taken.
-    if (!*message) continue;
     MessageList record = makeRecord(**message);
     if (record == nullptr) return CFI_STATUS_NO_MEMORY;
     record->kmi_next = records.release();

@@ -28,7 +28,7 @@ class CFiErrorManager : public virtual CFiRefCount {
   // Takes ownership of a handler made with new, until the manager is destroyed. Null is ignored. Returns 0.
   int registerHandler(CFiErrorHandlerBase* handler);
 
-  // What was pushed since the last clear, newest first.
+  // What was pushed since the last clear, newest first. Throws std::system_error when a mutex fails.
   std::vector<CFiMessageSPtr> messages() const;
 
   // Forgets what was kept.

@@ -70,7 +70,8 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
     return delayedInit();
   }
 
-  // The names and managers below are given by the frame before init, are copied or counted, and are not locked.
+  // The names and managers below are given by the frame before init, are copied or counted, and are not locked. A
+  // manager whose mutex fails is not taken: std::system_error is thrown.
   void setProviderName(const ACE_String_Base<char>& name);
   // A null name counts as empty.
   void setFimName(const char* name);

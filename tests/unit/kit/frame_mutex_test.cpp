@@ -123,22 +123,65 @@ TEST(FrameMutex, MessageThatCannotBeCountedIsNeitherKeptNorHandedOut) {
   }
 }
 
-TEST(FrameMutex, LastErrorsLeaveOutAMessageThatCannotBeCounted) {
+TEST(FrameMutex, LastErrorsAreAllOrNone) {
   const CFiErrorManagerSPtr manager(true);
   PlainProvider provider;
   provider.registerErrorManager(manager);
   manager->pushError(messageNamed("older"));
   manager->pushError(messageNamed("newer"));
   kfi_msg_info* list = nullptr;
-  {
-    // The first is that of the queue.
-    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
-    EXPECT_EQ(provider.getLastError(&list), 0);
+  // Those of the queue and of each message.
+  for (const int number : {1, 2, 3}) {
+    const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+    EXPECT_THROW(provider.getLastError(&list), std::system_error) << number;
+    EXPECT_EQ(list, nullptr) << number;
   }
+  EXPECT_EQ(provider.getLastError(&list), 0);
   ASSERT_NE(list, nullptr);
-  EXPECT_STREQ(list->kmi_id, "older");
-  EXPECT_EQ(list->kmi_next, nullptr);
+  EXPECT_STREQ(list->kmi_id, "newer");
+  ASSERT_NE(list->kmi_next, nullptr);
+  EXPECT_STREQ(list->kmi_next->kmi_id, "older");
+  EXPECT_EQ(list->kmi_next->kmi_next, nullptr);
   provider.delLastError(&list);
+}
+
+// Registers a manager of that kind, of whose locks the first one fails.
+template <typename Manager>
+void expectNotRegistered(void (CFiPluginBase::*registration)(const CFiSmartPtr<Manager>&)) {
+  const CFiSmartPtr<Manager> manager(true);
+  PlainProvider provider;
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  EXPECT_THROW((provider.*registration)(manager), std::system_error);
+}
+
+TEST(FrameMutex, ManagerThatCannotBeCountedIsNotLeftOutInSilence) {
+  expectNotRegistered<CFiErrorManager>(&CFiPluginBase::registerErrorManager);
+  expectNotRegistered<CFiMessageCatalogManager>(&CFiPluginBase::registerCatalogManager);
+  expectNotRegistered<CFiPrivateDataManager>(&CFiPluginBase::registerPrivateDataManager);
+  expectNotRegistered<CFiSessionManager>(&CFiPluginBase::registerSessionManager);
+}
+
+// What a node without private data is refused with must not be said of one that has them.
+TEST(FrameMutex, NodeWhoseDataCannotBeReachedIsNotTakenForOneWithoutThem) {
+  PlainProvider provider;
+  const CFiPrivateDataManagerSPtr manager(true);
+  provider.registerPrivateDataManager(manager);
+  kfi_domain domain = domainNamed("/data");
+  manager->getDefaultFactory()->allocate(&domain, false);
+  int sixes = 0;
+  bool failed = true;
+  for (int number = 1; failed; ++number) {
+    qmfi_objid** objects = nullptr;
+    int count = -1;
+    const long before = mutexLocks();
+    const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+    const int status = guardEntryPoint(1, [&] { return provider.subobjList(&domain, &objects, &count); });
+    failed = mutexLocks() - before >= number;
+    EXPECT_TRUE(status == 0 || (failed && status == 6)) << number << ": " << status;
+    sixes += status == 6 ? 1 : 0;
+  }
+  EXPECT_GT(sixes, 0);
+  provider.deInitNode(&domain);
 }
 
 TEST(FrameMutex, PrivateDataThatCannotBeCountedAreNotAttachedUntilALaterCall) {
