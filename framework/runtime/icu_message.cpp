@@ -113,8 +113,9 @@ CFiMessageSPtr CFiIcuMessage::deserialize(const kfi_msg_info* record) {
   ElementReader reader(elements);
   if (!json::sax_parse(text, &reader)) elements.clear();
   const std::vector<Formattable> arguments = toArguments(elements);
-  return CFiMessageSPtr(new CFiIcuMessage(record->kmi_id, arguments.data(), static_cast<int>(arguments.size()),
-                                          record->kmi_severity, record->kmi_file, record->kmi_line));
+  return adopt<CFiMessageSPtr>(std::make_unique<CFiIcuMessage>(record->kmi_id, arguments.data(),
+                                                               static_cast<int>(arguments.size()), record->kmi_severity,
+                                                               record->kmi_file, record->kmi_line));
 }
 
 }  // namespace qmfi_pdk_4_4

@@ -41,11 +41,17 @@ inline icu::Formattable messageText(const std::string& text) {
   return argument;
 }
 
-// Pushes a message onto this plug-in's error queue. Throws std::bad_alloc when memory is short.
+// Pushes a message onto this plug-in's error queue; one that cannot be counted because its mutex fails is lost. Throws
+// std::bad_alloc when memory is short.
 inline void pushMessage(const char* id, std::initializer_list<icu::Formattable> arguments, kfi_eseverity severity,
                         const CFiSourceLocation& location) {
-  const CFiMessageSPtr message(new CFiIcuMessage(id, arguments.begin(), static_cast<int>(arguments.size()), severity,
-                                                 location.file, location.line));
+  auto object = std::make_unique<CFiIcuMessage>(id, arguments.begin(), static_cast<int>(arguments.size()), severity,
+                                                location.file, location.line);
+  const CFiMessageSPtr message(object.get());
+  if (!message) {
+    return;
+  }
+  static_cast<void>(object.release());
   const auto manager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
   // Empty when its mutex fails, of which errno tells.
   if (manager) {

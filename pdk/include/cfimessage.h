@@ -65,8 +65,8 @@ class CFiIcuMessage : public CFiMessage {
   // The arguments as one line of text, for a message record.
   std::string serialize() const;
 
-  // Rebuilds the message of a record; arguments that are not in the form of serialize are left out. Never null; the
-  // record must not be null.
+  // Rebuilds the message of a record; arguments that are not in the form of serialize are left out. Never null: throws
+  // std::system_error when its mutex fails. The record must not be null.
   static CFiMessageSPtr deserialize(const kfi_msg_info* record);
 
  private:

@@ -1,4 +1,5 @@
 // Counted pointers and singletons whose mutexes fail: told through errno, never by an exception.
+#include "cficatchladder.h"
 #include "cficontextsingleton.h"
 #include "cfitracelog.h"
 #include "support/mutex_failure.h"
@@ -182,6 +183,25 @@ TEST_F(FailingMutex, ObjectThatCannotBeAdoptedIsDestroyed) {
   }
   EXPECT_EQ(livingObjects, 0);
   EXPECT_EQ(adopt<Pointer>(std::make_unique<Counted>())->getCount(), 1);
+}
+
+// The leak detector would tell of the message.
+TEST_F(FailingMutex, MessageThatCannotBeAdoptedIsLostWithoutALeak) {
+  using ErrorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
+  {
+    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    pushMessage("lost", {}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
+  }
+  EXPECT_TRUE(ErrorManager::instance(false)->messages().empty());
+  ErrorManager::instance(true);
+}
+
+TEST_F(FailingMutex, MessageOfARecordIsDestroyedWhereItCannotBeAdopted) {
+  char identifier[] = "lost";
+  kfi_msg_info record{};
+  record.kmi_id = identifier;
+  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  EXPECT_THROW(CFiIcuMessage::deserialize(&record), std::system_error);
 }
 
 TEST_F(FailingMutex, RegisteringATraceLogLeavesTheHolderEmpty) {
