@@ -15,6 +15,9 @@ class MutexFailure {
   ~MutexFailure();
 };
 
+// From now on only the locks that libraries with this text in their path ask for themselves fail and count; all do by
+// default. The text is not copied.
+void countLocksOf(const char* libraries);
 // How many locks this thread has asked for so far.
 long mutexLocks();
 
