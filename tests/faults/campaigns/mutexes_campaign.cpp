@@ -18,6 +18,10 @@ namespace {
 
 using Transcript = std::vector<CallRecord>;
 
+// Calls that may leave something undone without a word. Required: restoring a state that cannot have the device's
+// identifier succeeds without it. A thaw has no status; one that did not reach the provider is left to the next.
+const std::set<std::string> mayLeaveUndone = {"process_providerstate", "unquiesce"};
+
 // Runs a script once. look: is given the host when all its calls are made and nothing is left to be given back.
 template <typename Look>
 void runScript(Machine& machine, const Script& script, std::uint64_t number, Look&& look) {
@@ -69,17 +73,20 @@ class MutexScript {
 
  private:
   void judge(const Transcript& transcript) {
+    bool hasFailed = false;
     for (std::size_t i = 0; i < transcript.size(); ++i) {
       const CallRecord& record = transcript[i];
       if (i >= m_usual.size() || record.entryPoint != m_usual[i].entryPoint) {
         return m_campaign.failed("other calls than usual: " + described(record));
       }
-      if (isUsual(record, m_usual[i])) continue;
-      if (!record.faultHappened || record.status != 6) {
+      const bool failsHere = record.faultHappened && !hasFailed;
+      hasFailed = hasFailed || record.faultHappened;
+      // What comes of the calls that follow depends on the one that failed.
+      if (failsHere && record.status == 6) return m_campaign.count("reported");
+      if (!isUsual(record, m_usual[i])) {
         return m_campaign.failed("instead of " + described(m_usual[i]) + " was " + described(record));
       }
-      // What comes of the calls that follow depends on the one that failed.
-      return m_campaign.count("reported");
+      if (failsHere && mayLeaveUndone.count(record.entryPoint) != 0) return m_campaign.count("absorbed");
     }
     m_campaign.count("unnoticed");
   }
