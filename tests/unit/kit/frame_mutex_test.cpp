@@ -167,7 +167,9 @@ TEST(FrameMutex, NodeWhoseDataCannotBeReachedIsNotTakenForOneWithoutThem) {
   const CFiPrivateDataManagerSPtr manager(true);
   provider.registerPrivateDataManager(manager);
   kfi_domain domain = domainNamed("/data");
-  manager->getDefaultFactory()->allocate(&domain, false);
+  const CFiPrivateDataFactorySPtr factory(new CFiPrivateDataConcreteFactory<CFiPrivateData>());
+  manager->setProviderFactory(factory);
+  factory->allocate(&domain, false);
   int sixes = 0;
   bool failed = true;
   for (int number = 1; failed; ++number) {
