@@ -7,7 +7,7 @@ namespace qmfi_pdk_4_4 {
 // Answers of entry points and operations, and numbers of CFiError. Operations return int, since a provider may have
 // statuses of its own, and claim answers KFI_CLAIMED.
 enum CFiStatus : int {
-#define FI_STATUS(name, number, text) CFI_STATUS_##name = number,
+#define FI_STATUS(name, number, text) CFI_STATUS_##name = (number),
 #include "cfistatus.def"
 };
 

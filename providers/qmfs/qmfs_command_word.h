@@ -15,6 +15,7 @@ class CommandWord {
   static std::optional<CommandWord> of(const std::string& name);
 
   const std::string& text() const { return m_text; }
+  // NOLINTNEXTLINE(readability-identifier-naming): as the standard strings have it.
   const char* c_str() const { return m_text.c_str(); }
 
  private:

@@ -41,6 +41,7 @@ const char* mountPointOf(const kfi_quiescenode* node) {
 
 std::vector<CQmFSFrozenSet::FileSystem> fileSystemsOf(kfi_quiescenode** nodes, std::int32_t count) {
   std::vector<CQmFSFrozenSet::FileSystem> fileSystems;
+  fileSystems.reserve(static_cast<std::size_t>(count));
   for (std::int32_t i = 0; i < count; ++i) {
     fileSystems.push_back({mountPointOf(nodes[i]), false});
   }

@@ -126,6 +126,7 @@ void SnapshotCreation::split() {
     group.targets.push_back({&*node++, planned.volume.device, m_splitter.prepare(planned.volume)});
   }
   std::vector<FreezeGroup> groups;
+  groups.reserve(byProvider.size());
   for (auto& [provider, group] : byProvider) groups.push_back(std::move(group));
   enter(Phase::freezing);
   m_snapshot.frozen = splitFrozen(groups);
