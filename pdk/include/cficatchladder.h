@@ -48,10 +48,10 @@ inline void pushMessage(const char* id, std::initializer_list<icu::Formattable> 
   auto object = std::make_unique<CFiIcuMessage>(id, arguments.begin(), static_cast<int>(arguments.size()), severity,
                                                 location.file, location.line);
   const CFiMessageSPtr message(object.get());
-  if (!message) {
-    return;
+  // Required: where the count's mutex fails the push carries an empty message.
+  if (message) {
+    static_cast<void>(object.release());
   }
-  static_cast<void>(object.release());
   const auto manager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>::instance(false);
   // Empty when its mutex fails, of which errno tells.
   if (manager) {
