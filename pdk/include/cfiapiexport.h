@@ -6,14 +6,14 @@
 #ifndef CFIAPIEXPORT_H
 #define CFIAPIEXPORT_H
 
+#include <iostream>
+#include <new>
+#include <string>
+
 #include "cfiapilifecycle.h"
 #include "cfiapiobjctl.h"
 #include "cfiapisession.h"
 #include "cfientryguard.h"
-
-#include <iostream>
-#include <new>
-#include <string>
 
 #ifndef FI_PLUGIN_CLASS
 #error "define FI_PLUGIN_CLASS to the provider's class"
@@ -21,7 +21,7 @@
 
 namespace qmfi_pdk_4_4 {
 
-// Empty when memory is short.
+// A copy of a name, which is not null; empty when memory is short.
 inline std::wstring wideNameOrNone(const wchar_t* name) noexcept {
   try {
     return name;
@@ -32,8 +32,8 @@ inline std::wstring wideNameOrNone(const wchar_t* name) noexcept {
 
 }  // namespace qmfi_pdk_4_4
 
-// A library that is being loaded has nobody to tell that memory is short: the first is not a copy, the last is short
-// enough to need none.
+// Each is the provider's name. A library that is being loaded has nobody to tell that memory is short: the first is not
+// a copy, the last is short enough to need none.
 ACE_String_Base<char> cfi_pgn_name_tstr(CFI_TEXT(FI_PLUGIN_PREFIX), nullptr, false);
 std::wstring cfi_pgn_name_wstr(qmfi_pdk_4_4::wideNameOrNone(CFI_WIDE(CFI_TEXT(FI_PLUGIN_PREFIX))));
 std::string cfi_pgn_name_str(CFI_TEXT(FI_PLUGIN_PREFIX));
@@ -62,7 +62,7 @@ using namespace qmfi_pdk_4_4;
 
 // Those that hand their arguments on as they are.
 // NOLINTBEGIN(bugprone-macro-parentheses): these are types and lists.
-#define FI_FORWARDED(suffix, result, when, place, operation, answer, parameters, arguments)                 \
+#define FI_FORWARDED(suffix, result, when, slot, operation, answer, parameters, arguments)                  \
   result FI_PGN(suffix) parameters {                                                                        \
     return static_cast<result>(enter(FI_PGN_PLACE(suffix), CFiEntry::when,                                  \
                                      [&](FI_PLUGIN_CLASS& plugin) { return plugin.operation arguments; })); \
@@ -83,9 +83,7 @@ void FI_PGN(fi_pgn_fini)() {
 
 int FI_PGN(fi_pgn_config)(kfi_domain* node, int category, char* text, kfi_confspec* spec) {
   return enter(FI_PGN_PLACE(fi_pgn_config), CFiEntry::delayed, [&](FI_PLUGIN_CLASS& plugin) -> int {
-    if (node == nullptr || spec == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (node == nullptr || spec == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     return plugin.config(node, category, text, spec);
   });
 }
@@ -102,9 +100,7 @@ int FI_PGN(fi_pgn_init_remnode)(kfi_domain* first, kfi_domain* second, kfi_domai
 
 int FI_PGN(fi_pgn_subobj_list)(kfi_domain* node, qmfi_objid*** objects, int* count) {
   return enter(FI_PGN_PLACE(fi_pgn_subobj_list), CFiEntry::delayed, [&](FI_PLUGIN_CLASS& plugin) -> int {
-    if (node == nullptr || objects == nullptr || count == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (node == nullptr || objects == nullptr || count == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     return plugin.subobjList(node, objects, count);
   });
 }
@@ -166,9 +162,7 @@ void FI_PGN(fi_pgn_cache_enable)(kfi_domain* domain) {
 
 int FI_PGN(fi_pgn_get_provider_info)(kfi_provider_list** list) {
   return enter(FI_PGN_PLACE(fi_pgn_get_provider_info), CFiEntry::atOnce, [&](FI_PLUGIN_CLASS& plugin) -> int {
-    if (list == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (list == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     *list = nullptr;
     return plugin.getProviderInfo(list);
   });
@@ -176,9 +170,7 @@ int FI_PGN(fi_pgn_get_provider_info)(kfi_provider_list** list) {
 
 int FI_PGN(fi_pgn_enumerate_nodes)(kfi_node_list** list, int* count, int kind, char* name) {
   return enter(FI_PGN_PLACE(fi_pgn_enumerate_nodes), CFiEntry::atOnce, [&](FI_PLUGIN_CLASS& plugin) -> int {
-    if (list == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (list == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     return plugin.enumerateNodes(list, count, kind, name);
   });
 }
@@ -206,9 +198,7 @@ int FI_PGN(fi_pgn_set_import_options)(kfi_splitnode* node, kfi_splitnode** nodes
 int FI_PGN(fi_pgn_translate_resource_names)(char** names, int count, char** translated) {
   return enter(FI_PGN_PLACE(fi_pgn_translate_resource_names), CFiEntry::delayed, [&](FI_PLUGIN_CLASS& plugin) -> int {
     // Required: only the call without names is let through.
-    if (names == nullptr || translated == nullptr || count != 0) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (names == nullptr || translated == nullptr || count != 0) return CFI_STATUS_INVALID_ARGUMENT;
     return plugin.translateResourceNames(names, 0, translated);
   });
 }

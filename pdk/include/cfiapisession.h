@@ -2,13 +2,13 @@
 #ifndef CFIAPISESSION_H
 #define CFIAPISESSION_H
 
-#include "cfidomain.h"
-#include "cfientryguard.h"
-#include "cfierror.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "cfidomain.h"
+#include "cfientryguard.h"
+#include "cfierror.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -25,27 +25,19 @@ int withSession(const char* name, Call&& call) {
 
 // Whether no node of the list is missing or without a key; none need be there.
 inline bool haveKeys(const CFiSplitNodeList& list) {
-  if (list.count() > 0 && list.nodes() == nullptr) {
-    return false;
-  }
+  if (list.count() > 0 && list.nodes() == nullptr) return false;
   for (int i = 0; i < list.count(); ++i) {
     const kfi_splitnode* const node = list.nodes()[i];
-    if (node == nullptr || nodeName(node->ksn_domain) == nullptr) {
-      return false;
-    }
+    if (node == nullptr || nodeName(node->ksn_domain) == nullptr) return false;
   }
   return true;
 }
 
 // Whether a session can take the nodes, which it keeps by their keys together with their names.
 inline bool canBeAdded(const CFiSplitNodeList& list) {
-  if (!haveKeys(list)) {
-    return false;
-  }
+  if (!haveKeys(list)) return false;
   for (int i = 0; i < list.count(); ++i) {
-    if (list.nodes()[i]->ksn_name == nullptr) {
-      return false;
-    }
+    if (list.nodes()[i]->ksn_name == nullptr) return false;
   }
   return true;
 }
@@ -57,9 +49,7 @@ inline std::vector<std::string> selectedNames(const CFiSession& session, const C
     kfi_domain* const domain = list.nodes()[i]->ksn_domain;
     domain->fid_attr |= KFI_ATTR_SELECTED;
     CFiSplitNode node;
-    if (session.findNode(nodeName(domain), node)) {
-      names.emplace_back(node.secondName.c_str(), node.secondName.length());
-    }
+    if (session.findNode(nodeName(domain), node)) names.emplace_back(node.secondName.c_str(), node.secondName.length());
   }
   return names;
 }
@@ -70,9 +60,7 @@ inline std::vector<std::string> selectedNames(const CFiSession& session, const C
 inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid*** objects, int* objectCount) {
   *objects = nullptr;
   *objectCount = static_cast<int>(names.size());
-  if (names.empty()) {
-    return CFI_STATUS_SUCCESS;
-  }
+  if (names.empty()) return CFI_STATUS_SUCCESS;
   const std::size_t size = names.size() * sizeof(qmfi_objid*);
   auto** const array = static_cast<qmfi_objid**>(qmfi_alloc_buf(size));
   if (array == nullptr) {
@@ -95,9 +83,7 @@ inline int exportIdentifiers(const std::vector<std::string>& names, qmfi_objid**
 inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, qmfi_objid*** objects,
                          int* objectCount) {
   const int status = plugin.make(sessionName, list.nodes(), list.count(), objects, objectCount);
-  if (status != CFI_STATUS_USE_SESSION) {
-    return status;
-  }
+  if (status != CFI_STATUS_USE_SESSION) return status;
   if (sessionName == nullptr || objects == nullptr || objectCount == nullptr || !haveKeys(list)) {
     return CFI_STATUS_INVALID_ARGUMENT;
   }
@@ -110,25 +96,17 @@ inline int makeInSession(CFiPluginBase& plugin, char* sessionName, const CFiSpli
 // As makeInSession, for prepare; flag is the provider's.
 inline int prepareInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list, int flag) {
   const int status = plugin.prepare(sessionName, list.nodes(), list.count(), flag);
-  if (status != CFI_STATUS_USE_SESSION) {
-    return status;
-  }
+  if (status != CFI_STATUS_USE_SESSION) return status;
   // The session knows its nodes; those of the list are not looked at.
-  if (sessionName == nullptr) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (sessionName == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
   return withSession(sessionName, [&](const CFiSessionSPtr& session) { return plugin.prepareSnapshots(session); });
 }
 
 // As makeInSession, for select: the nodes are added to the session when the provider does not refuse them.
 inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSplitNodeList& list) {
   const int status = plugin.select(sessionName, list.nodes(), list.count());
-  if (status != CFI_STATUS_USE_SESSION && status != CFI_STATUS_SUCCESS) {
-    return status;
-  }
-  if (sessionName == nullptr || !canBeAdded(list)) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (status != CFI_STATUS_USE_SESSION && status != CFI_STATUS_SUCCESS) return status;
+  if (sessionName == nullptr || !canBeAdded(list)) return CFI_STATUS_INVALID_ARGUMENT;
   return withSession(sessionName, [&](const CFiSessionSPtr& session) {
     session->addNodes(list.nodes(), list.count());
     return status == CFI_STATUS_USE_SESSION ? plugin.selectSnapshots(session) : status;
@@ -137,9 +115,7 @@ inline int selectInSession(CFiPluginBase& plugin, char* sessionName, const CFiSp
 
 // Required: only the session learns of the nodes; the provider's own preselect is not called.
 inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
-  if (sessionName == nullptr || !canBeAdded(list)) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (sessionName == nullptr || !canBeAdded(list)) return CFI_STATUS_INVALID_ARGUMENT;
   return withSession(sessionName, [&](const CFiSessionSPtr& session) -> int {
     session->addNodes(list.nodes(), list.count());
     return CFI_STATUS_SUCCESS;
@@ -148,9 +124,7 @@ inline int preselectInSession(char* sessionName, const CFiSplitNodeList& list) {
 
 // As makeInSession, for a session as a whole; handle is the provider's.
 inline int updateHandleInSession(CFiPluginBase& plugin, char* sessionName, void* handle) {
-  if (sessionName == nullptr) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (sessionName == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
   return withSession(sessionName,
                      [&](const CFiSessionSPtr& session) { return plugin.updateSnapshotHandle(session, handle); });
 }

@@ -2,14 +2,14 @@
 #ifndef CFICONFIGPARAM_H
 #define CFICONFIGPARAM_H
 
-#include "cfistringallocator.h"
-
 #include <ace/SString.h>
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "cfistringallocator.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -2,10 +2,10 @@
 #ifndef CFICONFIGURATION_H
 #define CFICONFIGURATION_H
 
-#include "cfitracelog.h"
-
 #include <ace/Configuration.h>
 #include <ace/SString.h>
+
+#include "cfitracelog.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -2,6 +2,7 @@
 #ifndef CFICONTEXTSINGLETON_H
 #define CFICONTEXTSINGLETON_H
 
+#include "cfiprocessowned.h"
 #include "cfismartptr.h"
 
 namespace qmfi_pdk_4_4 {
@@ -19,22 +20,20 @@ class CFiContextSingleton {
   // With false returns the object, creating it when there is none: always a live one, unless the singleton's mutex
   // fails (errno is set then) or memory is short (std::bad_alloc). With true drops the singleton's own reference and
   // returns an empty pointer; the object lives on while a caller still holds it, and the next call makes a new one. A
-  // reference that cannot be given back because the object's mutex fails stays the singleton's.
+  // reference that cannot be given back because the object's mutex fails stays the singleton's. The singleton's own
+  // reference is dropped too when the process exits or unloads the plug-in, but not when a forked child does.
   static Pointer instance(bool destroy) {
-    static Pointer contextInstance;
+    static CFiProcessOwned<Pointer> owned;
     static ACE_Thread_Mutex mutex;
+    Pointer& contextInstance = owned.get();
 
     const CFiCountLock lock(mutex);
-    if (!lock.owned()) {
-      return contextInstance;
-    }
+    if (!lock.owned()) return contextInstance;
     if (destroy) {
       contextInstance.release();
       return Pointer();
     }
-    if (!contextInstance) {
-      create(contextInstance);
-    }
+    if (!contextInstance) create(contextInstance);
     return contextInstance;
   }
 

@@ -1,4 +1,4 @@
-// How a node is named.
+// How a node is named. The names stay the framework's; a thread may look while none changes the record.
 #ifndef CFIDOMAIN_H
 #define CFIDOMAIN_H
 

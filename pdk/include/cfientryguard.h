@@ -3,13 +3,13 @@
 #ifndef CFIENTRYGUARD_H
 #define CFIENTRYGUARD_H
 
+#include <exception>
+
 #include "cficatchladder.h"
 #include "cficontextsingleton.h"
 #include "cfipluginbase.h"
 #include "cfipluginname.h"
 #include "cfitracelog.h"
-
-#include <exception>
 
 namespace qmfi_pdk_4_4 {
 
@@ -37,9 +37,7 @@ int guardEntryPoint(int line, Body&& body) {
     return guarded(body, nullptr, location);
   } catch (...) {
     const bool isException = std::current_exception() != nullptr;
-    if (!isException) {
-      throw;
-    }
+    if (!isException) throw;
     return reportUnknownException(location);
   }
 }
@@ -57,12 +55,8 @@ int enterPlugin(const char* entryPoint, int line, CFiEntry entry, Call&& call) {
     using Provider = CFiContextSingleton<Plugin, FI_PLUGIN_NAME>;
     if (entry == CFiEntry::delayed) {
       const auto provider = Provider::instance(false);
-      if (!provider) {
-        return CFI_STATUS_FAILED;
-      }
-      if (provider->invokeDelayedInit() != CFI_STATUS_SUCCESS) {
-        return CFI_STATUS_DELAYED_INIT_FAILED;
-      }
+      if (!provider) return CFI_STATUS_FAILED;
+      if (provider->invokeDelayedInit() != CFI_STATUS_SUCCESS) return CFI_STATUS_DELAYED_INIT_FAILED;
     }
     const auto plugin = Provider::instance(false);
     return plugin ? call(*plugin) : CFI_STATUS_FAILED;

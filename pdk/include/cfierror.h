@@ -2,9 +2,6 @@
 #ifndef CFIERROR_H
 #define CFIERROR_H
 
-#include "K_strings.h"
-#include "cfistatus.h"
-
 #include <cctype>
 #include <cinttypes>
 #include <cstdint>
@@ -12,9 +9,13 @@
 #include <string>
 #include <utility>
 
+#include "K_strings.h"
+#include "cfistatus.h"
+
 namespace qmfi_pdk_4_4 {
 
-// A failure with an error number, mostly a CFiStatus, a text and the place where it was thrown.
+// A failure with an error number, mostly a CFiStatus, a text and the place where it was thrown. Does not change once
+// made, so it may be read from any thread.
 class CFiError : public std::exception {
  public:
   // number is mostly a CFiStatus, text is for people; file, function and line are where it is thrown.
@@ -29,9 +30,7 @@ class CFiError : public std::exception {
   // greater.
   virtual std::string getMessageId(const std::string& name, int offset) const {
     std::string id = "MSG_ERROR_";
-    for (const unsigned char character : name) {
-      id += static_cast<char>(std::toupper(character));
-    }
+    for (const unsigned char character : name) id += static_cast<char>(std::toupper(character));
     // Wider than both, since an offset below zero makes the number greater.
     const std::int64_t counted = std::int64_t{m_number} - (m_number > offset ? offset : 0);
     char number[16];

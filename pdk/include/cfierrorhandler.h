@@ -2,14 +2,14 @@
 #ifndef CFIERRORHANDLER_H
 #define CFIERRORHANDLER_H
 
-#include "cfierrorhandlerbase.h"
-#include "cfimessagecatalog.h"
-#include "cfistringallocator.h"
-
 #include <ace/SString.h>
 
 #include <string>
 #include <utility>
+
+#include "cfierrorhandlerbase.h"
+#include "cfimessagecatalog.h"
+#include "cfistringallocator.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -28,9 +28,7 @@ class CFiErrorHandler : public CFiErrorHandlerBase {
   }
 
   int handleMessage(CFiMessageSPtr message) override {
-    if (!message || !m_catalogManager) {
-      return 0;
-    }
+    if (!message || !m_catalogManager) return 0;
     const std::string defaultText = m_catalogManager->getText("", message);
     const std::string nativeText = m_catalogManager->getText(m_language, message);
     call(nativeText.c_str(), defaultText.c_str(), message->getSeverity());

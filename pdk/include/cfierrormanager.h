@@ -2,11 +2,11 @@
 #ifndef CFIERRORMANAGER_H
 #define CFIERRORMANAGER_H
 
-#include "cfierrorhandlerbase.h"
-#include "cfimessage.h"
-
 #include <memory>
 #include <vector>
+
+#include "cfierrorhandlerbase.h"
+#include "cfimessage.h"
 
 namespace qmfi_pdk_4_4 {
 

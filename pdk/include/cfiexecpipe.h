@@ -68,9 +68,7 @@ class EFiExecPipe {
   static std::wstring widened(const std::string& text) {
     std::wstring wide;
     wide.reserve(text.size());
-    for (const unsigned char byte : text) {
-      wide.push_back(byte);
-    }
+    for (const unsigned char byte : text) wide.push_back(byte);
     return wide;
   }
 
@@ -116,6 +114,10 @@ class CFiExecPipePosix : public CFiExecPipeBase {
   // mode is always 1: programs are started directly and both of their outputs are captured.
   explicit CFiExecPipePosix(int mode);
 };
+
+// The last line, without the blanks around it and at most 500 bytes of it, of the joined output of the process's last
+// command that failed by itself; any other text as it is. A host shows that to its user.
+std::string lastLineOfFailure(const std::string& joined);
 
 }  // namespace qmfi_pdk_4_4
 

@@ -7,7 +7,7 @@
 
 namespace qmfi_pdk_4_4 {
 
-// Option strings of the form "key=value;key=value".
+// Option strings of the form "key=value;key=value". May be used from any thread.
 class CFiFormatOptionList {
  public:
   using Map = std::map<std::string, std::string>;

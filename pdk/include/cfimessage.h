@@ -2,15 +2,15 @@
 #ifndef CFIMESSAGE_H
 #define CFIMESSAGE_H
 
-#include "cfismartptr.h"
-#include "kfi.h"
-
 #include <unicode/fmtable.h>
 
 #include <cstdint>
 #include <new>
 #include <string>
 #include <vector>
+
+#include "cfismartptr.h"
+#include "kfi.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -19,9 +19,7 @@ namespace qmfi_pdk_4_4 {
 inline const icu::Formattable& wholeArgument(const icu::Formattable& argument) {
   if (argument.getType() == icu::Formattable::kString) {
     UErrorCode status = U_ZERO_ERROR;
-    if (argument.getString(status).isBogus() || U_FAILURE(status)) {
-      throw std::bad_alloc();
-    }
+    if (argument.getString(status).isBogus() || U_FAILURE(status)) throw std::bad_alloc();
   }
   return argument;
 }
@@ -55,9 +53,7 @@ class CFiIcuMessage : public CFiMessage {
   CFiIcuMessage(const char* id, const icu::Formattable* arguments, int count, kfi_eseverity severity, const char* file,
                 int line)
       : CFiMessage(id, severity, file, line), m_arguments(arguments, arguments + count) {
-    for (const icu::Formattable& argument : m_arguments) {
-      wholeArgument(argument);
-    }
+    for (const icu::Formattable& argument : m_arguments) wholeArgument(argument);
   }
 
   const std::vector<icu::Formattable>& getArguments() const { return m_arguments; }

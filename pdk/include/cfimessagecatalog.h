@@ -2,11 +2,11 @@
 #ifndef CFIMESSAGECATALOG_H
 #define CFIMESSAGECATALOG_H
 
-#include "cfimessage.h"
-#include "cfismartptr.h"
-
 #include <memory>
 #include <string>
+
+#include "cfimessage.h"
+#include "cfismartptr.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -82,7 +82,7 @@ class CFiMessageCatalogManager : public virtual CFiRefCount {
   // Replaces the factory; catalogs of the former one are forgotten.
   void registerFactory(const CFiMessageCatalogFactorySPtr& factory);
 
-  // The language of native texts; empty for the default locale.
+  // Both are about the language of native texts, a locale name; empty for the default locale.
   void setNativeLanguage(const std::string& language);
   std::string getNativeLanguage() const;
 

@@ -2,14 +2,14 @@
 #ifndef CFIOBJCTLARGS_H
 #define CFIOBJCTLARGS_H
 
-#include "cfistringallocator.h"
-
 #include <ace/SString.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
+
+#include "cfistringallocator.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -28,9 +28,7 @@ class CFiObjctlArgs {
   // stays; null is an empty text. Returns 0 always.
   int importArgs(char* text) {
     const std::unique_ptr<char, decltype(&std::free)> copy(text != nullptr ? ::strdup(text) : nullptr, &std::free);
-    if (copy == nullptr) {
-      return 0;
-    }
+    if (copy == nullptr) return 0;
     char* rest = nullptr;
     const char* const start = ::strtok_r(copy.get(), " ", &rest);
     if (start != nullptr && std::strcmp(start, "<OBJCTL_ARG_LIST>") == 0) {
@@ -64,9 +62,7 @@ class CFiObjctlArgs {
   bool importElement(char*& rest) {
     // Required: any token but the end of the list starts an element; its name is not looked at.
     const char* const start = ::strtok_r(nullptr, " ", &rest);
-    if (start == nullptr || std::strcmp(start, "</OBJCTL_ARG_LIST>") == 0) {
-      return false;
-    }
+    if (start == nullptr || std::strcmp(start, "</OBJCTL_ARG_LIST>") == 0) return false;
     CFiKeyValuePair pair;
     if (!importAttribute("arg", pair.arg, rest) || !importAttribute("value", pair.value, rest) ||
         !importAttribute("type", pair.type, rest)) {
@@ -79,13 +75,9 @@ class CFiObjctlArgs {
 
   static bool importAttribute(const char* name, ACE_String_Base<char>& value, char*& rest) {
     const char* const key = ::strtok_r(nullptr, "=", &rest);
-    if (key != nullptr && std::strcmp(key, name) != 0) {
-      return false;
-    }
+    if (key != nullptr && std::strcmp(key, name) != 0) return false;
     const char* const token = ::strtok_r(nullptr, " ", &rest);
-    if (token == nullptr) {
-      return false;
-    }
+    if (token == nullptr) return false;
     value = token;
     return true;
   }

@@ -2,6 +2,15 @@
 #ifndef CFIPLUGINBASE_H
 #define CFIPLUGINBASE_H
 
+#include <ace/Guard_T.h>
+#include <ace/Recursive_Thread_Mutex.h>
+#include <ace/SString.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <system_error>
+
 #include "cficonfigparam.h"
 #include "cfierrormanager.h"
 #include "cfimessagecatalog.h"
@@ -13,15 +22,6 @@
 #include "cfistringallocator.h"
 #include "cfitracelog.h"
 #include "kfi.h"
-
-#include <ace/Guard_T.h>
-#include <ace/Recursive_Thread_Mutex.h>
-#include <ace/SString.h>
-
-#include <cerrno>
-#include <cstddef>
-#include <string>
-#include <system_error>
 
 namespace qmfi_pdk_4_4 {
 
@@ -52,7 +52,7 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
   virtual void fini() = 0;
 
 // NOLINTNEXTLINE(bugprone-macro-parentheses): these are a name and a list of parameters.
-#define FI_OPERATION(place, operation, answer, parameters, arguments) virtual int operation parameters;
+#define FI_OPERATION(slot, operation, answer, parameters, arguments) virtual int operation parameters;
 #include "cfientrypoints.def"
 
   // Runs delayedInit before the first ordinary call and returns its result; 0 ever after, also when it failed: a
@@ -63,17 +63,15 @@ class CFiPluginBase : public virtual CFiRefCount, public virtual CFiTraceable {
     if (lock.locked() == 0) {
       throw std::system_error(errno, std::generic_category(), "the delayed initialisation cannot be locked");
     }
-    if (m_delayedInitDone) {
-      return CFI_STATUS_SUCCESS;
-    }
+    if (m_delayedInitDone) return CFI_STATUS_SUCCESS;
     m_delayedInitDone = true;
     return delayedInit();
   }
 
-  // The names and managers below are given by the frame before init, are copied or counted, and are not locked. A
-  // manager whose mutex fails is not taken: std::system_error is thrown.
+  // Each is called by the frame before init, and not locked. A name is copied. A manager is counted; one whose mutex
+  // fails is not taken: std::system_error is thrown. An offset is what the numbers of errors count from. A null FIM
+  // name counts as empty.
   void setProviderName(const ACE_String_Base<char>& name);
-  // A null name counts as empty.
   void setFimName(const char* name);
   void setMessageIndexOffset(int offset);
   void registerErrorManager(const CFiErrorManagerSPtr& manager);

@@ -33,7 +33,8 @@ using FI_PLUGIN_NAME = CFI_JOIN(FI_PLUGIN_PREFIX, plugin_name);
 
 }  // namespace qmfi_pdk_4_4
 
-// The provider's name in the string types in use. Built when the library is loaded.
+// Each is the provider's name, in one of the string types in use. Built when the library is loaded, read-only
+// afterwards.
 extern ACE_String_Base<char> cfi_pgn_name_tstr;
 extern std::wstring cfi_pgn_name_wstr;
 extern std::string cfi_pgn_name_str;

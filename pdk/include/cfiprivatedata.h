@@ -2,18 +2,18 @@
 #ifndef CFIPRIVATEDATA_H
 #define CFIPRIVATEDATA_H
 
-#include "cficonfigparam.h"
-#include "cfismartptr.h"
-#include "cfistringallocator.h"
-#include "cfitracelog.h"
-#include "kfi.h"
-
 #include <ace/SString.h>
 
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "cficonfigparam.h"
+#include "cfismartptr.h"
+#include "cfistringallocator.h"
+#include "cfitracelog.h"
+#include "kfi.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -26,15 +26,16 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
 
   // objId is the identifier of the domain that causes the allocation.
   CFiPrivateData(qmfi_objid* objId, bool isAltNode) : m_objId(objId), m_isAltNode(isAltNode) {}
-  // Required: declared ahead of the operations, since a plug-in finds them by their places in the virtual table.
+  // Required: declared ahead of the operations, since a plug-in finds them by their slots in the virtual table.
   ~CFiPrivateData() override = default;
 
-  // The category (0 or 1) is not checked by the following five.
+  // Both tell whether the list of the category has been made. The category, here and below, is 0 or 1 and not checked.
   virtual bool hasConfigInfoList(int category) const { return m_configInfoList[category] != nullptr; }
   virtual bool hasConfigDataList(int category) const { return m_configDataList[category] != nullptr; }
-  // Fills the data list of the category with the default values of the descriptions; values that are there stay.
+  // Fills the data list of the category with the default values of the descriptions, which may be null; values that are
+  // there stay.
   virtual void addDefaultConfigParamsToDataList(int category, CFiConfigParamInfoList* infos);
-  // The lists of the category, made empty on first use; never null, owned by this object.
+  // Both return the list of the category, made empty on first use; never null, owned by this object.
   virtual CFiConfigParamInfoList* configInfoList(int category);
   virtual CFiConfigDataList* configDataList(int category);
 
@@ -51,15 +52,13 @@ class CFiPrivateData : public virtual CFiRefCount, public virtual CFiTraceable {
   // Appends copies of the non-null names, in order; null does nothing.
   virtual void setHostList(kfi_host_info* hosts) {
     for (; hosts != nullptr; hosts = hosts->khi_next) {
-      if (hosts->khi_name != nullptr) {
-        m_hostList.emplace_back(hosts->khi_name, CFiStringAllocator::instance());
-      }
+      if (hosts->khi_name != nullptr) m_hostList.emplace_back(hosts->khi_name, CFiStringAllocator::instance());
     }
   }
-  // Whether the node may be moved to another host; false at first.
+  // Both are about whether the node may be moved to another host; false at first.
   virtual bool getTransportable() const { return m_transportable; }
   virtual void setTransportable(bool transportable) { m_transportable = transportable; }
-  // The framework's own forms know no state: both return 0 and change nothing.
+  // Both are for providers that have a state to store and fetch; the framework's own forms return 0 and change nothing.
   virtual int setNodeState(kfi_blob* blob);
   virtual int getNodeState(kfi_blob* blob);
   // Name of the identifier.

@@ -2,8 +2,6 @@
 #ifndef CFIPRIVATEDATAFACTORY_H
 #define CFIPRIVATEDATAFACTORY_H
 
-#include "cfiprivatedata.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -15,6 +13,8 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include "cfiprivatedata.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -46,14 +46,10 @@ class CFiPrivateDataFactory : public virtual CFiRefCount, public virtual CFiTrac
   virtual std::vector<CFiPrivateDataSPtr> getPrivateDataList(bool alternate) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::map<std::string_view, const CFiPrivateDataSPtr*> ordered;
-    for (const auto& [name, data] : mapOf(alternate)) {
-      ordered.emplace(name, &data);
-    }
+    for (const auto& [name, data] : mapOf(alternate)) ordered.emplace(name, &data);
     std::vector<CFiPrivateDataSPtr> list;
     list.reserve(ordered.size());
-    for (const auto& [name, data] : ordered) {
-      list.push_back(counted(CFiPrivateDataSPtr(*data)));
-    }
+    for (const auto& [name, data] : ordered) list.push_back(counted(CFiPrivateDataSPtr(*data)));
     return list;
   }
 
@@ -92,9 +88,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
   }
 
   CFiPrivateDataSPtr allocate(kfi_domain* domain, bool alternate) override {
-    if (domain->fid_private != nullptr) {
-      return access(domain);
-    }
+    if (domain->fid_private != nullptr) return access(domain);
     auto holder = std::make_unique<CFiPrivateDataSPtr>();
     // Declared ahead of the lock, so that an object that cannot be kept is destroyed when the mutex is free.
     std::unique_ptr<T> object;
@@ -120,9 +114,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
   }
 
   int deallocate(kfi_domain* domain) override {
-    if (domain == nullptr || domain->fid_private == nullptr) {
-      return -1;
-    }
+    if (domain == nullptr || domain->fid_private == nullptr) return -1;
     // Declared first, so that what the map gives up is destroyed after its mutex is unlocked.
     CFiPrivateDataSPtr dropped;
     const std::unique_ptr<CFiPrivateDataSPtr> holder(static_cast<CFiPrivateDataSPtr*>(domain->fid_private));
@@ -133,9 +125,7 @@ class CFiPrivateDataConcreteFactory : public CFiPrivateDataFactory {
     const std::lock_guard<std::mutex> lock(m_mutex);
     Map& map = mapOf(alternate);
     const auto found = placeOf(*domain, object, map);
-    if (found == map.end() || countOf(found->second) != 1) {
-      return 0;
-    }
+    if (found == map.end() || countOf(found->second) != 1) return 0;
     dropped.swap(found->second);
     map.erase(found);
     return 0;

@@ -2,16 +2,17 @@
 #ifndef CFIPRIVATEDATAMANAGER_H
 #define CFIPRIVATEDATAMANAGER_H
 
-#include "cfiprivatedatafactory.h"
-
 #include <mutex>
+
+#include "cfiprivatedatafactory.h"
 
 namespace qmfi_pdk_4_4 {
 
-// May be used from any thread. Operations throw std::system_error when a mutex fails.
+// Finds the factories for whoever needs private data. May be used from any thread. Operations throw std::system_error
+// when a mutex fails.
 class CFiPrivateDataManager : public virtual CFiRefCount, public virtual CFiTraceable {
  public:
-  // Set once, together with the manager.
+  // Both are about the factory of plain private data, which is set once, together with the manager.
   void setDefaultFactory(const CFiPrivateDataFactorySPtr& factory) { m_defaultFactory = countedCopy(factory); }
   CFiPrivateDataFactorySPtr getDefaultFactory() const { return countedCopy(m_defaultFactory); }
 

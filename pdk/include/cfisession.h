@@ -2,12 +2,6 @@
 #ifndef CFISESSION_H
 #define CFISESSION_H
 
-#include "cfidomain.h"
-#include "cfismartptr.h"
-#include "cfistringallocator.h"
-#include "cfitracelog.h"
-#include "kfi.h"
-
 #include <ace/SString.h>
 
 #include <cstdint>
@@ -18,6 +12,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "cfidomain.h"
+#include "cfismartptr.h"
+#include "cfistringallocator.h"
+#include "cfitracelog.h"
+#include "kfi.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -55,9 +55,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
   bool findNode(const std::string& key, CFiSplitNode& node) const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto found = m_splitNodes.find(key);
-    if (found == m_splitNodes.end()) {
-      return false;
-    }
+    if (found == m_splitNodes.end()) return false;
     node = found->second;
     return true;
   }
@@ -66,9 +64,7 @@ class CFiSession : public virtual CFiRefCount, public virtual CFiTraceable {
   bool setSecondName(const std::string& key, const std::string& name) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto found = m_splitNodes.find(key);
-    if (found == m_splitNodes.end()) {
-      return false;
-    }
+    if (found == m_splitNodes.end()) return false;
     found->second.secondName.set(name.c_str(), name.size(), true);
     return true;
   }
@@ -93,9 +89,7 @@ class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceabl
   // The session of an identifier, made when there is none. A null identifier gives an empty pointer, as does a session
   // that cannot be counted because its mutex fails.
   virtual CFiSessionSPtr getSession(const char* id) {
-    if (id == nullptr) {
-      return CFiSessionSPtr();
-    }
+    if (id == nullptr) return CFiSessionSPtr();
     const std::string_view name = id;
     // Declared ahead of the lock, so that a session that finds no room in the map is destroyed when the mutex is free.
     std::unique_ptr<CFiSession> session;
@@ -104,9 +98,7 @@ class CFiSessionManager : public virtual CFiRefCount, public virtual CFiTraceabl
     auto place = m_sessions.lower_bound(name);
     if (place == m_sessions.end() || place->first != name) {
       session = std::make_unique<CFiSession>(id);
-      if (created.acquire(session.get()) < 0) {
-        return created;
-      }
+      if (created.acquire(session.get()) < 0) return created;
       static_cast<void>(session.release());
       place = m_sessions.try_emplace(place, std::string(name));
       place->second.swap(created);

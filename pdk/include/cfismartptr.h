@@ -2,12 +2,12 @@
 #ifndef CFISMARTPTR_H
 #define CFISMARTPTR_H
 
-#include "cfirefcount.h"
-
 #include <cerrno>
 #include <memory>
 #include <system_error>
 #include <utility>
+
+#include "cfirefcount.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -34,9 +34,7 @@ class CFiCountLock {
   CFiCountLock(const CFiCountLock&) = delete;
   CFiCountLock& operator=(const CFiCountLock&) = delete;
   ~CFiCountLock() {
-    if (m_owned) {
-      m_mutex.release();
-    }
+    if (m_owned) m_mutex.release();
   }
 
   bool owned() const { return m_owned; }
@@ -61,9 +59,7 @@ class CFiSmartPtr {
   explicit CFiSmartPtr(bool create) {
     if (create) {
       std::unique_ptr<T> object(Allocator{}());
-      if (acquire(object.get()) > 0) {
-        static_cast<void>(object.release());
-      }
+      if (acquire(object.get()) > 0) static_cast<void>(object.release());
     }
   }
 
@@ -90,9 +86,7 @@ class CFiSmartPtr {
   }
 
   ~CFiSmartPtr() {
-    if (m_object != nullptr) {
-      release();
-    }
+    if (m_object != nullptr) release();
   }
 
   // Replaces what is held by p. Returns the new count of p; for a null p the result of releasing what was held, -1 when
@@ -116,16 +110,12 @@ class CFiSmartPtr {
   // Gives the count back and empties the pointer; deletes the object with its last count. Returns the count that is
   // left, or -1 for an empty pointer or a mutex that fails (the pointer is kept then).
   int release() {
-    if (m_object == nullptr) {
-      return -1;
-    }
+    if (m_object == nullptr) return -1;
     {
       // Found once: the way to the virtual base would be gone over again behind each barrier that a lock is.
       CFiRefCount& counted = *m_object;
       const CFiCountLock lock(counted.countMutex());
-      if (!lock.owned()) {
-        return -1;
-      }
+      if (!lock.owned()) return -1;
       const int count = counted.decrement();
       if (count != 0) {
         m_object = nullptr;
@@ -152,9 +142,7 @@ class CFiSmartPtr {
   // What is still held because its count could not be given back is forgotten.
   void copyFrom(const CFiSmartPtr& other) {
     m_object = nullptr;
-    if (other.m_object == nullptr) {
-      return;
-    }
+    if (other.m_object == nullptr) return;
     CFiRefCount& counted = *other.m_object;
     const CFiCountLock lock(counted.countMutex());
     if (lock.owned()) {
@@ -170,9 +158,7 @@ class CFiSmartPtr {
 // could not be counted.
 template <typename Pointer>
 Pointer counted(Pointer pointer) {
-  if (!pointer) {
-    throw std::system_error(errno, std::generic_category(), "an object cannot be counted");
-  }
+  if (!pointer) throw std::system_error(errno, std::generic_category(), "an object cannot be counted");
   return pointer;
 }
 

@@ -18,9 +18,7 @@ class CFiStringAllocator final : public ACE_New_Allocator {
 
   void* malloc(std::size_t size) override {
     void* const block = ACE_New_Allocator::malloc(size);
-    if (block == nullptr) {
-      throw std::bad_alloc();
-    }
+    if (block == nullptr) throw std::bad_alloc();
     return block;
   }
 

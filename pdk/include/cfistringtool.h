@@ -21,7 +21,7 @@ class CFiStringTool {
   // The non-empty pieces of text between any of the separator characters, in order.
   static std::vector<std::string> tokenize(const std::string& text, const std::string& separators);
 
-  // Standard strings to and from the framework's string type; a NUL inside is kept.
+  // Both convert between standard strings and the framework's string type; a NUL inside is kept.
   static ACE_String_Base<char> str2tstr(const std::string& text);
   static std::string tstr2str(const ACE_String_Base<char>& text);
 

@@ -18,21 +18,14 @@ class CFiTraceFormat {
   constexpr const char* text() const { return m_text; }
 
   // Whether the format, which must not be null, takes just these arguments.
-  // Whether the format, which must not be null, takes just these arguments.
   static constexpr bool fits(const char* text) {
     constexpr char wanted[] = {conversionOf<Arguments>()..., '\0'};
     const char* next = wanted;
     for (; *text != '\0'; ++text) {
-      if (*text != '%') {
-        continue;
-      }
+      if (*text != '%') continue;
       ++text;
-      if (*text == '%') {
-        continue;
-      }
-      if (*text == '\0' || *text != *next) {
-        return false;
-      }
+      if (*text == '%') continue;
+      if (*text == '\0' || *text != *next) return false;
       ++next;
     }
     return *next == '\0';

@@ -2,10 +2,6 @@
 #ifndef CFITRACELOG_H
 #define CFITRACELOG_H
 
-#include "cfierrormanager.h"
-#include "cfismartptr.h"
-#include "cfitraceformat.h"
-
 #include <ace/SString.h>
 
 #include <atomic>
@@ -14,6 +10,10 @@
 #include <limits>
 #include <memory>
 #include <type_traits>
+
+#include "cfierrormanager.h"
+#include "cfismartptr.h"
+#include "cfitraceformat.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -85,24 +85,18 @@ class CFiTraceLogFunction {
   // log may be empty and function null: then nothing is traced. path is the source file; only what follows its last '/'
   // is kept.
   CFiTraceLogFunction(const CFiTraceLogSPtr& log, const char* function, int line, const char* path) {
-    if (!log || function == nullptr || !log->passes(CFI_TRACE_DETAIL)) {
-      return;
-    }
+    if (!log || function == nullptr || !log->passes(CFI_TRACE_DETAIL)) return;
     m_log = log;
     m_function = function;
     m_line = line;
     m_file = fileNameOf(path);
-    if (m_log) {
-      m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
-    }
+    if (m_log) m_log->trace(CFI_TRACE_DETAIL, "Entering Function %s [%d, %s]", m_function, m_line, m_file);
   }
   CFiTraceLogFunction(const CFiTraceLogFunction&) = delete;
   CFiTraceLogFunction& operator=(const CFiTraceLogFunction&) = delete;
 
   virtual ~CFiTraceLogFunction() {
-    if (!m_log) {
-      return;
-    }
+    if (!m_log) return;
     if (m_line == 0) {
       m_log->trace(CFI_TRACE_DETAIL, "Exiting Function %s", m_function);
     } else {
@@ -151,9 +145,7 @@ class CFiTraceable {
 #pragma GCC diagnostic ignored "-Wformat-security"
   template <typename... Arguments>
   void trace(int level, std::type_identity_t<CFiTraceFormat<Arguments...>> format, Arguments... arguments) const {
-    if (m_traceLog && m_traceLog->passes(level)) {
-      m_traceLog->trace(level, format.text(), arguments...);
-    }
+    if (m_traceLog && m_traceLog->passes(level)) m_traceLog->trace(level, format.text(), arguments...);
   }
 #pragma GCC diagnostic pop
 
