@@ -2,6 +2,7 @@
 #include "qmfs_command_runner.h"
 
 #include "cfistringtool.h"
+#include "qmfs_log_texts.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -29,20 +30,16 @@ EFiExecPipe CQmFSCommandRunner::runPiped(const std::string& command, std::vector
 EFiExecPipe CQmFSCommandRunner::execute(const std::string& command, std::vector<std::string>& output,
                                         int timeoutSeconds) {
   const auto scope = traceScope("executeCommand");
-  trace(CFI_TRACE_DETAIL, "executeCommand - Command : %s", command.c_str());
+  trace(CFI_TRACE_DETAIL, qmfs_log::executeCommand, command.c_str());
   EFiExecPipe error = runPiped(command, output, timeoutSeconds);
   const int code = error.getCode();
-  if (code == KFI_EXEC_PIPE_SUCCESS) {
-    return error;
-  }
+  if (code == KFI_EXEC_PIPE_SUCCESS) return error;
   const std::string message = CFiStringTool::vec2str(output, "");
-  trace(CFI_TRACE_WARNING, "executeCommand - Exec Pipe failed with error code [%d] and message [%s]", code,
-        message.c_str());
+  trace(CFI_TRACE_WARNING, qmfs_log::executePipeFailed, code, message.c_str());
   if (code == KFI_EXEC_PIPE_CMD_FAILED) {
-    trace(CFI_TRACE_WARNING, "executeCommand - Command [%s] failed with error code [%d] and message [%s]",
-          command.c_str(), error.getExitStatus(), message.c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::executeCommandFailed, command.c_str(), error.getExitStatus(), message.c_str());
   } else if (code == KFI_EXEC_PIPE_READ_TIMEOUT) {
-    trace(CFI_TRACE_WARNING, "executeCommand - Command [%s] has timmedout", command.c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::executeTimedOut, command.c_str());
   }
   return error;
 }
@@ -55,18 +52,16 @@ CQmFSCommandRun CQmFSCommandRunner::run(const std::string& command) {
 }
 
 CQmFSCommandRun CQmFSCommandRunner::runTraced(const std::string& command) {
-  trace(CFI_TRACE_PROGRESS, "Command : %s", command.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::command, command.c_str());
   return run(command);
 }
 
 void CQmFSCommandRunner::throwFailed(const CQmFSCommandRun& failed) const {
-  trace(CFI_TRACE_ERROR, "command '%s' failed with message '%s'.", failed.command.c_str(), failed.message().c_str());
+  trace(CFI_TRACE_ERROR, qmfs_log::commandFailed, failed.command.c_str(), failed.message().c_str());
   throw EFiExecPipe(failed.error);
 }
 
 void CQmFSCommandRunner::runOrThrow(const std::string& command) {
   const CQmFSCommandRun made = runTraced(command);
-  if (!made.succeeded()) {
-    throwFailed(made);
-  }
+  if (!made.succeeded()) throwFailed(made);
 }

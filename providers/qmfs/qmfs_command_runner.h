@@ -2,11 +2,11 @@
 #ifndef QMFS_COMMAND_RUNNER_H
 #define QMFS_COMMAND_RUNNER_H
 
-#include "cfiexecpipe.h"
-#include "cfitracelog.h"
-
 #include <string>
 #include <vector>
+
+#include "cfiexecpipe.h"
+#include "cfitracelog.h"
 
 // How long any command may take, in seconds.
 inline constexpr int QMFS_COMMAND_TIMEOUT = 600;
@@ -17,6 +17,7 @@ struct CQmFSCommandRun {
   std::vector<std::string> output;
   qmfi_pdk_4_4::EFiExecPipe error;  // code 0 after a success
 
+  // Whether the last program of the command ended with status 0.
   bool succeeded() const { return error.getCode() == qmfi_pdk_4_4::KFI_EXEC_PIPE_SUCCESS; }
   // The lines that it printed, joined.
   std::string message() const;
@@ -26,6 +27,7 @@ struct CQmFSCommandRun {
 // the exit status of a failure are those of its record.
 class CQmFSCommandRunner : public qmfi_pdk_4_4::CFiTraceable {
  public:
+  // log may be empty; then nothing is traced.
   explicit CQmFSCommandRunner(const qmfi_pdk_4_4::CFiTraceLogSPtr& log);
 
   // Runs a command for the usual time, without a trace of it.

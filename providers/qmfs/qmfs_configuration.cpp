@@ -1,6 +1,8 @@
 // The provider's settings in the framework's configuration.
 #include "qmfs_configuration.h"
 
+#include "qmfs_log_texts.h"
+
 using namespace qmfi_pdk_4_4;
 
 namespace {
@@ -17,10 +19,8 @@ TuningParameters CQmFSConfiguration::importConfigData() {
   try {
     return readSection();
   } catch (...) {
-    trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData in catch - configData.quiescenceTimeout = %d",
-          defaultParameters.quiescenceTimeout);
-    trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData in catch - configData.allowSerialQuiescence = %d",
-          defaultParameters.allowSerialQuiescence);
+    trace(CFI_TRACE_DETAIL, qmfs_log::timeoutAfterException, defaultParameters.quiescenceTimeout);
+    trace(CFI_TRACE_DETAIL, qmfs_log::serialAfterException, defaultParameters.allowSerialQuiescence);
     return defaultParameters;
   }
 }
@@ -28,32 +28,24 @@ TuningParameters CQmFSConfiguration::importConfigData() {
 TuningParameters CQmFSConfiguration::readSection() {
   ACE_Configuration_Section_Key section;
   if (openSection(configurationSection, section, 1) != 0) {
-    trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - configData.quiescenceTimeout = %d",
-          defaultParameters.quiescenceTimeout);
-    trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - configData.allowSerialQuiescence = %d",
-          defaultParameters.allowSerialQuiescence);
+    trace(CFI_TRACE_DETAIL, qmfs_log::timeoutWithoutSection, defaultParameters.quiescenceTimeout);
+    trace(CFI_TRACE_DETAIL, qmfs_log::serialWithoutSection, defaultParameters.allowSerialQuiescence);
     return defaultParameters;
   }
-  trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData - Successfully opend section %s", configurationSection);
-  // Required: the two messages differ by a blank.
+  trace(CFI_TRACE_DETAIL, qmfs_log::sectionOpened, configurationSection);
   const TuningParameters parameters{
-      readValue(timeoutKey, defaultParameters.quiescenceTimeout,
-                "CQmFSConfiguration::importConfigData - could not find value for  "),
-      readValue(serialKey, defaultParameters.allowSerialQuiescence,
-                "CQmFSConfiguration::importConfigData - could not find value for "),
+      readValue(timeoutKey, defaultParameters.quiescenceTimeout, qmfs_log::timeoutMissing),
+      readValue(serialKey, defaultParameters.allowSerialQuiescence, qmfs_log::serialMissing),
   };
-  trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData From File - configData.quiescenceTimeout = %d",
-        parameters.quiescenceTimeout);
-  trace(CFI_TRACE_DETAIL, "CQmFSConfiguration::importConfigData From File - configData.allowSerialQuiescence = %d",
-        parameters.allowSerialQuiescence);
+  trace(CFI_TRACE_DETAIL, qmfs_log::timeoutRead, parameters.quiescenceTimeout);
+  trace(CFI_TRACE_DETAIL, qmfs_log::serialRead, parameters.allowSerialQuiescence);
   return parameters;
 }
 
-std::int32_t CQmFSConfiguration::readValue(const char* key, std::int32_t defaultValue, const char* missingText) {
+std::int32_t CQmFSConfiguration::readValue(const char* key, std::int32_t defaultValue,
+                                           CFiTraceFormat<const char*> missing) {
   unsigned int value = 0;
-  if (getIntegerValue(key, value) == 0) {
-    return static_cast<std::int32_t>(value);
-  }
-  trace(CFI_TRACE_DETAIL, "%s%s", missingText, key);
+  if (getIntegerValue(key, value) == 0) return static_cast<std::int32_t>(value);
+  trace(CFI_TRACE_DETAIL, missing, key);
   return defaultValue;
 }

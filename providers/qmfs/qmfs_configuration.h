@@ -2,9 +2,9 @@
 #ifndef QMFS_CONFIGURATION_H
 #define QMFS_CONFIGURATION_H
 
-#include "cficonfiguration.h"
-
 #include <cstdint>
+
+#include "cficonfiguration.h"
 
 // How file systems are frozen.
 struct TuningParameters {
@@ -12,6 +12,7 @@ struct TuningParameters {
   std::int32_t allowSerialQuiescence;  // exactly 1: file systems may be frozen one after another
 };
 
+// Reads the settings, one thread at a time.
 class CQmFSConfiguration : public qmfi_pdk_4_4::CFiConfiguration {
  public:
   using CFiConfiguration::CFiConfiguration;
@@ -21,7 +22,8 @@ class CQmFSConfiguration : public qmfi_pdk_4_4::CFiConfiguration {
 
  private:
   TuningParameters readSection();
-  std::int32_t readValue(const char* key, std::int32_t defaultValue, const char* missingText);
+  // missing is the record of a key that the section does not have.
+  std::int32_t readValue(const char* key, std::int32_t defaultValue, qmfi_pdk_4_4::CFiTraceFormat<const char*> missing);
 };
 
 #endif

@@ -11,22 +11,16 @@ namespace {
 // Required: opened with no flag at all; close-on-exec follows as a second step.
 int openMountPoint(const char* path) {
   const int descriptor = ::open64(path, 0);
-  if (descriptor >= 0) {
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  }
+  if (descriptor >= 0) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   return descriptor;
 }
 
 }  // namespace
 
 void closeEach(const std::int32_t* descriptors, std::int32_t count) {
-  if (descriptors == nullptr) {
-    return;
-  }
-  const CQmFSUndisturbed undisturbed;
-  for (std::int32_t i = 0; i < count; ++i) {
-    ::close(descriptors[i]);
-  }
+  if (descriptors == nullptr) return;
+  const qmfi_pdk_4_4::CFiUndisturbed undisturbed;
+  for (std::int32_t i = 0; i < count; ++i) ::close(descriptors[i]);
 }
 
 void CQmFSFrozenSet::hold(std::vector<FileSystem> fileSystems) {
@@ -39,9 +33,7 @@ void CQmFSFrozenSet::hold(std::vector<FileSystem> fileSystems) {
 
 bool CQmFSFrozenSet::openNext() {
   const int descriptor = openMountPoint(m_fileSystems[static_cast<std::size_t>(m_opened)].mountPoint.c_str());
-  if (descriptor < 0) {
-    return false;
-  }
+  if (descriptor < 0) return false;
   m_descriptors[m_opened++] = descriptor;
   return true;
 }

@@ -2,9 +2,6 @@
 #ifndef QMFS_FROZEN_SET_H
 #define QMFS_FROZEN_SET_H
 
-#include "qmfs_ioctl.h"
-#include "qmfs_undisturbed.h"
-
 #include <sys/ioctl.h>
 #include <sys/types.h>
 
@@ -13,14 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "cfiundisturbed.h"
+#include "qmfs_ioctl.h"
+
 // Thaws the first count descriptors in order, each whatever came of those before it. step is called with the number of
 // each and a function that makes its request and returns the driver's result.
 template <typename Step>
 void thawEach(const std::int32_t* descriptors, std::int32_t count, const Step& step) {
-  const CQmFSUndisturbed undisturbed;
-  for (std::int32_t i = 0; i < count; ++i) {
-    step(i, [&] { return ::ioctl(descriptors[i], QM_THAW, 0L); });
-  }
+  const qmfi_pdk_4_4::CFiUndisturbed undisturbed;
+  for (std::int32_t i = 0; i < count; ++i) step(i, [&] { return ::ioctl(descriptors[i], QM_THAW, 0L); });
 }
 
 // Closes the first count descriptors; does nothing for a null list or a count of 0 or less.
@@ -30,6 +28,7 @@ void closeEach(const std::int32_t* descriptors, std::int32_t count);
 // It belongs to one thread at a time.
 class CQmFSFrozenSet {
  public:
+  // One of them, as messages name it.
   struct FileSystem {
     std::string mountPoint;
     bool thawFailed = false;
@@ -46,6 +45,7 @@ class CQmFSFrozenSet {
   // Holds nothing any more. What has happened to the descriptors is its holder's choice.
   void release();
 
+  // Whether there are file systems to be thawed or closed.
   bool isHolding() const { return m_descriptors != nullptr; }
   // One for each file system, in order; null when nothing is held.
   const std::int32_t* descriptors() const { return m_descriptors.get(); }

@@ -15,6 +15,7 @@
 /* Freezes the file systems of all descriptors of a record, or none; issued on the first descriptor. */
 #define QM_FREEZE_ALL 0x514D4603U
 
+/* What QM_FREEZE_ALL is given; it stays the caller's. */
 struct qmfs_freeze_all {
   int32_t count;              /* 0: number of descriptors */
   int32_t timeout;            /* 4: seconds */

@@ -54,9 +54,7 @@ int decodeLine(char* line, std::size_t length, MallocString& buffer, mntent& ent
   const std::size_t size = length + 2;
   buffer.reset(static_cast<char*>(std::malloc(size)));
   const std::unique_ptr<std::FILE, StreamCloser> stream(fmemopen(line, length, "r"));
-  if (buffer == nullptr || stream == nullptr) {
-    return -1;
-  }
+  if (buffer == nullptr || stream == nullptr) return -1;
   return getmntent_r(stream.get(), &entry, buffer.get(), static_cast<int>(size)) != nullptr ? 1 : 0;
 }
 
@@ -64,15 +62,9 @@ int decodeLine(char* line, std::size_t length, MallocString& buffer, mntent& ent
 int copyOut(const char* first, const char* second, char** firstCopy, char** secondCopy) {
   MallocString firstOwned(firstCopy != nullptr ? ::strdup(first) : nullptr);
   MallocString secondOwned(secondCopy != nullptr ? ::strdup(second) : nullptr);
-  if ((firstCopy != nullptr && firstOwned == nullptr) || (secondCopy != nullptr && secondOwned == nullptr)) {
-    return -1;
-  }
-  if (firstCopy != nullptr) {
-    *firstCopy = firstOwned.release();
-  }
-  if (secondCopy != nullptr) {
-    *secondCopy = secondOwned.release();
-  }
+  if ((firstCopy != nullptr && firstOwned == nullptr) || (secondCopy != nullptr && secondOwned == nullptr)) return -1;
+  if (firstCopy != nullptr) *firstCopy = firstOwned.release();
+  if (secondCopy != nullptr) *secondCopy = secondOwned.release();
   return 1;
 }
 
@@ -81,18 +73,12 @@ int copyOut(const char* first, const char* second, char** firstCopy, char** seco
 int searchMountTable(const char* table, MountTableKey key, const char* value, const char* type, char** found,
                      char** options) {
   for (char** out : {found, options}) {
-    if (out != nullptr) {
-      *out = nullptr;
-    }
+    if (out != nullptr) *out = nullptr;
   }
-  if (value == nullptr) {
-    return 0;
-  }
+  if (value == nullptr) return 0;
   std::array<char, readSize> readAhead;
   const std::unique_ptr<std::FILE, TableCloser> stream(setmntent(table, "r"));
-  if (stream == nullptr) {
-    return -1;
-  }
+  if (stream == nullptr) return -1;
   std::setvbuf(stream.get(), readAhead.data(), _IOFBF, readAhead.size());
   MallocString line;
   std::size_t capacity = 0;
@@ -105,17 +91,11 @@ int searchMountTable(const char* table, MountTableKey key, const char* value, co
       // Anything but the end of the table, a short memory too, leaves entries unseen.
       return std::feof(stream.get()) != 0 ? 0 : -1;
     }
-    if (!canMatch(rawField({text, static_cast<std::size_t>(length)}, key), value)) {
-      continue;
-    }
+    if (!canMatch(rawField({text, static_cast<std::size_t>(length)}, key), value)) continue;
     mntent entry{};
     const int decoded = decodeLine(text, static_cast<std::size_t>(length), buffer, entry);
-    if (decoded < 0) {
-      return -1;
-    }
-    if (decoded == 0) {
-      continue;
-    }
+    if (decoded < 0) return -1;
+    if (decoded == 0) continue;
     const bool byDevice = key == MountTableKey::device;
     const char* const keyText = byDevice ? entry.mnt_fsname : entry.mnt_dir;
     if (std::strcmp(keyText, value) == 0 && (type == nullptr || std::strcmp(entry.mnt_type, type) == 0)) {

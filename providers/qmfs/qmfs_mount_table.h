@@ -26,6 +26,7 @@ int qmfs_check_claim(const char* mountPoint);
 
 // Owner of a string that was allocated with malloc.
 struct FreeDeleter {
+  // Frees the block, which malloc or strdup has made.
   void operator()(void* block) const { std::free(block); }
 };
 using MallocString = std::unique_ptr<char, FreeDeleter>;
@@ -37,12 +38,13 @@ struct MountTableAnswer {
   MallocString options;  // mount options, null unless result is 1
 };
 
-// qmfs_getmnt and qmfs_getsubobj with their copies owned.
+// Both look up like qmfs_getmnt and qmfs_getsubobj, with their copies owned.
 MountTableAnswer mountOfDevice(const char* device);
 MountTableAnswer deviceOfMount(const char* mountPoint);
 
-// The same look-ups in a table of the caller's choice.
+// The field that a look-up compares.
 enum class MountTableKey { device, mountPoint };
+// The same look-ups in a table of the caller's choice, by its file's path. type: null for any file-system type.
 int searchMountTable(const char* table, MountTableKey key, const char* value, const char* type, char** found,
                      char** options);
 

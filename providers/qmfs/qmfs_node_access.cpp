@@ -1,30 +1,16 @@
-// How operations reach the private data of a node, and what they check before they use a name.
+// What operations read of a node's private data, and what they check before they use a name.
 #include "qmfs_node_access.h"
-
-#include "cficontextsingleton.h"
-#include "cfidomain.h"
-#include "cfipluginname.h"
-#include "cfiprivatedatamanager.h"
-#include "cfistringtool.h"
 
 #include <algorithm>
 #include <vector>
 
+#include "cfidomain.h"
+#include "cfistringtool.h"
+
 using namespace qmfi_pdk_4_4;
 
-CFiPrivateDataFactorySPtr providerFactory() {
-  return counted(CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false))->getProviderFactory();
-}
-
-CFiPrivateDataSPtr privateDataOf(kfi_domain* node) {
-  const CFiPrivateDataFactorySPtr factory = providerFactory();
-  return factory ? factory->access(node) : CFiPrivateDataSPtr();
-}
-
 const char* deviceOf(const CFiPrivateDataSPtr& data) {
-  if (!data || data->getSubObjectListLength() == 0) {
-    return nullptr;
-  }
+  if (!data || data->getSubObjectListLength() == 0) return nullptr;
   return objectName(data->getSubObjectList()[0]);
 }
 

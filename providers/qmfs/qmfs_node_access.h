@@ -1,15 +1,9 @@
-// How operations reach the private data of a node, and what they check before they use a name.
+// What operations read of a node's private data, and what they check before they use a name.
 #ifndef QMFS_NODE_ACCESS_H
 #define QMFS_NODE_ACCESS_H
 
-#include "cfiprivatedatafactory.h"
+#include "cfinode.h"
 #include "qmfs_private_data.h"
-
-// The factory that the provider's start has installed; empty before it and after the provider's stop.
-qmfi_pdk_4_4::CFiPrivateDataFactorySPtr providerFactory();
-
-// Private data of a node, which must not be null; empty when it has none or the provider is not started.
-qmfi_pdk_4_4::CFiPrivateDataSPtr privateDataOf(kfi_domain* node);
 
 // The provider's own private data behind a pointer of its factory, which makes no other kind.
 inline CQmFSPrivateData& qmfsDataOf(const qmfi_pdk_4_4::CFiPrivateDataSPtr& data) {

@@ -1,9 +1,11 @@
 // The provider's start and stop, and what it says of itself.
 #include "qmfs_plugin.h"
 
+#include "cfinode.h"
 #include "cfiproviderinfo.h"
 #include "cfistringtool.h"
 #include "qmfs_command_lines.h"
+#include "qmfs_log_texts.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -14,9 +16,7 @@ bool CQmFSPlugin::isCfsInstalled;
 // A child that the host has forked meanwhile must not thaw at its end what its parent keeps frozen. The error manager
 // may be gone already.
 CQmFSPlugin::~CQmFSPlugin() {
-  if (m_frozenSet.isOfThisProcess()) {
-    thawQuiesced(ThawReport::traceOnly);
-  }
+  if (m_frozenSet.isOfThisProcess()) thawQuiesced(ThawReport::traceOnly);
 }
 
 int CQmFSPlugin::init() {
@@ -25,36 +25,22 @@ int CQmFSPlugin::init() {
   const int status = guarded(
       [&]() -> int {
         if (!isInstalled()) {
-          trace(CFI_TRACE_ERROR, "CQmFSPlugin::init QmFS not installed.");
+          trace(CFI_TRACE_ERROR, qmfs_log::notInstalled);
           return CFI_STATUS_NOT_INSTALLED;
         }
-        trace(CFI_TRACE_PROGRESS, "QmFS install check passed.");
+        trace(CFI_TRACE_PROGRESS, qmfs_log::installCheckPassed);
         isCfsInstalled = false;
-        registerFactories();
+        registerProviderFactories<CQmFSPrivateData>();
         declareParameters();
         CQmFSConfiguration configuration(cfi_pgn_name_tstr);
         configuration.registerTraceLog(traceLog());
         m_tuningParams = configuration.importConfigData();
-        trace(CFI_TRACE_PROGRESS, "QmFS plugin init successful");
+        trace(CFI_TRACE_PROGRESS, qmfs_log::initialized);
         return 0;
       },
       &caught);
-  if (caught) {
-    pushMessage("MSG_ERROR_INITIALIZATION_FAILED", {}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
-  }
+  if (caught) pushMessage("MSG_ERROR_INITIALIZATION_FAILED", {}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
   return status;
-}
-
-void CQmFSPlugin::registerFactories() {
-  counted(CFiContextSingleton<CFiMessageCatalogManager, FI_PLUGIN_NAME>::instance(false))
-      ->registerFactory(
-          adopt<CFiMessageCatalogFactorySPtr>(std::make_unique<CFiIcuMessageCatalogFactory>("root", cfi_pgn_name_str)));
-
-  const auto dataFactory =
-      adopt<CFiPrivateDataFactorySPtr>(std::make_unique<CFiPrivateDataConcreteFactory<CQmFSPrivateData>>());
-  const auto manager = counted(CFiContextSingleton<CFiPrivateDataManager, FI_PLUGIN_NAME>::instance(false));
-  manager->setProviderFactory(dataFactory);
-  dataFactory->registerTraceLog(manager->traceLog());
 }
 
 void CQmFSPlugin::declareParameters() {
@@ -74,12 +60,10 @@ void CQmFSPlugin::fini() {
 bool CQmFSPlugin::isInstalled() {
   const auto scope = traceScope("isInstalled");
   const std::string command = installCheckCommand();
-  trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::isInstalled : command : %s", command.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::installCheck, command.c_str());
   const CQmFSCommandRun query = commandRunner().run(command);
-  if (query.succeeded()) {
-    return true;
-  }
-  trace(CFI_TRACE_ERROR, "command '%s' failed with message '%s'.", command.c_str(), query.message().c_str());
+  if (query.succeeded()) return true;
+  trace(CFI_TRACE_ERROR, qmfs_log::commandFailed, command.c_str(), query.message().c_str());
   pushMessage("MSG_ERROR_COMMAND_FAILED",
               {messageText(command), messageText(query.output.empty() ? std::string() : query.output.front())},
               KFI_SEVERITY_ERROR, CFiSourceLocation::here());
@@ -95,17 +79,13 @@ int CQmFSPlugin::getProviderInfo(kfi_provider_list** list) {
     info.attributes[0] = 16;
     info.attributes[1] = 2;
     info.fiTypes = {QMFS_TYPE};
-    if (list != nullptr) {
-      *list = CFiProviderInfoListFactory::allocateListElement(info);
-    }
+    if (list != nullptr) *list = CFiProviderInfoListFactory::allocateListElement(info);
     return 0;
   });
 }
 
 int CQmFSPlugin::supportsFiType(kfi_domain* domain, char* /*fiType*/) {
   const auto scope = traceScope("supportsFiType");
-  if (domain != nullptr && domain->fid_supported != nullptr) {
-    *domain->fid_supported = 0;
-  }
+  if (domain != nullptr && domain->fid_supported != nullptr) *domain->fid_supported = 0;
   return 0;
 }

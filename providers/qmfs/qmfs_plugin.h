@@ -2,6 +2,14 @@
 #ifndef QMFS_PLUGIN_H
 #define QMFS_PLUGIN_H
 
+#include <ace/SString.h>
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "cficatchladder.h"
 #include "cfipluginbase.h"
 #include "qmfs_command_runner.h"
@@ -10,14 +18,6 @@
 #include "qmfs_frozen_set.h"
 #include "qmfs_mount_table.h"
 #include "qmfs_private_data.h"
-
-#include <ace/SString.h>
-
-#include <atomic>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
 
 // Process-wide settings; zero until init has read them.
 extern TuningParameters m_tuningParams;
@@ -111,6 +111,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   // Runs a command for at most timeoutSeconds, appending what it prints to output. Returns the exec-pipe code and sets
   // exitStatus when the command ended with a non-zero one.
   int executeCommand(const std::string& command, std::vector<std::string>& output, int& exitStatus, int timeoutSeconds);
+  // Each runs the program that its subject needs, and throws EFiExecPipe when that fails.
   void createMntPoint(const CommandWord& path);
   void removeMntPoint(const CommandWord& path);
   void mkfs(const CommandWord& device);
@@ -141,6 +142,7 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
 
   // Names.
 
+  // Both change the path of a volume's device in place; any other path is left as it is.
   void convertBlockToRawDevice(std::string& device);
   void convertRawToBlockDevice(std::string& device);
   // Hands one path to the framework: an array to be freed with free, and in it a buffer of qmfi_alloc_buf. 0, or 5 when
@@ -186,10 +188,8 @@ class CQmFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
   // Whether a command line can carry them. What it cannot is shown in the trace.
   bool acceptsOptions(const std::string& options);
 
-  void registerFactories();
   void declareParameters();
 
-  void attachQuiesceNode(kfi_domain* node);
   int attachSubObject(CQmFSPrivateData& data, const char* device);
   int recordMount(kfi_domain* node, CQmFSPrivateData& data, bool alternate);
 

@@ -1,14 +1,15 @@
 // The alternate tree: a snapshot device is mounted read-only beside its file system and handed out as a new object.
-#include "cfidomain.h"
-#include "qmfs_command_lines.h"
-#include "qmfs_node_access.h"
-#include "qmfs_plugin.h"
-
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+
+#include "cfidomain.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -23,17 +24,6 @@ bool isOwnProvider(const char* provider) {
   return std::strncmp(provider, qmfs_pfx, comparedLength) == 0;
 }
 
-// The alternate name that the domain's list gives for its own node; null when there is none.
-const char* alternateNameInList(const kfi_domain* domain) {
-  const char* const name = nodeName(domain);
-  for (const kfi_subobj_entry* entry = domain->fid_subobjs; entry != nullptr && entry->kse_name != nullptr; ++entry) {
-    if (std::strcmp(entry->kse_name, name) == 0) {
-      return nonEmptyOrNull(entry->kse_altname);
-    }
-  }
-  return nullptr;
-}
-
 // Whether the node has private data, or a name for the factory to make it under.
 bool hasOrCanHaveData(const kfi_domain* domain, const CFiPrivateDataFactorySPtr& factory) {
   return factory && (domain->fid_private != nullptr || objectName(domain) != nullptr);
@@ -45,8 +35,8 @@ void CQmFSPlugin::storeAlternateIdentifier(const char* operation, const std::str
                                            qmfi_objid** altObject) {
   *altObject = qmfi_get_objid(alternate.c_str(), static_cast<std::uint32_t>(alternate.size() + 1), KFI_OBJID_PATH);
   if (*altObject == nullptr) {
-    const std::string text = std::string(operation) + " : Failed to get objid for :" + alternate;
-    trace(CFI_TRACE_ERROR, "%s", text.c_str());
+    const std::string text = std::string(operation) + qmfs_log::noIdentifier + alternate;
+    trace(CFI_TRACE_ERROR, qmfs_log::text, text.c_str());
     throw CFiError(CFI_STATUS_NO_OBJECT_IDENTIFIER, text, sourceFile, operation, __LINE__);
   }
 }
@@ -59,12 +49,10 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
       throw CFiError(CFI_STATUS_INVALID_ARGUMENT, "buildAltTree(): Invalid session or fiid", sourceFile, "buildAltTree",
                      __LINE__);
     }
-    if (domain->fid_provider == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (domain->fid_provider == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     if (!isOwnProvider(domain->fid_provider)) {
-      const std::string text = std::string("buildAltTree() : Invalid prefix :") + domain->fid_provider;
-      trace(CFI_TRACE_ERROR, "%s", text.c_str());
+      const std::string text = std::string(qmfs_log::invalidPrefix) + domain->fid_provider;
+      trace(CFI_TRACE_ERROR, qmfs_log::text, text.c_str());
       throw CFiError(CFI_STATUS_INVALID_PREFIX, text, sourceFile, "buildAltTree", __LINE__);
     }
     const CFiPrivateDataFactorySPtr factory = providerFactory();
@@ -78,19 +66,15 @@ int CQmFSPlugin::buildAltTree(kfi_domain* domain, char* fiid, qmfi_objid** /*obj
 
 int CQmFSPlugin::buildAltNode(kfi_domain* domain, const CommandWord& device, CFiPrivateDataFactory& factory,
                               qmfi_objid** altObject) {
-  const char* const given = alternateNameInList(domain);
+  const char* const given = askedAlternate(*domain);
   const std::string alternate = given != nullptr ? given : std::string(nodeName(domain)) + "_alt" + getTime();
-  if (given == nullptr) {
-    trace(CFI_TRACE_PROGRESS, "No altname specified generated  : %s", alternate.c_str());
-  }
+  if (given == nullptr) trace(CFI_TRACE_PROGRESS, qmfs_log::buildGenerated, alternate.c_str());
   const auto mountPoint = acceptedMountPoint(alternate);
-  if (!mountPoint) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (!mountPoint) return CFI_STATUS_INVALID_ARGUMENT;
   CQmFSCommandRunner runner = commandRunner();
   const CQmFSCommandRun made = runner.runTraced(mkdirCommand(*mountPoint));
   if (!made.succeeded()) {
-    trace(CFI_TRACE_ERROR, "Command :%s failed with, return status :%d", made.command.c_str(), made.error.getCode());
+    trace(CFI_TRACE_ERROR, qmfs_log::buildMountFailed, made.command.c_str(), made.error.getCode());
     runner.throwFailed(made);
   }
   runner.runOrThrow(snapshotMountCommand(device, *mountPoint));
@@ -98,11 +82,11 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const CommandWord& device, CFi
 
   CFiPrivateDataSPtr data = factory.access(domain);
   if (!data) {
-    trace(CFI_TRACE_WARNING, "Warning : private data is missing for node.");
+    trace(CFI_TRACE_WARNING, qmfs_log::noPrivateData);
     data = factory.allocate(domain, false);
   }
   qmfsDataOf(data).setAltObj(alternate.c_str());
-  trace(CFI_TRACE_PROGRESS, "buildAltTree succeeded");
+  trace(CFI_TRACE_PROGRESS, qmfs_log::buildSucceeded);
   return 0;
 }
 
@@ -110,19 +94,13 @@ int CQmFSPlugin::buildAltNode(kfi_domain* domain, const CommandWord& device, CFi
 // there is neither.
 std::string CQmFSPlugin::importedAlternateName(const kfi_domain* domain, const CFiPrivateDataSPtr& data) {
   std::string remembered = data ? qmfsDataOf(data).getAltObj() : std::string();
-  if (!remembered.empty()) {
-    return remembered;
-  }
+  if (!remembered.empty()) return remembered;
   const kfi_subobj_entry* const first = domain->fid_subobjs;
-  if (first == nullptr || first->kse_name == nullptr) {
-    return std::string();
-  }
+  if (first == nullptr || first->kse_name == nullptr) return std::string();
   const char* const given = nonEmptyOrNull(first->kse_altname);
-  if (given != nullptr) {
-    return given;
-  }
+  if (given != nullptr) return given;
   std::string generated = std::string(first->kse_name) + "_alt" + getTime();
-  trace(CFI_TRACE_PROGRESS, "CQmFSPlugin::importTreeNode altname not specified, generated :%s", generated.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::importGenerated, generated.c_str());
   return generated;
 }
 
@@ -137,21 +115,15 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
     CFiPrivateDataSPtr data = factory->access(domain);
     const std::string alternate = importedAlternateName(domain, data);
     const auto mountPoint = !alternate.empty() ? acceptedMountPoint(alternate) : std::nullopt;
-    if (!mountPoint) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (!mountPoint) return CFI_STATUS_INVALID_ARGUMENT;
     // Without a usable snapshot object the import can only reuse a mount, which must be known before the first command.
     if (qmfs_check_claim(alternate.c_str()) == 0 && !acceptedDevice(firstName(snapObjects))) {
       return CFI_STATUS_INVALID_ARGUMENT;
     }
     const int status = importAltNode(*mountPoint, snapObjects);
-    if (status != 0) {
-      return status;
-    }
+    if (status != 0) return status;
     storeAlternateIdentifier("importTreeNode", alternate, altObject);
-    if (!data) {
-      data = factory->allocate(domain, false);
-    }
+    if (!data) data = factory->allocate(domain, false);
     qmfsDataOf(data).setAltObj(alternate.c_str());
     return 0;
   });
@@ -159,20 +131,16 @@ int CQmFSPlugin::importTreeNode(kfi_domain* domain, qmfi_objid** /*objects*/, qm
 
 int CQmFSPlugin::importAltNode(const CommandWord& alternate, qmfi_objid** snapObjects) {
   commandRunner().runOrThrow(mkdirCommand(alternate));
-  trace(CFI_TRACE_DETAIL, "Calling qmfs_getsubobj for :%s", alternate.c_str());
+  trace(CFI_TRACE_DETAIL, qmfs_log::importCallingGetsubobj, alternate.c_str());
   const MountTableAnswer mounted = deviceOfMount(alternate.c_str());
   if (mounted.result < 0) {
-    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    trace(CFI_TRACE_ERROR, qmfs_log::lookupFailed);
     return CFI_STATUS_FAILED;
   }
-  if (mounted.found != nullptr) {
-    return 0;
-  }
+  if (mounted.found != nullptr) return 0;
   // Asked again: what was mounted may have been unmounted meanwhile.
   const auto device = acceptedDevice(firstName(snapObjects));
-  if (!device) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (!device) return CFI_STATUS_INVALID_ARGUMENT;
   commandRunner().runOrThrow(snapshotMountCommand(*device, alternate));
   return 0;
 }
@@ -181,16 +149,12 @@ int CQmFSPlugin::reAccessAltNode(kfi_domain* /*domain*/, qmfi_objid* altObject, 
                                  qmfi_objid** /*out1*/, qmfi_objid** /*out2*/, int /*count*/, kfi_intent intent) {
   const auto scope = traceScope("reAccessAltNode");
   return guarded([&]() -> int {
-    if (intent == KFI_INTENT_LOOK) {
-      return 0;
-    }
+    if (intent == KFI_INTENT_LOOK) return 0;
     const char* const path = objectName(altObject);
-    if (path == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (path == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     struct stat status {};
     if (::stat(path, &status) != 0) {
-      trace(CFI_TRACE_ERROR, "CQmFSPlugin::reAccessAltNode : stat on %s failed with errno=[%d]", path, errno);
+      trace(CFI_TRACE_ERROR, qmfs_log::reAccessStatFailed, path, errno);
       throw CFiError(CFI_STATUS_STAT_FAILED, std::string("reAccessAltNode(): stat failed for ") + path, sourceFile,
                      "reAccessAltNode", __LINE__);
     }

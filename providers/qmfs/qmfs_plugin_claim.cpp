@@ -1,11 +1,12 @@
 // Claim, existence and parent checks: is this object ours?
-#include "cfidomain.h"
-#include "cfistringtool.h"
-#include "qmfs_node_access.h"
-#include "qmfs_plugin.h"
-
 #include <atomic>
 #include <cstdint>
+
+#include "cfidomain.h"
+#include "cfistringtool.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -22,9 +23,7 @@ qmfi_objid* quiesceGroupIdentifier() {
 // The array is handed to the framework and claims may run side by side: an entry that is right already is not touched.
 void storeGroupIdentifier(qmfi_objid* group) {
   const std::atomic_ref<qmfi_objid*> entry(CQmFSPlugin::grpobjid[0]);
-  if (entry.load() != group) {
-    entry.store(group);
-  }
+  if (entry.load() != group) entry.store(group);
 }
 
 }  // namespace
@@ -33,36 +32,30 @@ int CQmFSPlugin::claim(qmfi_objid* object, qmfi_objid*** groups, int* count) {
   const auto scope = traceScope("claim");
   return guarded([&]() -> int {
     const char* const name = objectName(object);
-    if (name == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
-    trace(CFI_TRACE_PROGRESS, "primaryObjid->vid_name : %s", name);
+    if (name == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+    trace(CFI_TRACE_PROGRESS, qmfs_log::primaryName, name);
     const std::string trimmed = CFiStringTool::trim(name, whiteSpace);
     if (trimmed.at(0) != '/' || trimmed.find(devicePrefix) == 0) {
-      trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", trimmed.c_str());
+      trace(CFI_TRACE_REJECTED, qmfs_log::notMountPoint, trimmed.c_str());
       return 0;
     }
-    trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim");
+    trace(CFI_TRACE_DETAIL, qmfs_log::callingCheckClaim);
     // Required: the look-up takes the name as it was given, not the trimmed one.
     const int claimed = qmfs_check_claim(name);
-    trace(CFI_TRACE_DETAIL, "qmfs_check_claim returned claim : %d", claimed);
+    trace(CFI_TRACE_DETAIL, qmfs_log::checkClaimAnswer, claimed);
     if (claimed < 0) {
-      trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+      trace(CFI_TRACE_ERROR, qmfs_log::lookupFailed);
       return CFI_STATUS_FAILED;
     }
     if (claimed != 0) {
-      if (groups == nullptr || count == nullptr) {
-        return CFI_STATUS_INVALID_ARGUMENT;
-      }
+      if (groups == nullptr || count == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
       qmfi_objid* const group = quiesceGroupIdentifier();
-      if (group == nullptr) {
-        return CFI_STATUS_FAILED;
-      }
+      if (group == nullptr) return CFI_STATUS_FAILED;
       storeGroupIdentifier(group);
       *groups = grpobjid;
       *count = 1;
     }
-    trace(CFI_TRACE_PROGRESS, "claim : %d", claimed);
+    trace(CFI_TRACE_PROGRESS, qmfs_log::claim, claimed);
     return claimed;
   });
 }
@@ -71,18 +64,14 @@ int CQmFSPlugin::checkNodeExistence(kfi_domain* node, int* exists) {
   const auto scope = traceScope("checkNodeExistence");
   return guarded([&]() -> int {
     const char* const name = objectName(node);
-    if (name == nullptr || exists == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
-    trace(CFI_TRACE_DETAIL, "Calling qmfs_check_claim on node->fid_objid->vid_name : %s", name);
+    if (name == nullptr || exists == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
+    trace(CFI_TRACE_DETAIL, qmfs_log::callingCheckClaimOnNode, name);
     const int claimed = qmfs_check_claim(name);
     if (claimed < 0) {
-      trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+      trace(CFI_TRACE_ERROR, qmfs_log::lookupFailed);
       return CFI_STATUS_FAILED;
     }
-    if (claimed != 0) {
-      trace(CFI_TRACE_PROGRESS, "Node :%s exists", name);
-    }
+    if (claimed != 0) trace(CFI_TRACE_PROGRESS, qmfs_log::nodeExists, name);
     *exists = claimed != 0 ? 1 : 0;
     return 0;
   });
@@ -91,13 +80,11 @@ int CQmFSPlugin::checkNodeExistence(kfi_domain* node, int* exists) {
 int CQmFSPlugin::isParentPgn(char* device, int* isParent, int /*reserved*/) {
   const auto scope = traceScope("isParentPgn");
   return guarded([&]() -> int {
-    if (device == nullptr || isParent == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (device == nullptr || isParent == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     const std::string trimmed = CFiStringTool::trim(device, whiteSpace);
     const auto word = trimmed.find(devicePrefix) == 0 ? CommandWord::of(trimmed) : std::nullopt;
     if (!word) {
-      trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", trimmed.c_str());
+      trace(CFI_TRACE_REJECTED, qmfs_log::notDevice, trimmed.c_str());
       *isParent = 0;
       return 0;
     }

@@ -1,11 +1,12 @@
-// The simple commands that either succeed or throw, and the programs that may be in several places.
-#include "cfistringtool.h"
-#include "qmfs_command_lines.h"
-#include "qmfs_plugin.h"
-
+// The simple commands that either succeed or throw, and the programs that may be in several directories.
 #include <sys/stat.h>
 
 #include <array>
+
+#include "cfistringtool.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -34,9 +35,7 @@ bool exists(const char* path) {
 int CQmFSPlugin::executeCommand(const std::string& command, std::vector<std::string>& output, int& exitStatus,
                                 int timeoutSeconds) {
   const EFiExecPipe error = commandRunner().execute(command, output, timeoutSeconds);
-  if (error.getCode() == KFI_EXEC_PIPE_CMD_FAILED) {
-    exitStatus = error.getExitStatus();
-  }
+  if (error.getCode() == KFI_EXEC_PIPE_CMD_FAILED) exitStatus = error.getExitStatus();
   return error.getCode();
 }
 
@@ -73,47 +72,45 @@ int CQmFSPlugin::fscdsconv(const std::string& /*device*/) {
 std::string CQmFSPlugin::getFSType(const CommandWord& device) {
   const auto scope = traceScope("getFSType");
   std::string program;
-  if (getFSTypeLocation(program) != 0) {
-    return std::string();
-  }
+  if (getFSTypeLocation(program) != 0) return std::string();
   const CQmFSCommandRun probe = commandRunner().run(fstypCommand(program, device));
   if (!probe.succeeded()) {
-    trace(CFI_TRACE_WARNING, "command '%s' failed with message '%s'.", probe.command.c_str(), probe.message().c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::commandFailed, probe.command.c_str(), probe.message().c_str());
     return std::string();
   }
   if (probe.output.empty()) {
-    trace(CFI_TRACE_WARNING, "command '%s' returned no fstype", probe.command.c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::noTypePrinted, probe.command.c_str());
     return std::string();
   }
   std::string type = CFiStringTool::rtrim(probe.output.front(), whiteSpace);
-  trace(CFI_TRACE_PROGRESS, "Found fstype for device : %s  as %s", device.c_str(), type.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::foundType, device.c_str(), type.c_str());
   return type;
 }
 
 int CQmFSPlugin::getFSTypeLocation(std::string& path) {
   const auto scope = traceScope("getFSTypeLocation");
   for (const char* const candidate : fstypPrograms) {
-    trace(CFI_TRACE_DETAIL, "Searching for fstype cmd : %s", candidate);
+    trace(CFI_TRACE_DETAIL, qmfs_log::searchingFstyp, candidate);
     if (exists(candidate)) {
       path = candidate;
-      trace(CFI_TRACE_PROGRESS, "Found fstype cmd : %s", candidate);
+      trace(CFI_TRACE_PROGRESS, qmfs_log::foundFstyp, candidate);
       return 0;
     }
   }
-  trace(CFI_TRACE_ERROR, "fstype command is not installed");
+  trace(CFI_TRACE_ERROR, qmfs_log::noFstyp);
   return CFI_STATUS_FAILED;
 }
 
 bool CQmFSPlugin::getUmountLocation(std::string& path) {
   const auto scope = traceScope("getUmountLocation");
   for (const char* const candidate : umountPrograms) {
-    trace(CFI_TRACE_DETAIL, "Searching for umount cmd : %s", candidate);
+    trace(CFI_TRACE_DETAIL, qmfs_log::searchingUmount, candidate);
     if (exists(candidate)) {
       path = candidate;
-      trace(CFI_TRACE_PROGRESS, "Found umount cmd : %s", candidate);
+      trace(CFI_TRACE_PROGRESS, qmfs_log::foundUmount, candidate);
       return true;
     }
   }
-  trace(CFI_TRACE_WARNING, "qmumount command is not installed");
+  trace(CFI_TRACE_WARNING, qmfs_log::noForcedUmount);
   return false;
 }

@@ -1,12 +1,13 @@
 // Names: of devices, of generated mount points, as commands can carry them, and as the framework receives them.
-#include "K_strings.h"
-#include "K_time.h"
-#include "qmfs_node_access.h"
-#include "qmfs_plugin.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
+#include "K_strings.h"
+#include "K_time.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -17,21 +18,15 @@ constexpr const char* rawPrefix = "/dev/qm/rd";
 
 // Required: the prefix may stand anywhere, but it is always the first characters that are replaced.
 void replacePrefix(std::string& device, const char* from, const char* to) {
-  if (device.find(from) != std::string::npos) {
-    device = to + device.substr(std::strlen(from));
-  }
+  if (device.find(from) != std::string::npos) device = to + device.substr(std::strlen(from));
 }
 
 }  // namespace
 
 int fipgn_get_objid(const char* name, qmfi_objid** object) {
-  if (name == nullptr || object == nullptr) {
-    return 1;
-  }
+  if (name == nullptr || object == nullptr) return 1;
   qmfi_objid* const found = qmfi_get_objid(name, static_cast<std::uint32_t>(std::strlen(name)), KFI_OBJID_PATH);
-  if (found == nullptr) {
-    return 1;
-  }
+  if (found == nullptr) return 1;
   *object = found;
   return 0;
 }
@@ -48,38 +43,28 @@ void CQmFSPlugin::convertRawToBlockDevice(std::string& device) {
 
 std::optional<CommandWord> CQmFSPlugin::acceptedMountPoint(const std::string& path) {
   std::optional<CommandWord> word = CommandWord::of(path);
-  if (!word) {
-    trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", path.c_str());
-  }
+  if (!word) trace(CFI_TRACE_REJECTED, qmfs_log::notMountPoint, path.c_str());
   return word;
 }
 
 std::optional<CommandWord> CQmFSPlugin::acceptedDevice(const char* device) {
-  if (device == nullptr) {
-    return std::nullopt;
-  }
+  if (device == nullptr) return std::nullopt;
   // A command without a device would choose for itself what it works on.
   std::optional<CommandWord> word = *device != '\0' ? CommandWord::of(device) : std::nullopt;
-  if (!word) {
-    trace(CFI_TRACE_REJECTED, "Not a valid device path [%s]", device);
-  }
+  if (!word) trace(CFI_TRACE_REJECTED, qmfs_log::notDevice, device);
   return word;
 }
 
 bool CQmFSPlugin::acceptsOptions(const std::string& options) {
-  if (areCommandOptions(options)) {
-    return true;
-  }
-  trace(CFI_TRACE_REJECTED, "Not valid mount options [%s]", options.c_str());
+  if (areCommandOptions(options)) return true;
+  trace(CFI_TRACE_REJECTED, qmfs_log::notOptions, options.c_str());
   return false;
 }
 
 int CQmFSPlugin::createPathAndAllocBuffer(const ACE_String_Base<char>& path, char*** paths, int* count) {
   const auto scope = traceScope("createPathAndAllocBuffer");
   std::unique_ptr<char*, FreeDeleter> array(static_cast<char**>(std::malloc(sizeof(char*))));
-  if (array == nullptr) {
-    return CFI_STATUS_NO_MEMORY;
-  }
+  if (array == nullptr) return CFI_STATUS_NO_MEMORY;
   const std::size_t length = path.length();
   auto* const buffer = static_cast<char*>(qmfi_alloc_buf(length + 1));
   if (buffer == nullptr) {
@@ -106,8 +91,8 @@ std::string CQmFSPlugin::getTime() {
 
 void CQmFSPlugin::generateName(const std::string& name, std::string& generated) {
   const auto scope = traceScope("generateName");
-  trace(CFI_TRACE_DETAIL, "CQmFSPlugin::generateName recieved name : %s", name.c_str());
+  trace(CFI_TRACE_DETAIL, qmfs_log::nameReceived, name.c_str());
   const std::size_t slash = name.rfind('/');
   generated = slash != std::string::npos ? name.substr(slash) : "/" + name;
-  trace(CFI_TRACE_DETAIL, "CQmFSPlugin::generateName generated name : %s", generated.c_str());
+  trace(CFI_TRACE_DETAIL, qmfs_log::nameGenerated, generated.c_str());
 }

@@ -1,13 +1,14 @@
 // Plain storage resources: a device formatted and proved mountable, and a device's file system brought online.
-#include "cfiformatoptionlist.h"
-#include "cfistringtool.h"
-#include "qmfs_command_lines.h"
-#include "qmfs_node_access.h"
-#include "qmfs_plugin.h"
-
 #include <unistd.h>
 
 #include <cstring>
+
+#include "cfiformatoptionlist.h"
+#include "cfistringtool.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_node_access.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -29,9 +30,7 @@ const char* firstDevice(char** devices) {
 }
 
 std::string mountOptionsOf(const char* options) {
-  if (options == nullptr) {
-    return std::string();
-  }
+  if (options == nullptr) return std::string();
   const CFiFormatOptionList::Map parsed = CFiFormatOptionList::parse(options);
   const auto found = parsed.find("mountOptions");
   return found != parsed.end() ? found->second : defaultMountOptions;
@@ -44,16 +43,12 @@ int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* t
   const auto scope = traceScope("format");
   return guarded([&]() -> int {
     if (!isOwnType(type)) {
-      trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
+      trace(CFI_TRACE_ERROR, qmfs_log::typeNotSupported, type);
       return CFI_STATUS_INVALID_ARGUMENT;
     }
-    if ((flags & KFI_FORMAT_DEVICE) == 0) {
-      return 0;
-    }
+    if ((flags & KFI_FORMAT_DEVICE) == 0) return 0;
     const auto device = acceptedDevice(firstDevice(devices));
-    if (!device) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (!device) return CFI_STATUS_INVALID_ARGUMENT;
     std::string rawDevice = device->text();
     convertBlockToRawDevice(rawDevice);
     mkfs(CommandWord::of(rawDevice).value());
@@ -63,9 +58,7 @@ int CQmFSPlugin::format(char** devices, int /*count*/, char* /*extra1*/, char* t
     createMntPoint(temporary);
     mount(temporary, *device, "rw");
     // Required: an unmount that fails without an exception is no failure; the directory stays then.
-    if (QmFSUmount(mountPoint.data(), false) == 0) {
-      ::rmdir(mountPoint.c_str());
-    }
+    if (QmFSUmount(mountPoint.data(), false) == 0) ::rmdir(mountPoint.c_str());
     return 0;
   });
 }
@@ -74,19 +67,15 @@ int CQmFSPlugin::onlineResource(char** devices, int /*count*/, char* mountPoint,
                                 char* /*extra3*/, int /*extra4*/, char*** paths, int* pathCount) {
   const auto scope = traceScope("onlineResource");
   return guarded([&]() -> int {
-    if (paths == nullptr || pathCount == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (paths == nullptr || pathCount == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     *pathCount = 0;
     *paths = nullptr;
     if (!isOwnType(type)) {
-      trace(CFI_TRACE_ERROR, "type %s is not supported by qmfs provider", type);
+      trace(CFI_TRACE_ERROR, qmfs_log::typeNotSupported, type);
       return CFI_STATUS_INVALID_ARGUMENT;
     }
     const char* const device = firstDevice(devices);
-    if (device == nullptr) {
-      return CFI_STATUS_INVALID_ARGUMENT;
-    }
+    if (device == nullptr) return CFI_STATUS_INVALID_ARGUMENT;
     const std::string mountOptions = mountOptionsOf(options);
     std::string target;
     if (mountPoint != nullptr) {
@@ -102,28 +91,26 @@ int CQmFSPlugin::onlineResource(char** devices, int /*count*/, char* mountPoint,
 // Has the device mounted on the mount point when it returns 0, whoever mounted it.
 int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& mountPoint, const std::string& options,
                                      bool generated) {
-  trace(CFI_TRACE_DETAIL, "Calling qmfs_getmnt for :%s", device);
+  trace(CFI_TRACE_DETAIL, qmfs_log::resourceCallingGetmnt, device);
   const MountTableAnswer mounted = mountOfDevice(device);
   if (mounted.result < 0) {
-    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    trace(CFI_TRACE_ERROR, qmfs_log::lookupFailed);
     return CFI_STATUS_FAILED;
   }
   if (mounted.found != nullptr) {
-    trace(CFI_TRACE_PROGRESS, "Device: %s :: mntPoint: %s", device, mounted.found.get());
+    trace(CFI_TRACE_PROGRESS, qmfs_log::resourceMount, device, mounted.found.get());
     if (mountPoint == mounted.found.get()) {
-      trace(CFI_TRACE_PROGRESS, "Device {%s} is already mounted", device);
+      trace(CFI_TRACE_PROGRESS, qmfs_log::alreadyMounted, device);
       return 0;
     }
-    trace(CFI_TRACE_ERROR, "Device {%s} is mounted on different mount point already", device);
+    trace(CFI_TRACE_ERROR, qmfs_log::mountedElsewhere, device);
     return CFI_STATUS_MOUNTED_ELSEWHERE;
   }
   const auto mountable = acceptedDevice(device);
   const auto target = mountable ? acceptedMountPoint(mountPoint) : std::nullopt;
-  if (!target || !acceptsOptions(options)) {
-    return CFI_STATUS_INVALID_ARGUMENT;
-  }
+  if (!target || !acceptsOptions(options)) return CFI_STATUS_INVALID_ARGUMENT;
   if (generated && mountPoint == "/") {
-    trace(CFI_TRACE_REJECTED, "Not a valid mount point path [%s]", mountPoint.c_str());
+    trace(CFI_TRACE_REJECTED, qmfs_log::notMountPoint, mountPoint.c_str());
     return CFI_STATUS_INVALID_ARGUMENT;
   }
   makeResourceMountPoint(*target);
@@ -135,12 +122,9 @@ int CQmFSPlugin::bringResourceOnline(const char* device, const std::string& moun
 
 void CQmFSPlugin::makeResourceMountPoint(const CommandWord& mountPoint) {
   const CQmFSCommandRun run = commandRunner().runTraced(mkdirCommand(mountPoint));
-  if (run.succeeded()) {
-    return;
-  }
-  trace(CFI_TRACE_ERROR, "QMFS:onlineResource -execPipe.Exec failed with errorCode [%d]", run.error.getCode());
-  trace(CFI_TRACE_ERROR, "QMFS:onlineResource - command '%s' failed with errorCode [%d] message '%s'.",
-        run.command.c_str(), run.error.getExitStatus(), run.message().c_str());
+  if (run.succeeded()) return;
+  trace(CFI_TRACE_ERROR, qmfs_log::mkdirPipeFailed, run.error.getCode());
+  trace(CFI_TRACE_ERROR, qmfs_log::mkdirFailed, run.command.c_str(), run.error.getExitStatus(), run.message().c_str());
   throw EFiExecPipe(run.error);
 }
 
@@ -149,28 +133,25 @@ void CQmFSPlugin::mountResource(const CommandWord& device, const CommandWord& mo
   const std::string command = mountCommand(device, mountPoint, options);
   for (int attempt = 1;; ++attempt) {
     std::vector<std::string> output;
-    trace(CFI_TRACE_PROGRESS, "Command : %s", command.c_str());
+    trace(CFI_TRACE_PROGRESS, qmfs_log::command, command.c_str());
     const EFiExecPipe error = commandRunner().execute(command, output);
-    if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) {
-      return;
-    }
+    if (error.getCode() == KFI_EXEC_PIPE_SUCCESS) return;
     const std::string message = CFiStringTool::vec2str(output, "");
-    trace(CFI_TRACE_WARNING, "qmfs::onlineResource - execPipe returned with error code [%d]", error.getCode());
+    trace(CFI_TRACE_WARNING, qmfs_log::mountPipeFailed, error.getCode());
     if (error.getCode() == KFI_EXEC_PIPE_CMD_FAILED) {
-      trace(CFI_TRACE_WARNING, "qmfs::onlineResource - mount command [%s] failed with errorCode [%d] message '%s'.",
-            command.c_str(), error.getExitStatus(), message.c_str());
+      trace(CFI_TRACE_WARNING, qmfs_log::mountCommandFailed, command.c_str(), error.getExitStatus(), message.c_str());
     }
     if (getMountStatus(mountPoint.c_str()) == QMFS_MOUNTED) {
-      trace(CFI_TRACE_WARNING, "CQMFS::onlineResource - device is mounted on mountPoint");
+      trace(CFI_TRACE_WARNING, qmfs_log::mountedNevertheless);
       return;
     }
-    trace(CFI_TRACE_WARNING, "CQMFS::onlineResource - mount command failed to mount device");
+    trace(CFI_TRACE_WARNING, qmfs_log::notMounted);
     if (attempt == mountAttempts) {
-      trace(CFI_TRACE_ERROR, "Mount command failed with message '%s'.", message.c_str());
+      trace(CFI_TRACE_ERROR, qmfs_log::mountFailed, message.c_str());
       dumpMountInformation(mountPoint, "");
       throw EFiExecPipe(error);
     }
-    trace(CFI_TRACE_WARNING, "Mount command failed with message '%s' trying fsck.", message.c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::mountFailedTryingFsck, message.c_str());
     fsck(device);
   }
 }

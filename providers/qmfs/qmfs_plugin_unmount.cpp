@@ -1,14 +1,15 @@
 // Unmounting: plain or forced, tried again while the device is busy, with a dump of what is known when it fails.
-#include "cfistringtool.h"
-#include "qmfs_command_lines.h"
-#include "qmfs_plugin.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <limits>
 #include <sstream>
+
+#include "cfistringtool.h"
+#include "qmfs_command_lines.h"
+#include "qmfs_log_texts.h"
+#include "qmfs_plugin.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -48,9 +49,7 @@ int errorOfStat(const std::string& path, struct stat& status) {
 
 // A signal that the host handles does not shorten it.
 void pauseFor(int seconds) {
-  for (auto left = static_cast<unsigned int>(seconds); left != 0;) {
-    left = ::sleep(left);
-  }
+  for (auto left = static_cast<unsigned int>(seconds); left != 0;) left = ::sleep(left);
 }
 
 // Twice the pause, as long as that is a number of seconds.
@@ -61,14 +60,14 @@ int doubled(int pause) {
 
 std::string describeDevice(const std::string& device) {
   std::ostringstream text;
-  text << "Dumping device information for device " << device << '\n';
+  text << qmfs_log::dumpingDevice << device << '\n';
   struct stat status {};
   const int error = errorOfStat(device, status);
   if (error != 0) {
-    text << "Stat information failed for the device " << device << "with error code " << error;
+    text << qmfs_log::deviceStatFailed << device << qmfs_log::withErrorCode << error;
     return text.str();
   }
-  text << "Dumping stat information for device " << device;
+  text << qmfs_log::dumpingDeviceStat << device;
   writeStatus(text, status);
   // Required: the device number stands there twice.
   writeTagged(text, "st_dev", status.st_dev);
@@ -78,11 +77,11 @@ std::string describeDevice(const std::string& device) {
 
 std::string describeMountPoint(const std::string& mountPoint) {
   std::ostringstream text;
-  text << "Dumping stat information for mount point " << mountPoint;
+  text << qmfs_log::dumpingMountPointStat << mountPoint;
   struct stat status {};
   const int error = errorOfStat(mountPoint, status);
   if (error != 0) {
-    text << "Stat information failed for the mount point " << mountPoint << "with error code " << error;
+    text << qmfs_log::mountPointStatFailed << mountPoint << qmfs_log::withErrorCode << error;
     return text.str();
   }
   writeStatus(text, status);
@@ -96,7 +95,7 @@ std::string describeProbe(const char* title, const char* failure, const CQmFSCom
   if (probe.succeeded()) {
     text << probe.message();
   } else {
-    text << failure << probe.error.getCode() << "and output " << probe.message();
+    text << failure << probe.error.getCode() << qmfs_log::andOutput << probe.message();
   }
   return text.str();
 }
@@ -115,17 +114,17 @@ struct CQmFSPlugin::UmountAttempt {
 int CQmFSPlugin::QmFSUmount(char* mountPoint, bool force) {
   const auto scope = traceScope("QmFSUmount");
   if (mountPoint == nullptr) {
-    trace(CFI_TRACE_ERROR, "Mount point is not specified");
+    trace(CFI_TRACE_ERROR, qmfs_log::noMountPoint);
     return CFI_STATUS_INVALID_ARGUMENT;
   }
-  trace(CFI_TRACE_DETAIL, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : %s", mountPoint);
+  trace(CFI_TRACE_DETAIL, qmfs_log::umountCallingGetsubobj, mountPoint);
   const MountTableAnswer mounted = deviceOfMount(mountPoint);
   if (mounted.result < 0) {
-    trace(CFI_TRACE_ERROR, "Mount point entry lookup failed");
+    trace(CFI_TRACE_ERROR, qmfs_log::lookupFailed);
     return CFI_STATUS_FAILED;
   }
   if (mounted.found == nullptr) {
-    trace(CFI_TRACE_PROGRESS, "Mountpoint %s is already umounted", mountPoint);
+    trace(CFI_TRACE_PROGRESS, qmfs_log::alreadyUnmounted, mountPoint);
     return 0;
   }
   const auto word = acceptedMountPoint(mountPoint);
@@ -137,18 +136,14 @@ int CQmFSPlugin::unmount(const CommandWord& mountPoint, bool force) {
   std::string program;
   const bool forced = force && getUmountLocation(program);
   attempt.command = forced ? forcedUmountCommand(program, mountPoint) : umountCommand(mountPoint);
-  if (runUmount(attempt)) {
-    return 0;
-  }
-  if (forced && says(attempt.output, "usage")) {
-    return umountWithoutForce(attempt);
-  }
+  if (runUmount(attempt)) return 0;
+  if (forced && says(attempt.output, "usage")) return umountWithoutForce(attempt);
   if (says(attempt.output, "busy")) {
-    trace(CFI_TRACE_WARNING, "Device to be unmounted is busy");
+    trace(CFI_TRACE_WARNING, qmfs_log::deviceBusy);
     return umountRetry(CFiStringTool::str2tstr(attempt.command), busyRetries, firstPauseSeconds);
   }
   traceUmountFailure(attempt);
-  trace(CFI_TRACE_ERROR, "unmount failed");
+  trace(CFI_TRACE_ERROR, qmfs_log::unmountFailed);
   throw attempt.exitStatus;
 }
 
@@ -156,32 +151,28 @@ int CQmFSPlugin::unmount(const CommandWord& mountPoint, bool force) {
 // the plain command is tried once.
 int CQmFSPlugin::umountWithoutForce(UmountAttempt& attempt) {
   if (says(attempt.output, "force")) {
-    trace(CFI_TRACE_ERROR, "Force unmount is not supported");
+    trace(CFI_TRACE_ERROR, qmfs_log::forceNotSupported);
     throw attempt.exitStatus;
   }
   attempt.command = umountCommand(attempt.mountPoint);
-  if (runUmount(attempt)) {
-    return 0;
-  }
+  if (runUmount(attempt)) return 0;
   if (says(attempt.output, "busy")) {
-    trace(CFI_TRACE_WARNING, "Device to be unmounted is busy");
+    trace(CFI_TRACE_WARNING, qmfs_log::deviceBusy);
     return umountRetry(CFiStringTool::str2tstr(attempt.command), busyRetries, firstPauseSeconds);
   }
-  trace(CFI_TRACE_ERROR, "unmount failed");
+  trace(CFI_TRACE_ERROR, qmfs_log::unmountFailed);
   dumpMountInformation(attempt.mountPoint, "");
   throw attempt.exitStatus;
 }
 
 // Runs the command once. A command that failed and nevertheless left nothing mounted has succeeded.
 bool CQmFSPlugin::runUmount(UmountAttempt& attempt) {
-  trace(CFI_TRACE_PROGRESS, "Command : %s", attempt.command.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::command, attempt.command.c_str());
   attempt.code = executeCommand(attempt.command, attempt.output, attempt.exitStatus, QMFS_COMMAND_TIMEOUT);
-  if (attempt.code == KFI_EXEC_PIPE_SUCCESS) {
-    return true;
-  }
+  if (attempt.code == KFI_EXEC_PIPE_SUCCESS) return true;
   traceUmountFailure(attempt);
   if (getMountStatus(attempt.mountPoint.c_str()) == QMFS_NOT_MOUNTED) {
-    trace(CFI_TRACE_WARNING, "unmountDevice - Device unmount was succesful");
+    trace(CFI_TRACE_WARNING, qmfs_log::unmountedNevertheless);
     return true;
   }
   return false;
@@ -189,10 +180,10 @@ bool CQmFSPlugin::runUmount(UmountAttempt& attempt) {
 
 void CQmFSPlugin::traceUmountFailure(const UmountAttempt& attempt) {
   const std::string message = joined(attempt.output);
-  trace(CFI_TRACE_WARNING, "execPipe.Exec failed with errorCode [%d] message %s", attempt.code, message.c_str());
+  trace(CFI_TRACE_WARNING, qmfs_log::pipeFailedWithMessage, attempt.code, message.c_str());
   if (attempt.code == KFI_EXEC_PIPE_CMD_FAILED) {
-    trace(CFI_TRACE_PROGRESS, "command '%s' failed with errorCode [%d] message '%s'.", attempt.command.c_str(),
-          attempt.exitStatus, message.c_str());
+    trace(CFI_TRACE_PROGRESS, qmfs_log::commandFailedWithCode, attempt.command.c_str(), attempt.exitStatus,
+          message.c_str());
   }
 }
 
@@ -204,22 +195,19 @@ int CQmFSPlugin::umountRetry(const ACE_String_Base<char>& command, int retries, 
   int pause = sleepSeconds;
   for (int attempt = 1; attempt <= retries; ++attempt) {
     pauseFor(pause);
-    trace(CFI_TRACE_PROGRESS, "Retrying umount... slept time '%d' sec and retry attempt '%d'.", pause, attempt);
+    trace(CFI_TRACE_PROGRESS, qmfs_log::retrying, pause, attempt);
     pause = doubled(pause);
     const CQmFSCommandRun run = runner.run(commandLine);
     error = run.error;
     if (run.succeeded()) {
-      trace(CFI_TRACE_PROGRESS, "umount is successful.");
+      trace(CFI_TRACE_PROGRESS, qmfs_log::retrySucceeded);
       return 0;
     }
-    trace(CFI_TRACE_WARNING, "Exec Pipe failed with error code [%d]", error.getCode());
-    trace(CFI_TRACE_WARNING, "Command [%s] failed with error code [%d] and output [%s]", commandLine.c_str(),
-          error.getExitStatus(), run.message().c_str());
+    trace(CFI_TRACE_WARNING, qmfs_log::pipeFailed, error.getCode());
+    trace(CFI_TRACE_WARNING, qmfs_log::retryFailed, commandLine.c_str(), error.getExitStatus(), run.message().c_str());
     if (says(run.output, "busy")) {
-      trace(CFI_TRACE_ERROR, "Device to be unmounted is busy");
-      if (attempt == retries) {
-        return CFI_STATUS_BUSY;
-      }
+      trace(CFI_TRACE_ERROR, qmfs_log::deviceBusy);
+      if (attempt == retries) return CFI_STATUS_BUSY;
     }
   }
   throw EFiExecPipe(error);
@@ -239,23 +227,18 @@ int CQmFSPlugin::getMountStatus(const char* mountPoint) {
 
 std::string CQmFSPlugin::dumpMountInformation(const CommandWord& mountPoint, const std::string& device) {
   const auto scope = traceScope("dumpMountInformation");
-  if (!device.empty()) {
-    trace(CFI_TRACE_PROGRESS, "dumpInformationDevice = %s", describeDevice(device).c_str());
-  }
-  trace(CFI_TRACE_PROGRESS, "dumpInformationMount = %s", describeMountPoint(mountPoint.text()).c_str());
+  if (!device.empty()) trace(CFI_TRACE_PROGRESS, qmfs_log::deviceDump, describeDevice(device).c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::mountPointDump, describeMountPoint(mountPoint.text()).c_str());
 
   const std::string fuser = fuserCommand(mountPoint);
-  trace(CFI_TRACE_PROGRESS, "dumpInformationFuser: FUSER_CMD = %s", fuser.c_str());
-  trace(CFI_TRACE_PROGRESS, "dumpInformationFuser = %s",
-        describeProbe("Dumping fuser data for mountpoint using command ",
-                      "fuser command failed to print usage information with  error code ", commandRunner().run(fuser))
-            .c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::fuserCommand, fuser.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::fuserDump,
+        describeProbe(qmfs_log::dumpingFuser, qmfs_log::fuserFailed, commandRunner().run(fuser)).c_str());
 
   const std::string list = mountListCommand();
-  trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd: MOUNT_CMD = %s", list.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::mountListCommand, list.c_str());
   const CQmFSCommandRun mounts = commandRunner().runTraced(list);
-  std::string text = describeProbe("Dumping information about mounted devices using command ",
-                                   "Mount command failed to print mount information with  error code ", mounts);
-  trace(CFI_TRACE_PROGRESS, "dumpInformationMountCmd = %s", text.c_str());
+  std::string text = describeProbe(qmfs_log::dumpingMountList, qmfs_log::mountListFailed, mounts);
+  trace(CFI_TRACE_PROGRESS, qmfs_log::mountListDump, text.c_str());
   return text;
 }

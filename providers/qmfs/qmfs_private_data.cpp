@@ -1,9 +1,6 @@
 // What the provider remembers of a file-system node, and the text form in which the framework keeps it.
 #include "qmfs_private_data.h"
 
-#include "cfierror.h"
-#include "cfistringtool.h"
-
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +8,10 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "cfierror.h"
+#include "cfistringtool.h"
+#include "qmfs_log_texts.h"
 
 using namespace qmfi_pdk_4_4;
 
@@ -65,20 +66,14 @@ std::string_view uncheckedText(std::string_view text, const Element& element) {
 std::string filterMountOptions(const std::string& options) {
   const std::vector<std::string> tokens = CFiStringTool::tokenize(options, ",");
   bool readOnly = false;
-  for (const std::string& token : tokens) {
-    readOnly = readOnly || token == "ro";
-  }
+  for (const std::string& token : tokens) readOnly = readOnly || token == "ro";
   std::string filtered;
   for (const std::string& token : tokens) {
-    if (readOnly && token == "log") {
-      continue;
-    }
+    if (readOnly && token == "log") continue;
     filtered += token;
     filtered += ',';
   }
-  if (!filtered.empty()) {
-    filtered.pop_back();
-  }
+  if (!filtered.empty()) filtered.pop_back();
   return filtered;
 }
 
@@ -88,21 +83,19 @@ std::string composeNodeState(const NodeStateText& state) {
   text.reserve(state.mountOptions.size() + state.subObject.size() + state.altObject.size() + tagRoom);
   text.append("<MNT_OPTS>").append(state.mountOptions).append("</MNT_OPTS>\n");
   text.append("<SUBOBJ>").append(state.subObject).append("</SUBOBJ>\n");
-  if (!state.altObject.empty()) {
-    text.append("<ALTOBJ>").append(state.altObject).append("</ALTOBJ>\n");
-  }
+  if (!state.altObject.empty()) text.append("<ALTOBJ>").append(state.altObject).append("</ALTOBJ>\n");
   return text;
 }
 
 void CQmFSPrivateData::setMntOpts(const char* options) {
   const auto scope = traceScope("setMntOpts");
   if (options == nullptr) {
-    trace(CFI_TRACE_PROGRESS, "CQmFSPrivateData::setMntOpts no mount options are specified");
+    trace(CFI_TRACE_PROGRESS, qmfs_log::noOptions);
     return;
   }
-  trace(CFI_TRACE_PROGRESS, "Got mount options for filtering: %s", options);
+  trace(CFI_TRACE_PROGRESS, qmfs_log::optionsReceived, options);
   m_mntOpts = filterMountOptions(options);
-  trace(CFI_TRACE_PROGRESS, "Setting filtered mount options: %s", m_mntOpts.c_str());
+  trace(CFI_TRACE_PROGRESS, qmfs_log::optionsFiltered, m_mntOpts.c_str());
 }
 
 int CQmFSPrivateData::getNodeState(kfi_blob* blob) {
@@ -119,19 +112,16 @@ int CQmFSPrivateData::getNodeState(kfi_blob* blob) {
   blob->kb_length = length;
   blob->kb_buffer = buffer;
   blob->kb_encoding = KFI_BLOB_TEXT;
-  trace(CFI_TRACE_PROGRESS, "getNodeState: [%s] [%d]:[%s] [%d], mnt_opts=[%s], m_subObjectList[0]=[%s]", text.c_str(),
-        static_cast<int>(text.size()), blob->kb_buffer, static_cast<int>(blob->kb_length), m_mntOpts.c_str(),
-        subObject);
+  trace(CFI_TRACE_PROGRESS, qmfs_log::stateComposed, text.c_str(), static_cast<int>(text.size()), blob->kb_buffer,
+        static_cast<int>(blob->kb_length), m_mntOpts.c_str(), subObject);
   return 0;
 }
 
 int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
   const auto scope = traceScope("setNodeState");
-  if (blob->kb_buffer == nullptr || blob->kb_length == 0) {
-    return 0;
-  }
+  if (blob->kb_buffer == nullptr || blob->kb_length == 0) return 0;
   if (blob->kb_encoding != KFI_BLOB_TEXT) {
-    trace(CFI_TRACE_WARNING, "setNodeState() Blob uses non-string encoding.");
+    trace(CFI_TRACE_WARNING, qmfs_log::stateNotText);
     return 0;
   }
   const std::string_view text = blob->kb_buffer;
@@ -144,14 +134,9 @@ int CQmFSPrivateData::setNodeState(kfi_blob* blob) {
   const std::pmr::string subObject(uncheckedText(text, elements.subObject), &memory);
   qmfi_objid* const identifier =
       qmfi_get_objid(subObject.c_str(), static_cast<std::uint32_t>(subObject.size() + 1), KFI_OBJID_OBJECT);
-  if (identifier != nullptr) {
-    addSubObject(identifier);
-  }
+  if (identifier != nullptr) addSubObject(identifier);
 
-  if (elements.altObject.isWhole()) {
-    m_altObj = uncheckedText(text, elements.altObject);
-  }
-  trace(CFI_TRACE_PROGRESS, "setNodeState: m_mntOpts=[%s], subobj=[%s], altobj=[%s]", m_mntOpts.c_str(),
-        subObject.c_str(), m_altObj.c_str());
+  if (elements.altObject.isWhole()) m_altObj = uncheckedText(text, elements.altObject);
+  trace(CFI_TRACE_PROGRESS, qmfs_log::stateParsed, m_mntOpts.c_str(), subObject.c_str(), m_altObj.c_str());
   return 0;
 }

@@ -2,10 +2,10 @@
 #ifndef QMFS_PRIVATE_DATA_H
 #define QMFS_PRIVATE_DATA_H
 
-#include "cfiprivatedata.h"
-
 #include <string>
 #include <string_view>
+
+#include "cfiprivatedata.h"
 
 // Private data with the node's filtered mount options and its alternate object. The state blob holds only these two and
 // the first sub-object, not what the framework's base keeps.
