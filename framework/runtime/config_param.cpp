@@ -1,7 +1,7 @@
 // The XML form of parameter descriptions.
-#include "cficonfigparam.h"
-
 #include <string_view>
+
+#include "cficonfigparam.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -1,45 +1,21 @@
 // The framework's configuration store: an INI file for each name.
-#include "cficonfiguration.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <charconv>
 #include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "cficonfiguration.h"
 #include "cfistringallocator.h"
 #include "cfistringtool.h"
 #include "paths.h"
-#include "unique_fd.h"
+#include "system/small_file.h"
 
 namespace qmfi_pdk_4_4 {
 
 namespace {
 
 constexpr const char* blanks = " \t\r\v\f";
-constexpr std::size_t largestStore = std::size_t{1} << 20;
-
-// The whole text of a regular file; empty when it is missing, unreadable or too large.
-std::string readStore(const std::string& path) {
-  const qmfi_runtime::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  struct stat status;
-  if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string text(largestStore + 1, '\0');
-  std::size_t length = 0;
-  while (length < text.size()) {
-    const ssize_t count = read(file.get(), text.data() + length, text.size() - length);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return {};
-    if (count == 0) break;
-    length += static_cast<std::size_t>(count);
-  }
-  text.resize(length <= largestStore ? length : 0);
-  return text;
-}
 
 // Reads "[section]" and "name = value" lines into the heap. Empty lines, lines that begin with ";" or "#" and those
 // that are neither of the two kinds are passed over, so that a slip costs no more than its own line.
@@ -69,7 +45,9 @@ CFiConfiguration::CFiConfiguration(const ACE_String_Base<char>& name) : m_name(n
   if (m_heap.open() != 0) throw std::bad_alloc();
   const std::string file = CFiStringTool::tstr2str(name);
   if (!qmfi_runtime::isPlainName(file)) return;
-  importStore(readStore(qmfi_runtime::configurationDirectory() + "/" + file + ".conf"), m_heap);
+  // One that is missing, unreadable or too large says nothing.
+  const std::string path = qmfi_runtime::configurationDirectory() + "/" + file + ".conf";
+  importStore(qmfi_system::readSmallFile(path).value_or(""), m_heap);
 }
 
 int CFiConfiguration::openSection(const char* section, ACE_Configuration_Section_Key& key, int create) {

@@ -1,14 +1,13 @@
 // The queue of pushed messages and its handlers.
-#include "cfierrormanager.h"
-
 #include <cstddef>
 #include <iterator>
 #include <list>
 #include <mutex>
 
-#include "cancellation_disabled.h"
+#include "cfierrormanager.h"
 #include "lock_if_possible.h"
 #include "split_context.h"
+#include "system/thread_cancellation.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -38,7 +37,7 @@ struct [[gnu::visibility("hidden")]] CFiErrorManager::Implementation final : qmf
 
 // Gives the waiting messages to the handlers, unless another call is doing so, which then takes care of all.
 void CFiErrorManager::Implementation::handOut() noexcept {
-  const qmfi_runtime::CancellationDisabled whole;
+  const qmfi_system::CancellationDisabled whole;
   {
     const auto lock = qmfi_runtime::lockIfPossible(mutex);
     if (handingOut) return;

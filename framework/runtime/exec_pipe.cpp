@@ -6,6 +6,8 @@
 
 #include "cfiexecpipe.h"
 #include "command_line.h"
+#include "failed_output.h"
+#include "paths.h"
 #include "process_pipeline.h"
 
 namespace qmfi_pdk_4_4 {
@@ -37,11 +39,13 @@ int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& 
     m_lastError = EFiExecPipe(command + ": no program, or a stage without one", KFI_EXEC_PIPE_PARSE_COMMAND_FAILED, 0);
     return KFI_EXEC_PIPE_PARSE_COMMAND_FAILED;
   }
-  auto result = qmfi_runtime::runPipeline(*programs, {.time = std::chrono::seconds(std::max(timeoutSeconds, 1))});
+  auto result = qmfi_runtime::runPipeline(*programs, {.time = std::chrono::seconds(std::max(timeoutSeconds, 1)),
+                                                      .statusKeeper = qmfi_runtime::statusKeeper()});
   const auto before = static_cast<std::ptrdiff_t>(output.size());
   appendLines(result.output, output);
   if (result.reason.empty() && result.code != KFI_EXEC_PIPE_SUCCESS) {
     result.reason = std::accumulate(output.begin() + before, output.end(), std::string());
+    qmfi_runtime::rememberFailedOutput({output.begin() + before, output.end()}, result.reason);
   }
   m_lastError = EFiExecPipe(std::move(result.reason), result.code, result.exitStatus);
   return result.code;

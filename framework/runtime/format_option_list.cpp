@@ -1,8 +1,7 @@
 // Splitting of resource option strings.
-#include "cfiformatoptionlist.h"
-
 #include <algorithm>
 
+#include "cfiformatoptionlist.h"
 #include "cfistringtool.h"
 
 namespace qmfi_pdk_4_4 {

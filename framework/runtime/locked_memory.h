@@ -17,6 +17,7 @@ class LockedMemory {
   // Gets size bytes, present and locked, unless it has memory already. Returns 0 or an errno value; memory that is
   // there but cannot be locked is kept nevertheless, and the lock is tried again by the next call.
   int acquire(std::size_t size);
+  // Gives the memory back; does nothing when there is none.
   void release();
 
   char* data() const { return m_data; }

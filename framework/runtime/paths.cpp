@@ -1,6 +1,9 @@
 // Where the framework keeps its files.
 #include "paths.h"
 
+#include <dlfcn.h>
+#include <unistd.h>
+
 #include <cstdlib>
 
 namespace qmfi_runtime {
@@ -25,6 +28,14 @@ std::string configurationDirectory() {
 
 std::string catalogDirectory() {
   return fromEnvironment("QMFI_CATALOG_DIR", "/usr/share/qmfi/catalogs");
+}
+
+std::string statusKeeper() {
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&statusKeeper), &library) == 0) return "";
+  const std::string path = library.dli_fname;
+  const std::string keeper = path.substr(0, path.rfind('/') + 1) + "qmfi/status-keeper";
+  return keeper.front() == '/' && access(keeper.c_str(), X_OK) == 0 ? keeper : "";
 }
 
 bool isPlainName(std::string_view name) {

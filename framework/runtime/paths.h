@@ -16,6 +16,9 @@ std::string configurationDirectory();
 // QMFI_CATALOG_DIR, otherwise /usr/share/qmfi/catalogs.
 std::string catalogDirectory();
 
+// The program that keeps the status of commands, "qmfi/status-keeper" beside this library; empty when it is not there.
+std::string statusKeeper();
+
 // Whether a name stands for a file of a directory and for nothing outside of it.
 bool isPlainName(std::string_view name);
 

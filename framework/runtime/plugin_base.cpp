@@ -1,10 +1,9 @@
 // What every provider has from the framework: its names and managers, and the operations on private data.
-#include "cfipluginbase.h"
-
 #include <algorithm>
 #include <cstdlib>
 
 #include "cfierror.h"
+#include "cfipluginbase.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -24,7 +24,7 @@ int answerAlways(const Arguments&... /*arguments*/) {
 // Written elsewhere.
 #define ANSWER_OWN(operation, parameters, arguments)
 
-#define FI_OPERATION(place, operation, answer, parameters, arguments) ANSWER_##answer(operation, parameters, arguments)
+#define FI_OPERATION(slot, operation, answer, parameters, arguments) ANSWER_##answer(operation, parameters, arguments)
 #include "cfientrypoints.def"
 
 }  // namespace qmfi_pdk_4_4

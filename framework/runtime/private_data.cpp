@@ -1,8 +1,7 @@
 // The framework's part of a node's private data: configuration lists, session and configured target.
-#include "cfiprivatedata.h"
-
 #include <algorithm>
 
+#include "cfiprivatedata.h"
 #include "cfistringtool.h"
 
 namespace qmfi_pdk_4_4 {

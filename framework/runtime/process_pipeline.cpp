@@ -2,7 +2,6 @@
 #include "process_pipeline.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,16 +13,18 @@
 #include <memory>
 #include <utility>
 
-#include "cancellation_disabled.h"
-#include "child_process.h"
-#include "unique_fd.h"
+#include "kept_program.h"
+#include "leftover_children.h"
+#include "system/pipe.h"
+#include "system/poll_until.h"
+#include "system/thread_cancellation.h"
 
 namespace qmfi_runtime {
 
 namespace {
 
 using namespace qmfi_pdk_4_4;
-using namespace std::chrono_literals;
+using namespace qmfi_system;
 using Clock = std::chrono::steady_clock;
 
 // As much as a pipe holds.
@@ -34,42 +35,6 @@ bool isMissing(const ProgramWords& program) {
   if (program.front().front() != '/') return true;
   struct stat status;
   return stat(program.front().c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
-// Moves a descriptor out of the range that a child's standard streams take; a host may have closed its own.
-UniqueFd aboveStandardStreams(UniqueFd fd) {
-  if (!fd.valid() || fd.get() > STDERR_FILENO) return fd;
-  return UniqueFd(fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
-// Both ends of a pipe, or none and errno.
-struct Pipe {
-  UniqueFd readEnd;
-  UniqueFd writeEnd;
-
-  static Pipe make() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return {};
-    Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
-    pipe.readEnd = aboveStandardStreams(std::move(pipe.readEnd));
-    pipe.writeEnd = aboveStandardStreams(std::move(pipe.writeEnd));
-    return pipe;
-  }
-  bool valid() const { return readEnd.valid() && writeEnd.valid(); }
-};
-
-// Waits until a descriptor of the set is ready or the deadline has passed; looks once when it has passed already. False
-// when none was ready by then or it cannot wait.
-bool pollUntil(std::vector<pollfd>& set, Clock::time_point deadline) {
-  for (;;) {
-    const auto left =
-        std::max(std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()), 0ns).count();
-    const timespec timeout{left / 1'000'000'000, left % 1'000'000'000};
-    const int ready = ppoll(set.data(), set.size(), &timeout, nullptr);
-    if (ready > 0) return true;
-    if (ready == 0 && left == 0) return false;
-    if (ready < 0 && errno != EINTR) return false;
-  }
 }
 
 class Pipeline {
@@ -87,7 +52,7 @@ class Pipeline {
 
  private:
   void start();
-  bool startProgram(const ProgramWords& program, const StandardStreams& streams);
+  bool startProgram(const ProgramWords& program, const ProgramStreams& streams);
   bool waitForEnd(Clock::time_point deadline);
   std::size_t capture(std::size_t limit);
   void captureRest();
@@ -99,10 +64,10 @@ class Pipeline {
   const std::vector<ProgramWords>& m_programs;
   const PipelineLimits m_limits;
   const Clock::time_point m_deadline;
-  UniqueFd m_captured;
+  Descriptor m_captured;
   const std::unique_ptr<char[]> m_buffer;  // not on the stack: a host's thread may have a small one
   std::vector<pollfd> m_watched;           // the captured stream, then the children; -1 for those that have ended
-  std::list<ChildProcess> m_children;      // in the order of the programs; not yet reaped
+  std::list<KeptProgram> m_children;       // in the order of the programs; not yet reaped
   PipelineResult m_result;
 };
 
@@ -127,8 +92,8 @@ void Pipeline::start() {
   const auto missing = std::find_if(m_programs.begin(), m_programs.end(), isMissing);
   if (missing != m_programs.end()) return fail(KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST, *missing, "no such program");
 
-  UniqueFd input = aboveStandardStreams(UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC)));
-  Pipe captured = Pipe::make();
+  Descriptor input = aboveStandardStreams(Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)));
+  Pipe captured = makePipe();
   if (!input.valid() || !captured.valid()) {
     return fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, m_programs.front(), "no descriptors for its streams");
   }
@@ -140,7 +105,7 @@ void Pipeline::start() {
   const int errors = captured.writeEnd.get();
   for (const ProgramWords& program : m_programs) {
     const bool last = &program == &m_programs.back();
-    Pipe next = last ? Pipe{} : Pipe::make();
+    Pipe next = last ? Pipe{} : makePipe();
     if (!last && !next.valid()) {
       return fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, program, "no descriptors for its streams");
     }
@@ -149,19 +114,19 @@ void Pipeline::start() {
   }
 }
 
-bool Pipeline::startProgram(const ProgramWords& program, const StandardStreams& streams) {
-  ChildProcess& child = m_children.emplace_back();
+bool Pipeline::startProgram(const ProgramWords& program, const ProgramStreams& streams) {
+  KeptProgram& child = m_children.emplace_back();
   int error = 0;
-  const auto started = child.start(program, streams, error);
+  const auto started = child.start(m_limits.statusKeeper, program, streams, error);
   m_watched.push_back({child.watchFd(), POLLIN, 0});
   if (!child.started()) m_children.pop_back();
   switch (started) {
-    case ChildProcess::StartResult::started:
+    case KeptProgram::StartResult::started:
       return true;
-    case ChildProcess::StartResult::noResources:
+    case KeptProgram::StartResult::noResources:
       fail(KFI_EXEC_PIPE_CREATE_PIPE_FAILED, program, strerrordesc_np(error));
       break;
-    case ChildProcess::StartResult::notStarted:
+    case KeptProgram::StartResult::notStarted:
       fail(KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, program, strerrordesc_np(error));
       break;
   }
@@ -210,7 +175,7 @@ void Pipeline::reapAll() {
   ChildEnd end = ChildEnd::lost;
   int status = 0;
   while (!m_children.empty()) {
-    end = m_children.front().reapEnded(status);
+    end = m_children.front().waitAndReap(status);
     m_children.pop_front();
   }
   switch (end) {
@@ -231,10 +196,10 @@ void Pipeline::reapAll() {
 void Pipeline::endAll() noexcept {
   if (m_children.empty()) return;
   const CancellationDisabled whole;
-  for (const ChildProcess& child : m_children) child.killGroup();
+  for (const KeptProgram& child : m_children) child.kill();
   m_watched.front().fd = -1;
   waitForEnd(Clock::now() + m_limits.grace);
-  m_children.remove_if([](ChildProcess& child) {
+  m_children.remove_if([](KeptProgram& child) {
     int status = 0;
     return child.reap(status) != ChildEnd::running;
   });

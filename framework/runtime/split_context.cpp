@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 
+#include "cfiprocessowned.h"
 #include "kfi.h"
 #include "lock_if_possible.h"
 #include "trace_output.h"
@@ -17,8 +18,9 @@ namespace {
 // nothing is frozen yet, but neither may the host stand still for ever.
 constexpr std::chrono::seconds patience(2);
 
-// Made when the library is loaded, so it outlives the static objects of every plug-in.
-SplitContext theSplitContext;
+// Made when the library is loaded, so it outlives the static objects of every plug-in. In a forked child there may be
+// threads waiting at it that do not exist there.
+qmfi_pdk_4_4::CFiProcessOwned<SplitContext> theSplitContext(std::nothrow);
 
 // Handlers that the calling thread is within; more than one when a handler pushes to another manager. In the space that
 // every thread has from its start, as it must not be lacking when memory is short.
@@ -27,7 +29,7 @@ SplitContext theSplitContext;
 }  // namespace
 
 SplitContext& splitContext() {
-  return theSplitContext;
+  return theSplitContext.get();
 }
 
 int SplitContext::create() noexcept {

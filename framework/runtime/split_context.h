@@ -30,8 +30,8 @@ class SplitContext {
   // Takes a user off. The last one's call writes the trace records that were held back, then tells the observers.
   void close() noexcept;
 
-  // Asks for leave to call handlers, which may print or read files; false while the context is open. What was entered
-  // is left by the same thread.
+  // Both bracket the calls of handlers, which may print or read files: enterHandler asks for leave and is false while
+  // the context is open; after it was true, the same thread calls leaveHandler.
   bool enterHandler() noexcept;
   void leaveHandler() noexcept;
 

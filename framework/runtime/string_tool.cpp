@@ -1,12 +1,11 @@
 // Small string operations.
-#include "cfistringtool.h"
-
 #include <algorithm>
 #include <charconv>
 #include <limits>
 #include <string_view>
 
 #include "cfistringallocator.h"
+#include "cfistringtool.h"
 
 namespace qmfi_pdk_4_4 {
 

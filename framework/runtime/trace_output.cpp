@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "cfiprocessowned.h"
 #include "cfitracelog.h"
 #include "lock_if_possible.h"
 #include "trace_record.h"
@@ -27,12 +28,12 @@ std::size_t heldSize(std::size_t size) {
 }
 
 // Made when the library is loaded, so it outlives the static objects of every plug-in.
-TraceOutput theTraceOutput;
+qmfi_pdk_4_4::CFiProcessOwned<TraceOutput> theTraceOutput(std::nothrow);
 
 }  // namespace
 
 TraceOutput& traceOutput() {
-  return theTraceOutput;
+  return theTraceOutput.get();
 }
 
 CFiTraceSink* TraceOutput::open(const std::string& directory, const std::string& name) {
@@ -63,7 +64,7 @@ void TraceOutput::put(CFiTraceSink& sink, std::string_view record) noexcept {
   }
 }
 
-bool TraceOutput::writeNow(const CFiTraceSink& sink, std::string_view record) noexcept {
+bool TraceOutput::writeNow(CFiTraceSink& sink, std::string_view record) noexcept {
   // Announced first and asked second, as beginHolding does it the other way round: one of the two sees the other.
   m_writers.fetch_add(1);
   const bool allowed = !m_holding;
@@ -118,11 +119,11 @@ void TraceOutput::releaseUnused() noexcept {
 }
 
 void TraceOutput::writeHeld() const noexcept {
-  for (std::size_t place = 0; place < m_used;) {
+  for (std::size_t offset = 0; offset < m_used;) {
     HeldHead head;
-    std::memcpy(&head, m_memory.data() + place, sizeof head);
-    head.sink->write({m_memory.data() + place + sizeof head, head.size});
-    place += heldSize(head.size);
+    std::memcpy(&head, m_memory.data() + offset, sizeof head);
+    head.sink->write({m_memory.data() + offset + sizeof head, head.size});
+    offset += heldSize(head.size);
   }
 }
 

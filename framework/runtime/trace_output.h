@@ -33,7 +33,7 @@ class TraceOutput {
   void endHolding() noexcept;
 
  private:
-  bool writeNow(const CFiTraceSink& sink, std::string_view record) noexcept;
+  bool writeNow(CFiTraceSink& sink, std::string_view record) noexcept;
   bool hold(CFiTraceSink& sink, std::string_view record) noexcept;
   void writeHeld() const noexcept;
   void reportDropped() noexcept;

@@ -17,7 +17,7 @@ class TraceRecord {
   TraceRecord(const TraceRecord&) = delete;
   TraceRecord& operator=(const TraceRecord&) = delete;
 
-  // Formats as printf does, with errno as it is now. False when the text cannot be formatted.
+  // Both format as printf does, with errno as it is now. False when the text cannot be formatted.
   bool format(int level, const char* format, ...) noexcept __attribute__((format(printf, 3, 4)));
   bool vformat(int level, const char* format, std::va_list arguments) noexcept __attribute__((format(printf, 3, 0)));
 

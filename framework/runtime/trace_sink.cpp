@@ -2,13 +2,14 @@
 #include "trace_sink.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "cancellation_disabled.h"
+#include "lock_if_possible.h"
 #include "paths.h"
+#include "system/descriptor.h"
+#include "system/thread_cancellation.h"
 
 namespace qmfi_pdk_4_4 {
 
@@ -31,24 +32,67 @@ void restrictMode(int fd) {
   if (isOurs && (status.st_mode & ALLPERMS & ~fileMode) != 0) fchmod(fd, fileMode);
 }
 
+// The log's descriptor; -1 when there is no file to write to.
+int openLog(const std::string& path) {
+  const qmfi_system::CancellationDisabled whole;
+  // Without O_NONBLOCK a pipe under that name would block the open.
+  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const int file = open(path.c_str(), flags, fileMode);
+  if (file < 0) return -1;
+  if (!isOrdinaryFile(file)) {
+    close(file);
+    return -1;
+  }
+  restrictMode(file);
+  return file;
+}
+
 }  // namespace
 
 CFiTraceSink::CFiTraceSink(const std::string& directory, const std::string& name) {
   if (!qmfi_runtime::isPlainName(name)) return;
   mkdir(directory.c_str(), directoryMode);
-  // Without O_NONBLOCK a pipe under that name would block the open.
-  const std::string path = directory + "/" + name + ".log";
-  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  qmfi_runtime::UniqueFd file(open(path.c_str(), flags, fileMode));
-  if (!file.valid() || !isOrdinaryFile(file.get())) return;
-  restrictMode(file.get());
-  m_file = std::move(file);
+  m_path = directory + "/" + name + ".log";
+  keep(openLog(m_path));
 }
 
-void CFiTraceSink::write(std::string_view record) const {
-  const qmfi_runtime::CancellationDisabled whole;
-  while (::write(m_file.get(), record.data(), record.size()) < 0 && errno == EINTR) {
+CFiTraceSink::~CFiTraceSink() {
+  const qmfi_system::Descriptor closed(isOurs(m_file) ? m_file.load() : -1);
+}
+
+void CFiTraceSink::write(std::string_view record) {
+  const qmfi_system::CancellationDisabled whole;
+  if (!isOurs(m_file) || !isInPlace()) repair();
+  while (m_file >= 0 && ::write(m_file, record.data(), record.size()) < 0 && errno == EINTR) {
   }
+}
+
+bool CFiTraceSink::isOurs(int file) const {
+  struct stat status;
+  return fstat(file, &status) == 0 && status.st_dev == m_device && status.st_ino == m_inode;
+}
+
+bool CFiTraceSink::isInPlace() const {
+  struct stat status;
+  return lstat(m_path.c_str(), &status) == 0 && status.st_dev == m_device && status.st_ino == m_inode;
+}
+
+// Another thread may have done it meanwhile. The number stays where it is ours, since others may be writing to it.
+void CFiTraceSink::repair() {
+  const auto lock = qmfi_runtime::lockIfPossible(m_mutex);
+  const bool ours = isOurs(m_file);
+  if (ours && isInPlace()) return;
+  if (!ours) return keep(openLog(m_path));
+  const qmfi_system::Descriptor file(openLog(m_path));
+  if (file.valid() && dup3(file.get(), m_file, O_CLOEXEC) >= 0) keep(m_file);
+}
+
+void CFiTraceSink::keep(int file) {
+  struct stat status {};
+  if (file >= 0 && fstat(file, &status) != 0) return;
+  m_device = status.st_dev;
+  m_inode = status.st_ino;
+  m_file = file;
 }
 
 }  // namespace qmfi_pdk_4_4
