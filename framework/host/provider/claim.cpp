@@ -17,16 +17,20 @@ std::string namesOf(const std::vector<Provider*>& providers) {
   const std::vector<Provider*> all = providers.started();
   providers.tellOfOthers();
   if (all.size() == 1) {
-    throw HostError("the provider " + all.front()->name() + " does not claim " + mountPoint +
-                    ": no file system of its type is mounted there");
+    throw HostError(Failure::notClaimed, "the provider " + all.front()->name() + " does not claim " + mountPoint +
+                                             ": no file system of its type is mounted there")
+        .about(mountPoint);
   }
-  throw HostError("none of the providers " + namesOf(all) + " claims " + mountPoint +
-                  ": no file system of their types is mounted there");
+  throw HostError(Failure::notClaimed, "none of the providers " + namesOf(all) + " claims " + mountPoint +
+                                           ": no file system of their types is mounted there")
+      .about(mountPoint);
 }
 
 void requireOne(const std::vector<Provider*>& owners, const std::string& object) {
   if (owners.size() < 2) return;
-  throw HostError("the providers " + namesOf(owners) + " all claim " + object + "; --provider chooses one");
+  throw HostError(Failure::providerAmbiguous,
+                  "the providers " + namesOf(owners) + " all claim " + object + "; --provider chooses one")
+      .about(object);
 }
 
 }  // namespace
@@ -47,8 +51,7 @@ ClaimedFileSystem requireClaimed(Providers& providers, const std::string& mountP
 }
 
 Provider& providerOfMountPoint(Providers& providers, const std::string& mountPoint) {
-  const std::vector<Provider*> all = providers.started();
-  return all.size() == 1 ? *all.front() : providers.named(requireClaimed(providers, mountPoint).provider);
+  return providers.named(requireClaimed(providers, mountPoint).provider);
 }
 
 Provider& providerOfDevice(Providers& providers, const std::string& device) {
@@ -61,8 +64,10 @@ Provider& providerOfDevice(Providers& providers, const std::string& device) {
   requireOne(owners, device);
   if (!owners.empty()) return *owners.front();
   providers.tellOfOthers();
-  throw HostError("none of the providers " + namesOf(all) + " knows the content of " + device +
-                  "; --provider chooses one");
+  throw HostError(Failure::notClaimed, "none of the providers " + namesOf(all) + " knows the content of " + device +
+                                           "; --provider chooses one")
+      .about(device)
+      .advise("choose one by --provider");
 }
 
 }  // namespace qmfi_host

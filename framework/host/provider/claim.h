@@ -18,11 +18,11 @@ struct ClaimedFileSystem {
 // Throws HostError unless one provider, and no other, claims the mount point.
 ClaimedFileSystem requireClaimed(Providers& providers, const std::string& mountPoint);
 
-// Whose the file system on a mount point is. Where there is one provider only it is not asked: it says itself what is
-// wrong when it is not its own. Throws HostError.
+// Whose the file system on a mount point is. Throws HostError where none or several claim it.
 Provider& providerOfMountPoint(Providers& providers, const std::string& mountPoint);
 
-// Whose the file system on a device is, with the same exception. Throws HostError.
+// Whose the file system on a device is. Where there is one provider only it is not asked: it says itself what is wrong
+// when it is not its own. Throws HostError.
 Provider& providerOfDevice(Providers& providers, const std::string& device);
 
 }  // namespace qmfi_host

@@ -1,23 +1,52 @@
 // The freeze time-out of the framework's configuration store.
 #include "provider/freeze_timeout.h"
 
+#include <optional>
+#include <string>
+
 #include "cficonfiguration.h"
+#include "failure/host_error.h"
 
 namespace qmfi_host {
 
+namespace {
+
+// The framework's store, and whether a value is there that is no number.
+class Settings : public qmfi_pdk_4_4::CFiConfiguration {
+ public:
+  explicit Settings(const std::string& provider) : CFiConfiguration(ACE_String_Base<char>(provider.c_str())) {}
+
+  // The text of a value of the opened section; nothing when there is none.
+  std::optional<std::string> textOf(const std::string& name) {
+    ACE_TString text;
+    if (m_heap.get_string_value(m_section, name.c_str(), text) != 0) return std::nullopt;
+    return std::string(text.c_str(), text.length());
+  }
+};
+
+}  // namespace
+
 std::chrono::seconds configuredFreezeTimeout(const Provider& provider) {
   constexpr std::chrono::seconds otherwise(2);
+  constexpr std::chrono::seconds withoutOwn(10);
   const std::optional<ProviderDescriptor::Timeout>& timeout = provider.descriptor().timeout;
-  if (!timeout || !timeout->configured) return otherwise;
-  qmfi_pdk_4_4::CFiConfiguration store(ACE_String_Base<char>(provider.name().c_str()));
-  ACE_Configuration_Section_Key section;
+  if (!timeout) return withoutOwn;
+  if (!timeout->configured) return otherwise;
+  const auto& [section, name] = *timeout->configured;
+  Settings settings(provider.name());
+  ACE_Configuration_Section_Key opened;
+  if (settings.openSection(section.c_str(), opened, 0) != 0) return otherwise;
+  const std::optional<std::string> text = settings.textOf(name);
+  if (!text) return otherwise;
   unsigned int seconds = 0;
-  if (store.openSection(timeout->configured->section.c_str(), section, 0) != 0 ||
-      store.getIntegerValue(timeout->configured->name.c_str(), seconds) != 0) {
-    return otherwise;
+  const bool isNumber = settings.getIntegerValue(name.c_str(), seconds) == 0;
+  if (isNumber && seconds >= shortestFreezeTimeout && seconds <= longestFreezeTimeout) {
+    return std::chrono::seconds(seconds);
   }
-  return seconds >= shortestFreezeTimeout && seconds <= longestFreezeTimeout ? std::chrono::seconds(seconds)
-                                                                             : otherwise;
+  throw HostError("the settings of the provider " + provider.name() + " cannot be used: " + name + " of section " +
+                  section + " is \"" + *text + "\", not a number of seconds from " +
+                  std::to_string(shortestFreezeTimeout) + " to " + std::to_string(longestFreezeTimeout) +
+                  "; --freeze-timeout goes before it");
 }
 
 }  // namespace qmfi_host

@@ -1,4 +1,4 @@
-// The time after which the kernel ends a freeze by itself.
+// The time after which a freeze ends without a thaw.
 #ifndef FREEZE_TIMEOUT_H
 #define FREEZE_TIMEOUT_H
 
@@ -8,11 +8,13 @@
 
 namespace qmfi_host {
 
+// The range of a freeze's time-out, in seconds.
 inline constexpr int shortestFreezeTimeout = 1;
 inline constexpr int longestFreezeTimeout = 3600;
 
-// The time-out that the framework's configuration holds for a provider, at the place that the provider's descriptor
-// names; two seconds where there is none or it lies outside the range above.
+// The time-out that the framework's configuration holds for a provider, under the section and name in the provider's
+// descriptor; two seconds where there is none. Ten for a provider whose freezes the kernel does not end. Throws
+// HostError for one that is no number in the range above.
 std::chrono::seconds configuredFreezeTimeout(const Provider& provider);
 
 }  // namespace qmfi_host

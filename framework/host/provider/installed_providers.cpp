@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "failure/host_error.h"
+#include "provider/trusted_files.h"
 
 namespace qmfi_host {
 
@@ -39,21 +40,29 @@ class InstalledProviders::Loaded {
   Provider m_provider;
 };
 
-InstalledProviders::InstalledProviders(fs::path directory, const std::optional<std::string>& only, std::string language)
+InstalledProviders::InstalledProviders(fs::path directory, const std::optional<std::string>& only, std::string language,
+                                       Check check)
     : m_directory(std::move(directory)),
       m_language(std::move(language)),
+      m_check(std::move(check)),
       m_names(only ? std::vector{*only} : namesIn(m_directory)) {}
 
 InstalledProviders::~InstalledProviders() = default;
 
 Provider& InstalledProviders::named(const std::string& name) {
   std::unique_ptr<Loaded>& loaded = m_loaded[name];
-  if (loaded == nullptr) loaded = std::make_unique<Loaded>(m_directory, name, m_language);
+  if (loaded != nullptr) return loaded->provider();
+  for (const fs::path& file : filesOfProvider(m_directory, name)) m_check(file);
+  requireReadableSettings(name);
+  loaded = std::make_unique<Loaded>(m_directory, name, m_language);
   return loaded->provider();
 }
 
 std::vector<Provider*> InstalledProviders::started() {
-  if (m_names.empty()) throw HostError("no provider is installed in " + m_directory.string());
+  if (m_names.empty()) {
+    throw HostError(Failure::providerUnusable, "no provider is installed in " + m_directory.string())
+        .about(m_directory.string());
+  }
   if (!m_started.empty()) return m_started;
   for (const std::string& name : m_names) {
     try {

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,9 +18,16 @@ namespace qmfi_host {
 // A provider is installed by two files of one directory, lib<name>.so and <name>.provider.
 class InstalledProviders : public Providers {
  public:
+  // Told of every file before it is used; throws HostError for one that is not to be.
+  using Check = std::function<void(const std::filesystem::path&)>;
+
   // only: the provider that the choice is narrowed to; it need not be there until it is used. language: see Provider.
-  InstalledProviders(std::filesystem::path directory, const std::optional<std::string>& only, std::string language);
+  InstalledProviders(std::filesystem::path directory, const std::optional<std::string>& only, std::string language,
+                     Check check);
   ~InstalledProviders() override;
+
+  // Of those among which is chosen, in order; they need not work.
+  const std::vector<std::string>& names() const { return m_names; }
 
   // Starts also a provider that is not among those of the choice.
   Provider& named(const std::string& name) override;
@@ -34,6 +42,7 @@ class InstalledProviders : public Providers {
 
   std::filesystem::path m_directory;
   std::string m_language;
+  Check m_check;
   std::vector<std::string> m_names;  // of the choice, in order
   std::map<std::string, std::unique_ptr<Loaded>> m_loaded;
   std::vector<Provider*> m_started;

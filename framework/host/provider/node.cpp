@@ -30,14 +30,14 @@ Node::~Node() {
 
 void Node::initialise(Node* config) {
   kfi_domain* domains[] = {config != nullptr ? config->domain() : nullptr};
-  m_provider.run(m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_init_node(&m_domain, config != nullptr ? domains : nullptr, config != nullptr ? 1 : 0,
                                      m_domain.fid_objid);
   });
 }
 
 void Node::initialiseAlternate(Node& primary) {
-  m_provider.run(m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, m_name + " could not be initialised", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_init_altnode(primary.domain(), primary.domain(), &m_domain);
   });
 }
@@ -46,7 +46,7 @@ void Node::configure(const std::string& parameter, const std::string& value) {
   std::string name = parameter;
   std::string text = value;
   kfi_confspec spec{name.data(), text.data(), nullptr};
-  m_provider.run("the parameter " + parameter + " could not be set", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, "the parameter " + parameter + " could not be set", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_config(&m_domain, 0, nullptr, &spec);
   });
 }
@@ -55,7 +55,7 @@ std::vector<std::string> Node::subObjects() {
   qmfi_objid** objects = nullptr;
   int count = 0;
   const CFiScopeExit release([&] { qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*)); });
-  m_provider.run("the devices of " + m_name + " could not be listed", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, "the devices of " + m_name + " could not be listed", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_subobj_list(&m_domain, &objects, &count);
   });
   std::vector<std::string> names;
@@ -79,7 +79,7 @@ void Node::nameAlternate(const std::string& alternate) {
 NodeState Node::fetchState() {
   kfi_blob blob{};
   const CFiScopeExit release([&] { qmfi_free_buf(blob.kb_buffer, blob.kb_length); });
-  m_provider.run("the state of " + m_name + " could not be fetched", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, "the state of " + m_name + " could not be fetched", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_process_providerstate(&m_domain, &blob, KFI_PROVIDERSTATE_FETCH);
   });
   if (blob.kb_buffer == nullptr || blob.kb_length == 0) return {};
@@ -89,7 +89,7 @@ NodeState Node::fetchState() {
 void Node::storeState(const NodeState& state) {
   NodeState text = state;
   kfi_blob blob{text.size() + 1, text.data(), KFI_BLOB_TEXT, 0};
-  m_provider.run("the state of " + m_name + " could not be restored", [&](const ProviderEntryPoints& provider) {
+  m_provider.run(m_name, "the state of " + m_name + " could not be restored", [&](const ProviderEntryPoints& provider) {
     return provider.fi_pgn_process_providerstate(&m_domain, &blob, KFI_PROVIDERSTATE_STORE);
   });
 }

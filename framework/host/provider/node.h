@@ -20,16 +20,19 @@ qmfi_objid* objectOf(const std::string& name, ObjectKind kind);
 // A provider's state of a node, as text.
 using NodeState = std::string;
 
-// The record stays where it is, since other records point to it. What the provider attached to it is released at the
-// end. The provider must outlive the node. Every call throws ProviderError when the provider reports a failure.
+// A node, and the provider's operations on it. The record stays where it is, since other records point to it. What the
+// provider attached to it is released at the end. The provider must outlive the node. Every call throws ProviderError
+// when the provider reports a failure.
 class Node {
  public:
+  // name: a mount point, a device path or a group name. Throws HostError when memory is short or the name is empty.
   Node(Provider& provider, const std::string& name, ObjectKind kind = ObjectKind::path);
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
   ~Node();
 
   Provider& provider() const { return m_provider; }
+  // The framework's record; valid as long as the node, never null.
   kfi_domain* domain() { return &m_domain; }
   const std::string& name() const { return m_name; }
 
@@ -50,7 +53,7 @@ class Node {
   // Asks that the node's alternate gets this name.
   void nameAlternate(const std::string& alternate);
 
-  // The provider's state of the node, and its counterpart.
+  // Both are about the provider's state of the node: it is asked for, and given back to a node of a later run.
   NodeState fetchState();
   void storeState(const NodeState& state);
 

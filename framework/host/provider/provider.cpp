@@ -1,10 +1,14 @@
 // Start and stop of a provider, and its messages.
 #include "provider/provider.h"
 
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "cfiexecpipe.h"
 #include "cfistatus.h"
+#include "provider/trusted_files.h"
 
 namespace qmfi_host {
 
@@ -20,6 +24,31 @@ std::vector<std::string> argumentsOf(const kfi_msg_info& message) {
   return texts;
 }
 
+// The same arguments with the last line of a program's output in place of all, which may be megabytes; nothing where
+// there is none of more than a line.
+std::optional<std::string> withLastLine(const char* arguments) {
+  if (arguments == nullptr) return std::nullopt;
+  nlohmann::json list = nlohmann::json::parse(arguments, nullptr, false);
+  bool isShorter = false;
+  for (nlohmann::json& argument : list) {
+    if (!argument.is_string()) continue;
+    const std::string whole = argument;
+    const std::string line = qmfi_pdk_4_4::lastLineOfFailure(whole);
+    if (line == whole) continue;
+    argument = line;
+    isShorter = true;
+  }
+  constexpr int inOneLine = -1;
+  if (!isShorter) return std::nullopt;
+  return list.dump(inOneLine, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::string notStarted(const std::string& provider, int status, const std::string& package) {
+  std::string what = "the provider " + provider + " could not be started";
+  if (status != qmfi_pdk_4_4::CFI_STATUS_NOT_INSTALLED || package.empty()) return what;
+  return what + ": the package " + package + ", which it needs, was not found; install it and try again";
+}
+
 }  // namespace
 
 Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std::string language,
@@ -27,21 +56,24 @@ Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std
     : m_entryPoints(entryPoints),
       m_name(std::move(name)),
       m_language(std::move(language)),
+      m_texts(m_language),
       m_languageName(m_language.empty() ? nullptr : m_language.data()),
       m_descriptor(std::move(descriptor)) {
   m_context.kcx_language = &m_languageName;
   kfi_version version{};
   const int status = m_entryPoints.fi_pgn_init(&m_context, &version, m_name.data());
-  const std::string what = "the provider " + m_name + " could not be started";
+  const std::string what = notStarted(m_name, status, m_descriptor.package);
   if (status != 0) {
-    const ProviderError error = failure(what, status);
+    ProviderError error = failure(what, status);
+    error.about(m_name);
     m_entryPoints.fi_pgn_fini();
     throw ProviderError(error);
   }
   if (version.kv_major != KFI_INTERFACE_MAJOR) {
     m_entryPoints.fi_pgn_fini();
-    throw HostError(what + ": it speaks version " + std::to_string(version.kv_major) + " of the interface, not " +
-                    std::to_string(KFI_INTERFACE_MAJOR));
+    throw HostError(Failure::providerUnusable, what + ": it speaks version " + std::to_string(version.kv_major) +
+                                                   " of the interface, not " + std::to_string(KFI_INTERFACE_MAJOR))
+        .about(m_name);
   }
 }
 
@@ -52,13 +84,20 @@ Provider::~Provider() {
 void Provider::throwIfMessages(const std::string& what) {
   std::vector<ProviderMessage> messages = takeMessages();
   // A call that has no status of its own fails as any other would.
-  if (!messages.empty()) throw ProviderError(what, qmfi_pdk_4_4::CFI_STATUS_FAILED, std::move(messages), {});
+  constexpr int status = qmfi_pdk_4_4::CFI_STATUS_FAILED;
+  if (!messages.empty()) throw ProviderError(what, status, std::move(messages), meaningOf(status));
 }
 
 ProviderError Provider::failure(const std::string& what, int status) {
-  const char* explanation = nullptr;
-  m_entryPoints.fi_pgn_errmsg(status, &explanation);
-  return {what, status, takeMessages(), explanation != nullptr ? explanation : ""};
+  ProviderError error(what, status, takeMessages(), meaningOf(status));
+  if (status == qmfi_pdk_4_4::CFI_STATUS_BUSY) error.setExitStatus(ExitStatus::busy);
+  return error;
+}
+
+std::string Provider::meaningOf(int status) {
+  const char* english = nullptr;
+  m_entryPoints.fi_pgn_errmsg(status, &english);
+  return m_texts.meaningOf(status, english != nullptr ? english : "");
 }
 
 std::vector<ProviderMessage> Provider::takeMessages() {
@@ -66,10 +105,20 @@ std::vector<ProviderMessage> Provider::takeMessages() {
   std::vector<ProviderMessage> messages;
   if (m_entryPoints.fi_pgn_get_last_error(&list) != 0) return messages;
   for (kfi_msg_info* message = list; message != nullptr; message = message->kmi_next) {
-    messages.push_back({message->kmi_id, textOf(*message), argumentsOf(*message)});
+    messages.push_back({message->kmi_id, shownTextOf(*message), argumentsOf(*message)});
   }
   m_entryPoints.fi_pgn_del_last_error(&list);
   return messages;
+}
+
+std::string Provider::shownTextOf(kfi_msg_info& message) {
+  std::optional<std::string> shorter = withLastLine(message.kmi_args);
+  if (!shorter) return textOf(message);
+  kfi_msg_info shown = message;
+  shown.kmi_args = shorter->data();
+  const std::string log = logOfProvider(m_name);
+  const std::string rest = access(log.c_str(), F_OK) == 0 ? m_texts.outputIsLogged(log) : std::string();
+  return textOf(shown) + (rest.empty() ? "" : "\n" + rest);
 }
 
 std::string Provider::textOf(kfi_msg_info& message) {

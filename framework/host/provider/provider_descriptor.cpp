@@ -2,15 +2,15 @@
 #include "provider/provider_descriptor.h"
 
 #include <toml++/toml.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <limits>
 #include <string_view>
 
 #include "failure/host_error.h"
+#include "system/small_file.h"
 
 namespace qmfi_host {
 
@@ -79,11 +79,10 @@ class Table {
 };
 
 toml::table parse(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw systemError(file.string());
-  const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  const auto text = qmfi_system::readSmallFile(file);
+  if (!text) throw systemError(file.string());
   try {
-    return toml::parse(text);
+    return toml::parse(*text);
   } catch (const toml::parse_error& error) {
     throw HostError(file.string() + ":" + std::to_string(error.source().begin.line) + ": " +
                     std::string(error.description()));
@@ -110,6 +109,16 @@ ProviderDescriptor::DeviceDirectories readDevices(const Table& table) {
   return {table.directory("block"), table.directory("raw")};
 }
 
+ProviderDescriptor::CacheOptions readCacheOptions(const Table& table) {
+  table.requireOnly({"safe", "fast"});
+  return {table.text("safe"), table.text("fast")};
+}
+
+std::string readPackage(const Table& table) {
+  table.requireOnly({"name"});
+  return table.text("name");
+}
+
 bool isBelow(const std::string& path, const std::string& directory) {
   return path.starts_with(directory + "/");
 }
@@ -119,7 +128,7 @@ bool isBelow(const std::string& path, const std::string& directory) {
 ProviderDescriptor readDescriptor(const std::filesystem::path& file) {
   const toml::table parsed = parse(file);
   const Table table(parsed, file.string());
-  table.requireOnly({"timeout", "requests", "failed-freeze", "devices"});
+  table.requireOnly({"timeout", "requests", "failed-freeze", "devices", "cache", "package"});
   ProviderDescriptor descriptor;
   if (const auto timeout = table.table("timeout")) descriptor.timeout = readTimeout(*timeout);
   if (const auto requests = table.table("requests")) {
@@ -129,6 +138,8 @@ ProviderDescriptor readDescriptor(const std::filesystem::path& file) {
   }
   if (const auto failed = table.table("failed-freeze")) descriptor.failedFreeze = readFailedFreeze(*failed);
   if (const auto devices = table.table("devices")) descriptor.devices = readDevices(*devices);
+  if (const auto cache = table.table("cache")) descriptor.cache = readCacheOptions(*cache);
+  if (const auto package = table.table("package")) descriptor.package = readPackage(*package);
   return descriptor;
 }
 

@@ -11,6 +11,7 @@
 
 namespace qmfi_host {
 
+// The content of a descriptor file. What it leaves out has the value given here.
 struct ProviderDescriptor {
   // A value of the provider's configuration store.
   struct ConfiguredValue {
@@ -33,11 +34,19 @@ struct ProviderDescriptor {
     std::string raw;
   };
 
+  // The mount options by which the mount table tells the two ways of writing.
+  struct CacheOptions {
+    std::string safe;
+    std::string fast;
+  };
+
   std::optional<Timeout> timeout{};        // without one a freeze lasts until the thaw
   unsigned long freezeRequest = FIFREEZE;  // ioctl requests of the file systems' driver
   unsigned long thawRequest = FITHAW;
   std::optional<FailedFreeze> failedFreeze{};  // without it all are frozen at once, or those frozen are thawed again
   std::optional<DeviceDirectories> devices{};
+  std::string package{};                // what must be installed for it; empty when the provider tells that itself
+  std::optional<CacheOptions> cache{};  // without them a change of the way of writing is not looked for
 };
 
 // Reads a descriptor file. Throws HostError that names the file and what is wrong there: no TOML, a key that is not

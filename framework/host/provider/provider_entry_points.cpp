@@ -19,31 +19,44 @@ bool isPlainWord(const std::string& name) {
   });
 }
 
-std::string loaderError() {
-  const char* const text = dlerror();
-  return text != nullptr ? text : "unknown reason";
+// The loader names the library, or only another one that this one needs.
+std::string loaderError(const std::string& path) {
+  const char* const told = dlerror();
+  const std::string text = told != nullptr ? told : "unknown reason";
+  return text.find(path) != std::string::npos ? text : path + ": " + text;
 }
 
 template <typename Function>
-void resolve(void* library, const std::string& symbol, Function*& function) {
+void resolve(void* library, const std::string& path, const std::string& symbol, Function*& function) {
   function = reinterpret_cast<Function*>(dlsym(library, symbol.c_str()));
-  if (function == nullptr) throw HostError("the provider lacks the function " + symbol);
+  if (function == nullptr) {
+    throw HostError(Failure::providerUnusable, "the provider " + path + " lacks the function " + symbol).about(path);
+  }
 }
 
-void resolveAll(void* library, const std::string& name, ProviderEntryPoints& entryPoints) {
-#define FI_ENTRY_POINT(suffix, result, parameters) resolve(library, name + "_" #suffix, entryPoints.suffix);
+void resolveAll(void* library, const std::string& path, const std::string& name, ProviderEntryPoints& entryPoints) {
+#define FI_ENTRY_POINT(suffix, result, parameters) resolve(library, path, name + "_" #suffix, entryPoints.suffix);
 #include "cfientrypoints.def"
 }
 
 }  // namespace
 
 ProviderLibrary::ProviderLibrary(const std::filesystem::path& directory, const std::string& name) {
-  if (!isPlainWord(name)) throw UsageError("\"" + name + "\" is not the name of a provider");
+  if (!isPlainWord(name)) {
+    UsageError error("\"" + name + "\" is not the name of a provider");
+    error.about(name);
+    throw UsageError(error);
+  }
   const std::string path = directory / ("lib" + name + ".so");
   m_handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (m_handle == nullptr) throw HostError("the provider " + name + " cannot be loaded: " + loaderError());
+  if (m_handle == nullptr) {
+    const std::string reason = loaderError(path);
+    throw HostError(Failure::providerUnusable, "the provider " + name + " cannot be loaded: " + reason)
+        .about(name)
+        .because(reason);
+  }
   try {
-    resolveAll(m_handle, name, m_entryPoints);
+    resolveAll(m_handle, path, name, m_entryPoints);
   } catch (...) {
     dlclose(m_handle);
     throw;

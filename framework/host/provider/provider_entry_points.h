@@ -9,6 +9,7 @@
 
 namespace qmfi_host {
 
+// A pointer to each function of the list, by its name.
 struct ProviderEntryPoints {
 // NOLINTNEXTLINE(bugprone-macro-parentheses): these are a type and a list of parameters.
 #define FI_ENTRY_POINT(suffix, result, parameters) result(*suffix) parameters = nullptr;

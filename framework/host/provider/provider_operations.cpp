@@ -62,8 +62,8 @@ ProviderIdentity Provider::identity() {
   const std::string what = "the provider does not say what it is";
   kfi_provider_list* list = nullptr;
   const CFiScopeExit release([&] { qmfi_free_providerlist(list); });
-  run(what, [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_get_provider_info(&list); });
-  if (list == nullptr) throw HostError(what);
+  run(m_name, what, [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_get_provider_info(&list); });
+  if (list == nullptr) throw HostError(what).about(m_name);
   return identityOf(*list);
 }
 
@@ -73,7 +73,11 @@ ClaimAnswer Provider::claim(const std::string& path) {
   takeMessages();
   const int answer = m_entryPoints.fi_pgn_claim(objectOf(path, ObjectKind::path), &groups, &count);
   if (answer == 0) return {};
-  if (answer != KFI_CLAIMED) throw failure(path + " could not be claimed", answer);
+  if (answer != KFI_CLAIMED) {
+    ProviderError error = failure(path + " could not be claimed", answer);
+    error.about(path);
+    throw ProviderError(error);
+  }
   ClaimAnswer own{true, {}};
   for (int i = 0; i < count; ++i) own.groups.emplace_back(groups[i]->vid_name);
   return own;
@@ -82,7 +86,7 @@ ClaimAnswer Provider::claim(const std::string& path) {
 bool Provider::ownsContentOf(const std::string& device) {
   int own = 0;
   std::string name = device;
-  run(device + " could not be looked up",
+  run(device, device + " could not be looked up",
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_is_parent_pgn(name.data(), &own, 0); });
   return own != 0;
 }
@@ -101,43 +105,52 @@ std::string Provider::buildAlternate(Node& primary, const std::string& session, 
   qmfi_objid* object = objectOf(device, ObjectKind::object);
   qmfi_objid* snapshotObject = objectOf(snapshotDevice, ObjectKind::object);
   qmfi_objid* alternate = nullptr;
-  run("the snapshot of " + primary.name() + " could not be mounted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_build_alttree(primary.domain(), sessionName.data(), &object, &snapshotObject, 1, &alternate);
-  });
+  run(primary.name(), "the snapshot of " + primary.name() + " could not be mounted",
+      [&](const ProviderEntryPoints& calls) {
+        return calls.fi_pgn_build_alttree(primary.domain(), sessionName.data(), &object, &snapshotObject, 1,
+                                          &alternate);
+      });
   if (alternate == nullptr) {
-    throw HostError("the provider " + m_name + " does not say where the snapshot of " + primary.name() + " is mounted");
+    throw HostError("the provider " + m_name + " does not say where the snapshot of " + primary.name() + " is mounted")
+        .about(primary.name());
   }
   return alternate->vid_name;
 }
 
 void Provider::online(Node& primary, Node& alternate) {
-  run(alternate.name() + " could not be mounted", [&](const ProviderEntryPoints& calls) {
+  run(alternate.name(), alternate.name() + " could not be mounted", [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_BRING, KFI_DISPOSITION_KEEP);
   });
 }
 
 void Provider::takeOffline(Node& primary, Node& alternate) {
-  run(alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
+  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_dispose(primary.domain(), alternate.domain(), nullptr, KFI_DISPOSITION_REMOVE);
   });
 }
 
+void Provider::unmountOnly(Node& primary, Node& alternate) {
+  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
+    return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_TAKE_OFFLINE, KFI_DISPOSITION_KEEP);
+  });
+}
+
 void Provider::deport(Node& primary, Node& alternate) {
-  run(alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
+  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_deport_tree(primary.domain(), alternate.domain(), nullptr);
   });
 }
 
 bool Provider::isMounted(Node& node) {
   int exists = 0;
-  run(node.name() + " could not be looked up",
+  run(node.name(), node.name() + " could not be looked up",
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_check_node_existence(node.domain(), &exists); });
   return exists != 0;
 }
 
 void Provider::disableAccess(Node& node, const std::string& device, bool force) {
   AccessList list(node, device);
-  run(node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
+  run(node.name(), node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_disable_access(list.get(), force ? KFI_ACCESS_BY_FORCE : 0);
   });
 }
@@ -145,7 +158,7 @@ void Provider::disableAccess(Node& node, const std::string& device, bool force) 
 void Provider::enableAccess(Node& node, const std::string& device) {
   node.domain()->fid_attr = KFI_ATTR_FILE_SYSTEM_NODE | KFI_ATTR_ACCESS_DISABLED;
   AccessList list(node, device);
-  run(node.name() + " could not be brought back into use",
+  run(node.name(), node.name() + " could not be brought back into use",
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_enable_access(list.get(), 0, 0, 0); });
 }
 
@@ -157,7 +170,7 @@ void Provider::enableCache(Node& node) {
 }
 
 void Provider::disableCache(Node& node) {
-  run("the cache of " + node.name() + " could not be disabled",
+  run(node.name(), "the cache of " + node.name() + " could not be disabled",
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_cache_disable(node.domain()); });
 }
 
@@ -166,7 +179,7 @@ void Provider::format(const std::string& device) {
   char* devices[] = {name.data()};
   char** paths = nullptr;
   int count = 0;
-  run(device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
+  run(device, device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, KFI_FORMAT_DEVICE, &paths, &count);
   });
 }
@@ -174,12 +187,12 @@ void Provider::format(const std::string& device) {
 std::vector<std::string> Provider::bringOnline(const std::string& device, const std::optional<std::string>& mountPoint,
                                                const std::optional<std::string>& options) {
   std::string name = device;
-  std::string place = mountPoint.value_or("");
+  std::string directory = mountPoint.value_or("");
   std::string optionList = "mountOptions=" + options.value_or("");
   char* devices[] = {name.data()};
   PathList mounted;
-  run(device + " could not be brought online", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_online_resource(devices, 1, mountPoint ? place.data() : nullptr, nullptr,
+  run(device, device + " could not be brought online", [&](const ProviderEntryPoints& calls) {
+    return calls.fi_pgn_online_resource(devices, 1, mountPoint ? directory.data() : nullptr, nullptr,
                                         options ? optionList.data() : nullptr, nullptr, 0, &mounted.paths,
                                         &mounted.count);
   });
