@@ -14,12 +14,18 @@ namespace qmfi_host {
 namespace {
 
 constexpr std::size_t longestName = 64;
+constexpr std::size_t idLength = 8;
 
-constexpr std::array<std::string_view, 9> phaseNames = {"preparing",  "freezing",  "attaching",  "mounting", "ready",
-                                                        "unmounting", "unmounted", "remounting", "deleting"};
+constexpr std::array<std::string_view, 10> phaseNames = {"preparing",  "freezing",  "attaching",  "mounting", "ready",
+                                                         "unmounting", "unmounted", "remounting", "deleting", "lent"};
 
 bool isNameCharacter(unsigned char character) {
   return std::isalnum(character) != 0 || character == '.' || character == '_' || character == '-';
+}
+
+bool looksLikeId(const std::string& name) {
+  return name.size() == idLength &&
+         std::all_of(name.begin(), name.end(), [](unsigned char digit) { return std::isxdigit(digit) != 0; });
 }
 
 }  // namespace
@@ -40,10 +46,9 @@ bool isAtRest(Phase phase) {
 
 std::string newSnapshotId() {
   constexpr std::string_view digits = "0123456789abcdef";
-  constexpr std::size_t length = 8;
   std::random_device random;
   std::uniform_int_distribution<std::size_t> digit(0, digits.size() - 1);
-  std::string id(length, '0');
+  std::string id(idLength, '0');
   std::generate(id.begin(), id.end(), [&] { return digits[digit(random)]; });
   return id;
 }
@@ -51,6 +56,15 @@ std::string newSnapshotId() {
 void requireSnapshotName(const std::string& name) {
   if (name.empty() || name.size() > longestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) {
     throw UsageError("\"" + name + "\" cannot name a snapshot: 1 to 64 letters, digits, \".\", \"_\" and \"-\" do");
+  }
+  // A directory is called by the name.
+  if (name == "." || name == "..") throw UsageError("\"" + name + "\" cannot name a snapshot: it names a directory");
+}
+
+void requireUsersSnapshotName(const std::string& name) {
+  requireSnapshotName(name);
+  if (looksLikeId(name)) {
+    throw UsageError("\"" + name + "\" cannot name a snapshot: eight hexadecimal digits are an id, perhaps another's");
   }
 }
 

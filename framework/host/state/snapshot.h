@@ -6,9 +6,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "state/freeze_receipt.h"
 #include "volume/split_plan.h"
 
 namespace qmfi_host {
@@ -25,6 +27,13 @@ enum class Phase {
   unmounted,   // complete, alternates not mounted
   remounting,  // alternates are being mounted again
   deleting,    // everything is being removed
+  lent,        // complete, and removed when the program has ended that works on it
+};
+
+// A moment of a run of the machine.
+struct FreezeMoment {
+  std::string bootId{};                     // the kernel's name for the run; empty where it is not known
+  std::chrono::microseconds sinceStart{0};  // by CLOCK_BOOTTIME
 };
 
 // One file system of a snapshot.
@@ -35,9 +44,11 @@ struct SnapshotNode {
   std::string state;           // the provider's state of the file system; empty until the snapshot is complete
   std::string alternateState;  // and of the alternate
   std::string provider{};
-  unsigned long thawRequest = FITHAW;  // the request that ends a freeze of the provider's
+  unsigned long thawRequest = FITHAW;     // the request that ends a freeze of the provider's
+  std::chrono::seconds kernelTimeout{0};  // when the kernel ends such a freeze; zero when it does not
 };
 
+// A snapshot, as the state store holds it.
 struct Snapshot {
   using Time = std::chrono::sys_time<std::chrono::microseconds>;
 
@@ -46,7 +57,10 @@ struct Snapshot {
   Time created{};
   std::chrono::microseconds frozen{0};  // from before the freeze to after the thaw
   Phase phase = Phase::preparing;
-  std::vector<SnapshotNode> nodes;  // in the order in which the user named them
+  FreezeMoment freeze{};                   // just before it began; empty until then
+  std::optional<FreezeReceipt> receipt{};  // nothing until the freeze is over, and of earlier versions
+  std::string held{};                      // why it is to be kept; empty when it is not held
+  std::vector<SnapshotNode> nodes;         // in the order in which the user named them
 };
 
 // The phase as users and the state store call it.
@@ -61,8 +75,11 @@ bool isAtRest(Phase phase);
 // A new identifier, not in use as far as chance can tell.
 std::string newSnapshotId();
 
-// Throws UsageError unless the name consists of 1 to 64 letters, digits, ".", "_" and "-".
+// Throws UsageError unless the name consists of 1 to 64 letters, digits, ".", "_" and "-", and is neither "." nor "..".
 void requireSnapshotName(const std::string& name);
+
+// The same for a name that the user chooses, which must not look like the id of another snapshot either.
+void requireUsersSnapshotName(const std::string& name);
 
 }  // namespace qmfi_host
 

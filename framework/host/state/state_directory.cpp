@@ -1,8 +1,6 @@
-// Making and locking of the state directory.
+// Making of the state directory.
 #include "state/state_directory.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -18,8 +16,12 @@ void makeStateDirectory(const fs::path& directory) {
   std::error_code error;
   const fs::path withoutSlash = directory.has_filename() ? directory : directory.parent_path();
   fs::create_directories(withoutSlash.parent_path(), error);
-  if (mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) throw systemError(what);
-  if (!fs::is_directory(directory, error)) throw systemError(what, ENOTDIR);
+  if (mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) throw systemError(what).about(directory.string());
+  if (!fs::is_directory(directory, error)) throw systemError(what, ENOTDIR).about(directory.string());
+}
+
+fs::path databaseIn(const fs::path& directory) {
+  return directory / "state.db";
 }
 
 void requireOutside(const fs::path& directory, const std::vector<std::string>& mountPoints) {
@@ -27,22 +29,15 @@ void requireOutside(const fs::path& directory, const std::vector<std::string>& m
   fs::path present = fs::absolute(directory);
   while (!fs::exists(present) && present.has_relative_path()) present = present.parent_path();
   struct stat own {};
-  if (stat(present.c_str(), &own) != 0) throw systemError(present.string() + " cannot be read");
+  if (stat(present.c_str(), &own) != 0) throw systemError(present.string() + " cannot be read").about(present.string());
   for (const std::string& mountPoint : mountPoints) {
     struct stat frozen {};
     // What is no mount point is for the provider to refuse.
     if (stat(mountPoint.c_str(), &frozen) != 0 || own.st_dev != frozen.st_dev) continue;
     throw HostError("the state directory " + directory.string() + " lies on the file system of " + mountPoint +
-                    ", which is to be frozen; --state-dir names another one");
-  }
-}
-
-StateLock::StateLock(const fs::path& directory)
-    : m_file(open((directory / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
-  const std::string what = "the state directory " + directory.string() + " cannot be locked";
-  if (!m_file.valid()) throw systemError(what);
-  while (flock(m_file.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) throw systemError(what);
+                    ", which is to be frozen; --state-dir names another one")
+        .about(directory.string())
+        .advise("name another one by --state-dir");
   }
 }
 
