@@ -1,4 +1,4 @@
-// What is on a device before somebody formats it.
+// What is on a device before somebody formats, checks or mounts it.
 #ifndef DEVICE_CONTENT_H
 #define DEVICE_CONTENT_H
 
@@ -6,8 +6,9 @@
 
 namespace qmfi_host {
 
-// Throws HostError when the path is not a block device, or the device is mounted or otherwise in use.
-void requireUnusedDevice(const std::string& device);
+// Throws HostError when the path is not a block device, or the device is mounted or otherwise in use. purpose: what
+// cannot be done to it then ("formatted").
+void requireUnusedDevice(const std::string& device, const std::string& purpose);
 
 // The name of what a device's content says it is: a file system, a partition table, a member of a volume group; empty
 // when it says nothing. Throws HostError when the device cannot be read.

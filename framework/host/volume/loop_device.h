@@ -1,7 +1,10 @@
-// Loop devices: block devices over files.
+// Loop devices as volumes and their snapshots: failures are told to the user.
 #ifndef LOOP_DEVICE_H
 #define LOOP_DEVICE_H
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 #include "system/descriptor.h"
@@ -12,12 +15,16 @@ namespace qmfi_host {
 // when its file cannot be found under its name any more, or when the device covers only a part of the file.
 std::string backingFileOf(const std::string& device);
 
-// Whether the block device node at a path is a loop device over the file; false when either of the two is missing.
-bool isLoopDeviceOver(const std::string& device, const std::string& file);
+// The number of the block device node at a path where that is a loop device over the file; nothing when either of the
+// two is missing.
+std::optional<dev_t> loopDeviceOver(const std::string& device, const std::string& file);
 
-// Makes a block device node at a path and attaches it, writable, to the file. The device detaches itself when its last
-// user is gone; the result is the first one. Throws HostError, with no node left at the path.
-Descriptor attachLoopDevice(const std::string& device, const std::string& file);
+// Throws HostError when no loop device can be asked for.
+void requireLoopControl();
+
+// Makes a block device node at a path and attaches it, writable, to the file, until it is detached. The result is its
+// first user. Throws HostError, with no node left at the path.
+qmfi_system::Descriptor attachLoopDevice(const std::string& device, const std::string& file);
 
 // Detaches the loop device at a path, at once or as soon as its last user is gone. Throws HostError.
 void detachLoopDevice(const std::string& device);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "volume/loop_device.h"
 #include "volume/volume_splitter.h"
 
 namespace qmfi_host {
@@ -14,10 +15,17 @@ namespace qmfi_host {
 // system's provider knows of.
 class ReflinkSplitter : public VolumeSplitter {
  public:
+  std::string name() const override { return reflinkSplitterName; }
+  void requireUsable() const override { requireLoopControl(); }
+  bool isFor(const std::string& device) const override;
   SplitPlan plan(const std::string& device, const std::string& snapshotId) const override;
-  std::unique_ptr<VolumeSplit> prepare(const SplitPlan& plan) const override;
+  std::string workPlace(const SplitPlan& plan) const override { return plan.volumeFile; }
+  std::unique_ptr<GroupSplit> prepare(const std::vector<SplitPlan>& plans) const override;
   std::unique_ptr<SnapshotDevice> attach(const SplitPlan& plan) const override;
   void detach(const SplitPlan& plan) const override;
+  VolumeStatus look(const SplitPlan& plan, LookAt what) const override;
+  void keepRecord(const SplitPlan& plan, const std::string& text) const override;
+  std::vector<KeptRecord> records() const override;
   void release(const SplitPlan& plan) const override;
 };
 

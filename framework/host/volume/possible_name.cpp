@@ -1,0 +1,24 @@
+// Asking for the limits.
+#include "volume/possible_name.h"
+
+#include <unistd.h>
+
+#include <climits>
+#include <filesystem>
+
+#include "failure/host_error.h"
+
+namespace qmfi_host {
+
+void requirePossibleName(const std::string& path) {
+  const std::filesystem::path asked = path;
+  const long told = pathconf(asked.parent_path().c_str(), _PC_NAME_MAX);
+  const auto longest = static_cast<std::size_t>(told > 0 ? told : NAME_MAX);
+  // The byte that ends it counts.
+  if (asked.filename().native().size() <= longest && path.size() < PATH_MAX) return;
+  throw HostError("the name " + path + ", which the snapshot needs, is too long: between slashes it may have " +
+                  std::to_string(longest) + " bytes, and " + std::to_string(PATH_MAX - 1) +
+                  " in all; nothing was frozen");
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,47 @@
+// Reading the kernel's mount table.
+#include "volume/whole_mount.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "failure/host_error.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr const char* mountTable = "/proc/self/mountinfo";
+
+// The field of a line of the table that says which directory of the file system is mounted, with octal escapes. Empty
+// when there is no line for the mount. Numbers are compared and not names: whoever may mount chooses those.
+std::string rootOf(std::uint64_t mount) {
+  std::ifstream table(mountTable);
+  for (std::string line; std::getline(table, line);) {
+    std::istringstream fields(line);
+    std::uint64_t id = 0;
+    std::string parent;
+    std::string device;
+    std::string root;
+    if (fields >> id >> parent >> device >> root && id == mount) return root;
+  }
+  return {};
+}
+
+}  // namespace
+
+void requireWholeMount(const std::string& mountPoint) {
+  struct statx status {};
+  if (statx(AT_FDCWD, mountPoint.c_str(), AT_NO_AUTOMOUNT, STATX_MNT_ID, &status) != 0) {
+    throw systemError(mountPoint + " cannot be read").about(mountPoint);
+  }
+  const std::string root = rootOf(status.stx_mnt_id);
+  if (root == "/") return;
+  if (root.empty()) throw HostError(mountPoint + " is not in " + mountTable);
+  throw HostError("only the directory " + root + " of a file system is mounted on " + mountPoint +
+                  ", and a snapshot is one of the whole; name the mount point of the whole file system");
+}
+
+}  // namespace qmfi_host
