@@ -24,7 +24,8 @@ void forgetUnlessUnmounted(Provider& provider, StateStore& store, const std::str
 
 }  // namespace
 
-void disableAccess(Provider& provider, StateStore& store, const std::string& mountPoint, bool force) {
+void disableAccess(Provider& provider, StateStore& store, const std::string& mountPoint, bool force,
+                   const RunUnlocked& unlocked) {
   if (store.findDisabledAccess(mountPoint) && !isMounted(provider, mountPoint)) return;
   Node config(provider, provider.name(), ObjectKind::object);
   config.initialise(nullptr);
@@ -34,7 +35,7 @@ void disableAccess(Provider& provider, StateStore& store, const std::string& mou
   if (devices.empty()) throw HostError(mountPoint + " has no device");
   store.save({mountPoint, provider.name(), devices.front(), node.fetchState()});
   try {
-    provider.disableAccess(node, devices.front(), force);
+    unlocked([&] { provider.disableAccess(node, devices.front(), force); });
   } catch (const HostError&) {
     forgetUnlessUnmounted(provider, store, mountPoint);
     throw;

@@ -1,4 +1,4 @@
-// Looking for a killed host's programs in /proc.
+// Looking in /proc for programs that a host left running when it was killed.
 #include "snapshot/orphaned_programs.h"
 
 #include <unistd.h>

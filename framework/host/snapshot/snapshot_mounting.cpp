@@ -2,34 +2,59 @@
 #include "snapshot/snapshot_mounting.h"
 
 #include "provider/node.h"
+#include "snapshot/nested_nodes.h"
 #include "snapshot/snapshot_removal.h"
 
 namespace qmfi_host {
 
 namespace {
 
-void mountNode(Provider& provider, const VolumeSplitter& splitter, const SnapshotNode& node) {
+// What is mounted already is looked at all the same.
+void mountNode(Provider& provider, const Splitters& splitters, const AlternateDirectories& directories,
+               const Snapshot& snapshot, const SnapshotNode& node) {
   Node primary(provider, node.mountPoint);
   Node alternate(provider, node.alternate);
-  if (provider.isMounted(alternate)) return;
-  const std::unique_ptr<SnapshotDevice> device = splitter.attach(node.volume);
-  alternate.storeState(node.alternateState);
-  provider.online(primary, alternate);
+  if (!provider.isMounted(alternate)) {
+    directories.make(snapshot, node);
+    const std::unique_ptr<SnapshotDevice> device = splitters.named(node.volume.splitter).attach(node.volume);
+    alternate.storeState(node.alternateState);
+    provider.online(primary, alternate);
+  }
+  directories.secure(node);
 }
 
-void undo(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  tryOrReport([&] { SnapshotRemoval(providers, splitter, store).unmount(snapshot); });
+// The directory went with the last mount, and may be another qmfi's by now: then nothing below it is ours.
+void claimDirectory(const AlternateDirectories& directories, StateStore& store, Snapshot& snapshot) {
+  try {
+    directories.claim(snapshot);
+  } catch (const HostError&) {
+    snapshot.phase = Phase::unmounted;
+    tryOrReport([&] { store.updatePhase(snapshot); });
+    throw;
+  }
+}
+
+void undo(Providers& providers, const Splitters& splitters, StateStore& store, Snapshot& snapshot,
+          const RunUnlocked& unlocked) {
+  tryOrReport([&] { SnapshotRemoval(providers, splitters, store, unlocked).unmount(snapshot); });
 }
 
 }  // namespace
 
-void mountSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
+void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
+                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked) {
+  const bool isClaimed = snapshot.phase != Phase::unmounted || !isInOwnDirectory(snapshot, snapshot.nodes.front());
   snapshot.phase = Phase::remounting;
   store.update(snapshot);
+  if (!isClaimed) claimDirectory(directories, store, snapshot);
   try {
-    for (const SnapshotNode& node : snapshot.nodes) mountNode(providers.named(node.provider), splitter, node);
+    unlocked([&] {
+      for (const SnapshotNode* const node : outerFirst(snapshot)) {
+        mountNode(providers.named(node->provider), splitters, directories, snapshot, *node);
+      }
+    });
   } catch (const HostError&) {
-    undo(providers, splitter, store, snapshot);
+    undo(providers, splitters, store, snapshot, unlocked);
     throw;
   }
   snapshot.phase = Phase::ready;

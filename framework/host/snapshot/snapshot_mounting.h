@@ -3,15 +3,18 @@
 #define SNAPSHOT_MOUNTING_H
 
 #include "provider/providers.h"
+#include "snapshot/alternate_directories.h"
 #include "state/snapshot.h"
+#include "state/state_lock.h"
 #include "state/state_store.h"
-#include "volume/volume_splitter.h"
+#include "volume/splitters.h"
 
 namespace qmfi_host {
 
 // Mounts every alternate that is not mounted, with the options that the provider remembers. When one cannot be mounted,
-// all are unmounted and the failure is thrown.
-void mountSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot);
+// all are unmounted and the failure is thrown. unlocked: as for SnapshotRemoval.
+void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
+                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked = runLocked);
 
 }  // namespace qmfi_host
 

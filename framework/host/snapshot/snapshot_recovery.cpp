@@ -2,9 +2,11 @@
 #include "snapshot/snapshot_recovery.h"
 
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
+#include "snapshot/freeze_moment.h"
 #include "snapshot/orphaned_programs.h"
 #include "snapshot/snapshot_removal.h"
 #include "snapshot/thaw.h"
@@ -16,37 +18,47 @@ namespace {
 constexpr int attempts = 6;
 constexpr std::chrono::milliseconds firstWait(100);
 
-void takeDown(SnapshotRemoval& removal, Snapshot& snapshot) {
-  if (snapshot.phase == Phase::unmounting || snapshot.phase == Phase::remounting) {
-    removal.unmount(snapshot);
-  } else {
-    removal.remove(snapshot);
-  }
+// Whether it was complete, and stays.
+bool isKept(const Snapshot& snapshot) {
+  return snapshot.phase == Phase::unmounting || snapshot.phase == Phase::remounting;
 }
 
 }  // namespace
 
-void thawInterrupted(const Snapshot& snapshot) {
+void thawInterrupted(const FileSystems& fileSystems, const Snapshot& snapshot) {
   if (snapshot.phase != Phase::freezing) return;
-  std::vector<MountedFileSystem> fileSystems;
-  for (const SnapshotNode& node : snapshot.nodes)
-    fileSystems.push_back({node.mountPoint, node.volume.device, node.thawRequest});
-  thawFileSystems(fileSystems);
-}
-
-void recoverSnapshot(Providers& providers, const VolumeSplitter& splitter, StateStore& store, Snapshot& snapshot) {
-  waitForOrphanedPrograms(snapshot);
-  SnapshotRemoval removal(providers, splitter, store);
-  auto wait = firstWait;
-  // A program of the killed host may hang for longer than it is waited for.
-  for (int attempt = 1; attempt < attempts; ++attempt, wait *= 2) {
+  std::vector<std::unique_ptr<MountedFileSystem>> open;
+  std::vector<MountedFileSystem*> perhapsFrozen;
+  const FreezeMoment now = presentMoment();
+  for (const SnapshotNode& node : snapshot.nodes) {
+    if (!mayStillLast(snapshot.freeze, node.kernelTimeout, now)) continue;
     try {
-      return takeDown(removal, snapshot);
+      open.push_back(fileSystems.open({node.mountPoint, node.volume.device, FIFREEZE, node.thawRequest}));
+      perhapsFrozen.push_back(open.back().get());
     } catch (const HostError&) {
-      std::this_thread::sleep_for(wait);
+      // What is not mounted there any more is not thawed.
     }
   }
-  takeDown(removal, snapshot);
+  thawFileSystems(perhapsFrozen);
+}
+
+void recoverSnapshot(Providers& providers, const Splitters& splitters, StateStore& store, Snapshot& snapshot,
+                     const RunUnlocked& unlocked) {
+  unlocked([&] { waitForOrphanedPrograms(snapshot); });
+  SnapshotRemoval removal(providers, splitters, store, unlocked);
+  // Decided once: an attempt that fails late has changed the phase.
+  const bool kept = isKept(snapshot);
+  const auto takeDown = [&] { kept ? removal.unmount(snapshot) : removal.remove(snapshot); };
+  auto wait = firstWait;
+  // A program that the host had started may hang for longer than it is waited for.
+  for (int attempt = 1; attempt < attempts; ++attempt, wait *= 2) {
+    try {
+      return takeDown();
+    } catch (const HostError&) {
+      unlocked([&] { std::this_thread::sleep_for(wait); });
+    }
+  }
+  takeDown();
 }
 
 }  // namespace qmfi_host

@@ -1,13 +1,13 @@
 // Deport, dispose, release.
 #include "snapshot/snapshot_removal.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <exception>
+#include <vector>
 
 #include "provider/node.h"
+#include "snapshot/alternate_directories.h"
+#include "snapshot/foreign_mounts.h"
+#include "snapshot/nested_nodes.h"
 
 namespace qmfi_host {
 
@@ -15,11 +15,12 @@ namespace {
 
 // Last made, first removed. An error about one node does not keep the others.
 template <typename Action>
-void forEachNode(const Snapshot& snapshot, Action action) {
+void forEachNode(Snapshot& snapshot, Action action) {
   std::exception_ptr first;
-  for (auto node = snapshot.nodes.rbegin(); node != snapshot.nodes.rend(); ++node) {
+  const std::vector<SnapshotNode*> nodes = outerFirst(snapshot);
+  for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) {
     try {
-      action(*node);
+      action(**node);
     } catch (const HostError&) {
       if (first == nullptr) first = std::current_exception();
     }
@@ -27,42 +28,50 @@ void forEachNode(const Snapshot& snapshot, Action action) {
   if (first != nullptr) std::rethrow_exception(first);
 }
 
-void restore(Node& node, const NodeState& state) {
-  if (!state.empty()) node.storeState(state);
+// A full disk keeps nobody from taking something away. What is interrupted then is told by what is missing.
+void rememberIfThereIsRoom(StateStore& store, const Snapshot& snapshot) {
+  try {
+    store.update(snapshot);
+  } catch (const FullStorage&) {
+    return;
+  }
 }
 
-// A provider leaves the directory when nothing was mounted on it, as after a failed mount or a restart of the machine.
-void removeMountPoint(const std::string& directory) {
-  if (rmdir(directory.c_str()) == 0) return;
-  const int reason = errno;
-  // A read-only file system refuses before it has looked whether there is anything.
-  struct stat status {};
-  if (lstat(directory.c_str(), &status) != 0 && errno == ENOENT) return;
-  throw systemError("the mount point " + directory + " could not be removed", reason);
+void restore(Node& node, const NodeState& state) {
+  if (!state.empty()) node.storeState(state);
 }
 
 }  // namespace
 
 void SnapshotRemoval::remove(Snapshot& snapshot) {
   snapshot.phase = Phase::deleting;
-  m_store.update(snapshot);
-  forEachNode(snapshot, [&](const SnapshotNode& node) {
-    unmountAlternate(node, &Provider::deport);
-    removeMountPoint(node.alternate);
-    m_splitter.release(node.volume);
-  });
+  rememberIfThereIsRoom(m_store, snapshot);
+  const auto takeAway = [&](const SnapshotNode& node) {
+    if (!isForeignMount(node, m_splitters)) {
+      if (isNested(snapshot, node)) unmountAlternate(node, &Provider::unmountOnly);
+      unmountAlternate(node, &Provider::deport);
+      removeAlternateDirectory(snapshot, node);
+    }
+    m_splitters.named(node.volume.splitter).release(node.volume);
+  };
+  m_unlocked([&] { forEachNode(snapshot, takeAway); });
   m_store.remove(snapshot.id);
 }
 
 void SnapshotRemoval::unmount(Snapshot& snapshot) {
   snapshot.phase = Phase::unmounting;
-  m_store.update(snapshot);
-  forEachNode(snapshot, [&](const SnapshotNode& node) {
-    unmountAlternate(node, &Provider::takeOffline);
-    m_splitter.detach(node.volume);
-  });
+  rememberIfThereIsRoom(m_store, snapshot);
+  const auto takeOffline = [&](const SnapshotNode& node) {
+    if (!isForeignMount(node, m_splitters)) {
+      // The mount point of a nested one is part of another alternate, and stays.
+      unmountAlternate(node, isNested(snapshot, node) ? &Provider::unmountOnly : &Provider::takeOffline);
+      removeAlternateDirectory(snapshot, node);
+    }
+    m_splitters.named(node.volume.splitter).detach(node.volume);
+  };
+  m_unlocked([&] { forEachNode(snapshot, takeOffline); });
   snapshot.phase = Phase::unmounted;
-  m_store.update(snapshot);
+  m_store.updatePhase(snapshot);
 }
 
 void SnapshotRemoval::unmountAlternate(const SnapshotNode& node, PairOperation operation) {

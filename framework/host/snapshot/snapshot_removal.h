@@ -2,10 +2,13 @@
 #ifndef SNAPSHOT_REMOVAL_H
 #define SNAPSHOT_REMOVAL_H
 
+#include <utility>
+
 #include "provider/providers.h"
 #include "state/snapshot.h"
+#include "state/state_lock.h"
 #include "state/state_store.h"
-#include "volume/volume_splitter.h"
+#include "volume/splitters.h"
 
 namespace qmfi_host {
 
@@ -13,13 +16,15 @@ namespace qmfi_host {
 // snapshot is tried; the first failure is thrown at the end, and the state store then still knows the snapshot.
 class SnapshotRemoval {
  public:
-  SnapshotRemoval(Providers& providers, const VolumeSplitter& splitter, StateStore& store)
-      : m_providers(providers), m_splitter(splitter), m_store(store) {}
+  // The references must outlive this object. unlocked: for the work of the providers, who may try again for long; the
+  // snapshot is claimed then.
+  SnapshotRemoval(Providers& providers, const Splitters& splitters, StateStore& store, RunUnlocked unlocked = runLocked)
+      : m_providers(providers), m_splitters(splitters), m_store(store), m_unlocked(std::move(unlocked)) {}
 
-  // Removes the snapshot with everything that belongs to it.
+  // Removes the snapshot with everything that belongs to it. Throws HostError.
   void remove(Snapshot& snapshot);
 
-  // Unmounts the alternates and takes the snapshot devices away; the snapshot stays.
+  // Unmounts the alternates and takes the snapshot devices away; the snapshot stays. Throws HostError.
   void unmount(Snapshot& snapshot);
 
  private:
@@ -28,8 +33,9 @@ class SnapshotRemoval {
   void unmountAlternate(const SnapshotNode& node, PairOperation operation);
 
   Providers& m_providers;
-  const VolumeSplitter& m_splitter;
+  const Splitters& m_splitters;
   StateStore& m_store;
+  RunUnlocked m_unlocked;
 };
 
 }  // namespace qmfi_host

@@ -1,0 +1,141 @@
+// Looking in /proc and at the loop devices.
+#include "snapshot/file_system_users.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <ios>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+#include "failure/host_error.h"
+#include "system/loop_device.h"
+
+namespace qmfi_host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Of the file that a link of /proc leads to. The file system that it is on is asked for nothing.
+std::optional<dev_t> deviceBehind(const fs::path& link) {
+  struct statx status {};
+  if (statx(AT_FDCWD, link.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, STATX_TYPE, &status) != 0) return {};
+  return makedev(status.stx_dev_major, status.stx_dev_minor);
+}
+
+std::vector<fs::path> entriesOf(const fs::path& directory) {
+  std::vector<fs::path> entries;
+  std::error_code error;
+  for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    entries.push_back(entry->path());
+  }
+  return entries;
+}
+
+bool mapsFileOf(const fs::path& process, dev_t device) {
+  std::ifstream maps(process / "maps");
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream fields(line);
+    std::string other;
+    unsigned major = 0;
+    unsigned minor = 0;
+    char colon = 0;
+    // Address, rights, offset, device.
+    fields >> other >> other >> other >> std::hex >> major >> colon >> minor;
+    if (fields && makedev(major, minor) == device) return true;
+  }
+  return false;
+}
+
+bool uses(const fs::path& process, dev_t device) {
+  std::vector<fs::path> links = entriesOf(process / "fd");
+  links.insert(links.end(), {process / "cwd", process / "root"});
+  return std::any_of(links.begin(), links.end(), [&](const fs::path& link) { return deviceBehind(link) == device; }) ||
+         mapsFileOf(process, device);
+}
+
+// Anybody names a process of his own: what a terminal would obey does not get there.
+std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char character) { return std::isprint(character) == 0; }, '?');
+  return text;
+}
+
+std::string firstLineOf(const fs::path& file) {
+  std::ifstream stream(file);
+  std::string line;
+  std::getline(stream, line);
+  return line;
+}
+
+// The systemd unit that a control group belongs to; empty when it belongs to none.
+std::string unitOf(const std::string& controlGroup) {
+  fs::path path = controlGroup.substr(std::min(controlGroup.size(), controlGroup.find('/')));
+  for (; path.has_relative_path(); path = path.parent_path()) {
+    if (path.extension() == ".service" || path.extension() == ".scope") return path.filename();
+  }
+  return {};
+}
+
+std::string describe(const fs::path& process) {
+  const std::string unit = unitOf(firstLineOf(process / "cgroup"));
+  return "process " + process.filename().string() + " (" + printable(firstLineOf(process / "comm")) + ")" +
+         (unit.empty() ? "" : ", " + printable(unit));
+}
+
+bool isProcess(const fs::path& entry) {
+  const std::string name = entry.filename();
+  return std::all_of(name.begin(), name.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
+}
+
+}  // namespace
+
+std::vector<std::string> usersOf(dev_t device) {
+  std::vector<std::string> users;
+  for (const fs::path& entry : entriesOf("/proc")) {
+    if (isProcess(entry) && uses(entry, device)) users.push_back(describe(entry));
+  }
+  for (const int number : qmfi_system::attachedLoopDevices()) {
+    const std::string node = "/dev/loop" + std::to_string(number);
+    const auto backing = qmfi_system::loopBacking(node);
+    if (backing && backing->fileSystem == device) users.push_back("loop device " + node);
+  }
+  return users;
+}
+
+namespace {
+
+std::string toThisProcess(const std::string& user) {
+  const bool isThis = user.starts_with("process " + std::to_string(getpid()) + " ");
+  return isThis ? "this qmfi itself, by a file that it was started with" : user;
+}
+
+}  // namespace
+
+void requireUnused(const Snapshot& snapshot) {
+  std::vector<std::string> list;
+  for (const SnapshotNode& node : snapshot.nodes) {
+    struct stat device {};
+    struct stat mounted {};
+    if (stat(node.volume.snapshotDevice.c_str(), &device) != 0 || stat(node.alternate.c_str(), &mounted) != 0) continue;
+    if (!S_ISBLK(device.st_mode) || device.st_rdev != mounted.st_dev) continue;
+    for (const std::string& user : usersOf(mounted.st_dev)) list.push_back(node.alternate + ": " + toThisProcess(user));
+  }
+  if (list.empty()) return;
+  throw HostError(
+      ExitStatus::busy,
+      "the snapshot " + snapshot.name + " is in use; --force unmounts it all the same, and its users get errors", list)
+      .about(snapshot.name)
+      .advise("end what uses it; --force unmounts it all the same");
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,72 @@
+// Opening of mount points, and requests by descriptor.
+#include "snapshot/mounted_file_system.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "failure/host_error.h"
+#include "system/descriptor.h"
+
+namespace qmfi_host {
+
+using qmfi_pdk_4_4::CFiFreezableFileSystem;
+using qmfi_pdk_4_4::CFiThawAnswer;
+using qmfi_system::Descriptor;
+
+namespace {
+
+class OpenFileSystem : public MountedFileSystem {
+ public:
+  OpenFileSystem(FileSystemPlace place, Descriptor directory)
+      : m_place(std::move(place)), m_directory(std::move(directory)) {}
+
+  const std::string& mountPoint() const override { return m_place.mountPoint; }
+  CFiFreezableFileSystem freezable() const override { return {m_directory.get(), m_place.thawRequest}; }
+
+  void flush() override {
+    if (syncfs(m_directory.get()) != 0) {
+      throw systemError(m_place.mountPoint + " could not be written out").about(m_place.mountPoint);
+    }
+  }
+
+  int freezeAgain() noexcept override {
+    // Should this process end between the two requests. The kernel's own request has no time-out and ignores this one.
+    constexpr unsigned long shortestTimeout = 1;
+    if (ioctl(m_directory.get(), m_place.freezeRequest, shortestTimeout) != 0) return errno;
+    thaw();
+    return 0;
+  }
+
+  CFiThawAnswer thaw() noexcept override { return thawFileSystem(freezable()); }
+
+ private:
+  const FileSystemPlace m_place;
+  const Descriptor m_directory;
+};
+
+}  // namespace
+
+std::unique_ptr<MountedFileSystem> KernelFileSystems::open(const FileSystemPlace& place) const {
+  Descriptor directory(::open(place.mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.valid()) throw systemError(place.mountPoint + " cannot be opened").about(place.mountPoint);
+  struct stat mounted {};
+  struct stat node {};
+  if (fstat(directory.get(), &mounted) != 0) {
+    throw systemError(place.mountPoint + " cannot be read").about(place.mountPoint);
+  }
+  if (stat(place.device.c_str(), &node) != 0) throw systemError(place.device + " cannot be read").about(place.device);
+  if (!S_ISBLK(node.st_mode) || mounted.st_dev != node.st_rdev) {
+    throw HostError(place.mountPoint + " does not lead to the file system of " + place.device +
+                    ": another one has been mounted there, or the path has been changed; nothing was frozen, and "
+                    "\"findmnt --target " +
+                    place.mountPoint + "\" shows what is there");
+  }
+  return std::make_unique<OpenFileSystem>(place, std::move(directory));
+}
+
+}  // namespace qmfi_host

@@ -1,0 +1,35 @@
+// Comparing mount points.
+#include "snapshot/nested_nodes.h"
+
+#include <algorithm>
+
+namespace qmfi_host {
+
+namespace {
+
+bool liesBelow(const std::string& inner, const std::string& outer) {
+  if (inner == outer) return false;
+  return outer == "/" || inner.starts_with(outer + "/");
+}
+
+// Deeper ones are never above others.
+auto depthOf(const SnapshotNode& node) {
+  return node.mountPoint == "/" ? 0 : std::count(node.mountPoint.begin(), node.mountPoint.end(), '/');
+}
+
+}  // namespace
+
+bool isNested(const Snapshot& snapshot, const SnapshotNode& node) {
+  return std::any_of(snapshot.nodes.begin(), snapshot.nodes.end(),
+                     [&](const SnapshotNode& other) { return liesBelow(node.mountPoint, other.mountPoint); });
+}
+
+std::vector<SnapshotNode*> outerFirst(Snapshot& snapshot) {
+  std::vector<SnapshotNode*> nodes;
+  for (SnapshotNode& node : snapshot.nodes) nodes.push_back(&node);
+  std::stable_sort(nodes.begin(), nodes.end(),
+                   [](const SnapshotNode* one, const SnapshotNode* other) { return depthOf(*one) < depthOf(*other); });
+  return nodes;
+}
+
+}  // namespace qmfi_host
