@@ -1,0 +1,105 @@
+// Looking at the kernel, at privileges and at what stands still.
+#include "doctor/machine_findings.h"
+
+#include <linux/capability.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "failure/host_error.h"
+#include "failure/shell_word.h"
+#include "system/small_file.h"
+#include "volume/lvm_splitter.h"
+
+namespace qmfi_host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::array<std::string_view, 8> readVariables = {
+    "QMFI_ALTERNATE_DIR", "QMFI_CATALOG_DIR", "QMFI_CONF_DIR",         "QMFI_LOG_DIR",
+    "QMFI_PROVIDER_DIR",  "QMFI_STATE_DIR",   "QMFI_SPLITTER_COMMAND", "QMFI_TRACE_LEVEL"};
+
+// Where the kernel lets those wait who want to change a frozen file system.
+constexpr std::string_view placeOfHalt = "percpu_rwsem_wait";
+
+std::string lineOf(const fs::path& file) {
+  const std::optional<std::string> text = qmfi_system::readSmallFile(file);
+  return text ? text->substr(0, text->find('\n')) : std::string();
+}
+
+std::vector<fs::path> numberedEntries(const fs::path& directory) {
+  std::vector<fs::path> entries;
+  std::error_code error;
+  for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (name.find_first_not_of("0123456789") == std::string::npos) entries.push_back(entry->path());
+  }
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}
+
+bool isHalted(const fs::path& process) {
+  const std::vector<fs::path> threads = numberedEntries(process / "task");
+  return std::any_of(threads.begin(), threads.end(),
+                     [](const fs::path& thread) { return lineOf(thread / "wchan") == placeOfHalt; });
+}
+
+}  // namespace
+
+Finding kernelFinding(const std::string& version) {
+  try {
+    requireNestedFreezes(version);
+    return {Weight::good, "kernel", "Linux " + version + " can split files behind loop devices and logical volumes"};
+  } catch (const HostError&) {
+    return {Weight::notice, "kernel",
+            "Linux " + version + " can split files behind loop devices; logical volumes need Linux 6.8 or later"};
+  }
+}
+
+Finding privilegeFinding(const std::string& status) {
+  constexpr std::string_view key = "CapEff:\t";
+  constexpr int hexadecimal = 16;
+  std::uint64_t capabilities = 0;
+  const std::size_t begin = status.find(key);
+  if (begin != std::string::npos) {
+    const char* const digits = status.data() + begin + key.size();
+    std::from_chars(digits, status.data() + status.size(), capabilities, hexadecimal);
+  }
+  if ((capabilities >> CAP_SYS_ADMIN & 1) != 0) return {Weight::good, "privileges", "qmfi may freeze and mount"};
+  return {Weight::problem, "privileges",
+          "qmfi may neither freeze nor mount: it lacks CAP_SYS_ADMIN, as in a container"};
+}
+
+Findings haltedWriterFindings(const std::string& processes) {
+  Findings findings;
+  for (const fs::path& process : numberedEntries(processes)) {
+    if (!isHalted(process)) continue;
+    findings.push_back({Weight::problem, "freeze",
+                        "process " + process.filename().string() + " (" + lineOf(process / "comm") +
+                            ") waits to change a file system, which is probably frozen",
+                        "qmfi thaw MOUNTPOINT"});
+  }
+  return findings;
+}
+
+Findings unreadVariableFindings(const std::vector<std::string>& variables) {
+  Findings findings;
+  for (const std::string& variable : variables) {
+    const std::string name = variable.substr(0, variable.find('='));
+    if (!name.starts_with("QMFI_")) continue;
+    if (std::find(readVariables.begin(), readVariables.end(), name) != readVariables.end()) continue;
+    findings.push_back({Weight::notice, "settings", "nobody reads the variable " + name, "unset " + shellWord(name)});
+  }
+  return findings;
+}
+
+}  // namespace qmfi_host
