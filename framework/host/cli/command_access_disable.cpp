@@ -1,8 +1,10 @@
 // qmfi access disable MOUNTPOINT... [--force]
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/object_results.h"
 #include "provider/claim.h"
 #include "snapshot/access_disabling.h"
+#include "snapshot/own_snapshots.h"
 
 namespace qmfi_host {
 
@@ -15,19 +17,32 @@ class AccessDisable : public Command {
     options.flag("--force", m_force, "Unmount also what is in use");
   }
 
-  int run(const Settings& settings, std::ostream& /*out*/) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     LockedState state(settings);
     OpenProviders providers(settings);
-    for (const std::string& mountPoint : m_mountPoints) disable(providers, state.store(), canonicalPath(mountPoint));
-    return success;
+    ObjectResults results(settings, out);
+    for (const std::string& mountPoint : m_mountPoints) {
+      // It is remembered first, so what is interrupted can be enabled.
+      settings.signals->deliverDuringLong([&] {
+        results.add({{"mount_point", mountPoint}}, [&](Json&) {
+          disable(providers, state, trustedMountPoint(mountPoint));
+          return "done";
+        });
+      });
+    }
+    return results.finish();
   }
 
  private:
   // No provider claims what is out of use already; the one that took it out is asked again.
-  void disable(Providers& providers, StateStore& store, const std::string& mountPoint) const {
+  void disable(Providers& providers, LockedState& state, const std::string& mountPoint) const {
+    const WorkClaim claim = state.claim(mountPoint);
+    StateStore& store = state.store();
+    requireNoSnapshot(store, mountPoint);
     const std::optional<DisabledAccess> earlier = store.findDisabledAccess(mountPoint);
-    Provider& provider = earlier ? providers.named(earlier->provider) : providerOfMountPoint(providers, mountPoint);
-    disableAccess(provider, store, mountPoint, m_force);
+    const bool isKnown = earlier && earlier->damage.empty();
+    Provider& provider = isKnown ? providers.named(earlier->provider) : providerOfMountPoint(providers, mountPoint);
+    disableAccess(provider, store, mountPoint, m_force, state.unlocked());
   }
 
   std::vector<std::string> m_mountPoints;

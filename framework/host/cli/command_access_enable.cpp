@@ -1,7 +1,12 @@
 // qmfi access enable MOUNTPOINT...
+#include <algorithm>
+
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/object_results.h"
 #include "provider/node.h"
+#include "snapshot/own_snapshots.h"
+#include "volume/device_content.h"
 
 namespace qmfi_host {
 
@@ -13,23 +18,52 @@ class AccessEnable : public Command {
     options.arguments("MOUNTPOINT", m_mountPoints, "File systems that were taken out of use");
   }
 
-  int run(const Settings& settings, std::ostream& /*out*/) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     LockedState state(settings);
     OpenProviders providers(settings);
-    for (const std::string& mountPoint : m_mountPoints) enable(providers, state.store(), canonicalPath(mountPoint));
-    return success;
+    ObjectResults results(settings, out);
+    for (const std::string& mountPoint : m_mountPoints) {
+      results.add({{"mount_point", mountPoint}}, [&](Json&) {
+        enable(providers, state, trustedMountPoint(mountPoint));
+        return "done";
+      });
+    }
+    return results.finish();
   }
 
  private:
   // One call for each file system: a provider ends its walk at one that is mounted already.
-  static void enable(Providers& providers, StateStore& store, const std::string& mountPoint) {
+  static void enable(Providers& providers, LockedState& state, const std::string& mountPoint) {
+    const WorkClaim claim = state.claim(mountPoint);
+    StateStore& store = state.store();
     const std::optional<DisabledAccess> access = store.findDisabledAccess(mountPoint);
-    if (!access) throw HostError(mountPoint + " has not been taken out of use");
+    if (!access) throw HostError(Failure::notDisabled, mountPoint + " has not been taken out of use").about(mountPoint);
+    if (!access->damage.empty()) return forget(providers, store, *access);
+    requireNoSnapshot(store, access->device);
     Provider& provider = providers.named(access->provider);
     Node node(provider, mountPoint);
+    // A check repairs, which nobody else may see. What is mounted already is not checked.
+    if (!provider.isMounted(node)) requireUnusedDevice(access->device, "checked");
     node.storeState(access->state);
-    provider.enableAccess(node, access->device);
+    // The check may take hours.
+    state.unlocked()([&] { provider.enableAccess(node, access->device); });
     store.removeDisabledAccess(mountPoint);
+  }
+
+  // What makes no sense is of no use for a mount, and of none after one.
+  static void forget(Providers& providers, StateStore& store, const DisabledAccess& access) {
+    const std::vector<Provider*> all = providers.started();
+    const bool isMounted = std::any_of(all.begin(), all.end(),
+                                       [&](Provider* provider) { return provider->claim(access.mountPoint).claimed; });
+    if (!isMounted) {
+      const std::string way =
+          "once it is mounted by hand, \"qmfi access enable " + access.mountPoint + "\" forgets that";
+      throw HostError("what is known of " + access.mountPoint + " is damaged (" + access.damage + "); " + way)
+          .about(access.mountPoint)
+          .because(access.damage)
+          .advise(way);
+    }
+    store.removeDisabledAccess(access.mountPoint);
   }
 
   std::vector<std::string> m_mountPoints;

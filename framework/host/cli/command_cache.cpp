@@ -1,12 +1,32 @@
 // qmfi cache enable|disable MOUNTPOINT
+#include <sys/statvfs.h>
+
+#include <nlohmann/json.hpp>
+
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "failure/host_error.h"
+#include "failure/json_text.h"
 #include "provider/claim.h"
+#include "provider/mount_options.h"
 #include "provider/node.h"
+#include "snapshot/own_snapshots.h"
 
 namespace qmfi_host {
 
 namespace {
+
+// A remount without the option "ro" makes a file system writable.
+void requireWritable(const std::string& mountPoint) {
+  struct statvfs status {};
+  // What cannot be read is for the provider to refuse.
+  if (statvfs(mountPoint.c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) == 0) return;
+  throw HostError(Failure::readOnly,
+                  mountPoint +
+                      " is mounted read-only, and switching its cache would make it writable; \"mount -o remount,rw\" "
+                      "does that if it is meant")
+      .about(mountPoint);
+}
 
 class CacheCommand : public Command {
  public:
@@ -14,16 +34,19 @@ class CacheCommand : public Command {
     options.argument("MOUNTPOINT", m_mountPoint, "File system whose way of writing changes");
   }
 
-  int run(const Settings& settings, std::ostream& /*out*/) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     OpenProviders providers(settings);
-    const std::string mountPoint = canonicalPath(m_mountPoint);
+    const std::string mountPoint = trustedMountPoint(m_mountPoint);
+    requireNoSnapshot(openState(settings), mountPoint);
     Provider& provider = providerOfMountPoint(providers, mountPoint);
+    requireWritable(mountPoint);
     Node config(provider, provider.name(), ObjectKind::object);
     config.initialise(nullptr);
     Node node(provider, mountPoint);
     node.initialise(&config);
     change(provider, node);
-    return success;
+    if (settings.json) out << jsonDocument({{"mount_point", mountPoint}, {"outcome", "done"}});
+    return ExitStatus::done;
   }
 
  protected:
@@ -33,12 +56,28 @@ class CacheCommand : public Command {
   std::string m_mountPoint;
 };
 
+// A provider may refuse a name without a word.
+void requireOption(const Provider& provider, const Node& node,
+                   const std::string ProviderDescriptor::CacheOptions::*which) {
+  const std::optional<ProviderDescriptor::CacheOptions>& options = provider.descriptor().cache;
+  if (!options || hasMountOption(node.name(), (*options).*which)) return;
+  throw HostError("the way in which " + node.name() + " writes was not changed: the mount table does not show " +
+                  (*options).*which)
+      .about(node.name());
+}
+
 class CacheEnable : public CacheCommand {
-  void change(Provider& provider, Node& node) override { provider.enableCache(node); }
+  void change(Provider& provider, Node& node) override {
+    provider.enableCache(node);
+    requireOption(provider, node, &ProviderDescriptor::CacheOptions::safe);
+  }
 };
 
 class CacheDisable : public CacheCommand {
-  void change(Provider& provider, Node& node) override { provider.disableCache(node); }
+  void change(Provider& provider, Node& node) override {
+    provider.disableCache(node);
+    requireOption(provider, node, &ProviderDescriptor::CacheOptions::fast);
+  }
 };
 
 }  // namespace

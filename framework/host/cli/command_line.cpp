@@ -1,45 +1,71 @@
 // Global options and the choice of the sub-command.
 #include "cli/command_line.h"
 
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <optional>
+#include <string_view>
 
+#include "cfiscopeexit.h"
 #include "cli/command_table.h"
+#include "cli/completion.h"
 #include "cli/language.h"
+#include "cli/similar_word.h"
 #include "failure/host_error.h"
 
 namespace qmfi_host {
 
 namespace {
 
+constexpr const char* stateDirectoryVariable = "QMFI_STATE_DIR";
+constexpr std::string_view completionWord = "complete";
+
 constexpr const char* description =
     "Takes snapshots of mounted file systems through a snapshot provider.\n"
-    "Exit status: 0 done, 1 failed, 2 wrong usage.";
+    "Exit status: 0 done, 1 failed, 2 wrong words, 3 partly done, 4 not found, 5 busy,\n"
+    "6 freeze timed out (all thawed), 7 perhaps still frozen, 8 no permission, 9 locked,\n"
+    "10 less is proven than --require asks for.";
 
 // Nothing is a directory of that name, and the loader would take it for "wherever libraries are".
 std::string refuseEmpty(const std::string& directory) {
   return directory.empty() ? "the name of a directory is empty" : "";
 }
 
+// Whoever runs the program with more rights than his own does not tell it where its files are.
+CLI::Option* withVariable(CLI::Option* option, const char* variable) {
+  return getauxval(AT_SECURE) == 0 ? option->envname(variable) : option;
+}
+
 void declareGlobalOptions(CLI::App& app, Settings& settings, std::optional<std::string>& language) {
   app.add_option("--provider", settings.provider, "Snapshot provider (default: all that are installed)")
       ->type_name("NAME");
-  app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers")
-      ->envname("QMFI_PROVIDER_DIR")
+  withVariable(app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers"),
+               "QMFI_PROVIDER_DIR")
       ->capture_default_str()
       ->check(refuseEmpty)
       ->type_name("DIR");
-  app.add_option("--state-dir", settings.stateDirectory, "Directory in which qmfi remembers snapshots")
-      ->envname("QMFI_STATE_DIR")
+  withVariable(app.add_option("--state-dir", settings.stateDirectory, "Directory in which qmfi remembers snapshots"),
+               stateDirectoryVariable)
       ->capture_default_str()
       ->check(refuseEmpty)
       ->type_name("DIR");
+  withVariable(app.add_option("--splitter-command", settings.splitterCommand,
+                              "Program that splits what qmfi cannot, by its absolute path"),
+               "QMFI_SPLITTER_COMMAND")
+      ->capture_default_str()
+      ->type_name("PROGRAM");
+  constexpr int longestWait = 7 * 24 * 3600;
+  app.add_option("--lock-wait", settings.lockWait, "How long another qmfi is waited for (default: until it has done)")
+      ->check(CLI::Range(0, longestWait))
+      ->type_name("SECONDS");
   app.add_option("--language", language, "Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG)")
       ->type_name("LANGUAGE");
+  app.add_flag("--json", settings.json, "Print JSON");
 }
 
 // The declared commands, by the parser of each.
@@ -63,34 +89,165 @@ Commands declareCommands(CLI::App& app) {
   return commands;
 }
 
-// The command of the words that were given; exactly one, since the parser asks for it.
-Command& chosenCommand(const CLI::App& app, const Commands& commands) {
+// The parser of the command that the words name; null where they name none.
+const CLI::App* chosenParser(const CLI::App& app, const Commands& commands) {
   const CLI::App* chosen = &app;
-  while (!commands.contains(chosen)) chosen = chosen->get_subcommands().front();
-  return *commands.at(chosen);
+  while (!commands.contains(chosen)) {
+    const std::vector<CLI::App*> named = chosen->get_subcommands();
+    if (named.empty()) return nullptr;
+    chosen = named.front();
+  }
+  return chosen;
 }
 
-int runCommand(Command& command, Settings& settings, std::ostream& out, std::ostream& errors) {
+bool runsProgram(const CLI::App& app, const Commands& commands) {
+  const CLI::App* const chosen = chosenParser(app, commands);
+  return chosen != nullptr && commands.at(chosen)->runsProgram();
+}
+
+// Reads the words before "--", and returns whether they name a command that takes those behind it as they are.
+bool parseBeforeProgram(CLI::App& app, const Commands& commands, int count, const char* const* words) {
   try {
-    if (geteuid() != 0) throw HostError("freezing and mounting file systems needs root");
-    const int status = command.run(settings, out);
-    if (!out.flush()) throw HostError("the output could not be written");
-    return status;
-  } catch (const UsageError& error) {
-    printError(errors, error);
-    return wrongUsage;
-  } catch (const std::exception& error) {
-    printError(errors, error);
-    return failure;
+    app.parse(count, words);
+  } catch (const CLI::ParseError&) {
+    if (runsProgram(app, commands)) throw;
+  }
+  return runsProgram(app, commands);
+}
+
+void parse(CLI::App& app, const Commands& commands, std::span<const char* const> words, Settings& settings) {
+  const auto mark = std::find(words.begin(), words.end(), std::string_view("--"));
+  const auto before = static_cast<int>(mark - words.begin());
+  if (mark != words.end() && parseBeforeProgram(app, commands, before, words.data())) {
+    settings.program.assign(mark + 1, words.end());
+  } else {
+    app.parse(static_cast<int>(words.size()), words.data());
   }
 }
 
+// The words of a command without the program's name.
+std::string wordsOf(const CLI::App& parser) {
+  const CLI::App* const group = parser.get_parent();
+  const bool hasGroup = group->get_parent() != nullptr;
+  return (hasGroup ? group->get_name() + " " : "") + parser.get_name();
+}
+
+HostError unwritableOutput() {
+  return HostError(Failure::outputFailed, "the output could not be written");
+}
+
+// Programs find why qmfi ends as it does in the last line of its errors, unless that was a program of the user's.
+void tellStatus(std::ostream& errors, ExitStatus status) {
+  printError(errors, HostError(status, "not everything is done, or as it should be; standard output tells of each"));
+}
+
+ExitStatus runCommand(Command& command, Settings& settings, std::ostream& out, std::ostream& errors) {
+  try {
+    if (command.needsRoot() && geteuid() != 0) {
+      throw HostError(ExitStatus::noPermission, "freezing and mounting file systems needs root");
+    }
+    const ExitStatus status = command.run(settings, out);
+    if (!out.flush()) throw unwritableOutput();
+    if (const auto signal = settings.signals->pending()) {
+      printNotice(*signal + " has come, and ends qmfi only now that its work is done");
+    }
+    if (settings.json && status != ExitStatus::done && !command.runsProgram()) tellStatus(errors, status);
+    return status;
+  } catch (HostError& error) {
+    error.setExitStatus(command.statusOfFailure(error.exitStatus()));
+    printError(errors, error);
+    return error.exitStatus();
+  } catch (const std::exception& error) {
+    printError(errors, error);
+    return command.statusOfFailure(ExitStatus::failed);
+  }
+}
+
+constexpr const char* wayToHelp = "Run with --help for more information.";
+
+// What the words came to before one that makes no sense.
+const CLI::App& lastParser(const CLI::App& app) {
+  const CLI::App* last = &app;
+  while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
+  return *last;
+}
+
+// What may stand in the place of an unknown word: commands, or options of the command and of all.
+std::vector<std::string> knownWords(const CLI::App& app, const std::string& unknown) {
+  const CLI::App& last = lastParser(app);
+  std::vector<std::string> known;
+  if (!unknown.starts_with('-')) {
+    for (const CLI::App* command : last.get_subcommands({})) known.push_back(command->get_name());
+    return known;
+  }
+  for (const CLI::App* parser = &last; parser != nullptr; parser = parser->get_parent()) {
+    for (const CLI::Option* option : parser->get_options()) {
+      for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+    }
+  }
+  return known;
+}
+
 // The parser misses a command where there is a word that it does not know.
-std::string wrongUsageText(const CLI::App* parser, const CLI::Error& error) {
-  const std::vector<std::string> unknown = parser->remaining(true);
+HostError wrongUsage(const CLI::App& app, const CLI::Error& error) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (unknown.empty()) return UsageError(error.what()).advise(wayToHelp);
   const bool isMissing = error.get_name() == "RequiredError";
-  const std::string word = isMissing && !unknown.empty() ? "\"" + unknown.front() + "\" is not known. " : "";
-  return "qmfi: " + word + CLI::FailureMessage::simple(parser, error);
+  const std::string word = isMissing ? "\"" + unknown.front() + "\" is not known. " : "";
+  const std::optional<std::string> meant = similarWord(unknown.front(), knownWords(app, unknown.front()));
+  if (!meant) return UsageError(word + error.what()).about(unknown.front()).advise(wayToHelp);
+  const std::string question = "Did you mean \"" + *meant + "\"?";
+  const std::string text = isMissing ? word + question + " " + error.what() : error.what() + (". " + question);
+  return UsageError(text).about(unknown.front()).advise(question);
+}
+
+// Help and version go to out, where they are asked for.
+ExitStatus endParsing(const CLI::App& app, ExitStatus wrongStatus, const CLI::ParseError& error, bool json,
+                      std::ostream& out, std::ostream& errors) {
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+    app.exit(error, out, errors);
+    if (out.flush()) return ExitStatus::done;
+    printError(errors, unwritableOutput());
+    return ExitStatus::failed;
+  }
+  HostError failure = wrongUsage(app, error);
+  failure.setExitStatus(wrongStatus);
+  printError(errors, failure);
+  if (!json) errors << wayToHelp << "\n";
+  return wrongStatus;
+}
+
+MessageForm formOf(bool json) {
+  return json ? MessageForm::json : MessageForm::text;
+}
+
+// "qmfi help COMMAND" is "qmfi COMMAND --help".
+std::vector<const char*> withHelpBehind(int count, const char* const* words) {
+  std::vector<const char*> result(words, words + count);
+  if (count < 2 || std::string_view(words[1]) != "help") return result;
+  result.erase(result.begin() + 1);
+  result.push_back("--help");
+  return result;
+}
+
+// Where the words make no sense, the parser may not have come so far. Behind "--" stand names, or another program's
+// words.
+bool asksForJson(int count, const char* const* words) {
+  const auto* const end = std::find(words, words + count, std::string_view("--"));
+  return std::find(words, end, std::string_view("--json")) != end;
+}
+
+// "qmfi complete WORD...", which shells run and people need not know. Prints a line for each.
+int printCompletions(const CLI::App& app, const Settings& settings, std::vector<std::string> words, std::ostream& out) {
+  const char* const variable = secure_getenv(stateDirectoryVariable);
+  const std::string state = variable != nullptr ? variable : settings.stateDirectory.string();
+  for (const std::string& word : completionsOf(app, words, machineSources(state))) out << word << "\n";
+  return static_cast<int>(out.flush() ? ExitStatus::done : ExitStatus::failed);
+}
+
+ExitStatus wrongUsageOf(const CLI::App& app, const Commands& commands) {
+  const CLI::App* const chosen = chosenParser(app, commands);
+  return chosen == nullptr ? ExitStatus::wrongUsage : commands.at(chosen)->statusOfFailure(ExitStatus::wrongUsage);
 }
 
 }  // namespace
@@ -102,20 +259,31 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   declareGlobalOptions(app, settings, language);
   app.set_version_flag("--version", "qmfi 7.0.0");
   app.require_subcommand(1);
-  app.failure_message(wrongUsageText);
+  // Global options may stand behind the command, too. The commands take this over when they are added.
+  app.fallthrough();
   const Commands commands = declareCommands(app);
-  try {
-    app.parse(count, words);
-  } catch (const CLI::ParseError& error) {
-    if (app.exit(error, out, errors) != 0) return wrongUsage;
-    if (out.flush()) return success;
-    printError(errors, HostError("the output could not be written"));
-    return failure;
+  if (count > 1 && std::string_view(words[1]) == completionWord) {
+    return printCompletions(app, settings, {words + 2, words + count}, out);
   }
+  const bool json = asksForJson(count, words);
+  setMessageForm(formOf(json));
+  const qmfi_pdk_4_4::CFiScopeExit restoreForm([] { setMessageForm(MessageForm::text); });
+  try {
+    const std::vector<const char*> all = withHelpBehind(count, words);
+    parse(app, commands, all, settings);
+  } catch (const CLI::ParseError& error) {
+    return static_cast<int>(endParsing(app, wrongUsageOf(app, commands), error, json, out, errors));
+  }
+  setMessageForm(formOf(settings.json));
+  // A command may leave the directory that it was started in.
+  settings.providerDirectory = std::filesystem::absolute(settings.providerDirectory);
+  settings.stateDirectory = std::filesystem::absolute(settings.stateDirectory);
   settings.language = language ? localeName(*language) : userLanguage();
   const DeferredSignals signals;
   settings.signals = &signals;
-  return runCommand(chosenCommand(app, commands), settings, out, errors);
+  const CLI::App& parser = *chosenParser(app, commands);
+  settings.command = wordsOf(parser);
+  return static_cast<int>(runCommand(*commands.at(&parser), settings, out, errors));
 }
 
 }  // namespace qmfi_host

@@ -28,6 +28,11 @@ void CommandOptions::text(const std::string& names, std::optional<std::string>& 
   m_app.add_option(names, destination, help)->type_name(placeholder);
 }
 
+void CommandOptions::texts(const std::string& names, std::vector<std::string>& destination,
+                           const std::string& placeholder, const std::string& help) {
+  m_app.add_option(names, destination, help)->allow_extra_args(false)->type_name(placeholder);
+}
+
 void CommandOptions::number(const std::string& names, std::optional<int>& destination, int smallest, int largest,
                             const std::string& placeholder, const std::string& help) {
   m_app.add_option(names, destination, help)->check(CLI::Range(smallest, largest))->type_name(placeholder);

@@ -12,9 +12,12 @@ class App;
 
 namespace qmfi_host {
 
-// Every destination must live until the command line has been read. Names are written as CLI11 reads them.
+// Declares options to the reader of the command line. Every destination must live until the command line has been read,
+// and is untouched by what the user leaves out. Names ("-n,--name") are written as CLI11 reads them; help says what
+// the option does, placeholder stands for its value there.
 class CommandOptions {
  public:
+  // app: the sub-command that the options are declared to; it must outlive this object.
   explicit CommandOptions(CLI::App& app) : m_app(app) {}
 
   // An argument that must be given.
@@ -23,10 +26,15 @@ class CommandOptions {
   void optionalArgument(const std::string& name, std::optional<std::string>& destination, const std::string& help);
   // One argument or more.
   void arguments(const std::string& name, std::vector<std::string>& destination, const std::string& help);
+  // An option without a value, which sets the destination.
   void flag(const std::string& names, bool& destination, const std::string& help);
+  // An option with any text as its value.
   void text(const std::string& names, std::optional<std::string>& destination, const std::string& placeholder,
             const std::string& help);
-  // A number from smallest to largest.
+  // The same for an option that may be given several times, which all are kept in their order.
+  void texts(const std::string& names, std::vector<std::string>& destination, const std::string& placeholder,
+             const std::string& help);
+  // An option with a number from smallest to largest as its value; any other is a usage error.
   void number(const std::string& names, std::optional<int>& destination, int smallest, int largest,
               const std::string& placeholder, const std::string& help);
 

@@ -1,21 +1,19 @@
-// qmfi provider show [--json]
+// qmfi provider show
 #include <nlohmann/json.hpp>
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "failure/json_text.h"
 
 namespace qmfi_host {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-void printJson(std::ostream& out, const ProviderIdentity& provider) {
-  const Json json = {{"name", provider.name},
-                     {"version", provider.version},
-                     {"attributes", provider.attributes},
-                     {"fi_types", provider.fileSystemTypes}};
-  out << json.dump(2) << "\n";
+Json jsonOf(const ProviderIdentity& provider) {
+  return {{"name", provider.name},
+          {"version", provider.version},
+          {"attributes", provider.attributes},
+          {"fi_types", provider.fileSystemTypes}};
 }
 
 void printText(std::ostream& out, const ProviderIdentity& provider) {
@@ -28,23 +26,22 @@ void printText(std::ostream& out, const ProviderIdentity& provider) {
 
 class ProviderShow : public Command {
  public:
-  void declare(CommandOptions& options) override { options.flag("--json", m_json, "Print JSON"); }
+  void declare(CommandOptions& /*options*/) override {}
 
-  int run(const Settings& settings, std::ostream& out) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     OpenProviders providers(settings);
+    Json array = Json::array();
     for (Provider* const provider : providers.started()) {
       const ProviderIdentity identity = provider->identity();
-      if (m_json) {
-        printJson(out, identity);
+      if (settings.json) {
+        array.push_back(jsonOf(identity));
       } else {
         printText(out, identity);
       }
     }
-    return providers.tellOfOthers() ? failure : success;
+    if (settings.json) out << jsonDocument(array);
+    return providers.tellOfOthers() ? ExitStatus::failed : ExitStatus::done;
   }
-
- private:
-  bool m_json = false;
 };
 
 }  // namespace

@@ -1,46 +1,82 @@
 // qmfi recover
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/object_results.h"
 #include "snapshot/snapshot_recovery.h"
-#include "volume/reflink_splitter.h"
+#include "snapshot/snapshot_rescan.h"
 
 namespace qmfi_host {
 
 namespace {
 
-// Run at boot or by hand. One snapshot that cannot be put in order does not keep the others.
+// Run at boot or by hand. One snapshot that cannot be cleaned up does not keep the others.
 class Recover : public Command {
  public:
-  void declare(CommandOptions& /*options*/) override {}
+  void declare(CommandOptions& options) override {
+    options.flag("--rescan", m_rescan,
+                 "Look for snapshots that the state does not know any more, also when it is damaged");
+  }
 
-  int run(const Settings& settings, std::ostream& out) override {
-    LockedState state(settings);
-    int status = success;
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
+    LockedState state(settings, m_rescan);
+    removeLeftClaims(settings.stateDirectory);
+    const MachineSplitters splitters(splitterSettings(settings));
+    ObjectResults results(settings, out);
+    if (m_rescan) rescanInto(splitters.all(), state.store(), results);
+    for (const DamagedSnapshot& damaged : state.store().damagedSnapshots()) {
+      results.addFailure({{"id", damaged.snapshot.id}}, damageOf(damaged));
+    }
     // Everything is thawed first: writers wait for that, and it needs no provider.
-    std::vector<Snapshot> thawed;
+    std::vector<Interrupted> thawed;
     for (const Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
-      if (tryOrReport([&] { thawInterrupted(snapshot); })) {
-        thawed.push_back(snapshot);
-      } else {
-        status = failure;
+      std::optional<WorkClaim> claim = state.claimUnlessWorkedOn(workOnSnapshot(snapshot.id));
+      if (!claim) continue;
+      try {
+        thawInterrupted(KernelFileSystems(), snapshot);
+        thawed.push_back({snapshot, std::move(*claim)});
+      } catch (const HostError& error) {
+        results.addFailure({{"id", snapshot.id}}, error);
       }
     }
     OpenProviders providers(settings);
-    for (Snapshot& snapshot : thawed) {
-      if (!tryOrReport([&] { recover(providers, state.store(), snapshot, out); })) status = failure;
+    for (Interrupted& one : thawed) {
+      const WorkClaim claim = std::move(one.claim);
+      settings.signals->deliverDuringLong([&] { recover(providers, splitters.all(), state, one.snapshot, results); });
     }
-    return status;
+    return results.finish();
   }
 
  private:
-  static void recover(Providers& providers, StateStore& store, Snapshot& snapshot, std::ostream& out) {
-    requireProviders(providers, snapshot);
-    recoverSnapshot(providers, ReflinkSplitter(), store, snapshot);
-    out << "snapshot " << snapshot.id << (snapshot.phase == Phase::unmounted ? " unmounted\n" : " removed\n");
+  struct Interrupted {
+    Snapshot snapshot;
+    WorkClaim claim;
+  };
+
+  static void rescanInto(const Splitters& splitters, StateStore& store, ObjectResults& results) {
+    const bool isWhole = rescan(store, splitters, [&](const std::string& id) {
+      results.tell("snapshot " + id + " found");
+      results.mention({{"id", id}}, "found");
+    });
+    results.addUnnamed(isWhole ? ExitStatus::done : ExitStatus::failed);
   }
+
+  static void recover(Providers& providers, const Splitters& splitters, LockedState& state, Snapshot& snapshot,
+                      ObjectResults& results) {
+    results.add({{"id", snapshot.id}}, [&](Json&) {
+      requireProviders(providers, snapshot);
+      recoverSnapshot(providers, splitters, state.store(), snapshot, state.unlocked());
+      const std::string outcome = snapshot.phase == Phase::unmounted ? "unmounted" : "removed";
+      results.tell("snapshot " + snapshot.id + " " + outcome);
+      return outcome;
+    });
+  }
+
+  bool m_rescan = false;
 };
 
 }  // namespace

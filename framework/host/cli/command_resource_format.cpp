@@ -2,10 +2,13 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "failure/json_text.h"
 #include "provider/claim.h"
+#include "snapshot/own_snapshots.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -20,31 +23,41 @@ class ResourceFormat : public Command {
     options.flag("--force", m_force, "Do not ask, and format also a device that holds something else");
   }
 
-  int run(const Settings& settings, std::ostream& out) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     OpenProviders providers(settings);
-    m_device = canonicalDevice(providers, m_device);
-    requireUnusedDevice(m_device);
+    m_device = trustedDevice(providers, m_device);
+    requireNoSnapshot(openState(settings), m_device);
+    requireUnusedDevice(m_device, "formatted");
     Provider& provider = providerOfDevice(providers, m_device);
-    if (!m_force) requireConsent(provider, *settings.signals, out);
+    if (!m_force) requireConsent(provider, settings, out);
     settings.signals->throwIfPending();
     provider.format(m_device);
-    out << m_device << " formatted\n";
-    return success;
+    if (settings.json) {
+      out << jsonDocument({{"device", m_device}, {"outcome", "done"}});
+    } else {
+      out << m_device << " formatted\n";
+    }
+    return ExitStatus::done;
   }
 
  private:
-  void requireConsent(Provider& provider, const DeferredSignals& signals, std::ostream& out) const {
+  void requireConsent(Provider& provider, const Settings& settings, std::ostream& out) const {
     const std::string content = contentOf(m_device);
     if (!content.empty() && !provider.ownsContentOf(m_device)) {
-      throw HostError(m_device + " holds something else (" + content + "); --force formats it all the same");
+      throw HostError(Failure::forceNeeded,
+                      m_device + " holds something else (" + content + "); --force formats it all the same")
+          .about(m_device);
     }
-    if (isatty(STDIN_FILENO) == 0) {
-      throw HostError("formatting destroys what is on " + m_device + "; without a terminal to ask, --force is needed");
+    // A question would stand before the JSON.
+    if (isatty(STDIN_FILENO) == 0 || settings.json) {
+      throw HostError(Failure::forceNeeded,
+                      "formatting destroys what is on " + m_device + "; without a terminal to ask, --force is needed")
+          .about(m_device);
     }
     out << "Formatting destroys what is on " << m_device << ". Type \"yes\" to go on: " << std::flush;
     std::string answer;
-    signals.deliverDuring([&] { std::getline(std::cin, answer); });
-    if (answer != "yes") throw HostError(m_device + " is left as it is");
+    settings.signals->deliverDuring([&] { std::getline(std::cin, answer); });
+    if (answer != "yes") throw HostError(m_device + " is left as it is").about(m_device);
   }
 
   std::string m_device;

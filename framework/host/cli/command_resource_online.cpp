@@ -1,11 +1,52 @@
-// qmfi resource online DEVICE [MOUNTPOINT] [-o OPTIONS]
+// qmfi resource online DEVICE [MOUNTPOINT] [-o OPTIONS] [--force]
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "failure/json_text.h"
+#include "failure/one_line.h"
 #include "provider/claim.h"
+#include "snapshot/own_snapshots.h"
+#include "volume/device_content.h"
 
 namespace qmfi_host {
 
 namespace {
+
+bool knows(Provider& provider, const std::string& content) {
+  const std::vector<std::string> types = provider.identity().fileSystemTypes;
+  return std::find(types.begin(), types.end(), content) != types.end();
+}
+
+// A file system that cannot be mounted is checked, and the check repairs what it takes for its own. One of which
+// nothing is known may be a damaged one of the provider's.
+void requireOwnContent(Provider& provider, const std::string& device) {
+  const std::string content = contentOf(device);
+  if (content.empty() || provider.ownsContentOf(device) || knows(provider, content)) return;
+  throw HostError(Failure::wrongContent, device + " holds something else (" + content + "), which the provider " +
+                                             provider.name() + " neither checks nor mounts")
+      .about(device);
+}
+
+bool isMountedOn(const std::string& device, const std::string& mountPoint) {
+  struct stat node {};
+  struct stat mounted {};
+  return stat(device.c_str(), &node) == 0 && stat(mountPoint.c_str(), &mounted) == 0 && mounted.st_dev == node.st_rdev;
+}
+
+// What cannot be looked into is for the provider to refuse.
+void requireNothingCovered(const std::string& device, const std::string& mountPoint) {
+  std::error_code error;
+  const std::filesystem::directory_iterator first(mountPoint, error);
+  if (error || first == std::filesystem::directory_iterator() || isMountedOn(device, mountPoint)) return;
+  throw HostError(Failure::forceNeeded,
+                  mountPoint + " is not empty, and what is in it would be covered; --force mounts over it")
+      .about(mountPoint);
+}
 
 class ResourceOnline : public Command {
  public:
@@ -13,9 +54,10 @@ class ResourceOnline : public Command {
     options.argument("DEVICE", m_device, "Device with the file system");
     options.optionalArgument("MOUNTPOINT", m_mountPoint, "Where it is mounted (default: the device's name in /)");
     options.text("-o,--options", m_options, "OPTIONS", "Mount options, separated by commas");
+    options.flag("--force", m_force, "Mount also over a directory that is not empty");
   }
 
-  int run(const Settings& settings, std::ostream& out) override {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
     if (m_mountPoint && !m_mountPoint->starts_with('/')) {
       throw UsageError("the mount point " + *m_mountPoint + " is not an absolute path");
     }
@@ -23,18 +65,35 @@ class ResourceOnline : public Command {
     if (m_options && m_options->find(';') != std::string::npos) {
       throw UsageError("mount options cannot hold a semicolon");
     }
-    if (m_mountPoint) m_mountPoint = canonicalPath(*m_mountPoint);
+    if (m_mountPoint) m_mountPoint = trustedMountPoint(*m_mountPoint);
     OpenProviders providers(settings);
-    m_device = canonicalDevice(providers, m_device);
+    m_device = trustedDevice(providers, m_device);
+    requireNoSnapshot(openState(settings), m_device);
     Provider& provider = providerOfDevice(providers, m_device);
-    for (const std::string& path : provider.bringOnline(m_device, m_mountPoint, m_options)) out << path << "\n";
-    return success;
+    requireOwnContent(provider, m_device);
+    // As the provider chooses it.
+    const std::string chosen = "/" + std::filesystem::path(m_device).filename().string();
+    if (!m_force) requireNothingCovered(m_device, m_mountPoint.value_or(chosen));
+    const std::vector<std::string> mounted = provider.bringOnline(m_device, m_mountPoint, m_options);
+    if (settings.json) {
+      printJson(out, mounted);
+    } else {
+      for (const std::string& path : mounted) out << inOneLine(path) << "\n";
+    }
+    return ExitStatus::done;
   }
 
  private:
+  void printJson(std::ostream& out, const std::vector<std::string>& mounted) const {
+    Json nodes = Json::array();
+    for (const std::string& path : mounted) nodes.push_back({{"mount_point", path}});
+    out << jsonDocument({{"device", m_device}, {"outcome", "done"}, {"nodes", nodes}});
+  }
+
   std::string m_device;
   std::optional<std::string> m_mountPoint;
   std::optional<std::string> m_options;
+  bool m_force = false;
 };
 
 }  // namespace

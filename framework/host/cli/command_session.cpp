@@ -2,43 +2,135 @@
 #include "cli/command_session.h"
 
 #include <algorithm>
-
-#include "failure/host_error.h"
+#include <chrono>
+#include <exception>
+#include <functional>
 
 namespace qmfi_host {
 
 namespace {
 
-StateLock waitForLock(const Settings& settings) {
+WaitingEnd waitingEndOf(const Settings& settings) {
+  if (!settings.lockWait) return std::nullopt;
+  return std::chrono::steady_clock::now() + std::chrono::seconds(*settings.lockWait);
+}
+
+// Signals end the process while it waits.
+StateLock waitForLock(const Settings& settings, bool untilNobodyWorks, WaitingEnd end) {
+  requireTrusted(settings.stateDirectory);
   makeStateDirectory(settings.stateDirectory);
   std::optional<StateLock> lock;
-  settings.signals->deliverDuring([&] { lock.emplace(settings.stateDirectory); });
+  settings.signals->deliverDuring([&] {
+    lock.emplace(settings.stateDirectory, settings.command, printNotice, end);
+    // Whoever works would go on with the database that is moved aside. Nobody begins to while the lock is held.
+    while (untilNobodyWorks && isAnythingWorkedOn(settings.stateDirectory)) {
+      lock->release();
+      waitForWorker(settings.stateDirectory, std::nullopt, printNotice, end);
+      lock->acquire();
+    }
+  });
   return std::move(*lock);
+}
+
+StateStore openStore(const std::filesystem::path& directory, bool movesDamagedAside) {
+  if (movesDamagedAside) {
+    if (const auto moved = StateStore::moveAsideIfDamaged(directory)) {
+      printNotice("the state store is damaged; it is now " + moved->string());
+    }
+  }
+  return StateStore(directory);
 }
 
 }  // namespace
 
 StateStore openState(const Settings& settings) {
-  makeStateDirectory(settings.stateDirectory);
-  return StateStore(settings.stateDirectory);
+  requireTrusted(settings.stateDirectory / "state.db");
+  return StateStore::readFrom(settings.stateDirectory);
 }
 
-LockedState::LockedState(const Settings& settings) : m_lock(waitForLock(settings)), m_store(settings.stateDirectory) {}
+LockedState::LockedState(const Settings& settings, bool movesDamagedAside)
+    : m_settings(settings),
+      m_waitingEnd(waitingEndOf(settings)),
+      m_lock(waitForLock(settings, movesDamagedAside, m_waitingEnd)),
+      m_store(openStore(settings.stateDirectory, movesDamagedAside)) {}
+
+WorkClaim LockedState::claim(const std::string& what) {
+  const std::filesystem::path& directory = m_settings.stateDirectory;
+  for (;;) {
+    std::optional<WorkClaim> claim = WorkClaim::take(directory, what, m_settings.command);
+    if (claim) return std::move(*claim);
+    m_lock.release();
+    m_settings.signals->deliverDuring([&] {
+      waitForWorker(directory, what, printNotice, m_waitingEnd);
+      m_lock.acquire();
+    });
+  }
+}
+
+std::optional<WorkClaim> LockedState::claimUnlessWorkedOn(const std::string& what) {
+  const std::filesystem::path& directory = m_settings.stateDirectory;
+  std::optional<WorkClaim> claim = WorkClaim::take(directory, what, m_settings.command);
+  if (!claim) printNotice("does not wait for " + workerOn(directory, what).value_or("another process"));
+  return claim;
+}
+
+RunUnlocked LockedState::unlocked() {
+  return [this](const std::function<void()>& action) {
+    m_lock.release();
+    std::exception_ptr error;
+    try {
+      action();
+    } catch (const HostError&) {
+      error = std::current_exception();
+    }
+    m_lock.acquire();
+    if (error != nullptr) std::rethrow_exception(error);
+  };
+}
+
+SplitterSettings splitterSettings(const Settings& settings) {
+  return {settings.splitterCommand, settings.stateDirectory / "records"};
+}
 
 void requireProviders(Providers& providers, const Snapshot& snapshot) {
   for (const SnapshotNode& node : snapshot.nodes) providers.named(node.provider);
 }
 
+HostError damageOf(const DamagedSnapshot& damaged) {
+  const std::string& id = damaged.snapshot.id;
+  const std::string way = "\"qmfi snapshot delete " + id + "\" removes what can be found of it";
+  return HostError(Failure::snapshotDamaged, "the snapshot " + id + " is damaged (" + damaged.damage + "); " + way)
+      .about(id)
+      .because(damaged.damage)
+      .advise(way);
+}
+
+namespace {
+
+HostError unknownSnapshot(const std::string& idOrName) {
+  return HostError(Failure::noSuchSnapshot, "there is no snapshot \"" + idOrName + "\"").about(idOrName);
+}
+
+}  // namespace
+
+std::string requireKnown(const StateStore& store, const std::string& idOrName) {
+  if (const std::optional<Snapshot> snapshot = store.find(idOrName)) return snapshot->id;
+  if (const std::optional<DamagedSnapshot> damaged = store.findDamaged(idOrName)) return damaged->snapshot.id;
+  throw unknownSnapshot(idOrName);
+}
+
 Snapshot requireSnapshot(const StateStore& store, const std::string& idOrName) {
-  std::optional<Snapshot> snapshot = store.find(idOrName);
-  if (!snapshot) throw HostError("there is no snapshot \"" + idOrName + "\"");
-  return std::move(*snapshot);
+  if (std::optional<Snapshot> snapshot = store.find(idOrName)) return std::move(*snapshot);
+  const std::optional<DamagedSnapshot> damaged = store.findDamaged(idOrName);
+  if (!damaged) throw unknownSnapshot(idOrName);
+  throw damageOf(*damaged);
 }
 
 void requireComplete(const Snapshot& snapshot) {
   if (isAtRest(snapshot.phase)) return;
-  throw HostError("the snapshot " + snapshot.id + " was interrupted (" + phaseName(snapshot.phase) +
-                  "); \"qmfi recover\" puts it in order");
+  throw HostError(Failure::snapshotInterrupted, "the snapshot " + snapshot.id + " was interrupted (" +
+                                                    phaseName(snapshot.phase) + "); \"qmfi recover\" cleans it up")
+      .about(snapshot.id);
 }
 
 std::string canonicalPath(const std::string& path) {
@@ -47,9 +139,15 @@ std::string canonicalPath(const std::string& path) {
   return error ? path : canonical.string();
 }
 
-std::string canonicalDevice(Providers& providers, const std::string& path) {
+std::string trustedMountPoint(const std::string& path) {
+  requireTrustedUpTo(path);
+  return canonicalPath(path);
+}
+
+std::string trustedDevice(Providers& providers, const std::string& path) {
+  requireTrustedUpTo(path);
   std::error_code error;
-  const std::string absolute = std::filesystem::absolute(path, error).lexically_normal();
+  std::string absolute = std::filesystem::absolute(path, error).lexically_normal();
   const std::vector<Provider*> started = providers.started();
   const bool isVolume = std::any_of(started.begin(), started.end(), [&](const Provider* provider) {
     return isVolumeDevice(provider->descriptor(), absolute);

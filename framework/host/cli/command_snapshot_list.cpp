@@ -1,30 +1,25 @@
-// qmfi snapshot list [--json]
+// qmfi snapshot list
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/present_status.h"
 #include "cli/snapshot_output.h"
 
 namespace qmfi_host {
 
 namespace {
 
-// People see interrupted snapshots too; programs are given those that can be used.
 class SnapshotList : public Command {
  public:
-  void declare(CommandOptions& options) override { options.flag("--json", m_json, "Print JSON"); }
+  void declare(CommandOptions& /*options*/) override {}
 
-  int run(const Settings& settings, std::ostream& out) override {
-    std::vector<Snapshot> snapshots = openState(settings).snapshots();
-    if (m_json) {
-      std::erase_if(snapshots, [](const Snapshot& snapshot) { return !isAtRest(snapshot.phase); });
-      printJson(out, snapshots);
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
+    if (settings.json) {
+      printJson(out, knownSnapshots(settings, LookAt::everything));
     } else {
-      printText(out, snapshots);
+      printText(out, knownSnapshots(settings, LookAt::copy));
     }
-    return success;
+    return ExitStatus::done;
   }
-
- private:
-  bool m_json = false;
 };
 
 }  // namespace

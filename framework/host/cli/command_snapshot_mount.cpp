@@ -1,6 +1,7 @@
-// qmfi snapshot mount SNAPSHOT
+// qmfi snapshot mount SNAPSHOT...
 #include "cli/command_table.h"
 #include "cli/snapshot_command.h"
+#include "failure/one_line.h"
 #include "snapshot/snapshot_mounting.h"
 
 namespace qmfi_host {
@@ -10,9 +11,13 @@ namespace {
 class SnapshotMount : public SnapshotCommand {
   bool resumes(Phase) const override { return false; }
 
-  void change(const OpenSnapshot& open, std::ostream& out) override {
-    mountSnapshot(open.providers, open.splitter, open.store, open.snapshot);
-    for (const SnapshotNode& node : open.snapshot.nodes) out << node.alternate << "\n";
+  void change(const SnapshotTools& tools, Snapshot& snapshot) override {
+    mountSnapshot(tools.providers, tools.splitters, PrivateAlternateDirectories(), tools.store, snapshot,
+                  tools.unlocked);
+  }
+
+  void printChanged(const Snapshot& snapshot, std::ostream& out) const override {
+    for (const SnapshotNode& node : snapshot.nodes) out << inOneLine(node.alternate) << "\n";
   }
 };
 

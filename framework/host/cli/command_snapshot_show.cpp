@@ -1,6 +1,7 @@
-// qmfi snapshot show SNAPSHOT [--json]
+// qmfi snapshot show SNAPSHOT
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/present_status.h"
 #include "cli/snapshot_output.h"
 
 namespace qmfi_host {
@@ -11,22 +12,20 @@ class SnapshotShow : public Command {
  public:
   void declare(CommandOptions& options) override {
     options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
-    options.flag("--json", m_json, "Print JSON");
   }
 
-  int run(const Settings& settings, std::ostream& out) override {
-    const Snapshot snapshot = requireSnapshot(openState(settings), m_snapshot);
-    if (m_json) {
+  ExitStatus run(const Settings& settings, std::ostream& out) override {
+    const SnapshotStatus snapshot = presentStatus(settings, requireSnapshot(openState(settings), m_snapshot));
+    if (settings.json) {
       printJson(out, snapshot);
     } else {
       printText(out, snapshot);
     }
-    return success;
+    return ExitStatus::done;
   }
 
  private:
   std::string m_snapshot;
-  bool m_json = false;
 };
 
 }  // namespace

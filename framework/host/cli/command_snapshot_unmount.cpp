@@ -1,6 +1,7 @@
-// qmfi snapshot unmount SNAPSHOT
+// qmfi snapshot unmount SNAPSHOT... [--force]
 #include "cli/command_table.h"
 #include "cli/snapshot_command.h"
+#include "snapshot/file_system_users.h"
 #include "snapshot/snapshot_removal.h"
 
 namespace qmfi_host {
@@ -8,12 +9,22 @@ namespace qmfi_host {
 namespace {
 
 class SnapshotUnmount : public SnapshotCommand {
+  void declareOptions(CommandOptions& options) override {
+    options.flag("--force", m_force, "Unmount also what is in use; its users get errors");
+  }
+
   bool resumes(Phase phase) const override { return phase == Phase::unmounting; }
 
-  void change(const OpenSnapshot& open, std::ostream& out) override {
-    SnapshotRemoval(open.providers, open.splitter, open.store).unmount(open.snapshot);
-    out << "snapshot " << open.snapshot.id << " unmounted\n";
+  void change(const SnapshotTools& tools, Snapshot& snapshot) override {
+    if (!m_force) requireUnused(snapshot);
+    SnapshotRemoval(tools.providers, tools.splitters, tools.store, tools.unlocked).unmount(snapshot);
   }
+
+  void printChanged(const Snapshot& snapshot, std::ostream& out) const override {
+    out << "snapshot " << snapshot.id << " unmounted\n";
+  }
+
+  bool m_force = false;
 };
 
 }  // namespace

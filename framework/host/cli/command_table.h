@@ -16,25 +16,34 @@ struct CommandGroup {
   const char* help;
 };
 
+// All groups, and all commands in the order in which the help lists them. Both live as long as the program.
 std::span<const CommandGroup> commandGroups();
 std::span<const CommandEntry> commandTable();
 
-// Each is defined in the file of its name.
+// Each makes the command that its name says, ready for one command line; it is defined in that command's file.
 std::unique_ptr<Command> makeAccessDisable();
 std::unique_ptr<Command> makeAccessEnable();
+std::unique_ptr<Command> makeAccessList();
 std::unique_ptr<Command> makeCacheDisable();
 std::unique_ptr<Command> makeCacheEnable();
 std::unique_ptr<Command> makeClaim();
+std::unique_ptr<Command> makeDoctor();
+std::unique_ptr<Command> makeExplain();
 std::unique_ptr<Command> makeProviderShow();
 std::unique_ptr<Command> makeRecover();
 std::unique_ptr<Command> makeResourceFormat();
 std::unique_ptr<Command> makeResourceOnline();
 std::unique_ptr<Command> makeSnapshotCreate();
 std::unique_ptr<Command> makeSnapshotDelete();
+std::unique_ptr<Command> makeSnapshotHold();
 std::unique_ptr<Command> makeSnapshotList();
 std::unique_ptr<Command> makeSnapshotMount();
+std::unique_ptr<Command> makeSnapshotPrune();
+std::unique_ptr<Command> makeSnapshotRelease();
+std::unique_ptr<Command> makeSnapshotRun();
 std::unique_ptr<Command> makeSnapshotShow();
 std::unique_ptr<Command> makeSnapshotUnmount();
+std::unique_ptr<Command> makeThaw();
 
 }  // namespace qmfi_host
 

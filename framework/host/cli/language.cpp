@@ -12,7 +12,7 @@ std::string localeName(const std::string& language) {
 
 std::string userLanguage() {
   for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* const value = std::getenv(variable);
+    const char* const value = secure_getenv(variable);
     if (value != nullptr && *value != '\0') return localeName(value);
   }
   return {};

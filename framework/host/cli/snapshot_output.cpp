@@ -6,27 +6,51 @@
 #include <ctime>
 #include <iomanip>
 #include <nlohmann/json.hpp>
+#include <utility>
+
+#include "cli/receipt_output.h"
+#include "failure/json_text.h"
+#include "failure/one_line.h"
+#include "snapshot/storage_space.h"
 
 namespace qmfi_host {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-Json jsonOf(const Snapshot& snapshot) {
-  Json nodes = Json::array();
-  for (const SnapshotNode& node : snapshot.nodes) {
-    nodes.push_back({{"mount_point", node.mountPoint},
-                     {"device", node.volume.device},
-                     {"snapshot_device", node.volume.snapshotDevice},
-                     {"alternate", node.alternate}});
-  }
-  return {{"id", snapshot.id}, {"name", snapshot.name}, {"frozen_us", snapshot.frozen.count()}, {"nodes", nodes}};
+std::string utcTime(Snapshot::Time time) {
+  const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return text.data();
 }
 
-void dump(std::ostream& out, const Json& json) {
-  constexpr int indentation = 2;
-  out << json.dump(indentation, ' ', false, Json::error_handler_t::replace) << "\n";
+Json jsonOf(const SnapshotNode& node, const NodeStatus& status) {
+  return {
+      {"mount_point", node.mountPoint}, {"device", node.volume.device}, {"snapshot_device", node.volume.snapshotDevice},
+      {"alternate", node.alternate},    {"provider", node.provider},    {"splitter", node.volume.splitter},
+      {"size", status.volume.bytes},    {"mounted", status.mounted},    {"needs", status.volume.needs},
+      {"free", status.volume.free}};
+}
+
+Json jsonOf(const SnapshotStatus& status) {
+  const Snapshot& snapshot = status.snapshot;
+  Json nodes = Json::array();
+  for (std::size_t i = 0; i < status.nodes.size(); ++i) nodes.push_back(jsonOf(snapshot.nodes[i], status.nodes[i]));
+  Json json = {{"id", snapshot.id},
+               {"name", snapshot.name},
+               {"state", status.state},
+               {"phase", phaseName(snapshot.phase)},
+               {"created", utcTime(snapshot.created)},
+               {"frozen_us", snapshot.frozen.count()},
+               {"size", bytesOf(status)},
+               {"mounted", isMounted(status)}};
+  if (!snapshot.held.empty()) json["held"] = snapshot.held;
+  if (!status.damage.empty()) json["damage"] = status.damage;
+  json["receipt"] = receiptJson(snapshot);
+  json["nodes"] = std::move(nodes);
+  return json;
 }
 
 std::string localTime(Snapshot::Time time) {
@@ -38,10 +62,31 @@ std::string localTime(Snapshot::Time time) {
   return text.data();
 }
 
-std::string mountPointsOf(const Snapshot& snapshot) {
-  std::string text;
-  for (const SnapshotNode& node : snapshot.nodes) text += (text.empty() ? "" : " ") + node.mountPoint;
-  return text;
+// The different texts of a snapshot's file systems, each once.
+std::string joined(const Snapshot& snapshot, const std::string SnapshotNode::*member) {
+  std::vector<std::string> texts;
+  for (const SnapshotNode& node : snapshot.nodes) {
+    if (std::find(texts.begin(), texts.end(), node.*member) == texts.end()) texts.push_back(node.*member);
+  }
+  std::string all;
+  for (const std::string& text : texts) all += (all.empty() ? "" : " ") + inOneLine(text);
+  return all;
+}
+
+using Row = std::array<std::string, 9>;
+
+Row rowOf(const SnapshotStatus& status) {
+  const Snapshot& snapshot = status.snapshot;
+  if (!status.damage.empty()) return {snapshot.id, snapshot.name, "", "", status.state, "", "", "", status.damage};
+  return {snapshot.id,
+          snapshot.name,
+          localTime(snapshot.created),
+          millisecondsText(snapshot.frozen),
+          status.state + (snapshot.held.empty() ? "" : ", held"),
+          isMounted(status) ? "yes" : "no",
+          bytesText(bytesOf(status)),
+          joined(snapshot, &SnapshotNode::provider),
+          joined(snapshot, &SnapshotNode::mountPoint)};
 }
 
 }  // namespace
@@ -51,38 +96,52 @@ std::string millisecondsText(std::chrono::microseconds duration) {
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms";
 }
 
-void printJson(std::ostream& out, const Snapshot& snapshot) {
-  dump(out, jsonOf(snapshot));
+void printJson(std::ostream& out, const SnapshotStatus& snapshot) {
+  out << jsonDocument(jsonOf(snapshot));
 }
 
-void printJson(std::ostream& out, const std::vector<Snapshot>& snapshots) {
+void printJson(std::ostream& out, const std::vector<SnapshotStatus>& snapshots) {
   Json array = Json::array();
-  for (const Snapshot& snapshot : snapshots) array.push_back(jsonOf(snapshot));
-  dump(out, array);
+  for (const SnapshotStatus& snapshot : snapshots) array.push_back(jsonOf(snapshot));
+  out << jsonDocument(array);
 }
 
-void printText(std::ostream& out, const Snapshot& snapshot) {
+void printText(std::ostream& out, const SnapshotStatus& status) {
+  const Snapshot& snapshot = status.snapshot;
+  const bool isAtWork = !isAtRest(snapshot.phase);
   out << "snapshot   " << snapshot.id << "\nname       " << snapshot.name << "\ncreated    "
-      << localTime(snapshot.created) << "\nfrozen for " << millisecondsText(snapshot.frozen) << "\nstate      "
-      << phaseName(snapshot.phase) << "\n";
-  for (const SnapshotNode& node : snapshot.nodes) {
-    out << node.mountPoint << " (" << node.volume.device << ")\n  -> " << node.alternate << " ("
-        << node.volume.snapshotDevice << ")\n";
+      << localTime(snapshot.created) << "\nfrozen for " << millisecondsText(snapshot.frozen) << "\n";
+  printLevel(out, snapshot);
+  out << "state      " << status.state << (isAtWork ? " (" + phaseName(snapshot.phase) + ")" : "") << "\nmounted    "
+      << (isMounted(status) ? "yes" : "no") << "\nsize       " << bytesText(bytesOf(status)) << "\n";
+  if (!snapshot.held.empty()) out << "held       " << inOneLine(snapshot.held) << "\n";
+  for (std::size_t i = 0; i < status.nodes.size(); ++i) {
+    const SnapshotNode& node = snapshot.nodes[i];
+    const VolumeStatus& volume = status.nodes[i].volume;
+    out << inOneLine(node.mountPoint) << " (" << inOneLine(node.volume.device) << ", " << node.provider << ")\n  -> "
+        << inOneLine(node.alternate) << " (" << node.volume.snapshotDevice << "), "
+        << (status.nodes[i].mounted ? "" : "not ") << "mounted, " << bytesText(volume.bytes) << " by "
+        << node.volume.splitter << "\n     a full overwrite needs " << bytesText(volume.needs) << " of "
+        << bytesText(volume.free) << " free\n";
+    printMoments(out, snapshot, i);
   }
 }
 
-void printText(std::ostream& out, const std::vector<Snapshot>& snapshots) {
-  std::size_t nameWidth = 4;
-  for (const Snapshot& snapshot : snapshots) nameWidth = std::max(nameWidth, snapshot.name.size());
-  const auto row = [&](const std::string& id, const std::string& name, const std::string& created,
-                       const std::string& frozen, const std::string& state, const std::string& mountPoints) {
-    out << std::left << std::setw(10) << id << std::setw(static_cast<int>(nameWidth) + 2) << name << std::setw(21)
-        << created << std::setw(12) << frozen << std::setw(12) << state << mountPoints << "\n";
-  };
-  row("ID", "NAME", "CREATED", "FROZEN FOR", "STATE", "FILE SYSTEMS");
-  for (const Snapshot& snapshot : snapshots) {
-    row(snapshot.id, snapshot.name, localTime(snapshot.created), millisecondsText(snapshot.frozen),
-        phaseName(snapshot.phase), mountPointsOf(snapshot));
+void printText(std::ostream& out, const std::vector<SnapshotStatus>& snapshots) {
+  std::vector<Row> rows = {
+      {"ID", "NAME", "CREATED", "FROZEN FOR", "STATE", "MOUNTED", "SIZE", "PROVIDER", "FILE SYSTEMS"}};
+  std::transform(snapshots.begin(), snapshots.end(), std::back_inserter(rows), rowOf);
+  std::array<std::size_t, std::tuple_size_v<Row>> widths = {8, 4, 19, 10, 11};
+  for (const Row& row : rows) {
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      widths[column] = std::max(widths[column], row[column].size());
+    }
+  }
+  for (const Row& row : rows) {
+    for (std::size_t column = 0; column + 1 < row.size(); ++column) {
+      out << std::left << std::setw(static_cast<int>(widths[column] + 2)) << row[column];
+    }
+    out << row.back() << "\n";
   }
 }
 

@@ -6,22 +6,24 @@
 #include <string>
 #include <vector>
 
-#include "state/snapshot.h"
+#include "snapshot/snapshot_status.h"
 
 namespace qmfi_host {
 
-// One JSON object: "id", "name", "frozen_us", and "nodes" with "mount_point", "device", "snapshot_device" and
-// "alternate" each. Bytes that are not UTF-8 are replaced. Ends with a line feed, as all output here.
-void printJson(std::ostream& out, const Snapshot& snapshot);
+// One JSON object: "id", "name", "state", "phase", "created", "frozen_us", "size", "mounted", for one that is held
+// "held", for a damaged one "damage", "receipt" (receipt_output.h), and "nodes" with "mount_point", "device",
+// "snapshot_device", "alternate", "provider", "splitter", "size", "mounted", "needs" and "free" each. Ends with a
+// line feed, as all output here.
+void printJson(std::ostream& out, const SnapshotStatus& snapshot);
 
 // The same objects as one JSON array.
-void printJson(std::ostream& out, const std::vector<Snapshot>& snapshots);
+void printJson(std::ostream& out, const std::vector<SnapshotStatus>& snapshots);
 
 // One snapshot in full.
-void printText(std::ostream& out, const Snapshot& snapshot);
+void printText(std::ostream& out, const SnapshotStatus& snapshot);
 
-// A line for each snapshot, below a heading.
-void printText(std::ostream& out, const std::vector<Snapshot>& snapshots);
+// A line for each snapshot, below a heading; that of a damaged one ends with what is wrong.
+void printText(std::ostream& out, const std::vector<SnapshotStatus>& snapshots);
 
 // Microseconds as milliseconds with one decimal: "12.3 ms".
 std::string millisecondsText(std::chrono::microseconds duration);

@@ -1,0 +1,96 @@
+// Reading of the options of a new snapshot.
+#include "cli/create_options.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+
+#include "cli/command_session.h"
+#include "failure/host_error.h"
+#include "provider/freeze_timeout.h"
+#include "volume/snapshot_size.h"
+
+namespace qmfi_host {
+
+namespace {
+
+constexpr const char* alternateDirectoryVariable = "QMFI_ALTERNATE_DIR";
+
+}  // namespace
+
+void CreateOptions::declare(CommandOptions& options) {
+  options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");
+  options.text("--name", m_name, "NAME", "Name of the snapshot (default: its id)");
+  options.number("--freeze-timeout", m_freezeTimeout, shortestFreezeTimeout, longestFreezeTimeout, "SECONDS",
+                 "Time after which the freeze ends by itself (default: the provider's configuration)");
+  options.texts("--splitter", m_splitters, "[MOUNTPOINT=]NAME",
+                "What splits the volumes, or that of one file system (default: by what the volume is)");
+  options.text("--snapshot-size", m_snapshotSize, "SIZE",
+               "Room for a classic snapshot of a logical volume, as 20% of it or 512M (default: 20%)");
+  options.flag("--overcommit", m_overcommit, "Also where the storage has no room for an overwrite of the volumes");
+  options.text("--require", m_required, "LEVEL",
+               "What must be proven of the freeze, group or none; a snapshot of which less is proven is not kept "
+               "(default: none)");
+  options.flag("--private-mounts", m_privateMounts, "Also in another mount namespace than that of process 1");
+  options.text("--alternate-dir", m_alternateDirectory, "DIR",
+               std::string("Where the directories lie in which snapshots are mounted, root's alone (default: ") +
+                   alternateDirectoryVariable + ", " + standardAlternateDirectory + ")");
+}
+
+std::vector<std::string> CreateOptions::mountPoints() const {
+  std::vector<std::string> mountPoints;
+  std::transform(m_mountPoints.begin(), m_mountPoints.end(), std::back_inserter(mountPoints), canonicalPath);
+  std::vector<std::string> sorted = mountPoints;
+  std::sort(sorted.begin(), sorted.end());
+  const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+  if (twice != sorted.end()) throw UsageError(*twice + " is given twice");
+  return mountPoints;
+}
+
+SnapshotRequest CreateOptions::request() const {
+  SnapshotRequest request;
+  if (m_name) requireUsersSnapshotName(*m_name);
+  request.name = m_name.value_or("");
+  request.overcommit = m_overcommit;
+  if (const auto directory = alternateDirectory()) request.alternateDirectory = *directory;
+  if (m_required) request.required = levelOfName(*m_required);
+  if (m_freezeTimeout) request.freezeTimeout = std::chrono::seconds(*m_freezeTimeout);
+  readSplitters(request);
+  return request;
+}
+
+SplitterSettings CreateOptions::splitters(const Settings& settings) const {
+  SplitterSettings chosen = splitterSettings(settings);
+  if (m_snapshotSize) chosen.snapshotSize = snapshotSizeOf(*m_snapshotSize);
+  return chosen;
+}
+
+// A mount point may hold "=", the name of a splitter does not.
+void CreateOptions::readSplitters(SnapshotRequest& request) const {
+  const std::vector<std::string> asked = mountPoints();
+  for (const std::string& choice : m_splitters) {
+    const std::size_t end = choice.rfind('=');
+    if (end == std::string::npos) {
+      request.splitter = choice;
+      continue;
+    }
+    const std::string mountPoint = canonicalPath(choice.substr(0, end));
+    if (std::find(asked.begin(), asked.end(), mountPoint) == asked.end()) {
+      throw UsageError("--splitter: no snapshot of " + mountPoint + " is asked for");
+    }
+    request.splitters[mountPoint] = choice.substr(end + 1);
+  }
+}
+
+// The option before the environment.
+std::optional<std::string> CreateOptions::alternateDirectory() const {
+  if (m_alternateDirectory) {
+    if (m_alternateDirectory->empty()) throw UsageError("--alternate-dir: the name of a directory is empty");
+    return m_alternateDirectory;
+  }
+  const char* const set = secure_getenv(alternateDirectoryVariable);
+  return set != nullptr && *set != '\0' ? std::optional<std::string>(set) : std::nullopt;
+}
+
+}  // namespace qmfi_host
