@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "../runtime/temporary_directory.h"
 #include "fake_provider.h"
+#include "support/temporary_directory.h"
 
 namespace qmfi_host {
 namespace {

@@ -7,10 +7,16 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/json_schema.h"
+
 namespace qmfi_host {
 namespace {
 
 using testing::StartsWith;
+
+constexpr int success = 0;
+constexpr int failure = 1;
+constexpr int wrongUsage = 2;
 
 struct Outcome {
   int status;
@@ -40,11 +46,11 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
       {"snapshot", "create", "/mnt/a", "--freeze-timeout", "soon"},
       {"snapshot", "show"},
       {"snapshot", "delete"},
-      {"snapshot", "delete", "one", "two"},
       {"claim"},
       {"resource", "format"},
       {"access", "enable"},
       {"cache", "disable"},
+      {"thaw"},
       {"--provider"},
       {"--state-dir", "", "snapshot", "list"},
       {"--provider-dir", "", "provider", "show"},
@@ -57,10 +63,100 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
   }
 }
 
+TEST(CommandLine, LeavesWhatStandsBehindTheMarkToTheProgramOfACommand) {
+  // Neither is an option of qmfi, nor are these mount points; where a mount point is missing they are none either.
+  for (const std::vector<const char*>& words :
+       {std::vector{"snapshot", "run", "--", "/bin/true", "--nonsense"},
+        std::vector{"snapshot", "run", "--nonsense", "/mnt/a", "--", "/bin/true"}}) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.status, 125) << testing::PrintToString(words);
+    EXPECT_THAT(outcome.errors, StartsWith("qmfi: "));
+  }
+  // Other commands take such words as arguments that are no options.
+  EXPECT_EQ(run({"thaw", "--"}).status, wrongUsage);
+  EXPECT_EQ(run({"thaw", "--nonsense", "--", "/mnt/a"}).status, wrongUsage);
+}
+
 TEST(CommandLine, NamesACommandThatItDoesNotKnow) {
   for (const std::vector<const char*>& words : {std::vector{"nonsense"}, std::vector{"snapshot", "nonsense"}}) {
     EXPECT_THAT(run(words).errors, StartsWith("qmfi: \"nonsense\" is not known. "));
   }
+}
+
+// With root's rights or without them: what the words say is read before.
+TEST(CommandLine, HelpMayBeAskedForAsACommand) {
+  for (const auto& [command, option] : std::vector<std::pair<std::vector<const char*>, std::vector<const char*>>>{
+           {{"help"}, {"--help"}},
+           {{"help", "snapshot"}, {"snapshot", "--help"}},
+           {{"help", "snapshot", "create"}, {"snapshot", "create", "--help"}}}) {
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.status, success);
+    EXPECT_EQ(outcome.out, run(option).out);
+    EXPECT_EQ(outcome.errors, "");
+  }
+}
+
+TEST(CommandLine, AsksWhetherASimilarWordWasMeant) {
+  EXPECT_EQ(run({"snapshto"}).errors,
+            "qmfi: \"snapshto\" is not known. Did you mean \"snapshot\"? A subcommand is required\n"
+            "Run with --help for more information.\n");
+  EXPECT_EQ(run({"snapshot", "lst"}).errors,
+            "qmfi: \"lst\" is not known. Did you mean \"list\"? A subcommand is required\n"
+            "Run with --help for more information.\n");
+  EXPECT_EQ(run({"snapshot", "delete", "nightly", "--forse"}).errors,
+            "qmfi: The following argument was not expected: --forse. Did you mean \"--force\"?\n"
+            "Run with --help for more information.\n");
+  EXPECT_EQ(run({"snapshot", "list", "--jsn"}).errors,
+            "qmfi: The following argument was not expected: --jsn. Did you mean \"--json\"?\n"
+            "Run with --help for more information.\n");
+}
+
+TEST(CommandLine, ExplainsFailuresWithoutRoot) {
+  const std::string busy =
+      "busy (exit status 5): somebody else uses it\n  end what uses it, or wait for it, and try again\n";
+  EXPECT_EQ(run({"explain", "busy"}).out, busy);
+  EXPECT_EQ(run({"explain", "5"}).out, busy);
+  EXPECT_THAT(run({"explain"}).out, testing::AllOf(StartsWith("failed (exit status 1): "), testing::HasSubstr(busy)));
+  const Outcome unknown = run({"explain", "nonsense"});
+  EXPECT_EQ(unknown.status, 4);
+  EXPECT_EQ(unknown.errors, "qmfi: there is no failure \"nonsense\"\n");
+  const Outcome json = run({"explain", "busy", "--json"});
+  EXPECT_EQ(testbed_test::schemaErrors("explain", json.out), "");
+  EXPECT_EQ(json.out,
+            "[\n  {\n    \"id\": \"busy\",\n    \"exit_status\": 5,\n    \"meaning\": \"somebody else uses it\",\n"
+            "    \"hint\": \"end what uses it, or wait for it, and try again\"\n  }\n]\n");
+}
+
+TEST(CommandLine, TakesGlobalOptionsBehindTheCommandToo) {
+  for (const std::vector<const char*>& words :
+       {std::vector{"--json", "--state-dir", "/nonexistent", "snapshot", "list"},
+        std::vector{"snapshot", "--json", "list", "--state-dir", "/nonexistent"},
+        std::vector{"snapshot", "list", "--state-dir", "/nonexistent", "--json"}}) {
+    EXPECT_NE(run(words).status, wrongUsage) << testing::PrintToString(words);
+  }
+}
+
+TEST(CommandLine, ThatIsWrongIsToldToPrograms) {
+  const struct {
+    std::vector<const char*> words;
+    const char* errors;
+  } cases[] = {
+      {{"nonsense", "--json"},
+       "{\"error\":{\"id\":\"wrong_usage\",\"exit_status\":2,\"text\":\"qmfi: \\\"nonsense\\\" is not known. A "
+       "subcommand is required\",\"object\":\"nonsense\",\"cause\":null,\"hint\":\"Run with --help for more "
+       "information.\",\"lines\":[]}}\n"},
+      {{"--json", "snapshot", "create", "/mnt/a", "--freeze-timeout", "0"},
+       "{\"error\":{\"id\":\"wrong_usage\",\"exit_status\":2,\"text\":\"qmfi: --freeze-timeout: Value 0 not in "
+       "range 1 to 3600\",\"object\":null,\"cause\":null,\"hint\":\"Run with --help for more "
+       "information.\",\"lines\":[]}}\n"},
+  };
+  for (const auto& [words, errors] : cases) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.status, wrongUsage) << testing::PrintToString(words);
+    EXPECT_EQ(outcome.out, "") << testing::PrintToString(words);
+    EXPECT_EQ(outcome.errors, errors);
+  }
+  EXPECT_EQ(run({"--freeze"}).errors.find('{'), std::string::npos);
 }
 
 TEST(CommandLine, HelpAndVersionThatCannotBeWrittenAreAFailure) {
@@ -88,19 +184,26 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
   } cases[] = {
       {{},
        "Takes snapshots of mounted file systems through a snapshot provider. Exit status: 0 done, 1 failed, 2 wrong "
-       "usage."
+       "words, 3 partly done, 4 not found, 5 busy, 6 freeze timed out (all thawed), 7 perhaps still frozen, 8 no "
+       "permission, 9 locked, 10 less is proven than --require asks for."
        " Usage: qmfi [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit --provider NAME Snapshot provider (default: all that are "
        "installed)"
        " --provider-dir DIR=/usr/lib/qmfi/providers (Env:QMFI_PROVIDER_DIR) Directory of the providers"
        " --state-dir DIR=/var/lib/qmfi (Env:QMFI_STATE_DIR) Directory in which qmfi remembers snapshots"
-       " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG) --version "
-       "Display program version information and exit"
+       " --splitter-command PROGRAM=/usr/lib/qmfi/splitter (Env:QMFI_SPLITTER_COMMAND) Program that splits what qmfi "
+       "cannot, by its absolute path"
+       " --lock-wait SECONDS:INT in [0 - 604800] How long another qmfi is waited for (default: until it has done)"
+       " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG) --json Print "
+       "JSON "
+       "--version Display program version information and exit"
        " Subcommands: provider The snapshot providers snapshot Snapshots of mounted file systems"
        " resource Devices and the file systems on them access Taking file systems out of use for a while cache How "
        "mounted file systems write"
-       " claim Ask the providers whether paths are their mounted file systems recover Put in order what an interrupted "
-       "qmfi left"},
+       " claim Ask the providers whether paths are their mounted file systems doctor Look for what keeps qmfi "
+       "from its work, and for what was left behind thaw Thaw file systems that somebody left "
+       "frozen recover Clean up what an interrupted qmfi left behind explain Say what failures and exit statuses "
+       "mean, and what to do"},
       {{"provider"},
        "The snapshot providers"
        " Usage: qmfi provider [OPTIONS] SUBCOMMAND"
@@ -110,10 +213,14 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "Snapshots of mounted file systems"
        " Usage: qmfi snapshot [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit"
-       " Subcommands: create Take a snapshot of file systems, all at the same moment list List the snapshots show Show "
+       " Subcommands: create Take a snapshot of file systems, all at the same moment run Take a snapshot, run the "
+       "program behind \"--\" on it, and remove it list List the snapshots show Show "
        "one snapshot"
-       " delete Unmount a snapshot and remove it mount Mount an unmounted snapshot again unmount Unmount a snapshot "
-       "and keep it"},
+       " delete Unmount snapshots and remove them prune Remove the snapshots that no rule keeps hold Keep snapshots "
+       "from being removed release Let snapshots that "
+       "are held be removed again mount Mount unmounted "
+       "snapshots again unmount Unmount snapshots "
+       "and keep them"},
       {{"resource"},
        "Devices and the file systems on them"
        " Usage: qmfi resource [OPTIONS] SUBCOMMAND"
@@ -124,7 +231,7 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Usage: qmfi access [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit"
        " Subcommands: disable Unmount file systems for the time being enable Check and mount file systems that were "
-       "disabled"},
+       "disabled list List the file systems that are out of use"},
       {{"cache"},
        "How mounted file systems write"
        " Usage: qmfi cache [OPTIONS] SUBCOMMAND"
@@ -133,7 +240,7 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
       {{"provider", "show"},
        "Show what the providers say of themselves"
        " Usage: qmfi provider show [OPTIONS]"
-       " Options: -h,--help Print this help message and exit --json Print JSON"},
+       " Options: -h,--help Print this help message and exit"},
       {{"claim"},
        "Ask the providers whether paths are their mounted file systems"
        " Usage: qmfi claim [OPTIONS] PATH..."
@@ -145,32 +252,80 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
        " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot (default: its id)"
        " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the kernel ends the freeze by itself (default: the provider's configuration) --json Print "
-       "JSON"},
+       " Time after which the freeze ends by itself (default: the provider's configuration)"
+       " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
+       "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
+       "(default: 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
+       "kept (default: none) --private-mounts "
+       "Also in another mount "
+       "namespace than that of process 1"
+       " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
+       " (default: QMFI_ALTERNATE_DIR, /run/qmfi/snapshots)"},
+      {{"snapshot", "run"},
+       "Take a snapshot, run the program behind \"--\" on it, and remove it"
+       " Usage: qmfi snapshot run [OPTIONS] MOUNTPOINT..."
+       " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
+       " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot (default: its id)"
+       " --freeze-timeout SECONDS:INT in [1 - 3600]"
+       " Time after which the freeze ends by itself (default: the provider's configuration)"
+       " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
+       "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
+       "(default: 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
+       "kept (default: none) --private-mounts "
+       "Also in another mount "
+       "namespace than that of process 1"
+       " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
+       " (default: QMFI_ALTERNATE_DIR, /run/qmfi/snapshots)"},
       {{"snapshot", "list"},
        "List the snapshots"
        " Usage: qmfi snapshot list [OPTIONS]"
-       " Options: -h,--help Print this help message and exit --json Print JSON"},
+       " Options: -h,--help Print this help message and exit"},
       {{"snapshot", "show"},
        "Show one snapshot"
        " Usage: qmfi snapshot show [OPTIONS] SNAPSHOT"
        " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
-       " Options: -h,--help Print this help message and exit --json Print JSON"},
+       " Options: -h,--help Print this help message and exit"},
       {{"snapshot", "delete"},
-       "Unmount a snapshot and remove it"
-       " Usage: qmfi snapshot delete [OPTIONS] SNAPSHOT"
-       " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
+       "Unmount snapshots and remove them"
+       " Usage: qmfi snapshot delete [OPTIONS] SNAPSHOT..."
+       " Positionals: SNAPSHOT ... REQUIRED Ids or names of snapshots"
+       " Options: -h,--help Print this help message and exit"
+       " --force Unmount also what is in use; its users get errors"},
+      {{"snapshot", "prune"},
+       "Remove the snapshots that no rule keeps"
+       " Usage: qmfi snapshot prune [OPTIONS] PATTERN"
+       " Positionals: PATTERN REQUIRED Names of snapshots, with *, ? and [] as in a shell"
+       " Options: -h,--help Print this help message and exit"
+       " --keep-last N:INT in [1 - 100000] Keep the newest N"
+       " --keep-hourly N:INT in [1 - 100000] Keep the newest of each hour, for the last N hours that have one"
+       " --keep-daily N:INT in [1 - 100000] The same for days"
+       " --keep-weekly N:INT in [1 - 100000] The same for weeks, which begin with Monday"
+       " --keep-monthly N:INT in [1 - 100000] The same for months"
+       " --dry-run Only tell what would be removed"},
+      {{"snapshot", "hold"},
+       "Keep snapshots from being removed"
+       " Usage: qmfi snapshot hold [OPTIONS] SNAPSHOT..."
+       " Positionals: SNAPSHOT ... REQUIRED Ids or names of snapshots"
+       " Options: -h,--help Print this help message and exit"
+       " --reason TEXT Why it is to be kept; told to whoever wants to remove it"},
+      {{"snapshot", "release"},
+       "Let snapshots that are held be removed again"
+       " Usage: qmfi snapshot release [OPTIONS] SNAPSHOT..."
+       " Positionals: SNAPSHOT ... REQUIRED Ids or names of snapshots"
        " Options: -h,--help Print this help message and exit"},
       {{"snapshot", "mount"},
-       "Mount an unmounted snapshot again"
-       " Usage: qmfi snapshot mount [OPTIONS] SNAPSHOT"
-       " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
+       "Mount unmounted snapshots again"
+       " Usage: qmfi snapshot mount [OPTIONS] SNAPSHOT..."
+       " Positionals: SNAPSHOT ... REQUIRED Ids or names of snapshots"
        " Options: -h,--help Print this help message and exit"},
       {{"snapshot", "unmount"},
-       "Unmount a snapshot and keep it"
-       " Usage: qmfi snapshot unmount [OPTIONS] SNAPSHOT"
-       " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
-       " Options: -h,--help Print this help message and exit"},
+       "Unmount snapshots and keep them"
+       " Usage: qmfi snapshot unmount [OPTIONS] SNAPSHOT..."
+       " Positionals: SNAPSHOT ... REQUIRED Ids or names of snapshots"
+       " Options: -h,--help Print this help message and exit"
+       " --force Unmount also what is in use; its users get errors"},
       {{"resource", "format"},
        "Put a new file system on a device"
        " Usage: qmfi resource format [OPTIONS] DEVICE"
@@ -182,7 +337,8 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Usage: qmfi resource online [OPTIONS] DEVICE [MOUNTPOINT]"
        " Positionals: DEVICE REQUIRED Device with the file system MOUNTPOINT Where it is mounted (default: the "
        "device's name in /)"
-       " Options: -h,--help Print this help message and exit -o,--options OPTIONS Mount options, separated by commas"},
+       " Options: -h,--help Print this help message and exit -o,--options OPTIONS Mount options, separated by commas"
+       " --force Mount also over a directory that is not empty"},
       {{"access", "disable"},
        "Unmount file systems for the time being"
        " Usage: qmfi access disable [OPTIONS] MOUNTPOINT..."
@@ -192,6 +348,10 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "Check and mount file systems that were disabled"
        " Usage: qmfi access enable [OPTIONS] MOUNTPOINT..."
        " Positionals: MOUNTPOINT ... REQUIRED File systems that were taken out of use"
+       " Options: -h,--help Print this help message and exit"},
+      {{"access", "list"},
+       "List the file systems that are out of use"
+       " Usage: qmfi access list [OPTIONS]"
        " Options: -h,--help Print this help message and exit"},
       {{"cache", "enable"},
        "Write with the safe settings of the log"
@@ -203,9 +363,24 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Usage: qmfi cache disable [OPTIONS] MOUNTPOINT"
        " Positionals: MOUNTPOINT REQUIRED File system whose way of writing changes"
        " Options: -h,--help Print this help message and exit"},
+      {{"doctor"},
+       "Look for what keeps qmfi from its work, and for what was left behind"
+       " Usage: qmfi doctor [OPTIONS]"
+       " Options: -h,--help Print this help message and exit"},
+      {{"thaw"},
+       "Thaw file systems that somebody left frozen"
+       " Usage: qmfi thaw [OPTIONS] MOUNTPOINT..."
+       " Positionals: MOUNTPOINT ... REQUIRED File systems that may be frozen"
+       " Options: -h,--help Print this help message and exit"},
       {{"recover"},
-       "Put in order what an interrupted qmfi left"
+       "Clean up what an interrupted qmfi left behind"
        " Usage: qmfi recover [OPTIONS]"
+       " Options: -h,--help Print this help message and exit --rescan Look for snapshots that the state does not know "
+       "any more, also when it is damaged"},
+      {{"explain"},
+       "Say what failures and exit statuses mean, and what to do"
+       " Usage: qmfi explain [OPTIONS] [ID]"
+       " Positionals: ID Id of a failure, or an exit status (default: all failures)"
        " Options: -h,--help Print this help message and exit"},
   };
   for (const auto& [command, help] : cases) {

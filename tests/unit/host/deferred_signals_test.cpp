@@ -1,8 +1,11 @@
 // Signals that wait until the host has put everything in order.
-#include "system/deferred_signals.h"
+#include "failure/deferred_signals.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
 
 #include "failure/host_error.h"
 
@@ -25,8 +28,10 @@ TEST(DeferredSignals, AreReportedWhenTheyHaveComeAndDeliveredAtTheEnd) {
     {
       const DeferredSignals signals;
       EXPECT_NO_THROW(signals.throwIfPending());
+      EXPECT_EQ(signals.pending(), std::nullopt);
       std::raise(one.signal);
       EXPECT_EQ(delivered, 0);
+      EXPECT_EQ("interrupted by " + signals.pending().value_or(""), one.text);
       EXPECT_THAT([&] { signals.throwIfPending(); }, ThrowsMessage<HostError>(one.text));
     }
     EXPECT_EQ(delivered, one.signal);
@@ -35,7 +40,7 @@ TEST(DeferredSignals, AreReportedWhenTheyHaveComeAndDeliveredAtTheEnd) {
   }
 }
 
-TEST(DeferredSignals, AreDeliveredWhileNothingIsToBePutInOrder) {
+TEST(DeferredSignals, AreDeliveredWhileNothingIsToBeUndone) {
   static int delivered = 0;
   const auto before = std::signal(SIGINT, [](int signal) { delivered = signal; });
   {
@@ -46,6 +51,28 @@ TEST(DeferredSignals, AreDeliveredWhileNothingIsToBePutInOrder) {
     std::raise(SIGINT);
     EXPECT_EQ(delivered, 0);
   }
+  std::signal(SIGINT, before);
+}
+
+TEST(DeferredSignals, AreDeliveredToWhatLastsASecondAndNotToWhatIsOverBefore) {
+  static std::atomic<int> delivered = 0;
+  const auto before = std::signal(SIGINT, [](int signal) {
+    delivered = signal;
+    delivered.notify_one();
+  });
+  {
+    const DeferredSignals signals;
+    signals.deliverDuringLong([] {
+      kill(getpid(), SIGINT);
+      delivered.wait(0);
+    });
+    EXPECT_EQ(delivered, SIGINT);
+    delivered = 0;
+    signals.deliverDuringLong([] { kill(getpid(), SIGINT); });
+    EXPECT_EQ(delivered, 0);
+    EXPECT_EQ(signals.pending(), "SIGINT");
+  }
+  EXPECT_EQ(delivered, SIGINT);
   std::signal(SIGINT, before);
 }
 

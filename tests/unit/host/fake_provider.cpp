@@ -2,6 +2,7 @@
 #include "fake_provider.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -72,6 +73,7 @@ int config(kfi_domain* node, int category, char*, kfi_confspec* spec) {
 }
 
 int subobjList(kfi_domain* node, qmfi_objid*** objects, int* count) {
+  if (theProvider->leavesOut == "subobj_list") return theProvider->answer("subobj_list " + nameOf(node));
   const std::string device = "/dev" + nameOf(node);
   *objects = static_cast<qmfi_objid**>(qmfi_alloc_buf(sizeof(qmfi_objid*)));
   **objects = qmfi_get_objid(device.c_str(), static_cast<std::uint32_t>(device.size()), 3);
@@ -95,7 +97,8 @@ void unquiesce(kfi_quiescenode*, kfi_quiescenode** nodes, int count) {
 
 int buildAltTree(kfi_domain* domain, char* session, qmfi_objid** objects, qmfi_objid** snapObjects, int count,
                  qmfi_objid** altObject) {
-  const char* const alternate = domain->fid_subobjs[0].kse_altname;
+  const char* const asked = domain->fid_subobjs[0].kse_altname;
+  const char* const alternate = theProvider->alternate.empty() ? asked : theProvider->alternate.c_str();
   if (theProvider->leavesOut != "build_alttree") {
     *altObject = qmfi_get_objid(alternate, static_cast<std::uint32_t>(std::strlen(alternate)), 1);
   }
@@ -125,8 +128,8 @@ int dispose(kfi_domain*, kfi_domain* alternate, kfi_splitnode*, kfi_disposition 
   return theProvider->answer("dispose " + nameOf(alternate) + " " + std::to_string(disposition));
 }
 
-int online(kfi_domain*, kfi_domain* node, int mode, kfi_disposition) {
-  return theProvider->answer("online " + nameOf(node) + " " + std::to_string(mode));
+int online(kfi_domain*, kfi_domain* node, int mode, kfi_disposition disposition) {
+  return theProvider->answer("online " + nameOf(node) + " " + std::to_string(mode) + " " + std::to_string(disposition));
 }
 
 int checkNodeExistence(kfi_domain* node, int* exists) {
@@ -285,23 +288,36 @@ int FakeProvider::answer(const std::string& call) {
 
 namespace {
 
-class FakeSplit : public qmfi_host::VolumeSplit {
+class FakeSplit : public qmfi_host::GroupSplit {
  public:
-  FakeSplit(Journal& journal, const FakeSplitter& splitter, std::string device)
-      : m_journal(journal), m_splitter(splitter), m_device(std::move(device)) {}
+  FakeSplit(Journal& journal, const FakeSplitter& splitter, std::vector<qmfi_host::SplitPlan> plans)
+      : m_journal(journal), m_splitter(splitter), m_plans(std::move(plans)) {}
 
-  void flush() override { m_journal.record("flush " + m_device); }
+  void flush() override {
+    for (const qmfi_host::SplitPlan& plan : m_plans) m_journal.record("flush " + plan.device);
+  }
 
-  int split() noexcept override {
-    m_journal.record("split " + m_device);
-    if (m_splitter.onSplit) m_splitter.onSplit();
+  int split(std::chrono::steady_clock::time_point deadline) noexcept override {
+    m_splitter.deadline = deadline;
+    for (const qmfi_host::SplitPlan& plan : m_plans) {
+      m_journal.record("split " + plan.device);
+      if (m_splitter.onSplit) m_splitter.onSplit();
+      if (m_splitter.splitError != 0) break;
+    }
     return m_splitter.splitError;
+  }
+
+  void requireSplit() override {
+    const int error = m_splitter.splitError;
+    const std::string what = "the volume " + m_plans.front().device + " could not be split";
+    if (error != 0) throw qmfi_host::systemError(what, error);
+    if (!m_splitter.lateFailure.empty()) throw qmfi_host::HostError(m_splitter.lateFailure);
   }
 
  private:
   Journal& m_journal;
   const FakeSplitter& m_splitter;
-  std::string m_device;
+  std::vector<qmfi_host::SplitPlan> m_plans;
 };
 
 class FakeDevice : public qmfi_host::SnapshotDevice {
@@ -321,15 +337,19 @@ void FakeSplitter::record(const std::string& call) const {
   if (call == failingCall) throw qmfi_host::HostError(call + " failed");
 }
 
+void FakeSplitter::requireUsable() const {
+  record("use");
+}
+
 // The volume consists of something that is not on the file systems of the tests.
 qmfi_host::SplitPlan FakeSplitter::plan(const std::string& device, const std::string& snapshotId) const {
   record("plan " + device);
-  return {device, device + "-" + snapshotId, "/dev/null", "/dev/null-" + snapshotId, {}};
+  return {device, device + "-" + snapshotId, "/dev/null", "/dev/null-" + snapshotId, {}, name()};
 }
 
-std::unique_ptr<qmfi_host::VolumeSplit> FakeSplitter::prepare(const qmfi_host::SplitPlan& plan) const {
-  record("prepare " + plan.device);
-  return std::make_unique<FakeSplit>(m_journal, *this, plan.device);
+std::unique_ptr<qmfi_host::GroupSplit> FakeSplitter::prepare(const std::vector<qmfi_host::SplitPlan>& plans) const {
+  for (const qmfi_host::SplitPlan& plan : plans) record("prepare " + plan.device);
+  return std::make_unique<FakeSplit>(m_journal, *this, plans);
 }
 
 std::unique_ptr<qmfi_host::SnapshotDevice> FakeSplitter::attach(const qmfi_host::SplitPlan& plan) const {
@@ -341,6 +361,74 @@ void FakeSplitter::detach(const qmfi_host::SplitPlan& plan) const {
   record("detach " + plan.device);
 }
 
+qmfi_host::VolumeStatus FakeSplitter::look(const qmfi_host::SplitPlan& plan, qmfi_host::LookAt what) const {
+  const auto volume = volumes.find(plan.device);
+  if (volume == volumes.end()) return {};
+  qmfi_host::VolumeStatus status = volume->second;
+  if (what == qmfi_host::LookAt::everything) return status;
+  status.storage.clear();
+  status.occupied = status.needs = status.free = 0;
+  return status;
+}
+
+void FakeSplitter::keepRecord(const qmfi_host::SplitPlan& plan, const std::string& text) const {
+  record("keep " + plan.device);
+  kept[plan.device] = text;
+}
+
+std::vector<qmfi_host::KeptRecord> FakeSplitter::records() const {
+  return found;
+}
+
 void FakeSplitter::release(const qmfi_host::SplitPlan& plan) const {
   record("release " + plan.device);
+}
+
+namespace {
+
+class FakeFileSystem : public qmfi_host::MountedFileSystem {
+ public:
+  FakeFileSystem(const FakeFileSystems& all, std::string mountPoint)
+      : m_all(all), m_mountPoint(std::move(mountPoint)) {}
+
+  const std::string& mountPoint() const override { return m_mountPoint; }
+  qmfi_pdk_4_4::CFiFreezableFileSystem freezable() const override { return {-1}; }
+  void flush() override {}
+  int freezeAgain() noexcept override { return m_all.onSecondFreeze ? m_all.onSecondFreeze(m_mountPoint) : EBUSY; }
+  qmfi_pdk_4_4::CFiThawAnswer thaw() noexcept override {
+    m_all.thawed.push_back(m_mountPoint);
+    return {false, m_all.thawError};
+  }
+
+ private:
+  const FakeFileSystems& m_all;
+  std::string m_mountPoint;
+};
+
+}  // namespace
+
+std::unique_ptr<qmfi_host::MountedFileSystem> FakeFileSystems::open(const qmfi_host::FileSystemPlace& place) const {
+  return std::make_unique<FakeFileSystem>(*this, place.mountPoint);
+}
+
+void FakeDirectories::record(const std::string& call) const {
+  m_journal.record(call);
+  if (call == failingCall) throw qmfi_host::HostError(call + " failed");
+}
+
+std::string FakeDirectories::plan(const std::filesystem::path& directory, const std::string& snapshotName,
+                                  const std::string& mountPoint) const {
+  return directory.string() + "/" + snapshotName + mountPoint;
+}
+
+void FakeDirectories::claim(const qmfi_host::Snapshot& snapshot) const {
+  record("claim " + snapshot.name);
+}
+
+void FakeDirectories::make(const qmfi_host::Snapshot&, const qmfi_host::SnapshotNode& node) const {
+  record("make " + node.alternate);
+}
+
+void FakeDirectories::secure(const qmfi_host::SnapshotNode& node) const {
+  record("secure " + node.alternate);
 }

@@ -2,16 +2,20 @@
 #ifndef FAKE_PROVIDER_H
 #define FAKE_PROVIDER_H
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "failure/host_error.h"
 #include "provider/provider_entry_points.h"
 #include "provider/providers.h"
-#include "volume/volume_splitter.h"
+#include "snapshot/alternate_directories.h"
+#include "snapshot/mounted_file_system.h"
+#include "volume/splitters.h"
 
 // What both of them did, in order, as "call argument...".
 class Journal {
@@ -58,6 +62,8 @@ class FakeProvider {
   bool hasTexts = true;
   // Told, when an alternate is taken down, the name of its provider.
   std::function<void(const std::string&)> onDeport;
+  // Where it mounts an alternate, when that is not where it was asked to.
+  std::string alternate;
   // What the look-up of a node finds.
   bool nodeExists = false;
   // The device whose content is its own.
@@ -98,17 +104,72 @@ class FakeSplitter : public qmfi_host::VolumeSplitter {
  public:
   explicit FakeSplitter(Journal& journal) : m_journal(journal) {}
 
+  std::string name() const override { return ownName; }
+  void requireUsable() const override;
+  bool isFor(const std::string& device) const override { return device.starts_with(ownDevices); }
   qmfi_host::SplitPlan plan(const std::string& device, const std::string& snapshotId) const override;
-  std::unique_ptr<qmfi_host::VolumeSplit> prepare(const qmfi_host::SplitPlan& plan) const override;
+  std::string workPlace(const qmfi_host::SplitPlan& plan) const override { return place.value_or(plan.volumeFile); }
+  std::unique_ptr<qmfi_host::GroupSplit> prepare(const std::vector<qmfi_host::SplitPlan>& plans) const override;
   std::unique_ptr<qmfi_host::SnapshotDevice> attach(const qmfi_host::SplitPlan& plan) const override;
   void detach(const qmfi_host::SplitPlan& plan) const override;
+  qmfi_host::VolumeStatus look(const qmfi_host::SplitPlan& plan, qmfi_host::LookAt what) const override;
+  void keepRecord(const qmfi_host::SplitPlan& plan, const std::string& text) const override;
+  std::vector<qmfi_host::KeptRecord> records() const override;
   void release(const qmfi_host::SplitPlan& plan) const override;
+
+  std::string ownName = qmfi_host::reflinkSplitterName;
+  // How the paths of the devices begin that are its own.
+  std::string ownDevices = "/";
+  // Where it writes, otherwise where the volume's file lies.
+  std::optional<std::string> place{};
+  // By the device: how it stands with a volume.
+  std::map<std::string, qmfi_host::VolumeStatus> volumes{};
+  // By the device: what was kept beside its snapshot. What is found beside all.
+  mutable std::map<std::string, std::string> kept{};
+  std::vector<qmfi_host::KeptRecord> found{};
 
   // The call that throws ("prepare DEVICE", ...), and the errno value that a split returns.
   std::string failingCall;
   int splitError = 0;
+  // What a split is found to have failed with when all is thawed; empty for nothing.
+  std::string lateFailure;
+  // What the last split was given.
+  mutable std::chrono::steady_clock::time_point deadline{};
   // Run within every split.
   std::function<void()> onSplit;
+
+ private:
+  void record(const std::string& call) const;
+
+  Journal& m_journal;
+};
+
+// File systems that are always the right ones. They keep no journal unless a test wants one.
+class FakeFileSystems : public qmfi_host::FileSystems {
+ public:
+  std::unique_ptr<qmfi_host::MountedFileSystem> open(const qmfi_host::FileSystemPlace& place) const override;
+
+  // What a second freeze of the file system on a mount point answers, otherwise that it is frozen.
+  std::function<int(const std::string& mountPoint)> onSecondFreeze;
+  // The mount points of those that were thawed without their provider.
+  mutable std::vector<std::string> thawed;
+  // What these thaws fail with; 0 where nothing fails.
+  int thawError = 0;
+};
+
+// Directories of alternates that nobody makes.
+class FakeDirectories : public qmfi_host::AlternateDirectories {
+ public:
+  explicit FakeDirectories(Journal& journal) : m_journal(journal) {}
+
+  std::string plan(const std::filesystem::path& directory, const std::string& snapshotName,
+                   const std::string& mountPoint) const override;
+  void claim(const qmfi_host::Snapshot& snapshot) const override;
+  void make(const qmfi_host::Snapshot& snapshot, const qmfi_host::SnapshotNode& node) const override;
+  void secure(const qmfi_host::SnapshotNode& node) const override;
+
+  // The call that throws ("claim NAME", "make ALTERNATE", "secure ALTERNATE").
+  std::string failingCall;
 
  private:
   void record(const std::string& call) const;

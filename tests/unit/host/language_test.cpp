@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../runtime/scoped_environment.h"
+#include "support/environment.h"
 
 namespace qmfi_host {
 namespace {
@@ -21,9 +21,9 @@ TEST(Language, IsALocaleNameWithoutEncodingAndModifier) {
 }
 
 TEST(Language, OfTheUserIsTheFirstVariableThatIsSet) {
-  const ScopedEnvironment lang("LANG", "fr_FR.UTF-8");
-  const ScopedEnvironment messages("LC_MESSAGES", "");
-  const ScopedEnvironment all("LC_ALL", "");
+  const EnvironmentVariable lang("LANG", "fr_FR.UTF-8");
+  const EnvironmentVariable messages("LC_MESSAGES", "");
+  const EnvironmentVariable all("LC_ALL", "");
   EXPECT_EQ(userLanguage(), "fr_FR");
   setenv("LC_MESSAGES", "de_DE.UTF-8", 1);
   EXPECT_EQ(userLanguage(), "de_DE");

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "../runtime/temporary_directory.h"
 #include "build_tree.h"
 #include "failure/host_error.h"
+#include "support/temporary_directory.h"
 
 namespace qmfi_host {
 namespace {
@@ -40,6 +40,11 @@ TEST_F(ProviderDescriptorTest, HoldsWhatTheFileSays) {
     [devices]
     block = "/dev/sample/dsk"
     raw = "/dev/sample/rdsk"
+    [cache]
+    safe = "sync=close"
+    fast = "sync=late"
+    [package]
+    name = "sample-tools"
   )");
   ASSERT_TRUE(descriptor.timeout);
   EXPECT_EQ(descriptor.timeout->parameter, "sampleTimeout");
@@ -54,6 +59,10 @@ TEST_F(ProviderDescriptorTest, HoldsWhatTheFileSays) {
   ASSERT_TRUE(descriptor.devices);
   EXPECT_EQ(descriptor.devices->block, "/dev/sample/dsk");
   EXPECT_EQ(descriptor.devices->raw, "/dev/sample/rdsk");
+  ASSERT_TRUE(descriptor.cache);
+  EXPECT_EQ(descriptor.cache->safe, "sync=close");
+  EXPECT_EQ(descriptor.cache->fast, "sync=late");
+  EXPECT_EQ(descriptor.package, "sample-tools");
 }
 
 TEST_F(ProviderDescriptorTest, OfAnEmptyFileIsThatOfTheKernelsOwnFreeze) {
@@ -63,6 +72,8 @@ TEST_F(ProviderDescriptorTest, OfAnEmptyFileIsThatOfTheKernelsOwnFreeze) {
   EXPECT_EQ(descriptor.thawRequest, static_cast<unsigned long>(FITHAW));
   EXPECT_FALSE(descriptor.failedFreeze);
   EXPECT_FALSE(descriptor.devices);
+  EXPECT_FALSE(descriptor.cache);
+  EXPECT_EQ(descriptor.package, "");
 }
 
 TEST_F(ProviderDescriptorTest, NeedNotSayWhereATimeoutIsConfigured) {
@@ -76,7 +87,7 @@ TEST_F(ProviderDescriptorTest, ThatIsWrongIsAnErrorThatNamesFileKeyAndWhatIsExpe
     const char* text;
     const char* error;
   } cases[] = {
-      {"colour = 1", ": colour is not known; known are timeout, requests, failed-freeze, devices"},
+      {"colour = 1", ": colour is not known; known are timeout, requests, failed-freeze, devices, cache, package"},
       {"timeout = 3", ": timeout must be a table"},
       {"[timeout]", ": timeout.parameter is missing; it must be a text that is not empty"},
       {"[timeout]\nparameter = 3", ": timeout.parameter must be a text that is not empty"},
@@ -96,6 +107,9 @@ TEST_F(ProviderDescriptorTest, ThatIsWrongIsAnErrorThatNamesFileKeyAndWhatIsExpe
       {"[failed-freeze]\nmessage = \"M\"", ": failed-freeze.argument is missing; it must be a number from 0 to 63"},
       {"[failed-freeze]\nmessage = \"M\"\nargument = -1", ": failed-freeze.argument must be a number from 0 to 63"},
       {"[devices]\nblock = \"/dev/x\"", ": devices.raw is missing; it must be a text that is not empty"},
+      {"[cache]\nsafe = \"s\"", ": cache.fast is missing; it must be a text that is not empty"},
+      {"[cache]\nsafe = \"s\"\nfast = \"f\"\nslow = \"x\"", ": cache.slow is not known; known are safe, fast"},
+      {"[package]", ": package.name is missing; it must be a text that is not empty"},
       {"[devices]\nblock = \"dev/x\"\nraw = \"/dev/y\"",
        ": devices.block must be an absolute path that does not end with a slash"},
       {"[devices]\nblock = \"/dev/x/\"\nraw = \"/dev/y\"",

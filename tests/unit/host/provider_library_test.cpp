@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "../runtime/temporary_directory.h"
 #include "build_tree.h"
 #include "failure/host_error.h"
 #include "provider/provider_entry_points.h"
+#include "support/temporary_directory.h"
 
 namespace qmfi_host {
 namespace {
@@ -24,7 +24,8 @@ TEST(ProviderLibrary, WithoutTheFunctionsOfAProviderIsAFailureThatNamesTheFirstM
   const TemporaryDirectory directory;
   std::filesystem::create_symlink(QMFI_BINARY_DIR "/lib/libqmfi_pdk.so.4", directory.file("libsample.so"));
   EXPECT_THAT([&] { ProviderLibrary(directory.path(), "sample"); },
-              ThrowsMessage<HostError>("the provider lacks the function sample_fi_pgn_init"));
+              ThrowsMessage<HostError>("the provider " + directory.file("libsample.so") +
+                                       " lacks the function sample_fi_pgn_init"));
 }
 
 TEST(ProviderLibrary, WhoseNameIsNoPlainWordIsWrongUsage) {

@@ -33,6 +33,11 @@ TEST_F(ProviderOperationsTest, IdentityIsWhatTheProviderSaysOfItself) {
   EXPECT_THAT(identity.fileSystemTypes, ElementsAre("one", "two"));
 }
 
+TEST_F(ProviderOperationsTest, DevicesThatAProviderHandsOutNoneOfAreNone) {
+  m_fake.leavesOut = "subobj_list";
+  EXPECT_THAT(m_primary.subObjects(), IsEmpty());
+}
+
 TEST_F(ProviderOperationsTest, ProviderThatKeepsItsIdentityToItselfIsAnError) {
   m_fake.leavesOut = "get_provider_info";
   EXPECT_THAT([&] { m_provider.identity(); }, ThrowsMessage<HostError>("the provider does not say what it is"));
@@ -56,10 +61,11 @@ TEST_F(ProviderOperationsTest, ClaimThatTheProviderCannotAnswerIsAnError) {
 
 TEST_F(ProviderOperationsTest, NodesAreBroughtOnlineKeptAndTakenOfflineRemoved) {
   m_provider.online(m_primary, m_alternate);
+  m_provider.unmountOnly(m_primary, m_alternate);
   m_provider.takeOffline(m_primary, m_alternate);
   m_provider.deport(m_primary, m_alternate);
-  EXPECT_THAT(m_journal.calls(),
-              ElementsAre("online /proc_alt 1", "dispose /proc_alt 1", "deport_tree /proc /proc_alt"));
+  EXPECT_THAT(m_journal.calls(), ElementsAre("online /proc_alt 1 0", "online /proc_alt 2 0", "dispose /proc_alt 1",
+                                             "deport_tree /proc /proc_alt"));
 }
 
 TEST_F(ProviderOperationsTest, AlternateIsBuiltWhereTheNodeAsksForIt) {

@@ -3,11 +3,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <sstream>
 
+#include "cfiexecpipe.h"
 #include "fake_provider.h"
 #include "provider/node.h"
+#include "support/environment.h"
+#include "support/temporary_directory.h"
 
 namespace qmfi_host {
 namespace {
@@ -47,10 +51,30 @@ TEST_F(ProviderTest, ThatRefusesToStartIsStoppedAndItsMessagesAreShown) {
   } catch (const ProviderError& error) {
     EXPECT_EQ(printed(error),
               "qmfi: the provider sample could not be started: status 30\n"
+              "  The operation failed.\n"
               "  MSG_ERROR_INITIALIZATION_FAILED: not started\n"
               "  MSG_ERROR_COMMAND_FAILED: no package\n");
   }
   EXPECT_THAT(m_journal.calls(), ElementsAre("init sample -", "fini"));
+}
+
+TEST_F(ProviderTest, WhosePackageIsMissingSaysWhichAndWhatIsNext) {
+  ProviderDescriptor descriptor;
+  descriptor.package = "sample-tools";
+  const struct {
+    int status;
+    const char* text;
+  } cases[] = {
+      {30,
+       "the provider sample could not be started: the package sample-tools, which it needs, was not found; install it "
+       "and try again: status 30"},
+      {6, "the provider sample could not be started: status 6"},
+  };
+  for (const auto& one : cases) {
+    m_fake.statuses["init"] = one.status;
+    EXPECT_THAT([&] { Provider(m_fake.entryPoints(), "sample", "", descriptor); },
+                testing::ThrowsMessage<ProviderError>(one.text));
+  }
 }
 
 TEST_F(ProviderTest, OfAnotherInterfaceVersionIsRefused) {
@@ -77,6 +101,7 @@ TEST_F(ProviderTest, FailingCallShowsItsMessagesInTheUsersLanguageAndForgetsThem
     EXPECT_EQ(error.status(), 6);
     EXPECT_EQ(printed(error),
               "qmfi: /dev/x could not be formatted: status 6\n"
+              "  The operation failed.\n"
               "  MSG_ERROR_FORMAT: kein Formatieren\n");
   }
   EXPECT_EQ(m_fake.language, "de_DE");
@@ -106,6 +131,7 @@ TEST_F(ProviderTest, MessageWithoutATextIsShownWithItsArguments) {
     } catch (const ProviderError& error) {
       EXPECT_EQ(printed(error),
                 "qmfi: /dev/x could not be formatted: status 6\n"
+                "  The operation failed.\n"
                 "  MSG_ERROR_FORMAT: [\"/dev/x\"]\n");
     }
   }
@@ -122,6 +148,47 @@ TEST_F(ProviderTest, FailingCallWithoutMessagesIsExplainedByItsStatus) {
   }
 }
 
+TEST_F(ProviderTest, FailingCallEndsWithTheStatusOfWhatIsBusy) {
+  Provider provider(m_fake.entryPoints(), "sample", "");
+  for (const auto& [status, exitStatus] : {std::pair(32, ExitStatus::busy), std::pair(6, ExitStatus::failed)}) {
+    m_fake.statuses["format"] = status;
+    EXPECT_THAT([&] { provider.format("/dev/x"); },
+                testing::Throws<ProviderError>(testing::Property(&HostError::exitStatus, exitStatus)));
+  }
+}
+
+TEST_F(ProviderTest, OutputOfAProgramIsShownByItsLastLineAndWhereTheRestIs) {
+  const TemporaryDirectory directory;
+  const EnvironmentVariable log("QMFI_LOG_DIR", directory.path());
+  const EnvironmentVariable catalogs("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs");
+  Provider provider(m_fake.entryPoints(), "sample", "de_DE");
+  const std::string program = directory.write("program", "#!/bin/sh\necho much; echo more; exit 1\n");
+  chmod(program.c_str(), 0700);
+  std::vector<std::string> output;
+  qmfi_pdk_4_4::CFiExecPipePosix pipe(1);
+  pipe.Exec(program, output, "", 30, "", "", "");
+  m_fake.statuses["format"] = 6;
+  m_fake.messages["format"] = {{"MSG_OUTPUT", R"(["/dev/x",")" + pipe.getLastError().getText() + R"(",7])"}};
+  m_fake.hasTexts = false;
+  const auto told = [&] {
+    try {
+      provider.format("/dev/x");
+    } catch (const ProviderError& error) {
+      EXPECT_THAT(error.messages().at(0).arguments, ElementsAre("/dev/x", "muchmore"));
+      return printed(error);
+    }
+    return std::string();
+  };
+  const std::string withoutTheRest =
+      "qmfi: /dev/x could not be formatted: status 6\n"
+      "  Die Operation ist fehlgeschlagen; die Meldungen des Providers nennen den Grund.\n"
+      "  MSG_OUTPUT: [\"/dev/x\",\"more\",7]\n";
+  EXPECT_EQ(told(), withoutTheRest);
+  directory.write("sample.log", "what was logged");
+  EXPECT_EQ(told(),
+            withoutTheRest + "      Die ganze Ausgabe des Programms steht in " + directory.file("sample.log") + ".\n");
+}
+
 TEST_F(ProviderTest, CallWithoutAStatusFailsByItsMessages) {
   Provider provider(m_fake.entryPoints(), "sample", "");
   Node node(provider, "/proc");
@@ -134,6 +201,7 @@ TEST_F(ProviderTest, CallWithoutAStatusFailsByItsMessages) {
   } catch (const ProviderError& error) {
     EXPECT_EQ(printed(error),
               "qmfi: the cache of /proc could not be enabled: status 6\n"
+              "  The operation failed.\n"
               "  MSG_ERROR_CACHE: still fast\n");
   }
 }

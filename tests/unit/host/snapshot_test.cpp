@@ -6,12 +6,14 @@
 
 #include <sstream>
 
-#include "../runtime/scoped_environment.h"
 #include "cli/snapshot_output.h"
 #include "failure/host_error.h"
+#include "support/environment.h"
 
 namespace qmfi_host {
 namespace {
+
+using testing::ThrowsMessage;
 
 Snapshot makeSnapshot() {
   Snapshot snapshot;
@@ -21,9 +23,22 @@ Snapshot makeSnapshot() {
   snapshot.frozen = std::chrono::microseconds(12345);
   snapshot.phase = Phase::ready;
   snapshot.nodes.resize(2);
-  snapshot.nodes[0] = {"/mnt/a", {"/dev/a", "/dev/a-17b4f33e", "/pool/a", "/pool/a-17b4f33e"}, "/mnt/a_alt", "", ""};
-  snapshot.nodes[1] = {"/mnt/b", {"/dev/b", "/dev/b-17b4f33e", "/pool/b", "/pool/b-17b4f33e"}, "/mnt/b_alt", "", ""};
+  snapshot.nodes[0] = {"/mnt/a", {"/dev/a", "/dev/a-17b4f33e", "/pool/a", "/pool/a-17b4f33e"}, "/mnt/a_alt", "", "",
+                       "sample"};
+  snapshot.nodes[1] = {"/mnt/b", {"/dev/b", "/dev/b-17b4f33e", "/pool/b", "/pool/b-17b4f33e"}, "/mnt/b_alt", "", "",
+                       "sample"};
+  snapshot.nodes[1].volume.splitter = "lvm";
   return snapshot;
+}
+
+SnapshotStatus makeStatus() {
+  const Snapshot snapshot = makeSnapshot();
+  constexpr std::uint64_t mebibyte = 1 << 20;
+  return {
+      snapshot,
+      "unmounted",
+      {{{.bytes = 3 * mebibyte, .needs = 2 * mebibyte, .free = 5 * mebibyte}, true}, {{.bytes = mebibyte / 2}, false}},
+      {}};
 }
 
 template <typename Snapshots>
@@ -49,6 +64,23 @@ TEST(Snapshot, NameIsAWord) {
   EXPECT_THROW(requireSnapshotName(std::string(65, 'x')), UsageError);
 }
 
+TEST(Snapshot, NameOfADirectoryIsNone) {
+  for (const std::string name : {".", ".."}) {
+    EXPECT_THAT([&] { requireSnapshotName(name); },
+                ThrowsMessage<UsageError>("\"" + name + "\" cannot name a snapshot: it names a directory"));
+  }
+  EXPECT_NO_THROW(requireSnapshotName("..."));
+}
+
+TEST(Snapshot, NameIsNothingThatMayBeTheIdOfAnother) {
+  for (const std::string name : {"17b4f33e", "DEADBEEF", "12345678"}) {
+    EXPECT_THAT([&] { requireUsersSnapshotName(name); },
+                ThrowsMessage<UsageError>(
+                    "\"" + name + "\" cannot name a snapshot: eight hexadecimal digits are an id, perhaps another's"));
+  }
+  for (const char* name : {"17b4f33", "17b4f33e0", "17b4f33g"}) EXPECT_NO_THROW(requireUsersSnapshotName(name)) << name;
+}
+
 TEST(Snapshot, PhaseIsFoundByItsName) {
   const std::pair<Phase, const char*> names[] = {
       {Phase::preparing, "preparing"}, {Phase::freezing, "freezing"},     {Phase::attaching, "attaching"},
@@ -70,37 +102,73 @@ TEST(Snapshot, IsAtRestOnlyWhenItIsComplete) {
 }
 
 TEST(SnapshotOutput, JsonHasTheKeysThatProgramsReadInTheirOrder) {
-  EXPECT_EQ(json(makeSnapshot()), R"({
+  EXPECT_EQ(json(makeStatus()), R"({
   "id": "17b4f33e",
   "name": "nightly",
+  "state": "unmounted",
+  "phase": "ready",
+  "created": "2024-11-21T00:00:00Z",
   "frozen_us": 12345,
+  "size": 3670016,
+  "mounted": false,
+  "receipt": null,
   "nodes": [
     {
       "mount_point": "/mnt/a",
       "device": "/dev/a",
       "snapshot_device": "/dev/a-17b4f33e",
-      "alternate": "/mnt/a_alt"
+      "alternate": "/mnt/a_alt",
+      "provider": "sample",
+      "splitter": "reflink",
+      "size": 3145728,
+      "mounted": true,
+      "needs": 2097152,
+      "free": 5242880
     },
     {
       "mount_point": "/mnt/b",
       "device": "/dev/b",
       "snapshot_device": "/dev/b-17b4f33e",
-      "alternate": "/mnt/b_alt"
+      "alternate": "/mnt/b_alt",
+      "provider": "sample",
+      "splitter": "lvm",
+      "size": 524288,
+      "mounted": false,
+      "needs": 0,
+      "free": 0
     }
   ]
 }
 )");
 }
 
+TEST(SnapshotOutput, JsonOfADamagedSnapshotSaysWhatIsWrong) {
+  Snapshot bad;
+  bad.id = "0a0a0a0a";
+  EXPECT_EQ(json(SnapshotStatus{bad, "damaged", {}, "created is no number"}), R"({
+  "id": "0a0a0a0a",
+  "name": "",
+  "state": "damaged",
+  "phase": "preparing",
+  "created": "1970-01-01T00:00:00Z",
+  "frozen_us": 0,
+  "size": 0,
+  "mounted": false,
+  "damage": "created is no number",
+  "receipt": null,
+  "nodes": []
+}
+)");
+}
+
 TEST(SnapshotOutput, JsonOfNoSnapshotsIsAnEmptyArray) {
-  EXPECT_EQ(json(std::vector<Snapshot>()), "[]\n");
+  EXPECT_EQ(json(std::vector<SnapshotStatus>()), "[]\n");
 }
 
 TEST(SnapshotOutput, JsonReplacesBytesThatAreNoText) {
-  Snapshot snapshot = makeSnapshot();
-  snapshot.nodes.resize(1);
-  snapshot.nodes[0].mountPoint = "/mnt/\xff";
-  EXPECT_THAT(json(snapshot), testing::HasSubstr("\"/mnt/\xef\xbf\xbd\""));
+  SnapshotStatus status = makeStatus();
+  status.snapshot.nodes[0].mountPoint = "/mnt/\xff";
+  EXPECT_THAT(json(status), testing::HasSubstr("\"/mnt/\xef\xbf\xbd\""));
 }
 
 TEST(SnapshotOutput, MillisecondsHaveOneDecimal) {
@@ -112,28 +180,113 @@ TEST(SnapshotOutput, MillisecondsHaveOneDecimal) {
 }
 
 TEST(SnapshotOutput, ListHasALineForEachSnapshot) {
-  const ScopedEnvironment zone("TZ", "UTC");
+  const EnvironmentVariable zone("TZ", "UTC");
   std::ostringstream text;
-  printText(text, std::vector<Snapshot>{makeSnapshot()});
-  EXPECT_EQ(text.str(),
-            "ID        NAME     CREATED              FROZEN FOR  STATE       FILE SYSTEMS\n"
-            "17b4f33e  nightly  2024-11-21 00:00:00  12.3 ms     ready       /mnt/a /mnt/b\n");
+  Snapshot bad;
+  bad.id = "0a0a0a0a";
+  bad.name = "a longer name";
+  printText(text, {makeStatus(), {bad, "damaged", {}, "created is no number"}});
+  EXPECT_EQ(
+      text.str(),
+      "ID        NAME           CREATED              FROZEN FOR  STATE        MOUNTED  SIZE     PROVIDER  FILE "
+      "SYSTEMS\n"
+      "17b4f33e  nightly        2024-11-21 00:00:00  12.3 ms     unmounted    no       3.5 MiB  sample    /mnt/a "
+      "/mnt/b\n"
+      "0a0a0a0a  a longer name                                   damaged                                  created "
+      "is no number\n");
 }
 
 TEST(SnapshotOutput, OneSnapshotIsShownWithItsFileSystems) {
-  const ScopedEnvironment zone("TZ", "UTC");
+  const EnvironmentVariable zone("TZ", "UTC");
   std::ostringstream text;
-  printText(text, makeSnapshot());
+  printText(text, makeStatus());
   EXPECT_EQ(text.str(),
             "snapshot   17b4f33e\n"
             "name       nightly\n"
             "created    2024-11-21 00:00:00\n"
             "frozen for 12.3 ms\n"
-            "state      ready\n"
-            "/mnt/a (/dev/a)\n"
-            "  -> /mnt/a_alt (/dev/a-17b4f33e)\n"
-            "/mnt/b (/dev/b)\n"
-            "  -> /mnt/b_alt (/dev/b-17b4f33e)\n");
+            "state      unmounted\n"
+            "mounted    no\n"
+            "size       3.5 MiB\n"
+            "/mnt/a (/dev/a, sample)\n"
+            "  -> /mnt/a_alt (/dev/a-17b4f33e), mounted, 3.0 MiB by reflink\n"
+            "     a full overwrite needs 2.0 MiB of 5.0 MiB free\n"
+            "/mnt/b (/dev/b, sample)\n"
+            "  -> /mnt/b_alt (/dev/b-17b4f33e), not mounted, 512.0 KiB by lvm\n"
+            "     a full overwrite needs 0.0 KiB of 0.0 KiB free\n");
+}
+
+SnapshotStatus statusWithReceipt() {
+  using Moment = FreezeReceipt::Moment;
+  SnapshotStatus status = makeStatus();
+  status.snapshot.receipt = {
+      FreezeReceipt::Time(std::chrono::seconds(1732147200) + Moment(7)),
+      FreezeReceipt::Time(std::chrono::seconds(1732147200) + Moment(12400)),
+      Moment(50),
+      Moment(4000),
+      Moment(8000),
+      Moment(12345),
+      Moment(2000000),
+      {{Moment(0), Moment(1000), Moment(3000), Moment(11000), Moment(12345), ThawAnswer::noFailure},
+       {Moment(1000), Moment(2000), Moment(3500), Moment(8000), Moment(11000), ThawAnswer::noFailure}}};
+  return status;
+}
+
+TEST(SnapshotOutput, JsonHasTheReceipt) {
+  EXPECT_THAT(json(statusWithReceipt()), testing::HasSubstr(R"(  "receipt": {
+    "level": "group",
+    "begin": "2024-11-21T00:00:00.000007Z",
+    "end": "2024-11-21T00:00:00.012400Z",
+    "since_start_us": 50,
+    "split_began_us": 4000,
+    "split_ended_us": 8000,
+    "over_us": 12345,
+    "may_end_us": 2000000,
+    "file_systems": [
+      {
+        "mount_point": "/mnt/a",
+        "freeze_asked_us": 0,
+        "frozen_us": 1000,
+        "proven_us": 3000,
+        "thaw_asked_us": 11000,
+        "thawed_us": 12345,
+        "thaw": "no_failure",
+        "longest_stall_us": 12345
+      },
+      {
+        "mount_point": "/mnt/b",
+        "freeze_asked_us": 1000,
+        "frozen_us": 2000,
+        "proven_us": 3500,
+        "thaw_asked_us": 8000,
+        "thawed_us": 11000,
+        "thaw": "no_failure",
+        "longest_stall_us": 10000
+      }
+    ]
+  },
+)"));
+}
+
+TEST(SnapshotOutput, OneSnapshotIsShownWithItsReceipt) {
+  std::ostringstream text;
+  SnapshotStatus status = statusWithReceipt();
+  status.snapshot.receipt->fileSystems[1].thaw = ThawAnswer::unknown;
+  printText(text, status);
+  EXPECT_THAT(text.str(), testing::HasSubstr("\nfrozen for 12.3 ms\nproven     none\nstate      unmounted\n"));
+  EXPECT_THAT(text.str(), testing::HasSubstr("MiB free\n     frozen from 1.0 ms to 11.0 ms, proven at 3.0 ms; writes "
+                                             "waited 12.3 ms at most\n/mnt/b "));
+  EXPECT_THAT(text.str(), testing::EndsWith("\n     frozen from 2.0 ms to 8.0 ms, proven at 3.5 ms, thawed nobody "
+                                            "knows when; writes waited 10.0 ms at most\n"));
+}
+
+TEST(SnapshotOutput, InterruptedSnapshotIsShownWithItsPhase) {
+  std::ostringstream text;
+  SnapshotStatus status = makeStatus();
+  status.state = "interrupted";
+  status.snapshot.phase = Phase::deleting;
+  printText(text, status);
+  EXPECT_THAT(text.str(), testing::HasSubstr("\nstate      interrupted (deleting)\n"));
 }
 
 }  // namespace

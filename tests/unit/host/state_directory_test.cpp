@@ -1,25 +1,18 @@
-// The state directory and its lock.
+// The state directory.
 #include "state/state_directory.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
-#include "../runtime/temporary_directory.h"
 #include "failure/host_error.h"
+#include "support/temporary_directory.h"
 
 namespace qmfi_host {
 namespace {
 
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-
-bool isLocked(const std::string& file) {
-  const Descriptor descriptor(open(file.c_str(), O_RDWR | O_CLOEXEC));
-  return flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0;
-}
 
 TEST(StateDirectory, IsMadeForRootAlone) {
   const TemporaryDirectory directory;
@@ -53,19 +46,6 @@ TEST(StateDirectory, ThatIsStillToBeMadeOnAFileSystemThatIsToBeFrozenIsRefused) 
   const TemporaryDirectory directory;
   EXPECT_THROW(requireOutside(directory.file("still/to/be/made"), {directory.path()}), HostError);
   EXPECT_FALSE(std::filesystem::exists(directory.file("still")));
-}
-
-TEST(StateLock, IsHeldUntilItsEnd) {
-  const TemporaryDirectory directory;
-  {
-    const StateLock lock(directory.path());
-    EXPECT_TRUE(isLocked(directory.file("lock")));
-  }
-  EXPECT_FALSE(isLocked(directory.file("lock")));
-}
-
-TEST(StateLock, InADirectoryThatIsMissingIsAFailure) {
-  EXPECT_THROW(StateLock("/nonexistent"), HostError);
 }
 
 }  // namespace
