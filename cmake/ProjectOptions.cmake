@@ -13,9 +13,14 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   # Paths are told relative to the checkout, so that a second clone profits from what the first has compiled.
-  set(CMAKE_C_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "${CCACHE_PROGRAM}")
+  # What is compiled with precompiled headers is kept only when told that no macro in them tells the time; they are large, so
+  # their checksums are kept.
+  set(CMAKE_C_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}"
+      CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_INODECACHE=1 "${CCACHE_PROGRAM}")
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
+# A precompiled header must not hold the time at which it was made, or it would be another one each time.
+add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 # Debuggers that are started in the checkout find the sources.
 add_compile_options("-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.")
 
