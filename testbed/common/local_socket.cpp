@@ -7,9 +7,12 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/checked.h"
+#include "system/checked.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
 
 namespace {
 
@@ -47,16 +50,18 @@ bool sendMessage(int socket, const void* bytes, std::size_t length, int passed) 
     envelope.header.msg_controllen = 0;
   }
   ssize_t sent;
-  do sent = sendmsg(socket, &envelope.header, MSG_NOSIGNAL);
-  while (sent < 0 && errno == EINTR);
+  do {
+    sent = sendmsg(socket, &envelope.header, MSG_NOSIGNAL);
+  } while (sent < 0 && errno == EINTR);
   return sent == static_cast<ssize_t>(length);
 }
 
 bool receiveMessage(int socket, void* bytes, std::size_t length, Descriptor* passed) {
   Envelope envelope(bytes, length);
   ssize_t received;
-  do received = recvmsg(socket, &envelope.header, MSG_CMSG_CLOEXEC);
-  while (received < 0 && errno == EINTR);
+  do {
+    received = recvmsg(socket, &envelope.header, MSG_CMSG_CLOEXEC);
+  } while (received < 0 && errno == EINTR);
   if (received < 0) return false;
   const cmsghdr* control = CMSG_FIRSTHDR(&envelope.header);
   if (control != nullptr && control->cmsg_level == SOL_SOCKET && control->cmsg_type == SCM_RIGHTS) {

@@ -1,19 +1,20 @@
 // Loop devices: block devices over files.
-#pragma once
+#ifndef LOOP_DEVICE_H
+#define LOOP_DEVICE_H
 
 #include <sys/types.h>
 
 #include <optional>
 
-#include "common/descriptor.h"
+#include "system/descriptor.h"
 
 namespace testbed {
 
 // An attached loop device. It detaches itself when its last user is gone: no mount, no open descriptor.
 struct LoopDevice {
-  int number;         // N of /dev/loopN
-  dev_t device;       // its device number
-  Descriptor handle;  // keeps it attached; read-only
+  int number;                      // N of /dev/loopN
+  dev_t device;                    // its device number
+  qmfi_system::Descriptor handle;  // keeps it attached; read-only
 };
 
 // Attaches a free loop device to the file `backing` (open for reading and writing). /dev/loopN is made where it is
@@ -32,3 +33,5 @@ int distanceFromPool(dev_t device, dev_t pool);
 void detachLoopDevicesOf(dev_t pool);
 
 }  // namespace testbed
+
+#endif

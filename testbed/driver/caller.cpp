@@ -7,16 +7,20 @@
 
 #include <bit>
 #include <cerrno>
-#include <fstream>
+#include <sstream>
 #include <string>
 
+#include "system/small_file.h"
+
 namespace testbed {
+
+using qmfi_system::Descriptor;
 
 namespace {
 
 // A descriptor can only be taken from a process by its first thread's number.
 pid_t processOf(pid_t thread) {
-  std::ifstream status("/proc/" + std::to_string(thread) + "/status");
+  std::istringstream status(qmfi_system::readSmallFile("/proc/" + std::to_string(thread) + "/status").value_or(""));
   const std::string key = "Tgid:";
   for (std::string word; status >> word;) {
     pid_t process;

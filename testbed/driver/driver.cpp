@@ -9,6 +9,8 @@
 
 namespace testbed {
 
+using qmfi_system::Descriptor;
+
 struct Driver::Request {
   int listener;
   std::uint64_t id;  // of the notification
@@ -24,11 +26,11 @@ namespace {
 RequestKind kindOf(std::uint64_t number) {
   switch (static_cast<std::uint32_t>(number)) {
     case requestFreeze:
-      return RequestKind::Freeze;
+      return RequestKind::freeze;
     case requestThaw:
-      return RequestKind::Thaw;
+      return RequestKind::thaw;
     default:
-      return RequestKind::FreezeAll;
+      return RequestKind::freezeAll;
   }
 }
 
@@ -103,8 +105,8 @@ int Driver::act(const Request& request) {
   std::vector<Descriptor> descriptors;
   descriptors.push_back(caller.takeDescriptor(request.descriptor));
   std::chrono::seconds timeout{0};
-  if (request.kind == RequestKind::Freeze) timeout = checkedTimeout(static_cast<std::int32_t>(request.argument));
-  if (request.kind == RequestKind::FreezeAll) {
+  if (request.kind == RequestKind::freeze) timeout = checkedTimeout(static_cast<std::int32_t>(request.argument));
+  if (request.kind == RequestKind::freezeAll) {
     const auto record = caller.readRecord(request.argument);
     timeout = checkedTimeout(record.timeout);
     descriptors.clear();
@@ -112,7 +114,7 @@ int Driver::act(const Request& request) {
   }
   // A caller that was killed meanwhile may have left its number to another process, whose descriptors these are then.
   if (seccomp_notify_id_valid(request.listener, request.id) != 0) return ESRCH;
-  return request.kind == RequestKind::Thaw ? m_registry.thaw(descriptors[0])
+  return request.kind == RequestKind::thaw ? m_registry.thaw(descriptors[0])
                                            : m_registry.freeze(std::move(descriptors), timeout);
 }
 

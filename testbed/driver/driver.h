@@ -1,15 +1,16 @@
 // The stand-in for the file system's kernel driver: answers the freeze requests of the filtered processes.
-#pragma once
+#ifndef DRIVER_H
+#define DRIVER_H
 
 #include <array>
 #include <condition_variable>
 #include <mutex>
 #include <vector>
 
-#include "common/descriptor.h"
 #include "driver/caller.h"
 #include "driver/fault.h"
 #include "driver/freeze_registry.h"
+#include "system/descriptor.h"
 
 struct seccomp_notif;
 
@@ -50,3 +51,5 @@ class Driver {
 };
 
 }  // namespace testbed
+
+#endif

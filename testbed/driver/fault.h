@@ -1,5 +1,6 @@
 // What the driver can be made to do wrong.
-#pragma once
+#ifndef FAULT_H
+#define FAULT_H
 
 #include <chrono>
 
@@ -16,3 +17,5 @@ struct Fault {
 };
 
 }  // namespace testbed
+
+#endif

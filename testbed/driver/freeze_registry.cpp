@@ -16,6 +16,8 @@
 
 namespace testbed {
 
+using qmfi_system::Descriptor;
+
 namespace {
 
 // A freeze mostly waits for the kernel's grace periods. One that has begun when all freezes start makes them wait for
@@ -81,7 +83,7 @@ FreezeRegistry::Entry* FreezeRegistry::settled(std::unique_lock<std::mutex>& loc
   m_changed.wait(lock, [&] {
     const auto found = m_entries.find(device);
     entry = found == m_entries.end() ? nullptr : &found->second;
-    return entry == nullptr || entry->state != State::Thawing;
+    return entry == nullptr || entry->state != State::thawing;
   });
   return entry;
 }
@@ -139,7 +141,7 @@ bool FreezeRegistry::commit(const std::vector<dev_t>& devices, std::chrono::seco
   if (m_stopping) return false;
   for (const dev_t device : devices) {
     auto& entry = m_entries.at(device);
-    entry.state = State::Frozen;
+    entry.state = State::frozen;
     entry.deadline = Clock::now() + timeout;
     entry.order = ++m_order;
     m_expired.erase(device);
@@ -155,8 +157,8 @@ int FreezeRegistry::thaw(const Descriptor& descriptor) {
     std::unique_lock lock(m_mutex);
     Entry* entry = settled(lock, device);
     if (entry == nullptr) return m_expired.erase(device) != 0 ? ETIMEDOUT : EINVAL;
-    if (entry->state == State::Freezing) return EINVAL;
-    entry->state = State::Thawing;
+    if (entry->state == State::freezing) return EINVAL;
+    entry->state = State::thawing;
   }
   const int error = thawOwned(device);
   forget(device);
@@ -203,12 +205,12 @@ bool FreezeRegistry::takeFrozen(Clock::time_point latestDeadline, dev_t& device)
   const std::lock_guard lock(m_mutex);
   Entry* last = nullptr;
   for (auto& [candidate, entry] : m_entries) {
-    if (entry.state != State::Frozen || entry.deadline > latestDeadline) continue;
+    if (entry.state != State::frozen || entry.deadline > latestDeadline) continue;
     if (last != nullptr && last->order > entry.order) continue;
     last = &entry;
     device = candidate;
   }
-  if (last != nullptr) last->state = State::Thawing;
+  if (last != nullptr) last->state = State::thawing;
   return last != nullptr;
 }
 
@@ -222,7 +224,7 @@ void FreezeRegistry::expire() {
     if (m_stopping) return;
     auto next = Clock::time_point::max();
     for (const auto& [device, entry] : m_entries) {
-      if (entry.state == State::Frozen) next = std::min(next, entry.deadline);
+      if (entry.state == State::frozen) next = std::min(next, entry.deadline);
     }
     if (next == Clock::time_point::max()) {
       m_changed.wait(lock);

@@ -1,5 +1,6 @@
 // The file systems that the driver has frozen, and their time-outs.
-#pragma once
+#ifndef FREEZE_REGISTRY_H
+#define FREEZE_REGISTRY_H
 
 #include <sys/types.h>
 
@@ -12,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "common/descriptor.h"
 #include "driver/watchdog.h"
+#include "system/descriptor.h"
 
 namespace testbed {
 
@@ -30,11 +31,11 @@ class FreezeRegistry {
   // Freezes the file systems that the descriptors lie on, all or none, as nearly at the same moment as it can; a file
   // system that lies in an image on another one of the list comes before it. They thaw by themselves after `timeout`.
   // EBUSY: one is frozen already or twice in the list; ENOTTY: one is not on a volume; else what FIFREEZE said.
-  int freeze(std::vector<Descriptor> descriptors, std::chrono::seconds timeout);
+  int freeze(std::vector<qmfi_system::Descriptor> descriptors, std::chrono::seconds timeout);
 
   // Thaws the file system that the descriptor lies on. EINVAL: it is not frozen; ETIMEDOUT: its time-out ended the
   // freeze, said once for a freeze; ENOTTY: it is not on a volume; else what FITHAW said.
-  int thaw(const Descriptor& descriptor);
+  int thaw(const qmfi_system::Descriptor& descriptor);
 
   // Thaws all that is frozen, last frozen first, and freezes nothing any more (ENODEV).
   void thawEverything();
@@ -42,19 +43,19 @@ class FreezeRegistry {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // An entry that is not Frozen belongs to the thread that is freezing or thawing it; the others leave it alone.
-  enum class State { Freezing, Frozen, Thawing };
+  // An entry that is not frozen belongs to the thread that is freezing or thawing it; the others leave it alone.
+  enum class State { freezing, frozen, thawing };
 
   struct Entry {
-    Descriptor descriptor;  // on the file system; keeps it mounted
-    int distance;           // loop devices down to the pool
-    State state = State::Freezing;
+    qmfi_system::Descriptor descriptor;  // on the file system; keeps it mounted
+    int distance;                        // loop devices down to the pool
+    State state = State::freezing;
     Clock::time_point deadline{};
     std::uint64_t order = 0;  // grows with every freeze
   };
 
   Entry* settled(std::unique_lock<std::mutex>& lock, dev_t device);
-  int reserve(std::vector<Descriptor> descriptors, std::vector<dev_t>& devices);
+  int reserve(std::vector<qmfi_system::Descriptor> descriptors, std::vector<dev_t>& devices);
   std::vector<std::vector<dev_t>> levels(const std::vector<dev_t>& devices);
   int freezeReserved(const std::vector<dev_t>& devices, std::vector<dev_t>& frozen);
   bool commit(const std::vector<dev_t>& devices, std::chrono::seconds timeout);
@@ -77,3 +78,5 @@ class FreezeRegistry {
 };
 
 }  // namespace testbed
+
+#endif

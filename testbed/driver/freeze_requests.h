@@ -1,5 +1,6 @@
 // The freeze requests of the qmfs kernel driver, as its callers issue them with ioctl.
-#pragma once
+#ifndef FREEZE_REQUESTS_H
+#define FREEZE_REQUESTS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -20,9 +21,13 @@ static_assert(sizeof(FreezeAllRecord) == 16);
 static_assert(offsetof(FreezeAllRecord, timeout) == 4);
 static_assert(offsetof(FreezeAllRecord, descriptors) == 8);
 
+// The most descriptors that one freeze-all request may list.
 constexpr std::int32_t maximumDescriptors = 65536;
 
-enum class RequestKind { Freeze, Thaw, FreezeAll };
+// The three requests.
+enum class RequestKind { freeze, thaw, freezeAll };
 constexpr std::size_t requestKinds = 3;
 
 }  // namespace testbed
+
+#endif

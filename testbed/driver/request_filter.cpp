@@ -12,10 +12,13 @@
 #include <memory>
 #include <vector>
 
-#include "common/checked.h"
 #include "driver/freeze_requests.h"
+#include "system/checked.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
 
 namespace {
 

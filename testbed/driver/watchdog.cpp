@@ -10,13 +10,15 @@
 
 namespace testbed {
 
+using qmfi_system::Descriptor;
+
 void WatchdogLink::call(const WatchdogMessage& message, int descriptor) {
   const std::lock_guard lock(m_mutex);
   char answer;
   if (!m_socket.valid()) return;
   if (!sendMessage(m_socket.get(), &message, sizeof message, descriptor) ||
       !receiveMessage(m_socket.get(), &answer, sizeof answer)) {
-    m_socket.close();
+    m_socket.reset();
   }
 }
 
@@ -25,13 +27,14 @@ bool Watchdog::serve() {
   Descriptor passed;
   if (!receiveMessage(m_socket.get(), &message, sizeof message, &passed)) {
     thawAll();
-    m_socket.close();
+    m_socket.reset();
     return false;
   }
-  if (message.kind == WatchdogMessage::Hold && passed.valid())
+  if (message.kind == WatchdogMessage::hold && passed.valid()) {
     m_held.insert_or_assign(message.device, std::move(passed));
-  if (message.kind == WatchdogMessage::Release) m_held.erase(message.device);
-  if (message.kind == WatchdogMessage::Pool) m_pool = message.device;
+  }
+  if (message.kind == WatchdogMessage::release) m_held.erase(message.device);
+  if (message.kind == WatchdogMessage::pool) m_pool = message.device;
   const char answer = 0;
   sendMessage(m_socket.get(), &answer, sizeof answer);
   return true;

@@ -50,7 +50,7 @@ bool consistsOf(const std::string& text, std::string_view others) {
   });
 }
 
-// One spelling for each place: /mnt/a for /mnt//a/ and /mnt/./a.
+// One spelling for each path: /mnt/a for /mnt//a/ and /mnt/./a.
 std::string plainPath(const std::string& path) {
   std::string plain = std::filesystem::path(path).lexically_normal();
   if (plain.ends_with('/')) plain.pop_back();
@@ -61,11 +61,15 @@ VolumeSpec parseVolume(const std::string& text) {
   std::string rest = text;
   VolumeSpec volume{.name = cut(rest, ':')};
   if (!consistsOf(volume.name, "_.-") || volume.name.front() == '.' || volume.name.front() == '-') {
-    throw UsageError("volume \"" + text + "\" is not of the form NAME[:SIZE[:MOUNTPOINT]]");
+    throw UsageError("volume \"" + text + "\" is not of the form NAME[:SIZE[:MOUNTPOINT[:TYPE]]]");
   }
   if (const std::string size = cut(rest, ':'); !size.empty()) volume.bytes = parseSize(size);
   if (rest.empty()) return volume;
-  volume.mountPoint = plainPath(rest);
+  volume.mountPoint = plainPath(cut(rest, ':'));
+  if (!rest.empty()) volume.type = rest;
+  if (volume.type != "qmfs" && volume.type != "xfs" && volume.type != "ext4") {
+    throw UsageError("the type of volume \"" + text + "\" is none of qmfs, xfs and ext4");
+  }
   if (!volume.mountPoint->starts_with('/')) {
     throw UsageError("the mount point of volume \"" + text + "\" is not an absolute path");
   }
@@ -90,9 +94,9 @@ RequestKind parseRequest(const std::string& request) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return c == '-' ? '_' : std::toupper(c); });
   if (text.starts_with("QM_")) text.erase(0, 3);
-  if (text == "FREEZE") return RequestKind::Freeze;
-  if (text == "THAW") return RequestKind::Thaw;
-  if (text == "FREEZE_ALL") return RequestKind::FreezeAll;
+  if (text == "FREEZE") return RequestKind::freeze;
+  if (text == "THAW") return RequestKind::thaw;
+  if (text == "FREEZE_ALL") return RequestKind::freezeAll;
   throw UsageError("request \"" + request + "\" is none of QM_FREEZE, QM_THAW and QM_FREEZE_ALL");
 }
 
@@ -171,7 +175,8 @@ Arguments parseArguments(int count, const char* const* words) {
   const auto list = [&app](const char* name, std::vector<std::string>& values, const char* form, const char* what) {
     app.add_option(name, values, what)->option_text(form)->allow_extra_args(false);
   };
-  list("--volume", volumes, "NAME[:SIZE[:MOUNTPOINT]]", "make a volume; with a mount point, format and mount it");
+  list("--volume", volumes, "NAME[:SIZE[:MOUNTPOINT[:TYPE]]]",
+       "make a volume; with a mount point, format and mount it (as qmfs)");
   list("--set", settings, "KEY=VALUE", "set a parameter of the plug-in's configuration");
   list("--driver", faults, "fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS",
        "inject a fault into the driver's N-th request of a kind");

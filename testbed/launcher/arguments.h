@@ -1,5 +1,6 @@
 // The command line of the testbed.
-#pragma once
+#ifndef ARGUMENTS_H
+#define ARGUMENTS_H
 
 #include <cstdint>
 #include <filesystem>
@@ -17,6 +18,7 @@ struct VolumeSpec {
   std::string name;                         // last part of /dev/qm/dsk/dg1/NAME
   std::uint64_t bytes = 512ULL << 20;       // the file system wants 300 MiB or more
   std::optional<std::string> mountPoint{};  // where it is mounted after formatting; without it, it stays blank
+  std::string type = "qmfs";                // of its file system: qmfs, xfs or ext4
 };
 
 // One parameter of the plug-in's configuration.
@@ -25,6 +27,7 @@ struct Setting {
   std::string value;
 };
 
+// What the testbed is to do.
 struct Arguments {
   std::vector<VolumeSpec> volumes;
   std::vector<Setting> settings;
@@ -51,3 +54,5 @@ class HelpRequest : public std::runtime_error {
 Arguments parseArguments(int count, const char* const* words);
 
 }  // namespace testbed
+
+#endif

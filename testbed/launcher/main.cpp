@@ -12,16 +12,20 @@
 #include <csignal>
 #include <cstdio>
 
-#include "common/checked.h"
-#include "common/child_process.h"
 #include "common/local_socket.h"
 #include "driver/watchdog.h"
 #include "launcher/arguments.h"
 #include "launcher/session.h"
 #include "launcher/terminal.h"
 #include "launcher/volume_pool.h"
+#include "system/checked.h"
+#include "system/program.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
+using qmfi_system::shellStatus;
 
 namespace {
 
@@ -61,7 +65,7 @@ int guard(Watchdog& watchdog, pid_t session, Descriptor lifeline, const Descript
       if (read(endSignals.get(), &signal, sizeof signal) == sizeof signal && endedBy == 0) {
         endedBy = static_cast<int>(signal.ssi_signo);
       }
-      lifeline.close();
+      lifeline.reset();
     }
   }
   return endedBy;
@@ -89,13 +93,13 @@ int launch(const Arguments& arguments) {
 
   const pid_t session = forkNamespace();
   if (session == 0) {
-    lifelineWriter.close();
-    watchdogSide.close();
+    lifelineWriter.reset();
+    watchdogSide.reset();
     return sessionStatus(arguments, terminal, lifelineReader, std::move(sessionSide), std::move(poolImage));
   }
-  sessionSide.close();
-  lifelineReader.close();
-  poolImage.close();
+  sessionSide.reset();
+  lifelineReader.reset();
+  poolImage.reset();
 
   Watchdog watchdog(std::move(watchdogSide));
   const int endedBy = guard(watchdog, session, std::move(lifelineWriter), endSignals);
@@ -122,7 +126,7 @@ int runLauncher(int count, char** words) {
     return 0;
   } catch (const UsageError& error) {
     std::fprintf(stderr,
-                 "qmfs-testbed: %s\nUsage: qmfs-testbed [--volume NAME[:SIZE[:MOUNTPOINT]]]... "
+                 "qmfs-testbed: %s\nUsage: qmfs-testbed [--volume NAME[:SIZE[:MOUNTPOINT[:TYPE]]]]... "
                  "[--set KEY=VALUE]...\n       [--driver fail=REQUEST@N:ERRNO | delay=REQUEST@N:MS]... [--pool DIR] -- "
                  "COMMAND...\n",
                  error.what());

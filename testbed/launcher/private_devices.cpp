@@ -9,9 +9,11 @@
 
 #include <array>
 
-#include "common/checked.h"
+#include "system/checked.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
 
 namespace {
 

@@ -1,5 +1,6 @@
 // The devices of the private root.
-#pragma once
+#ifndef PRIVATE_DEVICES_H
+#define PRIVATE_DEVICES_H
 
 #include <string>
 
@@ -11,3 +12,5 @@ namespace testbed {
 void fillDevices(const std::string& directory);
 
 }  // namespace testbed
+
+#endif

@@ -17,11 +17,15 @@
 #include <string_view>
 #include <vector>
 
-#include "common/checked.h"
-#include "common/descriptor.h"
 #include "launcher/private_devices.h"
+#include "system/checked.h"
+#include "system/descriptor.h"
+#include "system/small_file.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
 
 namespace fs = std::filesystem;
 
@@ -44,8 +48,9 @@ void openStage() {
   const Descriptor tree(
       checked(open_tree(AT_FDCWD, "/", OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE), "copying the mount tree"));
   mountOn("qmfs-testbed", stage, "tmpfs", 0, "mode=755");
-  for (const auto& directory : {hostTree, layers, newRoot})
+  for (const auto& directory : {hostTree, layers, newRoot}) {
     checked(mkdir(directory.c_str(), 0755), "mkdir " + directory);
+  }
   checked(move_mount(tree.get(), "", AT_FDCWD, hostTree.c_str(), MOVE_MOUNT_F_EMPTY_PATH), "placing the mount tree");
 }
 
@@ -81,8 +86,9 @@ bool leftOut(const HostMount& mounted) {
 bool overlay(const std::string& path) {
   static int number = 0;
   const std::string layer = layers + "/" + std::to_string(++number);
-  for (const char* part : {"", "/upper", "/work"})
+  for (const char* part : {"", "/upper", "/work"}) {
     checked(mkdir((layer + part).c_str(), 0755), "mkdir " + layer + part);
+  }
   // The mounted directory takes its owner and mode from the upper layer.
   struct stat original {};
   checked(stat((hostTree + path).c_str(), &original), "stat " + path);
@@ -112,7 +118,7 @@ void showHostFiles() {
   }
 }
 
-void makePlaces() {
+void makeDirectories() {
   for (const char* directory : {"/dev", "/proc", "/sys", "/tmp"}) fs::create_directories(newRoot + directory);
   checked(chmod((newRoot + "/tmp").c_str(), 01777), "chmod /tmp");
   mountOn(hostTree + "/sys", newRoot + "/sys", nullptr, MS_BIND | MS_REC);
@@ -120,9 +126,9 @@ void makePlaces() {
   fillDevices(newRoot + "/dev");
 }
 
-void showAsItIs(const fs::path& directory, const std::string& place) {
-  fs::create_directories(newRoot + place);
-  mountOn(hostTree + directory.string(), newRoot + place, nullptr, MS_BIND | MS_REC);
+void showAsItIs(const fs::path& directory, const std::string& path) {
+  fs::create_directories(newRoot + path);
+  mountOn(hostTree + directory.string(), newRoot + path, nullptr, MS_BIND | MS_REC);
 }
 
 void changeRoot() {
@@ -134,9 +140,8 @@ void changeRoot() {
 }
 
 void writeMountTable() {
-  std::ifstream mounts("/proc/self/mounts");
   fs::remove("/etc/mtab");
-  std::ofstream("/etc/mtab") << mounts.rdbuf();
+  std::ofstream("/etc/mtab") << qmfi_system::readSmallFile("/proc/self/mounts").value_or("");
 }
 
 }  // namespace
@@ -146,8 +151,8 @@ void enterPrivateRoot(const std::map<fs::path, std::string>& shown) {
   umask(022);
   openStage();
   showHostFiles();
-  makePlaces();
-  for (const auto& [directory, place] : shown) showAsItIs(directory, place);
+  makeDirectories();
+  for (const auto& [directory, path] : shown) showAsItIs(directory, path);
   changeRoot();
   writeMountTable();
 }

@@ -1,5 +1,6 @@
 // The private root: the machine's own files seen through a layer that is gone with the testbed, and its own devices.
-#pragma once
+#ifndef PRIVATE_ROOT_H
+#define PRIVATE_ROOT_H
 
 #include <filesystem>
 #include <map>
@@ -16,3 +17,5 @@ namespace testbed {
 void enterPrivateRoot(const std::map<std::filesystem::path, std::string>& shown);
 
 }  // namespace testbed
+
+#endif

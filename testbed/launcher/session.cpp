@@ -17,17 +17,23 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/checked.h"
-#include "common/child_process.h"
 #include "common/local_socket.h"
+#include "common/program.h"
 #include "driver/driver.h"
 #include "driver/request_filter.h"
 #include "launcher/installation.h"
 #include "launcher/private_root.h"
 #include "launcher/stray_freezes.h"
 #include "launcher/volume_pool.h"
+#include "system/checked.h"
+#include "system/child_process.h"
+#include "system/program.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
+using qmfi_system::shellStatus;
 
 namespace fs = std::filesystem;
 
@@ -41,13 +47,19 @@ void run(const std::vector<std::string>& words) {
   throw std::runtime_error(line + "failed with status " + std::to_string(status));
 }
 
+std::vector<std::string> formatCommand(const VolumeSpec& volume) {
+  const std::string program = "/sbin/mkfs." + volume.type;
+  if (volume.type == "qmfs") return {program, rawDeviceOf(volume)};
+  return {program, "-q", rawDeviceOf(volume)};
+}
+
 void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
   for (const auto& volume : volumes) {
     const bool isNew = pool.add(volume);
     if (!volume.mountPoint) continue;
     fs::create_directories(*volume.mountPoint);
-    if (isNew) run({"/sbin/mkfs.qmfs", rawDeviceOf(volume)});
-    run({"/bin/mount", "-t", "qmfs", blockDeviceOf(volume), *volume.mountPoint});
+    if (isNew) run(formatCommand(volume));
+    run({"/bin/mount", "-t", volume.type, blockDeviceOf(volume), *volume.mountPoint});
   }
 }
 
@@ -69,9 +81,10 @@ void makeVolumes(VolumePool& pool, const std::vector<VolumeSpec>& volumes) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  if (chdir(directory.c_str()) < 0)
+  if (chdir(directory.c_str()) < 0) {
     std::fprintf(stderr, "qmfs-testbed: no %s here, starting in /\n", directory.c_str());
-  execvp(command[0].c_str(), argumentVector(command).data());
+  }
+  execvp(command[0].c_str(), qmfi_system::pointersTo(command).data());
   const int reason = errno;
   std::fprintf(stderr, "qmfs-testbed: %s: %m\n", command[0].c_str());
   _exit(reason == ENOENT ? 127 : 126);
@@ -87,10 +100,10 @@ Command startCommand(const std::vector<std::string>& command, const fs::path& di
   auto [here, there] = makeSocketPair();
   const pid_t process = checked(fork(), "fork");
   if (process == 0) {
-    here.close();
+    here.reset();
     becomeCommand(command, directory, terminal, there.get());
   }
-  there.close();
+  there.reset();
   char mark;
   Command started{.process = process, .listener = {}, .start = {}};
   receiveMessage(here.get(), &mark, sizeof mark, &started.listener);

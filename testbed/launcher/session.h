@@ -1,9 +1,10 @@
 // The inside of a testbed, from its private root to the command's end.
-#pragma once
+#ifndef SESSION_H
+#define SESSION_H
 
-#include "common/descriptor.h"
 #include "launcher/arguments.h"
 #include "launcher/terminal.h"
+#include "system/descriptor.h"
 
 namespace testbed {
 
@@ -17,7 +18,9 @@ constexpr int setUpFailed = 125;
 //  - `watchdog`: the socket to the process that thaws if this one is killed;
 //  - `poolImage`: the file for a pool of its own; none when the pool is a directory of the machine.
 // Returns the command's status as a shell reports it. Throws std::exception when the testbed cannot be set up.
-int runSession(const Arguments& arguments, const Terminal& terminal, const Descriptor& lifeline, Descriptor watchdog,
-               Descriptor poolImage);
+int runSession(const Arguments& arguments, const Terminal& terminal, const qmfi_system::Descriptor& lifeline,
+               qmfi_system::Descriptor watchdog, qmfi_system::Descriptor poolImage);
 
 }  // namespace testbed
+
+#endif

@@ -8,10 +8,12 @@
 
 #include <memory>
 
-#include "common/descriptor.h"
 #include "common/loop_device.h"
+#include "system/descriptor.h"
 
 namespace testbed {
+
+using qmfi_system::Descriptor;
 
 void thawStrayFreezes(dev_t pool) {
   const std::unique_ptr<libmnt_table, void (*)(libmnt_table*)> table(mnt_new_table_from_file("/proc/self/mountinfo"),

@@ -1,5 +1,6 @@
 // Freezes that did not go through the driver.
-#pragma once
+#ifndef STRAY_FREEZES_H
+#define STRAY_FREEZES_H
 
 #include <sys/types.h>
 
@@ -10,3 +11,5 @@ namespace testbed {
 void thawStrayFreezes(dev_t pool);
 
 }  // namespace testbed
+
+#endif

@@ -1,5 +1,6 @@
 // The terminal that the testbed was started on.
-#pragma once
+#ifndef TERMINAL_H
+#define TERMINAL_H
 
 namespace testbed {
 
@@ -7,6 +8,7 @@ namespace testbed {
 // with standard input and output. Otherwise nothing here does anything.
 class Terminal {
  public:
+  // Looks whether there is one, for the calling process's group.
   Terminal();
 
   // Whether there is a terminal to hand on.
@@ -21,3 +23,5 @@ class Terminal {
 };
 
 }  // namespace testbed
+
+#endif

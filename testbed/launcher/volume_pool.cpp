@@ -9,10 +9,13 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "common/checked.h"
-#include "common/child_process.h"
+#include "common/program.h"
+#include "system/checked.h"
 
 namespace testbed {
+
+using qmfi_system::checked;
+using qmfi_system::Descriptor;
 
 namespace fs = std::filesystem;
 

@@ -1,14 +1,15 @@
 // The pool of sparse volume files, and the volumes over it.
-#pragma once
+#ifndef VOLUME_POOL_H
+#define VOLUME_POOL_H
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
 
-#include "common/descriptor.h"
 #include "common/loop_device.h"
 #include "launcher/arguments.h"
+#include "system/descriptor.h"
 
 namespace testbed {
 
@@ -17,14 +18,14 @@ inline const std::string poolDirectory = "/qmfs-pool";
 
 // A sparse file without a name in $TMPDIR or /var/tmp, for the pool to lie in: it is gone with its last user.
 // To be called while the machine's own disks are in sight. Throws std::system_error.
-Descriptor makePoolImage();
+qmfi_system::Descriptor makePoolImage();
 
 // A mounted file system that can share blocks between files, so that a volume is copied in no time.
 class VolumePool {
  public:
   // Formats `image` and mounts it at poolDirectory, for this testbed alone. Throws std::system_error or
   // std::runtime_error.
-  static VolumePool ownPool(Descriptor image);
+  static VolumePool ownPool(qmfi_system::Descriptor image);
 
   // What is at poolDirectory already, and may be at other testbeds' too. Throws std::system_error.
   static VolumePool sharedPool();
@@ -43,8 +44,11 @@ class VolumePool {
   std::vector<LoopDevice> m_volumes;
 };
 
-// The volume's block device and its raw device, which on this system is the same under another name.
+// Both are paths: of the volume's block device, and of its raw device, which on this system is the same under another
+// name.
 std::string blockDeviceOf(const VolumeSpec& volume);
 std::string rawDeviceOf(const VolumeSpec& volume);
 
 }  // namespace testbed
+
+#endif

@@ -1,5 +1,6 @@
 // What file system a device holds.
-#pragma once
+#ifndef DEVICE_PROBE_H
+#define DEVICE_PROBE_H
 
 #include <string>
 
@@ -13,3 +14,5 @@ std::string fileSystemType(const std::string& device);
 inline const std::string qmfsLabel = "qmfs";
 
 }  // namespace testbed
+
+#endif

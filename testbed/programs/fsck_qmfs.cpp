@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/child_process.h"
+#include "common/program.h"
 #include "programs/device_probe.h"
 
 namespace testbed {

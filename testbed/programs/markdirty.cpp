@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "common/child_process.h"
+#include "common/program.h"
 
 namespace testbed {
 

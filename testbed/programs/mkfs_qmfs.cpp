@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <string>
 
-#include "common/child_process.h"
+#include "common/program.h"
 #include "programs/device_probe.h"
 
 int main(int count, char** words) {

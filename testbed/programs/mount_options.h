@@ -1,5 +1,6 @@
 // The mount options of qmfs, apart from those that the file system below it knows too.
-#pragma once
+#ifndef MOUNT_OPTIONS_H
+#define MOUNT_OPTIONS_H
 
 #include <string>
 
@@ -17,3 +18,5 @@ struct MountOptions {
 MountOptions sortMountOptions(const std::string& text);
 
 }  // namespace testbed
+
+#endif

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "common/child_process.h"
+#include "common/program.h"
 #include "programs/device_probe.h"
 #include "programs/mount_options.h"
 #include "programs/mount_table.h"
@@ -63,9 +63,7 @@ int mountBelow(const std::vector<std::string>& command, const Invocation& invoca
   try {
     const std::size_t before = mountsOn(invocation.directory);
     const int status = runProgram(command);
-    if (status != 0 && mountsOn(invocation.directory) > before) {
-      runProgram({"/bin/umount", "-i", invocation.directory});
-    }
+    if (status != 0 && mountsOn(invocation.directory) > before) runProgram({"/bin/umount", "-i", invocation.directory});
     return status;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "mount.qmfs: %s\n", error.what());

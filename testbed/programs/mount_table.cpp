@@ -12,9 +12,11 @@
 #include <memory>
 #include <stdexcept>
 
-#include "common/descriptor.h"
+#include "system/descriptor.h"
 
 namespace testbed {
+
+using qmfi_system::Descriptor;
 
 namespace {
 

@@ -1,5 +1,6 @@
 // The lines of type qmfs in /etc/mtab.
-#pragma once
+#ifndef MOUNT_TABLE_H
+#define MOUNT_TABLE_H
 
 #include <optional>
 #include <string>
@@ -36,3 +37,5 @@ bool removeStaleLine(const std::string& directory);
 std::size_t mountsOn(const std::string& directory);
 
 }  // namespace testbed
+
+#endif

@@ -7,11 +7,13 @@
 #include <exception>
 #include <string>
 
-#include "common/child_process.h"
-#include "common/descriptor.h"
+#include "common/program.h"
 #include "programs/mount_table.h"
+#include "system/descriptor.h"
 
 namespace testbed {
+
+using qmfi_system::Descriptor;
 
 namespace {
 

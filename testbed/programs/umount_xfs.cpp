@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/child_process.h"
+#include "common/program.h"
 #include "programs/mount_table.h"
 
 namespace testbed {
