@@ -1,9 +1,7 @@
 // The control: the same copies without a freeze.
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <filesystem>
-#include <fstream>
 #include <list>
 
 #include "acts.h"
@@ -11,6 +9,7 @@
 #include "ledger.h"
 #include "machine_state.h"
 #include "program.h"
+#include "system/loop_device.h"
 #include "writer_process.h"
 
 namespace demo {
@@ -23,11 +22,8 @@ namespace {
 std::string volumeFile(const std::string& mountPoint) {
   struct stat status {};
   if (stat(mountPoint.c_str(), &status) != 0) throw DemoError(mountPoint + " is missing");
-  const std::string link = "/sys/dev/block/" + std::to_string(major(status.st_dev)) + ":" +
-                           std::to_string(minor(status.st_dev)) + "/loop/backing_file";
-  std::ifstream stream(link);
-  std::string file;
-  if (!std::getline(stream, file)) throw DemoError("no file behind " + mountPoint);
+  std::string file = qmfi_system::backingFileName(status.st_dev);
+  if (file.empty()) throw DemoError("no file behind " + mountPoint);
   return file;
 }
 
@@ -52,7 +48,7 @@ class UnfrozenCopy {
     std::string device = mustRun({"/sbin/losetup", "--find", "--show", m_file});
     device.pop_back();
     fs::create_directory(m_directory);
-    m_mounted = runProgram({"/bin/mount", "-t", "qmfs", "-o", "ro", device, m_directory}).status == 0;
+    m_mounted = runProgram({"/bin/mount", "-t", "qmfs", "-o", "ro", device, m_directory}).exitStatus == 0;
     mustRun({"/sbin/losetup", "--detach", device});  // once it is unmounted
     if (!m_mounted) throw DemoError("the copy " + m_file + " could not be mounted");
     return m_directory;

@@ -1,12 +1,12 @@
 // The second act: a storage resource from an empty device to a file system in use.
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "acts.h"
 #include "demo_error.h"
 #include "machine_state.h"
 #include "program.h"
+#include "system/small_file.h"
 
 namespace demo {
 
@@ -26,8 +26,9 @@ std::string fileName(int number) {
 // Different in every file, and longer than a block.
 std::string content(int number) {
   std::string text;
-  while (text.size() < 10000)
+  while (text.size() < 10000) {
     text += "line " + std::to_string(text.size()) + " of file " + std::to_string(number) + "\n";
+  }
   return text;
 }
 
@@ -40,9 +41,9 @@ void writeFiles() {
 
 void compareFiles() {
   for (int number = 1; number <= fileCount; ++number) {
-    std::ifstream stream(fileName(number), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (text != content(number)) throw DemoError(fileName(number) + " is not as it was written");
+    if (qmfi_system::readSmallFile(fileName(number)) != content(number)) {
+      throw DemoError(fileName(number) + " is not as it was written");
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 // The acts of the demonstration. Each leaves the machine as it found it and throws DemoError when something is not as
 // it must be.
-#pragma once
+#ifndef ACTS_H
+#define ACTS_H
 
 #include <ostream>
 
@@ -20,3 +21,5 @@ void playControl(std::ostream& out);
 void playResource(std::ostream& out);
 
 }  // namespace demo
+
+#endif

@@ -1,5 +1,6 @@
 // What ends the demonstration.
-#pragma once
+#ifndef DEMO_ERROR_H
+#define DEMO_ERROR_H
 
 #include <stdexcept>
 
@@ -12,3 +13,5 @@ class DemoError : public std::runtime_error {
 };
 
 }  // namespace demo
+
+#endif

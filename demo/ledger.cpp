@@ -4,10 +4,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "demo_error.h"
+#include "system/small_file.h"
 
 namespace demo {
 
@@ -15,10 +14,8 @@ namespace {
 
 constexpr std::size_t numberDigits = 20;
 
-std::string readFile(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
+// Far more than a writer that was delayed for an hour logs.
+constexpr std::size_t largestLog = std::size_t{1} << 30;
 
 }  // namespace
 
@@ -32,7 +29,7 @@ std::string numberText(std::uint64_t number) {
 }
 
 std::uint64_t readNumber(const std::string& tree) {
-  const std::string text = readFile(numberFile(tree));
+  const std::string text = qmfi_system::readSmallFile(numberFile(tree)).value_or("");
   if (text.empty() || text == std::string(text.size(), '\0')) return 0;
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -47,7 +44,7 @@ bool isOneMoment(const Numbers& numbers) {
 }
 
 std::vector<LogEntry> readLog(const std::string& file) {
-  const std::string bytes = readFile(file);
+  const std::string bytes = qmfi_system::readSmallFile(file, largestLog).value_or("");
   std::vector<LogEntry> log(bytes.size() / sizeof(LogEntry));
   if (!log.empty()) std::memcpy(log.data(), bytes.data(), log.size() * sizeof(LogEntry));
   return log;

@@ -2,7 +2,8 @@
 //
 // The writer writes 1 to the first file system, to the second, to the third, then 2 to the first, and so on, each write
 // forced to disk before the next. So at any moment the three hold n, then n or n-1, then n or n-1, never rising.
-#pragma once
+#ifndef LEDGER_H
+#define LEDGER_H
 
 #include <array>
 #include <chrono>
@@ -12,6 +13,7 @@
 
 namespace demo {
 
+// How many file systems there are, and where they are mounted in the testbed.
 inline constexpr std::size_t fileSystems = 3;
 inline const std::array<std::string, fileSystems> ledgerMountPoints = {"/mnt/orders", "/mnt/invoices", "/mnt/ledger"};
 
@@ -50,3 +52,5 @@ std::string contradiction(const Numbers& numbers, const std::vector<LogEntry>& l
 Clock::duration longestWrite(const std::vector<LogEntry>& log, Clock::time_point from, Clock::time_point to);
 
 }  // namespace demo
+
+#endif

@@ -1,16 +1,15 @@
 // Looking at mounts, directories and loop devices.
 #include "machine_state.h"
 
-#include <fcntl.h>
-#include <linux/loop.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <sstream>
+
+#include "ledger.h"
+#include "system/loop_device.h"
+#include "system/small_file.h"
 
 namespace demo {
 
@@ -18,11 +17,20 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* poolDirectory = "/qmfs-pool/dg1";
+constexpr const char* testbedPool = "/qmfs-pool/dg1";
+
+// Where the volumes' files lie: in the testbed's pool, or beside that of the demonstration's first file system. Empty
+// where there are none.
+fs::path poolDirectory() {
+  if (fs::exists(testbedPool)) return testbedPool;
+  struct stat volume {};
+  if (stat(ledgerMountPoints.front().c_str(), &volume) != 0) return {};
+  return fs::path(qmfi_system::backingFileName(volume.st_dev)).parent_path();
+}
 
 void addLines(const std::string& file, MachineState& state) {
-  std::ifstream stream(file);
-  for (std::string line; std::getline(stream, line);) state.insert(std::string(file).append(": ").append(line));
+  std::istringstream lines(qmfi_system::readSmallFile(file).value_or(""));
+  for (std::string line; std::getline(lines, line);) state.insert(std::string(file).append(": ").append(line));
 }
 
 void addEntries(const std::string& directory, MachineState& state) {
@@ -31,18 +39,12 @@ void addEntries(const std::string& directory, MachineState& state) {
 }
 
 // Other testbeds use the same names on the same machine; the file system of the file behind the device tells ours.
-void addLoopDevices(MachineState& state) {
+void addLoopDevices(const fs::path& directory, MachineState& state) {
   struct stat pool {};
-  if (stat(poolDirectory, &pool) != 0) return;
-  for (const auto& entry : fs::directory_iterator("/sys/block")) {
-    const std::string name = entry.path().filename();
-    if (!name.starts_with("loop") || !fs::exists(entry.path() / "loop")) continue;
-    const int node = open(("/dev/" + name).c_str(), O_RDONLY | O_CLOEXEC);
-    loop_info64 loop{};
-    if (ioctl(node, LOOP_GET_STATUS64, &loop) == 0 && loop.lo_device == pool.st_dev) {
-      state.insert("loop device over inode " + std::to_string(loop.lo_inode));
-    }
-    close(node);
+  if (stat(directory.c_str(), &pool) != 0) return;
+  for (const int number : qmfi_system::attachedLoopDevices()) {
+    const auto loop = qmfi_system::loopBacking("/dev/loop" + std::to_string(number));
+    if (loop && loop->fileSystem == pool.st_dev) state.insert("loop device over inode " + std::to_string(loop->inode));
   }
 }
 
@@ -52,9 +54,13 @@ MachineState machineState() {
   MachineState state;
   addLines("/etc/mtab", state);
   addLines("/proc/self/mounts", state);
-  for (const char* directory : {"/", "/mnt", "/dev/qm/dsk/dg1", "/dev/qm/rdsk/dg1", poolDirectory})
+  const fs::path pool = poolDirectory();
+  for (const std::string& directory :
+       {std::string("/"), std::string("/mnt"), std::string("/run/qmfi/snapshots"), std::string("/dev/qm/dsk/dg1"),
+        std::string("/dev/qm/rdsk/dg1"), pool.string()}) {
     addEntries(directory, state);
-  addLoopDevices(state);
+  }
+  addLoopDevices(pool, state);
   return state;
 }
 
@@ -68,7 +74,7 @@ std::string difference(const MachineState& before, const MachineState& after) {
 }
 
 std::string lastingDifference(const MachineState& before) {
-  constexpr std::chrono::seconds patience(5);
+  constexpr std::chrono::seconds patience(20);
   return difference(before, settled(before, patience, machineState));
 }
 

@@ -1,5 +1,6 @@
 // What a snapshot could leave behind on the machine.
-#pragma once
+#ifndef MACHINE_STATE_H
+#define MACHINE_STATE_H
 
 #include <chrono>
 #include <ostream>
@@ -11,6 +12,7 @@ namespace demo {
 // Mounts, mount points, devices, volume files and attached loop devices of the testbed, one line each.
 using MachineState = std::set<std::string>;
 
+// The state at this moment.
 MachineState machineState();
 
 // The lines that one of the two has and the other has not.
@@ -30,3 +32,5 @@ State settled(const State& before, std::chrono::seconds patience, Look look) {
 std::string lastingDifference(const MachineState& before);
 
 }  // namespace demo
+
+#endif

@@ -1,4 +1,4 @@
-// qmfs-demo [--rounds N | --control]: the demonstration, to be run in a testbed (demo/run does).
+// qmfs-demo [--rounds N | --control | --snapshot]: the demonstration, to be run in a testbed (demo/run does).
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -13,6 +13,7 @@ constexpr int wrongUsage = 2;
 void play(const std::string& option, int rounds) {
   if (option == "--rounds") return demo::playRounds(std::cout, rounds);
   if (option == "--control") return demo::playControl(std::cout);
+  if (option == "--snapshot") return demo::playSnapshot(std::cout);
   std::cout << "1. A snapshot of three live file systems\n";
   demo::playSnapshot(std::cout);
   std::cout << "\n2. The same without freezing\n";
@@ -27,9 +28,10 @@ void play(const std::string& option, int rounds) {
 int main(int argc, char** argv) {
   const std::string option = argc > 1 ? argv[1] : "";
   const int rounds = argc > 2 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 0;
-  const bool valid = argc == 1 || (option == "--control" && argc == 2) || (option == "--rounds" && rounds > 0);
+  const bool valid = argc == 1 || ((option == "--control" || option == "--snapshot") && argc == 2) ||
+                     (option == "--rounds" && rounds > 0);
   if (!valid) {
-    std::cerr << "usage: qmfs-demo [--rounds N | --control]\n";
+    std::cerr << "usage: qmfs-demo [--rounds N | --control | --snapshot]\n";
     return wrongUsage;
   }
   try {

@@ -1,6 +1,7 @@
 // Snapshots through qmfi's JSON.
 #include "snapshot_client.h"
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "demo_error.h"
@@ -10,7 +11,10 @@ namespace demo {
 
 namespace {
 
-constexpr const char* qmfiProgram = "/usr/bin/qmfi";
+// Beside this program, where it was built as well as where it is installed.
+std::string qmfiProgram() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "qmfi";
+}
 
 // Long enough for a busy machine; a freeze that lasts so long ends by itself.
 constexpr const char* freezeSeconds = "20";
@@ -24,7 +28,8 @@ nlohmann::json parse(const std::string& text) {
 }  // namespace
 
 TakenSnapshot::TakenSnapshot(const std::vector<std::string>& mountPoints) {
-  std::vector<std::string> words = {qmfiProgram, "snapshot", "create", "--json", "--freeze-timeout", freezeSeconds};
+  std::vector<std::string> words = {qmfiProgram(),      "snapshot",         "create",     "--json",
+                                    "--private-mounts", "--freeze-timeout", freezeSeconds};
   words.insert(words.end(), mountPoints.begin(), mountPoints.end());
   const nlohmann::json json = parse(mustRun(words));
   m_id = json.at("id");
@@ -35,16 +40,16 @@ TakenSnapshot::TakenSnapshot(const std::vector<std::string>& mountPoints) {
 }
 
 TakenSnapshot::~TakenSnapshot() {
-  if (m_present) runProgram({qmfiProgram, "snapshot", "delete", m_id});
+  if (m_present) runProgram({qmfiProgram(), "snapshot", "delete", m_id});
 }
 
 void TakenSnapshot::remove() {
   m_present = false;
-  mustRun({qmfiProgram, "snapshot", "delete", m_id});
+  mustRun({qmfiProgram(), "snapshot", "delete", m_id});
 }
 
 std::size_t countSnapshots() {
-  return parse(mustRun({qmfiProgram, "snapshot", "list", "--json"})).size();
+  return parse(mustRun({qmfiProgram(), "snapshot", "list", "--json"})).size();
 }
 
 }  // namespace demo

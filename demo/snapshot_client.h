@@ -1,5 +1,6 @@
 // qmfi, as the demonstration uses it.
-#pragma once
+#ifndef SNAPSHOT_CLIENT_H
+#define SNAPSHOT_CLIENT_H
 
 #include <chrono>
 #include <string>
@@ -7,6 +8,7 @@
 
 namespace demo {
 
+// One file system of a snapshot, as qmfi shows it.
 struct SnapshotNode {
   std::string mountPoint;
   std::string device;
@@ -42,3 +44,5 @@ class TakenSnapshot {
 std::size_t countSnapshots();
 
 }  // namespace demo
+
+#endif

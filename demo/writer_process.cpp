@@ -3,8 +3,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -32,45 +30,40 @@ std::string makeLog() {
 WriterProcess::WriterProcess() : m_log(makeLog()) {
   std::array<int, 2> ends;
   if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) throw DemoError("no pipe for the writer");
-  m_progress = ends[0];
-  start(ends[1]);
-  close(ends[1]);
+  m_progress.reset(ends[0]);
+  qmfi_system::Descriptor progress(ends[1]);
+  start(progress);
+  progress.reset();
   constexpr int firstNumbers = 3;
   waitForNumbers(firstNumbers);
 }
 
-void WriterProcess::start(int progress) {
+void WriterProcess::start(const qmfi_system::Descriptor& progress) {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "qmfs-demo-writer";
-  constexpr int inherited = 3;
-  const std::string number = std::to_string(inherited);
-  const std::array<char*, 4> words = {const_cast<char*>(program.c_str()), m_log.data(),
-                                      const_cast<char*>(number.c_str()), nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, progress, inherited);
-  const int failure = posix_spawn(&m_process, program.c_str(), &actions, nullptr, words.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (failure != 0) throw DemoError(program + " could not be started");
+  int error = 0;
+  const auto started = m_process.start({program, m_log, "3"}, environ, {.fourth = progress.get()},
+                                       qmfi_system::ProcessGroup::callers, error);
+  if (started != qmfi_system::ChildProcess::StartResult::started) throw DemoError(program + " could not be started");
 }
 
 WriterProcess::~WriterProcess() {
-  if (m_process > 0) {
-    kill(m_process, SIGTERM);
-    waitpid(m_process, nullptr, 0);
+  if (m_process.started()) {
+    int status = 0;
+    kill(m_process.pid(), SIGTERM);
+    m_process.waitAndReap(status);
   }
-  close(m_progress);
   unlink(m_log.c_str());
 }
 
 void WriterProcess::waitForNumbers(int count) {
   std::array<char, 4096> old;
-  while (read(m_progress, old.data(), old.size()) > 0) {
+  while (read(m_progress.get(), old.data(), old.size()) > 0) {
   }
   for (int seen = 0; seen < count;) {
-    pollfd end{m_progress, POLLIN, 0};
+    pollfd end{m_progress.get(), POLLIN, 0};
     char byte;
     if (poll(&end, 1, -1) < 0) continue;
-    if (read(m_progress, &byte, 1) != 1) throw DemoError("the writer has ended");
+    if (read(m_progress.get(), &byte, 1) != 1) throw DemoError("the writer has ended");
     ++seen;
   }
 }

@@ -1,15 +1,16 @@
 // The writer, as a process beside the demonstration.
-#pragma once
-
-#include <sys/types.h>
+#ifndef WRITER_PROCESS_H
+#define WRITER_PROCESS_H
 
 #include <string>
 #include <vector>
 
 #include "ledger.h"
+#include "system/child_process.h"
 
 namespace demo {
 
+// The writer, from its start to the end of this object.
 class WriterProcess {
  public:
   // Starts it and waits for its first numbers. Throws DemoError.
@@ -26,11 +27,13 @@ class WriterProcess {
   std::vector<LogEntry> log() const { return readLog(m_log); }
 
  private:
-  void start(int progress);
+  void start(const qmfi_system::Descriptor& progress);
 
   std::string m_log;
-  int m_progress;
-  pid_t m_process = -1;
+  qmfi_system::Descriptor m_progress;
+  qmfi_system::ChildProcess m_process;
 };
 
 }  // namespace demo
+
+#endif
