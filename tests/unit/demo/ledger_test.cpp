@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "../runtime/temporary_directory.h"
 #include "demo_error.h"
+#include "support/temporary_directory.h"
 
 namespace demo {
 namespace {
@@ -26,8 +26,9 @@ TEST(Ledger, NumbersOfOneMomentNeverRiseAndDifferByOneAtMost) {
       {{7, 6, 6}, true},  {{7, 6, 7}, false}, {{6, 7, 7}, false}, {{6, 6, 7}, false},
       {{7, 6, 5}, false}, {{8, 8, 6}, false}, {{4, 7, 9}, false}, {{1, 0, 1}, false},
   };
-  for (const auto& one : cases)
+  for (const auto& one : cases) {
     EXPECT_EQ(isOneMoment(one.numbers), one.isOneMoment) << testing::PrintToString(one.numbers);
+  }
 }
 
 TEST(Ledger, CopyHoldsWhatWasOnTheDiskBeforeItAndNothingThatWasBegunAfterIt) {

@@ -1,12 +1,12 @@
 // Lists that are handed out when the framework has no buffer for them: this program has its own way to get one.
-#include "cfiapisession.h"
-#include "support/domains.h"
-#include "support/plain_provider.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "cfiapisession.h"
+#include "support/domains.h"
+#include "support/plain_provider.h"
 
 extern "C" void* qmfi_alloc_buf(std::size_t) {
   return nullptr;

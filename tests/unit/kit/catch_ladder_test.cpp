@@ -1,7 +1,4 @@
 // The catch ladder: which exception becomes which message, and what passes through.
-#include "cficatchladder.h"
-#include "support/pushed_messages.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +9,9 @@
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include "cficatchladder.h"
+#include "support/pushed_messages.h"
 
 namespace ladder_test {
 

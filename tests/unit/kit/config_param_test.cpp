@@ -1,9 +1,9 @@
 // Descriptions of configuration parameters.
-#include "cficonfigparam.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "cficonfigparam.h"
 
 namespace {
 

@@ -1,8 +1,5 @@
 // The per-plug-in singletons: one object for all callers, a new one after it was dropped.
-#include "cficontextsingleton.h"
-
 #include <gtest/gtest.h>
-
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -14,6 +11,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "cficontextsingleton.h"
 
 namespace {
 
@@ -98,15 +97,11 @@ class SlowToDie : public virtual CFiRefCount {
     ++made;
   }
   ~SlowToDie() override {
-    if (made != 1) {
-      return;
-    }
+    if (made != 1) return;
     dying = true;
     deathBegun.count_down();
     asker.wait(0);
-    while (!sleeps(asker) && made == 1) {
-      std::this_thread::yield();
-    }
+    while (!sleeps(asker) && made == 1) std::this_thread::yield();
     dying = false;
   }
 
@@ -141,9 +136,7 @@ TEST(ContextSingleton, FailedConstructionReachesTheCallerAndIsTriedAgain) {
   class Refusing : public virtual CFiRefCount {
    public:
     Refusing() {
-      if (refuses) {
-        throw std::runtime_error("refused");
-      }
+      if (refuses) throw std::runtime_error("refused");
     }
   };
   using Singleton = CFiContextSingleton<Refusing, FirstPlugin>;
@@ -166,15 +159,11 @@ TEST(ContextSingleton, ThreadsThatComeTogetherGetTheSameObject) {
         together.arrive_and_wait();
         seen[i].push_back(Singleton::instance(false));
         together.arrive_and_wait();
-        if (i == 0) {
-          Singleton::instance(true);
-        }
+        if (i == 0) Singleton::instance(true);
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   for (int round = 0; round < rounds; ++round) {
     for (int i = 0; i < threadCount; ++i) {
       ASSERT_TRUE(seen[i][round]);
@@ -199,9 +188,7 @@ TEST(SmartPointer, ThreadsThatShareAnObjectCountItExactly) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(shared->getCount(), 1);
 }
 

@@ -1,13 +1,13 @@
 // The delayed initialisation: once, whoever comes first and however it ends.
-#include "cfientryguard.h"
-#include "support/plain_provider.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <latch>
 #include <thread>
 #include <vector>
+
+#include "cfientryguard.h"
+#include "support/plain_provider.h"
 
 namespace {
 
@@ -20,9 +20,7 @@ class Provider : public PlainProvider {
  public:
   int delayedInit() override {
     ++runs;
-    if (fails) {
-      throw 5;
-    }
+    if (fails) throw 5;
     return 0;
   }
 };
@@ -54,9 +52,7 @@ TEST_F(DelayedInitialisation, RunsOnceForManyThreads) {
       answered += enter() == 41 ? 1 : 0;
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(runs, 1);
   EXPECT_EQ(answered, threadCount);
 }

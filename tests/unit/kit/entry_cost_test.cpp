@@ -1,22 +1,23 @@
 // What an entry point costs around its operation once the singletons are there and the trace is filtered.
-#include "cfiapilifecycle.h"
-#include "support/environment.h"
-#include "support/memory_failure.h"
-#include "support/mutex_failure.h"
-#include "support/plain_provider.h"
-#include "support/temporary_directory.h"
-
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
+
+#include "cfiapilifecycle.h"
+#include "support/allocation_faults.h"
+#include "support/environment.h"
+#include "support/mutex_faults.h"
+#include "support/plain_provider.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
 using namespace qmfi_pdk_4_4;
 
 // Of a singleton that is handed out: its own mutex, and the object's to count it; then the object's to give it back.
-constexpr long locksOfAReference = 2 + 1;
-constexpr long locksOfTheDelayedInitialisation = 1;
+constexpr std::uint64_t locksOfAReference = 2 + 1;
+constexpr std::uint64_t locksOfTheDelayedInitialisation = 1;
 
 class EntryCost : public testing::TestWithParam<CFiEntry> {
  protected:
@@ -41,10 +42,11 @@ class EntryCost : public testing::TestWithParam<CFiEntry> {
 };
 
 TEST_P(EntryCost, IsTheLocksOfTheTraceLogAndOfTheProviderOnceOrTwice) {
-  const long before = mutexLocks();
+  const std::uint64_t before = plannedLocks();
   EXPECT_EQ(enter(), 41);
-  const long locks = mutexLocks() - before;
-  const long initialisation = GetParam() == CFiEntry::delayed ? locksOfAReference + locksOfTheDelayedInitialisation : 0;
+  const std::uint64_t locks = plannedLocks() - before;
+  const std::uint64_t initialisation =
+      GetParam() == CFiEntry::delayed ? locksOfAReference + locksOfTheDelayedInitialisation : 0;
   EXPECT_EQ(locks, locksOfAReference + initialisation + locksOfAReference);
 }
 
@@ -56,11 +58,11 @@ TEST_P(EntryCost, IsNoMemory) {
 TEST_P(EntryCost, OfAReferenceToTheProviderIsTwoLocksAndOneToGiveItBack) {
   using Provider = CFiContextSingleton<PlainProvider, FI_PLUGIN_NAME>;
   const MemoryFailure failure;
-  const long before = mutexLocks();
+  const std::uint64_t before = plannedLocks();
   auto provider = Provider::instance(false);
-  EXPECT_EQ(mutexLocks() - before, 2);
+  EXPECT_EQ(plannedLocks() - before, 2U);
   provider.release();
-  EXPECT_EQ(mutexLocks() - before, 3);
+  EXPECT_EQ(plannedLocks() - before, 3U);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EntryCost, testing::Values(CFiEntry::delayed, CFiEntry::atOnce), [](const auto& test) {

@@ -1,10 +1,4 @@
 // The guard around entry points: nothing crosses it but the end of a cancelled thread.
-#include "cfientryguard.h"
-#include "cfiscopeexit.h"
-#include "support/cancelled_thread.h"
-#include "support/memory_failure.h"
-#include "support/pushed_messages.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +6,12 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "cfientryguard.h"
+#include "cfiscopeexit.h"
+#include "support/allocation_faults.h"
+#include "support/cancelled_thread.h"
+#include "support/pushed_messages.h"
 
 namespace {
 

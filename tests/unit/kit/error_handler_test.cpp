@@ -1,14 +1,14 @@
 // Messages, and the handler that forwards them to a host's callback.
-#include "cfierrorhandler.h"
-#include "cfierrormanager.h"
-#include "cfimessage.h"
-#include "support/pushed_messages.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "cfierrorhandler.h"
+#include "cfierrormanager.h"
+#include "cfimessage.h"
+#include "support/pushed_messages.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // The exceptions that carry a number, the identifiers made from it, and the names of the command pipe's codes.
-#include "cfierror.h"
-#include "cfiexecpipe.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "cfierror.h"
+#include "cfiexecpipe.h"
 
 namespace {
 

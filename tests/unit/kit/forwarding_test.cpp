@@ -1,9 +1,9 @@
 // Entry points that hand their arguments on: each reaches its own operation, with every argument in its place.
-#include "forwardings.h"
-#include "tiny_fixture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "forwardings.h"
+#include "tiny_fixture.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ TEST_P(EntryPointForwarding, ReachesItsOperationWithEveryArgument) {
   const Forwarding& forwarding = GetParam();
   control().status = anyStatus;
   EXPECT_EQ(forwarding.call(*m_plugin), forwarding.answers ? anyStatus : 0);
-  if (forwarding.delay == DELAYED) {
+  if (forwarding.delay == delayed) {
     EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()", forwarding.operation));
   } else {
     EXPECT_THAT(takeCalls(), ElementsAre(forwarding.operation));
@@ -31,7 +31,7 @@ TEST_P(EntryPointForwarding, FailedDelayedInitialisationEndsOneCallOnly) {
   const Forwarding& forwarding = GetParam();
   control().status = anyStatus;
   control().statuses["delayedInit"] = -9;
-  if (forwarding.delay == DELAYED) {
+  if (forwarding.delay == delayed) {
     EXPECT_EQ(forwarding.call(*m_plugin), 1);
     EXPECT_THAT(takeCalls(), ElementsAre("delayedInit()"));
   }

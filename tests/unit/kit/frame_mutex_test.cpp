@@ -1,18 +1,18 @@
 // The frame when mutexes fail: calls end with a status and leave nothing half done.
-#include "cfiapilifecycle.h"
-#include "cfiapisession.h"
-#include "support/domains.h"
-#include "support/environment.h"
-#include "support/mutex_failure.h"
-#include "support/plain_provider.h"
-#include "support/temporary_directory.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include "cfiapilifecycle.h"
+#include "cfiapisession.h"
+#include "support/domains.h"
+#include "support/environment.h"
+#include "support/mutex_faults.h"
+#include "support/plain_provider.h"
+#include "support/temporary_directory.h"
 
 // What cannot give its count back is kept for ever, so leaks of what these tests make are not reported.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the leak detector asks for this name.
@@ -32,7 +32,7 @@ CFiMessageSPtr messageNamed(const char* id) {
 
 // An entry point, of whose locks the one with that number fails.
 int enterWithFailure(int number) {
-  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  const MutexFailure failure(MutexCall::lock, number, EINVAL);
   return enterPlugin<PlainProvider>("entry", 1, CFiEntry::delayed, [](PlainProvider&) { return 41; });
 }
 
@@ -72,7 +72,7 @@ TEST(FrameMutex, DelayedInitialisationThatCannotBeLockedIsRunOnceAllTheSame) {
     CountingProvider::runs = 0;
     int status = 0;
     {
-      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      const MutexFailure failure(MutexCall::lock, number, EINVAL);
       status = enter();
     }
     EXPECT_TRUE(status == 41 || status == 6) << number << ": " << status;
@@ -88,7 +88,7 @@ TEST(FrameMutex, DelayedInitialisationThatCannotBeLockedIsRunOnceAllTheSame) {
 // A start, of whose locks the one with that number fails.
 int startWithFailure(int number) {
   kfi_version version{};
-  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  const MutexFailure failure(MutexCall::lock, number, EINVAL);
   return guardEntryPoint(1, [&] { return startPlugin<PlainProvider>(nullptr, &version, nullptr); });
 }
 
@@ -114,7 +114,7 @@ TEST(FrameMutex, MessageThatCannotBeCountedIsNeitherKeptNorHandedOut) {
     CFiErrorManager manager;
     const CFiMessageSPtr message = messageNamed("lost");
     {
-      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      const MutexFailure failure(MutexCall::lock, number, EINVAL);
       EXPECT_EQ(manager.pushError(message), 0);
     }
     EXPECT_TRUE(manager.messages().empty());
@@ -132,7 +132,7 @@ TEST(FrameMutex, LastErrorsAreAllOrNone) {
   kfi_msg_info* list = nullptr;
   // Those of the queue and of each message.
   for (const int number : {1, 2, 3}) {
-    const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+    const MutexFailure failure(MutexCall::lock, number, EINVAL);
     EXPECT_THROW(provider.getLastError(&list), std::system_error) << number;
     EXPECT_EQ(list, nullptr) << number;
   }
@@ -150,7 +150,7 @@ template <typename Manager>
 void expectNotRegistered(void (CFiPluginBase::*registration)(const CFiSmartPtr<Manager>&)) {
   const CFiSmartPtr<Manager> manager(true);
   PlainProvider provider;
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   EXPECT_THROW((provider.*registration)(manager), std::system_error);
 }
 
@@ -175,10 +175,9 @@ TEST(FrameMutex, NodeWhoseDataCannotBeReachedIsNotTakenForOneWithoutThem) {
   for (int number = 1; failed; ++number) {
     qmfi_objid** objects = nullptr;
     int count = -1;
-    const long before = mutexLocks();
-    const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+    const MutexFailure failure(MutexCall::lock, number, EINVAL);
     const int status = guardEntryPoint(1, [&] { return provider.subobjList(&domain, &objects, &count); });
-    failed = mutexLocks() - before >= number;
+    failed = mutexFaultHappened();
     EXPECT_TRUE(status == 0 || (failed && status == 6)) << number << ": " << status;
     sixes += status == 6 ? 1 : 0;
   }
@@ -193,7 +192,7 @@ TEST(FrameMutex, PrivateDataThatCannotBeCountedAreNotAttachedUntilALaterCall) {
     const CFiPrivateDataFactorySPtr factory(new CFiPrivateDataConcreteFactory<CFiPrivateData>());
     kfi_domain domain = domainNamed("/data");
     try {
-      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      const MutexFailure failure(MutexCall::lock, number, EINVAL);
       factory->allocate(&domain, false);
     } catch (const std::system_error&) {
       // The map's own mutex.
@@ -214,7 +213,7 @@ TEST(FrameMutex, SessionThatCannotBeCountedIsMadeByALaterCall) {
   for (int number = 1; number <= locks; ++number) {
     const CFiSessionManagerSPtr manager(true);
     try {
-      const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+      const MutexFailure failure(MutexCall::lock, number, EINVAL);
       manager->getSession("one");
     } catch (const std::system_error&) {
       // The map's own mutex.
@@ -230,7 +229,7 @@ int preselectWithFailure(int number) {
   kfi_domain domain = domainNamed(name);
   domain.fid_name = name;
   kfi_splitnode node{name, &domain};
-  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  const MutexFailure failure(MutexCall::lock, number, EINVAL);
   return guardEntryPoint(1, [&] { return preselectInSession(session, CFiSplitNodeList(&node, nullptr, 0)); });
 }
 

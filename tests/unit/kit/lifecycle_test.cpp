@@ -1,14 +1,14 @@
 // Start and stop of a provider: the host's language, and a provider whose own end fails.
-#include "cfiapilifecycle.h"
-#include "support/environment.h"
-#include "support/plain_provider.h"
-#include "support/temporary_directory.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "cfiapilifecycle.h"
+#include "support/environment.h"
+#include "support/plain_provider.h"
+#include "support/temporary_directory.h"
 
 ACE_String_Base<char> cfi_pgn_name_tstr("kittest", nullptr, false);
 
@@ -33,9 +33,7 @@ class Provider : public PlainProvider {
  public:
   ~Provider() override { messagesAtTheEnd.push_back(Errors::instance(false)->messages().size()); }
   void fini() override {
-    if (endFails) {
-      throw 5;
-    }
+    if (endFails) throw 5;
   }
 };
 

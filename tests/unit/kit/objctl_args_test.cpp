@@ -1,10 +1,10 @@
 // The text form of object-control arguments.
-#include "cfiobjctlargs.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "cfiobjctlargs.h"
 
 namespace {
 

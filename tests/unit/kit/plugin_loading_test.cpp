@@ -1,17 +1,17 @@
 // Two plug-ins in one process, and their unloading.
-#include "build_tree.h"
-#include "support/environment.h"
-#include "support/loaded_plugin.h"
-#include "support/memory_failure.h"
-#include "support/temporary_directory.h"
-#include "tiny_control.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include "build_tree.h"
+#include "support/allocation_faults.h"
+#include "support/environment.h"
+#include "support/loaded_plugin.h"
+#include "support/temporary_directory.h"
+#include "tiny_control.h"
 
 namespace {
 
@@ -22,9 +22,7 @@ class PluginLoading : public testing::Test {
     kfi_msg_info* list = nullptr;
     EXPECT_EQ(plugin->fi_pgn_get_last_error(&list), 0);
     int count = 0;
-    for (const kfi_msg_info* message = list; message != nullptr; message = message->kmi_next) {
-      ++count;
-    }
+    for (const kfi_msg_info* message = list; message != nullptr; message = message->kmi_next) ++count;
     EXPECT_EQ(plugin->fi_pgn_del_last_error(&list), 0);
     return count;
   }
@@ -35,7 +33,7 @@ class PluginLoading : public testing::Test {
   }
 
   static TinyControl& controlOf(const LoadedPlugin& tiny) {
-    return *reinterpret_cast<TinyControlFunction>(tiny.symbol(tinyControlName))();
+    return *tiny.function<TinyControlFunction>(tinyControlName)();
   }
 
   // Fails an operation of the provider so that it pushes one message.

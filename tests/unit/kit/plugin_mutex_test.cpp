@@ -1,11 +1,11 @@
 // A second provider made with the kit, when mutexes fail: its entry points answer their status or 6.
-#include "forwardings.h"
-#include "support/mutex_failure.h"
-#include "tiny_fixture.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
+
+#include "forwardings.h"
+#include "support/mutex_faults.h"
+#include "tiny_fixture.h"
 
 // What cannot give its count back is kept for ever, also beyond its library, so the program is not looked at for leaks.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the leak detector asks for this name.
@@ -23,10 +23,9 @@ struct Outcome {
 
 template <typename Call>
 Outcome withFailure(int number, const Call& call) {
-  const long before = mutexLocks();
-  const MutexFailure failure(MutexFailure::Call::lock, number, EINVAL);
+  const MutexFailure failure(MutexCall::lock, number, EINVAL);
   const int status = call();
-  return {status, mutexLocks() - before >= number};
+  return {status, mutexFaultHappened()};
 }
 
 class EntryPointMutexes : public TinyProvider, public testing::WithParamInterface<Forwarding> {};

@@ -1,10 +1,4 @@
 // Who shares private data, and when it goes.
-#include "cficontextsingleton.h"
-#include "cfiprivatedatamanager.h"
-#include "support/bounded_call.h"
-#include "support/domains.h"
-#include "support/memory_failure.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +13,12 @@
 #include <thread>
 #include <vector>
 
+#include "cficontextsingleton.h"
+#include "cfiprivatedatamanager.h"
+#include "support/allocation_faults.h"
+#include "support/bounded_call.h"
+#include "support/domains.h"
+
 namespace {
 
 using namespace qmfi_pdk_4_4;
@@ -31,9 +31,7 @@ class CountedData : public CFiPrivateData {
   CountedData(qmfi_objid* objId, bool isAltNode) : CFiPrivateData(objId, isAltNode) { ++living; }
   ~CountedData() override {
     --living;
-    if (atEnd) {
-      atEnd();
-    }
+    if (atEnd) atEnd();
   }
 
   static std::atomic<int> living;
@@ -57,9 +55,7 @@ class PrivateDataFactory : public testing::Test {
 
 std::vector<std::string> namesOf(const std::vector<CFiPrivateDataSPtr>& list) {
   std::vector<std::string> names;
-  for (const CFiPrivateDataSPtr& data : list) {
-    names.emplace_back(data->getObjName());
-  }
+  for (const CFiPrivateDataSPtr& data : list) names.emplace_back(data->getObjName());
   return names;
 }
 
@@ -233,9 +229,7 @@ TEST_F(PrivateDataFactory, ListsAscendByName) {
   EXPECT_THAT(namesOf(m_factory->getPrivateDataList(false)), ElementsAre("/A", "/a", "/a/x", "/b", "/\xff"));
   EXPECT_THAT(namesOf(m_factory->getPrivateDataList(true)), ElementsAre("/other"));
   EXPECT_EQ(m_factory->getPrivateDataList(true)[0]->getCount(), 3);
-  for (kfi_domain& domain : domains) {
-    m_factory->deallocate(&domain);
-  }
+  for (kfi_domain& domain : domains) m_factory->deallocate(&domain);
   m_factory->deallocate(&alternate);
 }
 
@@ -356,9 +350,7 @@ TEST_F(PrivateDataFactory, ThreadsThatShareNamesLeaveNothingBehind) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   // What one thread still held while another let go may stay, but no more than one object of each name and kind.
   EXPECT_LE(CountedData::living, 6);
 }

@@ -1,12 +1,12 @@
 // What a node's private data keeps.
-#include "cfiprivatedata.h"
-#include "support/domains.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "cfiprivatedata.h"
+#include "support/domains.h"
 
 namespace {
 
@@ -18,9 +18,7 @@ class PrivateData : public testing::Test {
  protected:
   std::vector<std::string> hosts() const {
     std::vector<std::string> names;
-    for (const ACE_String_Base<char>& name : m_data.getHostList()) {
-      names.emplace_back(name.c_str(), name.length());
-    }
+    for (const ACE_String_Base<char>& name : m_data.getHostList()) names.emplace_back(name.c_str(), name.length());
     return names;
   }
 

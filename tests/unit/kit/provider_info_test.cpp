@@ -1,9 +1,9 @@
 // What a provider says of itself.
-#include "cfiproviderinfo.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
+
+#include "cfiproviderinfo.h"
 
 namespace {
 

@@ -1,7 +1,4 @@
 // Sessions and their split nodes.
-#include "cfisession.h"
-#include "support/memory_failure.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,6 +7,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "cfisession.h"
+#include "support/allocation_faults.h"
 
 namespace {
 
@@ -189,13 +189,9 @@ TEST(SessionManager, ThreadsThatAddToTheSameSessionsLoseNothing) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   std::size_t nodes = 0;
-  for (const char* const id : {"0", "1", "2"}) {
-    nodes += manager->getSession(id)->size();
-  }
+  for (const char* const id : {"0", "1", "2"}) nodes += manager->getSession(id)->size();
   EXPECT_EQ(nodes, static_cast<std::size_t>(threadCount * rounds + 3));
 }
 

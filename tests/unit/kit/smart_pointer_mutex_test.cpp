@@ -1,14 +1,14 @@
 // Counted pointers and singletons whose mutexes fail: told through errno, never by an exception.
-#include "cficatchladder.h"
-#include "cficontextsingleton.h"
-#include "cfitracelog.h"
-#include "support/mutex_failure.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <memory>
 #include <system_error>
+
+#include "cficatchladder.h"
+#include "cficontextsingleton.h"
+#include "cfitracelog.h"
+#include "support/mutex_faults.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ class FailingMutex : public testing::Test {
 TEST_F(FailingMutex, ReleaseKeepsThePointerAndItsCount) {
   Pointer pointer(new Counted());
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 1, EINVAL);
     EXPECT_EQ(pointer.release(), -1);
     EXPECT_EQ(errno, EINVAL);
   }
@@ -52,7 +52,7 @@ TEST_F(FailingMutex, AcquireLeavesThePointerEmpty) {
   const Pointer owner(new Counted());
   Pointer pointer;
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EAGAIN);
+    const MutexFailure failure(MutexCall::lock, 1, EAGAIN);
     EXPECT_EQ(pointer.acquire(owner.get()), -1);
     EXPECT_EQ(errno, EAGAIN);
   }
@@ -65,7 +65,7 @@ TEST_F(FailingMutex, AcquireGivesUpWhatWasHeldAndStaysEmpty) {
   Pointer pointer(new Counted());
   {
     // The first lock is that of the object to be released.
-    const MutexFailure failure(MutexFailure::Call::lock, 2, EAGAIN);
+    const MutexFailure failure(MutexCall::lock, 2, EAGAIN);
     EXPECT_EQ(pointer.acquire(owner.get()), -1);
   }
   EXPECT_FALSE(pointer);
@@ -74,7 +74,7 @@ TEST_F(FailingMutex, AcquireGivesUpWhatWasHeldAndStaysEmpty) {
 
 TEST_F(FailingMutex, CopyIsEmpty) {
   const Pointer owner(new Counted());
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   const Pointer copy(owner);
   EXPECT_FALSE(copy);
   EXPECT_EQ(owner->getCount(), 1);
@@ -84,7 +84,7 @@ TEST_F(FailingMutex, AssignmentLeavesTheTargetEmpty) {
   const Pointer owner(new Counted());
   Pointer target(new Counted());
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 2, EINVAL);
     target = owner;
   }
   EXPECT_FALSE(target);
@@ -96,7 +96,7 @@ TEST_F(FailingMutex, AssignmentOfAnEmptyPointerEmptiesTheTargetEvenThoughItsCoun
   Pointer target(new Counted());
   Counted* const object = target.get();
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 1, EINVAL);
     target = Pointer();
   }
   ASSERT_FALSE(target);
@@ -106,7 +106,7 @@ TEST_F(FailingMutex, AssignmentOfAnEmptyPointerEmptiesTheTargetEvenThoughItsCoun
 
 TEST_F(FailingMutex, FailedUnlockIsOnlyTold) {
   Pointer pointer(new Counted());
-  const MutexFailure failure(MutexFailure::Call::unlock, 1, EPERM);
+  const MutexFailure failure(MutexCall::unlock, 1, EPERM);
   EXPECT_EQ(pointer.release(), 0);
   EXPECT_EQ(errno, EPERM);
   EXPECT_FALSE(pointer);
@@ -114,13 +114,13 @@ TEST_F(FailingMutex, FailedUnlockIsOnlyTold) {
 }
 
 TEST_F(FailingMutex, CreatedObjectThatCannotBeCountedIsDestroyed) {
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   EXPECT_FALSE(CFiSmartPtr<Counted>(true));
   EXPECT_EQ(livingObjects, 0);
 }
 
 TEST_F(FailingMutex, SingletonIsNotCreated) {
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   EXPECT_FALSE(Singleton::instance(false));
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(livingObjects, 0);
@@ -128,7 +128,7 @@ TEST_F(FailingMutex, SingletonIsNotCreated) {
 
 TEST_F(FailingMutex, SingletonThatIsThereIsHandedOutCounted) {
   const auto before = Singleton::instance(false);
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   const auto after = Singleton::instance(false);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(after.get(), before.get());
@@ -138,7 +138,7 @@ TEST_F(FailingMutex, SingletonThatIsThereIsHandedOutCounted) {
 TEST_F(FailingMutex, SingletonIsNotDropped) {
   const auto before = Singleton::instance(false);
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 1, EINVAL);
     EXPECT_EQ(Singleton::instance(true).get(), before.get());
     EXPECT_EQ(errno, EINVAL);
   }
@@ -150,7 +150,7 @@ TEST_F(FailingMutex, SingletonWhoseCountCannotBeGivenBackStays) {
   const auto before = Singleton::instance(false);
   {
     // The first lock is the singleton's own.
-    const MutexFailure failure(MutexFailure::Call::lock, 2, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 2, EINVAL);
     EXPECT_FALSE(Singleton::instance(true));
     EXPECT_EQ(errno, EINVAL);
   }
@@ -160,7 +160,7 @@ TEST_F(FailingMutex, SingletonWhoseCountCannotBeGivenBackStays) {
 
 TEST_F(FailingMutex, PointerThatMustNotBeEmptyThrowsTheMutexsError) {
   const Pointer owner(new Counted());
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EAGAIN);
+  const MutexFailure failure(MutexCall::lock, 1, EAGAIN);
   try {
     countedCopy(owner);
     FAIL() << "nothing was thrown";
@@ -178,7 +178,7 @@ TEST_F(FailingMutex, CopyThatMustBeCountedIsEmptyForAnEmptyPointerOnly) {
 
 TEST_F(FailingMutex, ObjectThatCannotBeAdoptedIsDestroyed) {
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 1, EINVAL);
     EXPECT_THROW(adopt<Pointer>(std::make_unique<Counted>()), std::system_error);
   }
   EXPECT_EQ(livingObjects, 0);
@@ -189,7 +189,7 @@ TEST_F(FailingMutex, ObjectThatCannotBeAdoptedIsDestroyed) {
 TEST_F(FailingMutex, MessageThatCannotBeAdoptedIsLostWithoutALeak) {
   using ErrorManager = CFiContextSingleton<CFiErrorManager, FI_PLUGIN_NAME>;
   {
-    const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+    const MutexFailure failure(MutexCall::lock, 1, EINVAL);
     pushMessage("lost", {}, KFI_SEVERITY_ERROR, CFiSourceLocation::here());
   }
   EXPECT_TRUE(ErrorManager::instance(false)->messages().empty());
@@ -200,14 +200,14 @@ TEST_F(FailingMutex, MessageOfARecordIsDestroyedWhereItCannotBeAdopted) {
   char identifier[] = "lost";
   kfi_msg_info record{};
   record.kmi_id = identifier;
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   EXPECT_THROW(CFiIcuMessage::deserialize(&record), std::system_error);
 }
 
 TEST_F(FailingMutex, RegisteringATraceLogLeavesTheHolderEmpty) {
   const CFiTraceLogSPtr log(true);
   CFiTraceable holder;
-  const MutexFailure failure(MutexFailure::Call::lock, 1, EINVAL);
+  const MutexFailure failure(MutexCall::lock, 1, EINVAL);
   holder.registerTraceLog(log);
   EXPECT_FALSE(holder.traceLog());
   EXPECT_EQ(log->getCount(), 1);

@@ -1,9 +1,9 @@
 // Counted pointers: who holds a count, and when the object goes.
-#include "cfismartptr.h"
-
 #include <gtest/gtest.h>
 
 #include <utility>
+
+#include "cfismartptr.h"
 
 namespace {
 
@@ -16,9 +16,7 @@ class Counted : public virtual CFiRefCount {
 
   explicit Counted(int* deaths = nullptr) : m_deaths(deaths) {}
   ~Counted() override {
-    if (m_deaths != nullptr) {
-      ++*m_deaths;
-    }
+    if (m_deaths != nullptr) ++*m_deaths;
   }
 
  private:

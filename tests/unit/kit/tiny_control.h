@@ -25,7 +25,7 @@ struct TinyControl {
 };
 
 // The control record of the loaded library, exported under this name.
-using TinyControlFunction = TinyControl* (*)();
+using TinyControlFunction = TinyControl*();
 inline constexpr const char* tinyControlName = "tinyfi_control";
 
 #endif

@@ -2,12 +2,6 @@
 #ifndef TESTS_UNIT_KIT_TINY_FIXTURE_H
 #define TESTS_UNIT_KIT_TINY_FIXTURE_H
 
-#include "build_tree.h"
-#include "support/environment.h"
-#include "support/loaded_plugin.h"
-#include "support/temporary_directory.h"
-#include "tiny_control.h"
-
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -16,6 +10,14 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/environment.h"
+#include "support/loaded_plugin.h"
+#include "support/temporary_directory.h"
+#include "tiny_control.h"
+
+// The path of its library.
+std::string builtTinyProvider();
 
 // Split nodes with their domains, as a framework keeps them.
 class SplitNodes {
@@ -81,10 +83,10 @@ class TinyProvider : public testing::Test {
   TemporaryDirectory m_directory;
   EnvironmentVariable m_logDirectory{"QMFI_LOG_DIR", m_directory.path()};
   EnvironmentVariable m_traceLevel{"QMFI_TRACE_LEVEL", std::nullopt};
-  LoadedPlugin m_plugin{QMFI_BINARY_DIR "/lib/libtinyfi.so", "tinyfi"};
+  LoadedPlugin m_plugin{builtTinyProvider(), "tinyfi"};
 
  private:
-  TinyControl* const m_control = reinterpret_cast<TinyControlFunction>(m_plugin.symbol(tinyControlName))();
+  TinyControl* const m_control = m_plugin.function<TinyControlFunction>(tinyControlName)();
 };
 
 #endif

@@ -17,13 +17,9 @@ int noteCall(const std::string& operation, const std::string& arguments) {
   TinyControl& control = tinyControl();
   control.calls.push_back(operation + "(" + arguments + ")");
   const bool isFrames = operation == "delayedInit" || operation == "init" || operation == "fini";
-  if (!isFrames && control.duringCall) {
-    control.duringCall();
-  }
+  if (!isFrames && control.duringCall) control.duringCall();
   const auto own = control.statuses.find(operation);
-  if (own != control.statuses.end()) {
-    return own->second;
-  }
+  if (own != control.statuses.end()) return own->second;
   return isFrames ? 0 : control.status;
 }
 
@@ -52,9 +48,7 @@ std::string argumentText(const CFiObjctlArgs& arguments) {
 }
 
 int CTinyPlugin::makeSnapshots(CFiSessionSPtr session) {
-  for (const auto& [key, name] : tinyControl().secondNames) {
-    session->setSecondName(key, name);
-  }
+  for (const auto& [key, name] : tinyControl().secondNames) session->setSecondName(key, name);
   return CNotingPlugin::makeSnapshots(session);
 }
 

@@ -33,9 +33,7 @@ std::string argumentsText(const First& first, const Others&... others);
 template <typename Node, typename... Others>
 std::string listText(Node** nodes, int count, const Others&... others) {
   std::string text;
-  for (int i = 0; nodes != nullptr && i < count; ++i) {
-    text += (i != 0 ? " " : "") + argumentText(nodes[i]);
-  }
+  for (int i = 0; nodes != nullptr && i < count; ++i) text += (i != 0 ? " " : "") + argumentText(nodes[i]);
   return (nodes != nullptr ? "[" + text + "]" : "null") + ", " + argumentsText(count, others...);
 }
 template <typename... Others>
@@ -69,7 +67,7 @@ class CNotingPlugin : public qmfi_pdk_4_4::CFiPluginBase {
 #include "cfientrypoints.def"
 };
 
-// Leaves the messages to the base, and gives what its control record says.
+// Leaves the messages to the kit's base, and gives what its control record says.
 class CTinyPlugin : public CNotingPlugin {
  public:
   CTinyPlugin() { ++tinyControl().providers; }
@@ -78,12 +76,14 @@ class CTinyPlugin : public CNotingPlugin {
   int makeSnapshots(CFiSessionSPtr session) override;
   int objctl(ACE_String_Base<char> name, CFiObjctlArgs& arguments) override;
 
+  // NOLINTBEGIN(bugprone-parent-virtual-call): not to the class between, which only notes the calls.
   int getLastError(kfi_msg_info** list) override { return CFiPluginBase::getLastError(list); }
   int delLastError(kfi_msg_info** list) override { return CFiPluginBase::delLastError(list); }
   int getLocaleMessage(int* length, kfi_msg_info* record, const char* language, char** text) override {
     return CFiPluginBase::getLocaleMessage(length, record, language, text);
   }
   int delLocaleMessage(char** text) override { return CFiPluginBase::delLocaleMessage(text); }
+  // NOLINTEND(bugprone-parent-virtual-call)
 };
 
 #endif

@@ -1,9 +1,4 @@
 // A second provider made with the kit: start and stop, sessions, object control and what operations throw.
-#include "support/cancelled_thread.h"
-#include "support/memory_failure.h"
-#include "support/trace_capture.h"
-#include "tiny_fixture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,6 +10,11 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/allocation_faults.h"
+#include "support/cancelled_thread.h"
+#include "support/trace_capture.h"
+#include "tiny_fixture.h"
 
 namespace {
 
@@ -140,9 +140,7 @@ class TinySessions : public TinyProvider {
  protected:
   TinySessions() {
     init();
-    for (const char* const operation : {"make", "prepare", "select"}) {
-      control().statuses[operation] = 4;
-    }
+    for (const char* const operation : {"make", "prepare", "select"}) control().statuses[operation] = 4;
   }
 
   char* session() { return m_session; }

@@ -1,7 +1,4 @@
 // Trace scopes, and the base that carries a trace log.
-#include "cfitracelog.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "cfitracelog.h"
+#include "support/trace_capture.h"
 
 namespace {
 

@@ -1,6 +1,4 @@
 // A framework that does not tell the level of its trace log: it is given every record, and filters for itself.
-#include "cfitracelog.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +6,8 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include "cfitracelog.h"
 
 namespace {
 
@@ -54,9 +54,7 @@ TEST(UntoldLevel, EveryRecordIsGivenToTheFramework) {
   ACE_String_Base<char> directory;
   ACE_String_Base<char> second;
   for (const bool opened : {false, true}) {
-    if (opened) {
-      log->initialize("sample", directory, second, CFI_TRACE_ERROR, false);
-    }
+    if (opened) log->initialize("sample", directory, second, CFI_TRACE_ERROR, false);
     given.clear();
     object.traceHere();
     EXPECT_THAT(given, ElementsAre("L6 Entering Function traceHere [0, sample.cpp]", "L1 a failure", "L6 value 7",

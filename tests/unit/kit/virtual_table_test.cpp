@@ -1,12 +1,12 @@
 // The places of the operations in the virtual tables, by which plug-ins and the framework find each other's.
-#include "cfierrorhandlerbase.h"
-#include "cfipluginbase.h"
-#include "support/virtual_slot.h"
-
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
+
+#include "cfierrorhandlerbase.h"
+#include "cfipluginbase.h"
+#include "support/virtual_slot.h"
 
 namespace {
 

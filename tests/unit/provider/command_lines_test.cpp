@@ -1,10 +1,10 @@
 // The command lines that the provider runs, to the last blank.
-#include "command_word_of.h"
-#include "qmfs_command_lines.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "command_word_of.h"
+#include "qmfs_command_lines.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // The command runner by itself, with a command pipe that the test answers.
-#include "qmfs_command_runner.h"
-#include "recorded_commands.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "qmfs_command_runner.h"
+#include "recorded_commands.h"
+#include "support/trace_capture.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #ifndef COMMAND_WORD_OF_H
 #define COMMAND_WORD_OF_H
 
-#include "qmfs_command_word.h"
-
 #include <string>
+
+#include "qmfs_command_word.h"
 
 // The name as a word; throws where a command cannot carry it.
 inline CommandWord wordOf(const std::string& name) {

@@ -1,10 +1,10 @@
 // Which names a command line can carry.
-#include "qmfs_command_word.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <type_traits>
+
+#include "qmfs_command_word.h"
 
 namespace {
 

@@ -1,7 +1,4 @@
 // The provider's settings when the framework's store fails: this program has its own way to open a section.
-#include "qmfs_configuration.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +6,9 @@
 #include <new>
 #include <stdexcept>
 #include <vector>
+
+#include "qmfs_configuration.h"
+#include "support/trace_capture.h"
 
 namespace {
 

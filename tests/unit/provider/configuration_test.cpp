@@ -1,14 +1,14 @@
 // The provider's settings, read from files of the framework's store.
-#include "qmfs_configuration.h"
-#include "support/environment.h"
-#include "support/temporary_directory.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "qmfs_configuration.h"
+#include "support/environment.h"
+#include "support/temporary_directory.h"
+#include "support/trace_capture.h"
 
 namespace {
 

@@ -1,11 +1,5 @@
 // The single steps of freezing and thawing, with a driver and a split context that the test answers: the results that
 // only the provider itself sees.
-#include "cficontextsingleton.h"
-#include "qmfs_ioctl.h"
-#include "qmfs_plugin.h"
-#include "support/domains.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
@@ -19,6 +13,12 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "cficontextsingleton.h"
+#include "qmfs_ioctl.h"
+#include "qmfs_plugin.h"
+#include "support/domains.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -45,9 +45,7 @@ int driver(int descriptor, unsigned long request, std::uintptr_t argument) {
     call += " argument " + std::to_string(static_cast<std::intptr_t>(argument));
   }
   calls.push_back(call);
-  if (answers.empty()) {
-    return 0;
-  }
+  if (answers.empty()) return 0;
   const DriverAnswer answer = answers.front();
   answers.pop_front();
   errno = answer.error;

@@ -1,7 +1,4 @@
 // The file systems of one quiesce, on directories of the test's own.
-#include "qmfs_frozen_set.h"
-#include "support/temporary_directory.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -12,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "qmfs_frozen_set.h"
+#include "support/temporary_directory.h"
+
 namespace {
 
 class FrozenSet : public testing::Test {
@@ -20,9 +20,7 @@ class FrozenSet : public testing::Test {
 
   void hold(const std::vector<std::string>& mountPoints) {
     std::vector<CQmFSFrozenSet::FileSystem> fileSystems;
-    for (const std::string& mountPoint : mountPoints) {
-      fileSystems.push_back({mountPoint, false});
-    }
+    for (const std::string& mountPoint : mountPoints) fileSystems.push_back({mountPoint, false});
     m_set.hold(std::move(fileSystems));
   }
   static bool isOpen(int descriptor) { return ::fcntl(descriptor, F_GETFD) >= 0; }
@@ -94,9 +92,7 @@ TEST_F(FrozenSet, IsOfTheProcessThatHoldsItAndNotOfAChild) {
   hold({m_first.path()});
   EXPECT_TRUE(m_set.isOfThisProcess());
   const pid_t child = ::fork();
-  if (child == 0) {
-    ::_exit(m_set.isOfThisProcess() ? 1 : 0);
-  }
+  if (child == 0) ::_exit(m_set.isOfThisProcess() ? 1 : 0);
   int status = -1;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);

@@ -1,17 +1,17 @@
 // The provider's start, with the installation check answered by the test.
-#include "cficontextsingleton.h"
-#include "qmfs_plugin.h"
-#include "recorded_commands.h"
-#include "support/environment.h"
-#include "support/pushed_messages.h"
-#include "support/temporary_directory.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "cficontextsingleton.h"
+#include "qmfs_plugin.h"
+#include "recorded_commands.h"
+#include "support/environment.h"
+#include "support/pushed_messages.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -41,18 +41,14 @@ class Start : public testing::Test {
   // The pushed messages, newest first, without their places.
   static std::vector<PushedMessage> pushed() {
     std::vector<PushedMessage> messages = describe(Errors::instance(false)->messages());
-    for (PushedMessage& message : messages) {
-      message.line = 0;
-    }
+    for (PushedMessage& message : messages) message.line = 0;
     return messages;
   }
 
   // Their identifiers.
   static std::vector<std::string> pushedIds() {
     std::vector<std::string> ids;
-    for (const PushedMessage& message : pushed()) {
-      ids.push_back(message.id);
-    }
+    for (const PushedMessage& message : pushed()) ids.push_back(message.id);
     return ids;
   }
 

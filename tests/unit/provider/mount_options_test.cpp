@@ -1,15 +1,15 @@
 // The mount options that a node keeps.
-#include "provider_model.h"
-#include "qmfs_private_data.h"
-#include "support/domains.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "qmfs_private_data.h"
+#include "support/domains.h"
+#include "support/provider_model.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -58,9 +58,7 @@ TEST(MountOptions, FollowTheRuleForEveryShortList) {
   for (std::size_t next = 0; next < lists.size(); ++next) {
     const std::vector<std::string> list = lists[next];
     std::string text;
-    for (const std::string& option : list) {
-      text += option + ",";
-    }
+    for (const std::string& option : list) text += option + ",";
     const std::string withoutLastComma = text.substr(0, text.empty() ? 0 : text.size() - 1);
     ASSERT_EQ(filterMountOptions(withoutLastComma), provider_model::keptOptions(list)) << withoutLastComma;
     ASSERT_EQ(filterMountOptions(text), provider_model::keptOptions(list)) << text;

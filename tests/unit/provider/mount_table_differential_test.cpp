@@ -1,10 +1,5 @@
 // Look-ups compared with what the system's own reader finds in the same table, over many generated ones.
-#include "qmfs_mount_table.h"
-#include "support/temporary_directory.h"
-
 #include <gtest/gtest.h>
-
-#include <mntent.h>
 
 #include <memory>
 #include <random>
@@ -12,30 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "qmfs_mount_table.h"
+#include "support/mount_table_model.h"
+#include "support/temporary_directory.h"
+
 namespace {
 
-struct Entry {
-  std::string device;
-  std::string mountPoint;
-  std::string type;
-  std::string options;
-};
-
-struct TableCloser {
-  void operator()(std::FILE* table) const { ::endmntent(table); }
-};
-
-// All entries of a table, by the system's reader with room for any line.
-std::vector<Entry> readEntries(const std::string& path) {
-  std::vector<char> room(std::size_t{1} << 20);
-  std::vector<Entry> entries;
-  const std::unique_ptr<std::FILE, TableCloser> table(::setmntent(path.c_str(), "r"));
-  mntent entry{};
-  while (::getmntent_r(table.get(), &entry, room.data(), static_cast<int>(room.size())) != nullptr) {
-    entries.push_back({entry.mnt_fsname, entry.mnt_dir, entry.mnt_type, entry.mnt_opts});
-  }
-  return entries;
-}
+using mount_table_model::Entry;
 
 class TableWriter {
  public:
@@ -71,9 +49,7 @@ class TableWriter {
                                          "\r",    "\xff", "\\1340", "\\0401", "040",   "\\ab"};
     std::string text = below(2) != 0 ? "/" : "";
     const std::uint32_t length = below(4);
-    for (std::uint32_t i = 0; i < length; ++i) {
-      text += oneOf(pieces);
-    }
+    for (std::uint32_t i = 0; i < length; ++i) text += oneOf(pieces);
     return text;
   }
 
@@ -93,12 +69,8 @@ class TableWriter {
     const std::string fields[] = {word(), word(), oneOf(types), oneOf(options), "0", "0"};
     const std::uint32_t count = below(8) != 0 ? std::size(fields) : below(6);
     std::string text = below(4) != 0 ? "" : blanks();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      text += (i != 0 ? blanks() : "") + fields[i];
-    }
-    if (below(40) == 0) {
-      text += blanks() + std::string(5000, 'x');
-    }
+    for (std::uint32_t i = 0; i < count; ++i) text += (i != 0 ? blanks() : "") + fields[i];
+    if (below(40) == 0) text += blanks() + std::string(5000, 'x');
     return text + (below(6) != 0 ? "" : blanks());
   }
 
@@ -117,14 +89,9 @@ std::set<std::string> askedValues(const std::vector<Entry>& entries) {
 // The first entry with the value, as (result, found, options).
 std::vector<std::string> expected(const std::vector<Entry>& entries, MountTableKey key, const std::string& value,
                                   const char* type) {
-  for (const Entry& entry : entries) {
-    const bool isDevice = key == MountTableKey::device;
-    const std::string& own = isDevice ? entry.device : entry.mountPoint;
-    if (own == value && (type == nullptr || entry.type == type)) {
-      return {"1", isDevice ? entry.mountPoint : entry.device, entry.options};
-    }
-  }
-  return {"0", "null", "null"};
+  const auto answer = mount_table_model::lookUp(entries, key == MountTableKey::device, value, type);
+  if (!answer) return {"0", "null", "null"};
+  return {"1", answer->first, answer->second};
 }
 
 std::vector<std::string> searched(const std::string& path, MountTableKey key, const std::string& value,
@@ -144,7 +111,7 @@ TEST(MountTableDifferential, AgreesWithTheSystemsReader) {
   for (std::uint32_t seed = 1; seed <= tables; ++seed) {
     const std::string text = TableWriter(seed).table();
     const std::string path = directory.write("mtab", text);
-    const std::vector<Entry> entries = readEntries(path);
+    const std::vector<Entry> entries = mount_table_model::readEntries(path, text.size());
     for (const std::string& value : askedValues(entries)) {
       for (const MountTableKey key : {MountTableKey::device, MountTableKey::mountPoint}) {
         for (const char* const type : {static_cast<const char*>(nullptr), "qmfs"}) {

@@ -1,7 +1,4 @@
 // Look-ups when memory is short: unreadable, never "not mounted", and no exception.
-#include "qmfs_mount_table.h"
-#include "support/temporary_directory.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -10,6 +7,9 @@
 #include <cstring>
 #include <new>
 #include <string>
+
+#include "qmfs_mount_table.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -20,9 +20,7 @@ Allocation failing = Allocation::none;
 int callsBeforeFailure = 0;
 
 bool fails(Allocation allocation) {
-  if (failing != allocation) {
-    return false;
-  }
+  if (failing != allocation) return false;
   return --callsBeforeFailure <= 0;
 }
 

@@ -1,11 +1,11 @@
 // Look-ups in mount tables that are written for the test.
-#include "qmfs_mount_table.h"
-#include "support/temporary_directory.h"
-
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
+
+#include "qmfs_mount_table.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -41,12 +41,8 @@ class MountTable : public testing::Test {
     const MallocString ownedName(name);
     const MallocString ownedOptions(options);
     Answer answer{result, std::nullopt, std::nullopt};
-    if (name != nullptr) {
-      answer.found = name;
-    }
-    if (options != nullptr) {
-      answer.options = options;
-    }
+    if (name != nullptr) answer.found = name;
+    if (options != nullptr) answer.options = options;
     return answer;
   }
 

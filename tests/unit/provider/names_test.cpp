@@ -1,8 +1,4 @@
 // Names of devices and mount points.
-#include "qmfs_plugin.h"
-#include "support/environment.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +8,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+
+#include "qmfs_plugin.h"
+#include "support/environment.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -26,9 +26,7 @@ extern "C" std::time_t time(std::time_t* out) noexcept {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
   const std::time_t seconds = fixedTime.value_or(now.tv_sec);
-  if (out != nullptr) {
-    *out = seconds;
-  }
+  if (out != nullptr) *out = seconds;
   return seconds;
 }
 

@@ -1,16 +1,16 @@
 // What operations check before they use a name.
-#include "qmfs_node_access.h"
-#include "support/domains.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "qmfs_node_access.h"
+#include "support/domains.h"
 
 namespace {
 
 using namespace qmfi_pdk_4_4;
 
-TEST(GivenName, IsTheNameUnlessItIsEmpty) {
+TEST(NonEmptyOrNull, IsNullForANameThatIsEmpty) {
   const char* const name = "/dev/one";
   EXPECT_EQ(nonEmptyOrNull(name), name);
   EXPECT_EQ(nonEmptyOrNull(""), nullptr);

@@ -1,14 +1,14 @@
 // The restoring of node states compared with the rule in its plainest form, over many generated texts.
-#include "provider_model.h"
-#include "qmfs_private_data.h"
-#include "support/domains.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "qmfs_private_data.h"
+#include "support/domains.h"
+#include "support/provider_model.h"
 
 namespace {
 
@@ -44,9 +44,7 @@ TEST(NodeStateDifferential, AgreesWithThePlainRule) {
   int tooShort = 0;
   for (int i = 0; i < texts; ++i) {
     std::string text;
-    for (std::uint32_t count = random() % 9; count > 0; --count) {
-      text += pieces[random() % pieces.size()];
-    }
+    for (std::uint32_t count = random() % 9; count > 0; --count) text += pieces[random() % pieces.size()];
     const NodeState result = restored(text);
     ASSERT_EQ(result, restoredState(text, "old")) << text;
     tooShort += result.tooShort ? 1 : 0;

@@ -1,8 +1,4 @@
 // The text in which a node's state is kept.
-#include "qmfs_private_data.h"
-#include "support/domains.h"
-#include "support/trace_capture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +7,10 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "qmfs_private_data.h"
+#include "support/domains.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -45,9 +45,7 @@ class NodeData : public CQmFSPrivateData {
 
   std::vector<std::string> subObjects() {
     std::vector<std::string> names;
-    for (std::size_t i = 0; i < getSubObjectListLength(); ++i) {
-      names.emplace_back(getSubObjectList()[i]->vid_name);
-    }
+    for (std::size_t i = 0; i < getSubObjectListLength(); ++i) names.emplace_back(getSubObjectList()[i]->vid_name);
     return names;
   }
 };

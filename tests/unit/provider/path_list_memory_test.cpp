@@ -1,10 +1,5 @@
 // Handing out paths and node states when memory is short: this program has its own malloc and its own buffers of the
 // framework.
-#include "cfierror.h"
-#include "qmfs_plugin.h"
-#include "qmfs_private_data.h"
-#include "support/domains.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +7,11 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "cfierror.h"
+#include "qmfs_plugin.h"
+#include "qmfs_private_data.h"
+#include "support/domains.h"
 
 namespace {
 
@@ -28,13 +28,9 @@ void* __real_malloc(std::size_t size);
 void __real_free(void* memory);
 
 void* __wrap_malloc(std::size_t size) {
-  if (size != sizeof(char*)) {
-    return __real_malloc(size);
-  }
+  if (size != sizeof(char*)) return __real_malloc(size);
   void* const array = isArrayRefused ? nullptr : __real_malloc(size);
-  if (array != nullptr) {
-    arrays.push_back(array);
-  }
+  if (array != nullptr) arrays.push_back(array);
   return array;
 }
 

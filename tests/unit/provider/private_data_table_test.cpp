@@ -1,8 +1,8 @@
 // The places of the operations that the provider adds to private data.
+#include <gtest/gtest.h>
+
 #include "qmfs_private_data.h"
 #include "support/virtual_slot.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,8 +1,6 @@
 // The command pipe, the pauses, the mount table and the search for programs taken over by a test program.
 #include "recorded_commands.h"
 
-#include "cfiexecpipe.h"
-
 #include <fcntl.h>
 #include <mntent.h>
 #include <sys/stat.h>
@@ -11,18 +9,16 @@
 #include <cerrno>
 #include <utility>
 
+#include "cfiexecpipe.h"
+
 RecordedCommands* recordedCommands = nullptr;
 
 CommandAnswer RecordedCommands::run(RecordedCommand command) {
   m_events.push_back(command.line);
   m_commands.push_back(std::move(command));
   CommandAnswer answer;
-  if (m_commands.size() <= m_answers.size()) {
-    answer = m_answers[m_commands.size() - 1];
-  }
-  if (answer.effect) {
-    answer.effect();
-  }
+  if (m_commands.size() <= m_answers.size()) answer = m_answers[m_commands.size() - 1];
+  if (answer.effect) answer.effect();
   return answer;
 }
 
@@ -32,9 +28,7 @@ unsigned RecordedCommands::sleep(unsigned seconds) {
 }
 
 std::FILE* RecordedCommands::openMountTable() {
-  if (m_readingAction) {
-    m_readingAction();
-  }
+  if (m_readingAction) m_readingAction();
   if (m_isTableHidden) {
     errno = ENOENT;
     return nullptr;
@@ -73,9 +67,7 @@ int CFiExecPipeBase::Exec(const std::string& command, std::vector<std::string>& 
       {command, timeoutSeconds, input + user + domain + password, output.size(), m_lastError.getText()});
   output.insert(output.end(), answer.lines.begin(), answer.lines.end());
   std::string text;
-  for (const std::string& line : answer.lines) {
-    text += line;
-  }
+  for (const std::string& line : answer.lines) text += line;
   m_lastError = EFiExecPipe(text, answer.recordedCode.value_or(answer.code), answer.exitStatus);
   return answer.code;
 }

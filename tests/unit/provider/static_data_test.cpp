@@ -1,7 +1,5 @@
 // What the plug-in keeps for the whole process: its values when it is loaded, and the order in which it is made. A
 // program of its own, since every other test may have changed it.
-#include "qmfs_plugin.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +7,8 @@
 #include <cstddef>
 #include <string>
 #include <vector>
+
+#include "qmfs_plugin.h"
 
 extern std::vector<std::string> m_vecCfsMountPoints;
 

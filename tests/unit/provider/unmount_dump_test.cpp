@@ -1,14 +1,14 @@
 // What is traced about a mount point and a device that could not be unmounted or mounted.
-#include "command_word_of.h"
-#include "errno_of_allocations.h"
-#include "support/temporary_directory.h"
-#include "unmount_machinery.h"
-
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <string>
 #include <vector>
+
+#include "command_word_of.h"
+#include "support/allocation_faults.h"
+#include "support/temporary_directory.h"
+#include "unmount_machinery.h"
 
 namespace {
 
@@ -79,9 +79,9 @@ TEST_F(UnmountDump, WhoseProbesFailNeverThrows) {
 
 TEST_F(UnmountDump, TellsTheErrorOfTheLookUpWhateverTheMachineDoesAfterIt) {
   const std::string path = "/nowhere/" + std::string(1000, 'x');
-  allocationsSetErrno = true;
+  setErrnoInAllocations(true);
   m_plugin.dumpMountInformation(wordOf(path), path);
-  allocationsSetErrno = false;
+  setErrnoInAllocations(false);
   const std::vector<std::string> records = trace();
   ASSERT_LE(2U, records.size());
   EXPECT_EQ(records[0], "L3 dumpInformationDevice = Dumping device information for device " + path +

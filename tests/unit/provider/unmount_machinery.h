@@ -2,15 +2,15 @@
 #ifndef UNMOUNT_MACHINERY_H
 #define UNMOUNT_MACHINERY_H
 
-#include "qmfs_plugin.h"
-#include "recorded_commands.h"
-#include "support/trace_capture.h"
-
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "qmfs_plugin.h"
+#include "recorded_commands.h"
+#include "support/trace_capture.h"
 
 class UnmountMachinery : public testing::Test {
  protected:
@@ -25,9 +25,7 @@ class UnmountMachinery : public testing::Test {
   std::vector<std::string> trace() const {
     std::vector<std::string> records;
     for (const std::string& record : m_capture.records()) {
-      if (record.find(" Function ") == std::string::npos) {
-        records.push_back(record);
-      }
+      if (record.find(" Function ") == std::string::npos) records.push_back(record);
     }
     return records;
   }

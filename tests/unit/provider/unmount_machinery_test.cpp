@@ -1,11 +1,6 @@
 // The provider's commands, unmounts and diagnostic dump with a command pipe that the test answers: what no call from
 // outside reaches, and what would take minutes.
 #include "unmount_machinery.h"
-#include "cficontextsingleton.h"
-#include "cfipluginname.h"
-#include "cfiprivatedatamanager.h"
-#include "command_word_of.h"
-#include "support/domains.h"
 
 #include <gmock/gmock.h>
 
@@ -16,6 +11,12 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "cficontextsingleton.h"
+#include "cfipluginname.h"
+#include "cfiprivatedatamanager.h"
+#include "command_word_of.h"
+#include "support/domains.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Unmounts of a busy device tried again, with a command pipe and pauses that the test answers.
-#include "unmount_machinery.h"
-
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+
+#include "unmount_machinery.h"
 
 namespace {
 

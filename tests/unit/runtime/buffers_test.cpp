@@ -17,7 +17,7 @@ extern "C" const char* __tsan_default_options() {
 
 namespace {
 
-TEST(BufferTest, isZeroed) {
+TEST(BufferTest, IsZeroed) {
   constexpr std::size_t size = 4096;
   auto* const buffer = static_cast<unsigned char*>(qmfi_alloc_buf(size));
   ASSERT_NE(buffer, nullptr);
@@ -25,19 +25,19 @@ TEST(BufferTest, isZeroed) {
   qmfi_free_buf(buffer, size);
 }
 
-TEST(BufferTest, canBeEmpty) {
+TEST(BufferTest, CanBeEmpty) {
   void* const buffer = qmfi_alloc_buf(0);
   EXPECT_NE(buffer, nullptr);
   qmfi_free_buf(buffer, 0);
 }
 
-TEST(BufferTest, isNullWhenMemoryIsShort) {
+TEST(BufferTest, IsNullWhenMemoryIsShort) {
   // Read through a volatile object, so that no compiler objects to the size.
   const volatile std::size_t huge = std::numeric_limits<std::size_t>::max() / 2;
   EXPECT_EQ(qmfi_alloc_buf(huge), nullptr);
 }
 
-TEST(BufferTest, ofNoneIsNothingToFree) {
+TEST(BufferTest, OfNoneIsNothingToFree) {
   const std::size_t before = mallinfo2().uordblks;
   qmfi_free_buf(nullptr, 1);
   EXPECT_EQ(mallinfo2().uordblks, before);

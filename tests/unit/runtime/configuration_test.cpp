@@ -1,14 +1,13 @@
 // The configuration store and the XML form of parameter descriptions.
-#include "cficonfiguration.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <optional>
 
 #include "cficonfigparam.h"
-#include "scoped_environment.h"
-#include "temporary_directory.h"
+#include "cficonfiguration.h"
+#include "support/environment.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -29,10 +28,10 @@ class ConfigurationTest : public testing::Test {
   }
 
   TemporaryDirectory m_directory;
-  ScopedEnvironment m_place{"QMFI_CONF_DIR", m_directory.path().c_str()};
+  EnvironmentVariable m_variable{"QMFI_CONF_DIR", m_directory.path()};
 };
 
-TEST_F(ConfigurationTest, readsDecimalIntegers) {
+TEST_F(ConfigurationTest, ReadsDecimalIntegers) {
   const std::pair<const char*, std::optional<unsigned int>> cases[] = {{"10", 10U},
                                                                        {"0", 0U},
                                                                        {"007", 7U},
@@ -51,7 +50,7 @@ TEST_F(ConfigurationTest, readsDecimalIntegers) {
   }
 }
 
-TEST_F(ConfigurationTest, readsWhatPeopleWrite) {
+TEST_F(ConfigurationTest, ReadsWhatPeopleWrite) {
   const std::string store =
       "TIMEOUT=1\n# comment\n; comment\n\n[OTHER]\nTIMEOUT=2\n  [ INFO ]  \r\nnonsense\n\tTIMEOUT \t=  3 \r\n"
       "TIMEOUT2=4\n#TIMEOUT=5\n[BROKEN\nTIMEOUT=6\n[INFO]\nLAST=7";
@@ -62,11 +61,11 @@ TEST_F(ConfigurationTest, readsWhatPeopleWrite) {
   EXPECT_EQ(value(store, nullptr), std::nullopt);
 }
 
-TEST_F(ConfigurationTest, takesTheLastOfEqualNames) {
+TEST_F(ConfigurationTest, TakesTheLastOfEqualNames) {
   EXPECT_EQ(value("[INFO]\nTIMEOUT=1\nTIMEOUT=2\n", "TIMEOUT"), 2U);
 }
 
-TEST_F(ConfigurationTest, makesAMissingSectionOnlyWhenAsked) {
+TEST_F(ConfigurationTest, MakesAMissingSectionOnlyWhenAsked) {
   CFiConfiguration configuration("sample");
   ACE_Configuration_Section_Key key;
   EXPECT_NE(configuration.openSection("INFO", key, 0), 0);
@@ -78,7 +77,7 @@ TEST_F(ConfigurationTest, makesAMissingSectionOnlyWhenAsked) {
   EXPECT_EQ(number, 4711U);
 }
 
-TEST_F(ConfigurationTest, isEmptyForAStoreThatCannotBeRead) {
+TEST_F(ConfigurationTest, IsEmptyForAStoreThatCannotBeRead) {
   const std::string store = "[INFO]\nTIMEOUT=1\n";
   EXPECT_EQ(value(store + std::string(std::size_t{2} << 20, '#'), "TIMEOUT"), std::nullopt);
   std::filesystem::remove(m_directory.file("sample.conf"));
@@ -88,7 +87,7 @@ TEST_F(ConfigurationTest, isEmptyForAStoreThatCannotBeRead) {
   EXPECT_NE(pipe.openSection("INFO", key, 0), 0);
 }
 
-TEST_F(ConfigurationTest, isEmptyForANameThatLeavesTheDirectory) {
+TEST_F(ConfigurationTest, IsEmptyForANameThatLeavesTheDirectory) {
   m_directory.write("sample.conf", "[INFO]\nTIMEOUT=1\n");
   for (const std::string& name :
        {std::string(), "../" + std::filesystem::path(m_directory.path()).filename().string() + "/sample"}) {
@@ -98,7 +97,7 @@ TEST_F(ConfigurationTest, isEmptyForANameThatLeavesTheDirectory) {
   }
 }
 
-TEST(ConfigParamInfoListTest, keepsItsXmlFormInStep) {
+TEST(ConfigParamInfoListTest, KeepsItsXmlFormInStep) {
   CFiConfigParamInfoList list;
   CFiConfigParamInfo info;
   info.name = "qmfsFreezeTimeout";

@@ -1,16 +1,15 @@
 // The error manager: what it keeps, and when the handlers get it.
-#include "cfierrormanager.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <stdexcept>
 
-#include "cancelled_caller.h"
+#include "cfierrormanager.h"
 #include "kfi.h"
+#include "open_split_context.h"
 #include "recording_handler.h"
-#include "trace_fixture.h"
+#include "support/cancelled_thread.h"
 
 namespace {
 
@@ -24,14 +23,14 @@ std::vector<std::string> idsOf(const CFiErrorManager& manager) {
   return ids;
 }
 
-TEST(ErrorManagerTest, keepsTheNewestFirst) {
+TEST(ErrorManagerTest, KeepsTheNewestFirst) {
   CFiErrorManager manager;
   EXPECT_EQ(manager.pushError(messageWithId("first")), 0);
   EXPECT_EQ(manager.pushError(messageWithId("second")), 0);
   EXPECT_THAT(idsOf(manager), ElementsAre("second", "first"));
 }
 
-TEST(ErrorManagerTest, keepsTheNewest64) {
+TEST(ErrorManagerTest, KeepsTheNewest64) {
   CFiErrorManager manager;
   for (int i = 0; i < 70; ++i) manager.pushError(messageWithId(std::to_string(i)));
   const std::vector<std::string> ids = idsOf(manager);
@@ -40,7 +39,7 @@ TEST(ErrorManagerTest, keepsTheNewest64) {
   EXPECT_EQ(ids.back(), "6");
 }
 
-TEST(ErrorManagerTest, forgetsOnClear) {
+TEST(ErrorManagerTest, ForgetsOnClear) {
   CFiErrorManager manager;
   manager.pushError(messageWithId("first"));
   manager.clear();
@@ -49,7 +48,7 @@ TEST(ErrorManagerTest, forgetsOnClear) {
   EXPECT_THAT(idsOf(manager), ElementsAre("second"));
 }
 
-TEST(ErrorManagerTest, ignoresAnEmptyPointer) {
+TEST(ErrorManagerTest, IgnoresAnEmptyPointer) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));
@@ -59,7 +58,7 @@ TEST(ErrorManagerTest, ignoresAnEmptyPointer) {
   EXPECT_THAT(handled.ids(), IsEmpty());
 }
 
-TEST(ErrorManagerTest, givesEachMessageToTheHandlersInTheirOrder) {
+TEST(ErrorManagerTest, GivesEachMessageToTheHandlersInTheirOrder) {
   HandledMessages handled;
   CFiErrorManager manager;
   EXPECT_EQ(manager.registerHandler(new RecordingHandler(handled, "a ")), 0);
@@ -69,7 +68,7 @@ TEST(ErrorManagerTest, givesEachMessageToTheHandlersInTheirOrder) {
   EXPECT_THAT(handled.ids(), ElementsAre("a 1", "b 1", "a 2", "b 2"));
 }
 
-TEST(ErrorManagerTest, goesOnAfterAHandlerThatThrows) {
+TEST(ErrorManagerTest, GoesOnAfterAHandlerThatThrows) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled, "a ", [] { throw std::runtime_error("no"); }));
@@ -78,7 +77,7 @@ TEST(ErrorManagerTest, goesOnAfterAHandlerThatThrows) {
   EXPECT_THAT(handled.ids(), ElementsAre("a 1", "b 1"));
 }
 
-TEST(ErrorManagerTest, letsAHandlerUseTheManager) {
+TEST(ErrorManagerTest, LetsAHandlerUseTheManager) {
   HandledMessages handled;
   CFiErrorManager manager;
   int pushes = 0;
@@ -91,7 +90,7 @@ TEST(ErrorManagerTest, letsAHandlerUseTheManager) {
   EXPECT_THAT(handled.ids(), ElementsAre("a 1", "b 1", "a from handler", "b from handler"));
 }
 
-TEST(ErrorManagerTest, callsHandlersWhenTheSplitContextCloses) {
+TEST(ErrorManagerTest, CallsHandlersWhenTheSplitContextCloses) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));
@@ -107,7 +106,7 @@ TEST(ErrorManagerTest, callsHandlersWhenTheSplitContextCloses) {
   EXPECT_THAT(handled.ids(), ElementsAre("1", "2", "3"));
 }
 
-TEST(ErrorManagerTest, handsOutEveryMessageOfTheSplitContextThoughItKeeps64) {
+TEST(ErrorManagerTest, HandsOutEveryMessageOfTheSplitContextThoughItKeeps64) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));
@@ -119,7 +118,7 @@ TEST(ErrorManagerTest, handsOutEveryMessageOfTheSplitContextThoughItKeeps64) {
   EXPECT_EQ(handled.ids().size(), 70U);
 }
 
-TEST(ErrorManagerTest, servesAllManagersWhenTheSplitContextCloses) {
+TEST(ErrorManagerTest, ServesAllManagersWhenTheSplitContextCloses) {
   HandledMessages handled;
   CFiErrorManager first;
   CFiErrorManager second;
@@ -134,7 +133,7 @@ TEST(ErrorManagerTest, servesAllManagersWhenTheSplitContextCloses) {
   EXPECT_THAT(handled.ids(), ElementsAre("first 1", "second 1"));
 }
 
-TEST(ErrorManagerTest, servesItsHandlersOnACancelledThread) {
+TEST(ErrorManagerTest, ServesItsHandlersOnACancelledThread) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled, "", [] { pthread_testcancel(); }));
@@ -142,7 +141,7 @@ TEST(ErrorManagerTest, servesItsHandlersOnACancelledThread) {
   EXPECT_THAT(handled.ids(), ElementsAre("1"));
 }
 
-TEST(ErrorManagerTest, letsAHandlerEndAnotherManagerWhenTheSplitContextCloses) {
+TEST(ErrorManagerTest, LetsAHandlerEndAnotherManagerWhenTheSplitContextCloses) {
   HandledMessages handled;
   CFiErrorManager first;
   auto second = std::make_unique<CFiErrorManager>();
@@ -156,7 +155,7 @@ TEST(ErrorManagerTest, letsAHandlerEndAnotherManagerWhenTheSplitContextCloses) {
   EXPECT_THAT(handled.ids(), ElementsAre("first 1"));
 }
 
-TEST(ErrorManagerTest, letsAHandlerOpenAndCloseTheSplitContext) {
+TEST(ErrorManagerTest, LetsAHandlerOpenAndCloseTheSplitContext) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled, "", [] { const OpenSplitContext context; }));

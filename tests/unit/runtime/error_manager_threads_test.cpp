@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "cfierrormanager.h"
+#include "open_split_context.h"
 #include "recording_handler.h"
-#include "trace_fixture.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ void expectEachMessageOnce(std::vector<std::string> ids) {
   EXPECT_EQ(std::unique(ids.begin(), ids.end()), ids.end());
 }
 
-TEST(ErrorManagerThreadsTest, handsOutEachMessageOnce) {
+TEST(ErrorManagerThreadsTest, HandsOutEachMessageOnce) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));
@@ -45,7 +45,7 @@ TEST(ErrorManagerThreadsTest, handsOutEachMessageOnce) {
   EXPECT_EQ(manager.messages().size(), 64U);
 }
 
-TEST(ErrorManagerThreadsTest, handsOutEachMessageOnceWhileTheSplitContextOpensAndCloses) {
+TEST(ErrorManagerThreadsTest, HandsOutEachMessageOnceWhileTheSplitContextOpensAndCloses) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));
@@ -59,18 +59,7 @@ TEST(ErrorManagerThreadsTest, handsOutEachMessageOnceWhileTheSplitContextOpensAn
   expectEachMessageOnce(handled.ids());
 }
 
-// Returns when the split context is being opened: its first sign is that messages are held back.
-void waitUntilMessagesAreHeldBack() {
-  HandledMessages handled;
-  CFiErrorManager manager;
-  manager.registerHandler(new RecordingHandler(handled));
-  for (std::size_t pushed = 0; handled.ids().size() == pushed; ++pushed) {
-    std::this_thread::yield();
-    manager.pushError(messageWithId("1"));
-  }
-}
-
-TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsOpen) {
+TEST(ErrorManagerThreadsTest, HandlerThatRunsIsWaitedForBeforeTheSplitContextIsOpen) {
   HandledMessages events;
   std::latch entered(1);
   std::latch released(1);
@@ -98,7 +87,7 @@ TEST(ErrorManagerThreadsTest, handlerThatRunsIsWaitedForBeforeTheSplitContextIsO
 }
 
 // As one does that needs a lock of the host's which the thread holds that freezes.
-TEST(ErrorManagerThreadsTest, handlerThatWaitsForTheSplitContextIsNotWaitedForForEver) {
+TEST(ErrorManagerThreadsTest, HandlerThatWaitsForTheSplitContextIsNotWaitedForForEver) {
   std::latch entered(1);
   std::latch opened(1);
   HandledMessages handled;
@@ -117,7 +106,7 @@ TEST(ErrorManagerThreadsTest, handlerThatWaitsForTheSplitContextIsNotWaitedForFo
   EXPECT_EQ(handled.ids().size(), 1U);
 }
 
-TEST(ErrorManagerThreadsTest, handlersThatOpenTheSplitContextDoNotWaitForEachOther) {
+TEST(ErrorManagerThreadsTest, HandlersThatOpenTheSplitContextDoNotWaitForEachOther) {
   std::latch entered(2);
   HandledMessages handled;
   CFiErrorManager first;
@@ -134,7 +123,7 @@ TEST(ErrorManagerThreadsTest, handlersThatOpenTheSplitContextDoNotWaitForEachOth
   EXPECT_EQ(handled.ids().size(), 2U);
 }
 
-TEST(ErrorManagerThreadsTest, canBeDestroyedWhileTheSplitContextCloses) {
+TEST(ErrorManagerThreadsTest, CanBeDestroyedWhileTheSplitContextCloses) {
   HandledMessages handled;
   std::atomic<bool> stop{false};
   std::thread freezer([&stop] {

@@ -25,13 +25,13 @@ std::vector<Formattable> deserialized(const char* text) {
   return static_cast<const CFiIcuMessage&>(*message).getArguments();
 }
 
-TEST(IcuMessageTest, writesItsArgumentsOnOneLine) {
+TEST(IcuMessageTest, WritesItsArgumentsOnOneLine) {
   EXPECT_EQ(serialized({}), "[]");
   EXPECT_EQ(serialized({Formattable(UnicodeString(u"a \"b\"\n\u00fc")), Formattable(42), Formattable(-1.5)}),
             "[\"a \\\"b\\\"\\n\u00fc\",42,-1.5]");
 }
 
-TEST(IcuMessageTest, readsBackWhatItWrote) {
+TEST(IcuMessageTest, ReadsBackWhatItWrote) {
   const std::vector<Formattable> arguments = {
       Formattable(UnicodeString()),
       Formattable(UnicodeString(u"K\u00f6ln, \U0001f40c {0} 'x'\t\u0001")),
@@ -48,14 +48,14 @@ TEST(IcuMessageTest, readsBackWhatItWrote) {
   EXPECT_TRUE(deserialized(serialized(arguments).c_str()) == arguments) << serialized(arguments);
 }
 
-TEST(IcuMessageTest, writesNothingThatIsNotText) {
+TEST(IcuMessageTest, WritesNothingThatIsNotText) {
   const Formattable list[] = {Formattable(1), Formattable(2)};
   EXPECT_EQ(serialized({Formattable(list, 2), Formattable(3)}), "[null,3]");
   EXPECT_EQ(serialized({Formattable(std::numeric_limits<double>::infinity())}), "[null]");
   EXPECT_EQ(serialized({Formattable(UnicodeString(char16_t{0xd800}))}), "[\"\xef\xbf\xbd\"]");
 }
 
-TEST(IcuMessageTest, hasNoArgumentsWhenTheTextIsOfAnotherForm) {
+TEST(IcuMessageTest, HasNoArgumentsWhenTheTextIsOfAnotherForm) {
   for (const char* const text : {"", "x", "[", "[1", "[1,]", "{\"a\":1}", "\"a\"", "1", "null", "[\"\xff\"]", "[1]2"}) {
     EXPECT_TRUE(deserialized(text).empty()) << text;
   }
@@ -63,7 +63,7 @@ TEST(IcuMessageTest, hasNoArgumentsWhenTheTextIsOfAnotherForm) {
   EXPECT_TRUE(deserialized(nested.c_str()).empty());
 }
 
-TEST(IcuMessageTest, takesValuesThatAreNoArgumentsForEmptyTexts) {
+TEST(IcuMessageTest, TakesValuesThatAreNoArgumentsForEmptyTexts) {
   const std::vector<Formattable> arguments = deserialized("[true,[1],{\"a\":2},null,7,18446744073709551615]");
   ASSERT_EQ(arguments.size(), 6U);
   for (int i = 0; i < 4; ++i) EXPECT_TRUE(arguments[i] == Formattable(UnicodeString())) << i;
@@ -71,7 +71,7 @@ TEST(IcuMessageTest, takesValuesThatAreNoArgumentsForEmptyTexts) {
   EXPECT_TRUE(arguments[5] == Formattable(18446744073709551615.0));
 }
 
-TEST(IcuMessageTest, rebuildsARecord) {
+TEST(IcuMessageTest, RebuildsARecord) {
   char id[] = "MSG_ERROR_FREEZE";
   char args[] = "[\"/data\"]";
   char file[] = "qmfs_plugin_quiesce.cpp";
@@ -85,7 +85,7 @@ TEST(IcuMessageTest, rebuildsARecord) {
   EXPECT_EQ(static_cast<const CFiIcuMessage&>(*message).serialize(), "[\"/data\"]");
 }
 
-TEST(IcuMessageTest, rebuildsAnEmptyRecord) {
+TEST(IcuMessageTest, RebuildsAnEmptyRecord) {
   kfi_msg_info record{};
   const CFiMessageSPtr message = CFiIcuMessage::deserialize(&record);
   ASSERT_TRUE(message);

@@ -5,9 +5,10 @@
 #include <new>
 
 #include "cfierrormanager.h"
+#include "open_split_context.h"
 #include "recording_handler.h"
-#include "support/memory_failure.h"
-#include "trace_fixture.h"
+#include "support/allocation_faults.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -28,11 +29,11 @@ bool succeedsWith(int requests, const Call& call) {
   return true;
 }
 
-TEST(MemoryTest, traceLogThatCouldNotBeOpenedIsNotInitialised) {
-  const TraceDirectory place;
+TEST(MemoryTest, TraceLogThatCouldNotBeOpenedIsNotInitialised) {
+  const TraceDirectory traces;
   CFiTraceLog log;
   int failures = 0;
-  while (!succeedsWith(failures, [&] { place.open(log, 1); })) {
+  while (!succeedsWith(failures, [&] { traces.open(log, 1); })) {
     EXPECT_FALSE(log.isInitialized()) << failures;
     log.trace(1, "lost");
     ASSERT_LT(++failures, mostCalls);
@@ -40,10 +41,10 @@ TEST(MemoryTest, traceLogThatCouldNotBeOpenedIsNotInitialised) {
   EXPECT_GT(failures, 2);
   EXPECT_TRUE(log.isInitialized());
   log.trace(1, "written");
-  EXPECT_THAT(place.texts(), ElementsAre("written"));
+  EXPECT_THAT(traces.texts(), ElementsAre("written"));
 }
 
-TEST(MemoryTest, messageIsBothKeptAndHandedOutOrNeither) {
+TEST(MemoryTest, MessageIsBothKeptAndHandedOutOrNeither) {
   HandledMessages handled;
   CFiErrorManager manager;
   manager.registerHandler(new RecordingHandler(handled));

@@ -1,11 +1,10 @@
 // Message catalogs: languages, fallbacks, and the texts that are delivered.
-#include "build_tree.h"
-#include "cfimessagecatalog.h"
-
 #include <gtest/gtest.h>
 #include <unicode/locid.h>
 
-#include "scoped_environment.h"
+#include "build_tree.h"
+#include "cfimessagecatalog.h"
+#include "support/environment.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ std::string formatted(const char* catalog, const char* locale, const CFiMessageS
 
 class SampleCatalogTest : public testing::Test {
  protected:
-  ScopedEnvironment m_place{"QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs"};
+  EnvironmentVariable m_variable{"QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs"};
   const CFiMessageSPtr m_greeting = message("GREETING", {text("Jörg"), Formattable(12345)});
   const std::string m_english = "Hello Jörg, you are number 12,345.";
   const std::string m_german = "Grüß Gott Jörg, Sie sind Nummer 12.345.";
@@ -41,7 +40,7 @@ struct LocaleCase {
   bool german;
 };
 
-TEST_F(SampleCatalogTest, fallsBackFromTheCountryToTheLanguageToTheRoot) {
+TEST_F(SampleCatalogTest, FallsBackFromTheCountryToTheLanguageToTheRoot) {
   const std::string longLocale = "de_" + std::string(1000, 'A');
   const LocaleCase cases[] = {
       {"de", true},     {"de_AT", true}, {"de-AT", true},         {"de_AT.UTF-8", true}, {"de_CH@euro", true},
@@ -54,7 +53,7 @@ TEST_F(SampleCatalogTest, fallsBackFromTheCountryToTheLanguageToTheRoot) {
   }
 }
 
-TEST_F(SampleCatalogTest, takesALocaleThatFillsIcusBufferForAnUnknownOne) {
+TEST_F(SampleCatalogTest, TakesALocaleThatFillsIcusBufferForAnUnknownOne) {
   bool isTooLong = false;
   for (std::size_t length = 100; length < 200; ++length) {
     const std::string locale = "de_AT_" + std::string(length, 'A');
@@ -65,11 +64,11 @@ TEST_F(SampleCatalogTest, takesALocaleThatFillsIcusBufferForAnUnknownOne) {
   EXPECT_TRUE(isTooLong);
 }
 
-TEST_F(SampleCatalogTest, fallsBackForEachIdentifier) {
+TEST_F(SampleCatalogTest, FallsBackForEachIdentifier) {
   EXPECT_EQ(formatted("sample", "de", message("ONLY_ENGLISH", {Formattable(4711)})), "It's English, line 4711.");
 }
 
-TEST_F(SampleCatalogTest, doesNotTakeTheProcessesDefaultLocaleForTheRoot) {
+TEST_F(SampleCatalogTest, DoesNotTakeTheProcessesDefaultLocaleForTheRoot) {
   const icu::Locale before = icu::Locale::getDefault();
   UErrorCode status = U_ZERO_ERROR;
   icu::Locale::setDefault(icu::Locale::getGermany(), status);
@@ -78,16 +77,16 @@ TEST_F(SampleCatalogTest, doesNotTakeTheProcessesDefaultLocaleForTheRoot) {
   EXPECT_EQ(french, m_english);
 }
 
-TEST_F(SampleCatalogTest, leavesPlaceholdersWithoutArgumentsAsTheyAre) {
+TEST_F(SampleCatalogTest, LeavesPlaceholdersWithoutArgumentsAsTheyAre) {
   EXPECT_EQ(formatted("sample", "", message("GREETING", {})), "Hello {0}, you are number {1}.");
 }
 
-TEST_F(SampleCatalogTest, writesIntegersAsDigitsUnlessThePatternNamesANumberFormat) {
+TEST_F(SampleCatalogTest, WritesIntegersAsDigitsUnlessThePatternNamesANumberFormat) {
   EXPECT_EQ(formatted("sample", "", message("PLAIN", {Formattable(-12345), Formattable(std::int64_t{1} << 40)})),
             "Line -12345 of 1099511627776");
 }
 
-TEST_F(SampleCatalogTest, knowsNothingOfTheRest) {
+TEST_F(SampleCatalogTest, KnowsNothingOfTheRest) {
   EXPECT_EQ(formatted("sample", "de", message("UNKNOWN", {})), "-");
   EXPECT_EQ(formatted("sample", "de", message("BROKEN", {text("x")})), "-");
   EXPECT_EQ(formatted("sample", "de", message("NOT_TEXT", {})), "-");
@@ -97,12 +96,12 @@ TEST_F(SampleCatalogTest, knowsNothingOfTheRest) {
   }
 }
 
-TEST_F(SampleCatalogTest, knowsNothingWhenThereAreNoCatalogs) {
-  const ScopedEnvironment place("QMFI_CATALOG_DIR", "/nowhere");
+TEST_F(SampleCatalogTest, KnowsNothingWhenThereAreNoCatalogs) {
+  const EnvironmentVariable variable("QMFI_CATALOG_DIR", "/nowhere");
   EXPECT_EQ(formatted("sample", "de", m_greeting), "-");
 }
 
-TEST_F(SampleCatalogTest, isFoundByTheManagerThroughTheFactory) {
+TEST_F(SampleCatalogTest, IsFoundByTheManagerThroughTheFactory) {
   CFiMessageCatalogManager manager;
   manager.registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "sample")));
   EXPECT_EQ(manager.getText("", m_greeting), m_english);
@@ -113,12 +112,12 @@ TEST_F(SampleCatalogTest, isFoundByTheManagerThroughTheFactory) {
   EXPECT_EQ(manager.getText("de", CFiMessageSPtr()), "");
 }
 
-TEST_F(SampleCatalogTest, formatsAMessageThatHasNoArguments) {
+TEST_F(SampleCatalogTest, FormatsAMessageThatHasNoArguments) {
   const CFiMessageSPtr bare(new CFiMessage("GREETING", KFI_SEVERITY_ERROR, "file.cpp", 1));
   EXPECT_EQ(formatted("sample", "", bare), "Hello {0}, you are number {1}.");
 }
 
-TEST_F(SampleCatalogTest, isKeptForAsManyLanguagesAsAHostMayAskFor) {
+TEST_F(SampleCatalogTest, IsKeptForAsManyLanguagesAsAHostMayAskFor) {
   CFiMessageCatalogManager manager;
   manager.registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "sample")));
   for (int number = 0; number < 500; ++number) {
@@ -126,7 +125,7 @@ TEST_F(SampleCatalogTest, isKeptForAsManyLanguagesAsAHostMayAskFor) {
   }
 }
 
-TEST_F(SampleCatalogTest, isForgottenWhenAnotherFactoryIsRegistered) {
+TEST_F(SampleCatalogTest, IsForgottenWhenAnotherFactoryIsRegistered) {
   CFiMessageCatalogManager manager;
   manager.registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("de", "sample")));
   EXPECT_EQ(manager.getText("", m_greeting), m_german);
@@ -134,7 +133,7 @@ TEST_F(SampleCatalogTest, isForgottenWhenAnotherFactoryIsRegistered) {
   EXPECT_EQ(manager.getText("", m_greeting), "GREETING: Jörg, 12345");
 }
 
-TEST(MessageCatalogManagerTest, givesTheIdentifierWithItsArgumentsWithoutAFactory) {
+TEST(MessageCatalogManagerTest, GivesTheIdentifierWithItsArgumentsWithoutAFactory) {
   const CFiMessageCatalogManager manager;
   EXPECT_EQ(manager.getText("de", message("MSG_ERROR_INITIALIZATION_FAILED", {})), "MSG_ERROR_INITIALIZATION_FAILED");
   EXPECT_EQ(manager.getText("", message("ID", {text("a"), Formattable(-7), Formattable(std::int64_t{1} << 40),
@@ -142,14 +141,14 @@ TEST(MessageCatalogManagerTest, givesTheIdentifierWithItsArgumentsWithoutAFactor
             "ID: a, -7, 1099511627776, 1.5, ");
 }
 
-TEST(MessageCatalogManagerTest, keepsTheNativeLanguage) {
+TEST(MessageCatalogManagerTest, KeepsTheNativeLanguage) {
   CFiMessageCatalogManager manager;
   EXPECT_EQ(manager.getNativeLanguage(), "");
   manager.setNativeLanguage("de");
   EXPECT_EQ(manager.getNativeLanguage(), "de");
 }
 
-TEST(MessageCatalogManagerTest, makesMessagesOfRecords) {
+TEST(MessageCatalogManagerTest, MakesMessagesOfRecords) {
   char id[] = "ID";
   char args[] = "[1]";
   kfi_msg_info record{id, args, nullptr, 0, 0, nullptr, nullptr};
@@ -168,8 +167,8 @@ struct DeliveredText {
   const char* german;
 };
 
-TEST(DeliveredCatalogTest, hasATextForEveryMessageInEveryLanguage) {
-  const ScopedEnvironment place("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs");
+TEST(DeliveredCatalogTest, HasATextForEveryMessageInEveryLanguage) {
+  const EnvironmentVariable variable("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs");
   const DeliveredText cases[] = {
       {"MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION",
        {text("KFI_EXEC_PIPE_CMD_FAILED"), text("mount: no"), text("qmfs_plugin.cpp"), Formattable(1234)},

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(ObjectIdentifierTest, holdsACopyOfTheNameItsLengthAndItsKind) {
+TEST(ObjectIdentifierTest, HoldsACopyOfTheNameItsLengthAndItsKind) {
   std::string name = "/mnt/copied";
   const qmfi_objid* const identifier = qmfi_get_objid(name.c_str(), static_cast<uint32_t>(name.size()), 7);
   name[1] = 'X';
@@ -19,7 +19,7 @@ TEST(ObjectIdentifierTest, holdsACopyOfTheNameItsLengthAndItsKind) {
   EXPECT_EQ(identifier->vid_kind, 7);
 }
 
-TEST(ObjectIdentifierTest, isTheSameForTheSameNameAndKind) {
+TEST(ObjectIdentifierTest, IsTheSameForTheSameNameAndKind) {
   const char name[] = "/mnt/same";
   const qmfi_objid* const identifier = qmfi_get_objid(name, sizeof name - 1, 1);
   EXPECT_EQ(qmfi_get_objid(name, sizeof name, 1), identifier);
@@ -28,14 +28,14 @@ TEST(ObjectIdentifierTest, isTheSameForTheSameNameAndKind) {
   EXPECT_NE(qmfi_get_objid(name, sizeof name - 2, 1), identifier);
 }
 
-TEST(ObjectIdentifierTest, readsNotBeyondTheLength) {
+TEST(ObjectIdentifierTest, ReadsNotBeyondTheLength) {
   const char name[3] = {'/', 'a', 'b'};
   const qmfi_objid* const identifier = qmfi_get_objid(name, sizeof name, 1);
   ASSERT_NE(identifier, nullptr);
   EXPECT_STREQ(identifier->vid_name, "/ab");
 }
 
-TEST(ObjectIdentifierTest, isNullForANullOrEmptyName) {
+TEST(ObjectIdentifierTest, IsNullForANullOrEmptyName) {
   EXPECT_EQ(qmfi_get_objid(nullptr, 5, 1), nullptr);
   EXPECT_EQ(qmfi_get_objid("", 1, 1), nullptr);
   EXPECT_EQ(qmfi_get_objid("/mnt", 0, 1), nullptr);

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(ObjectIdentifierThreadsTest, areTheSameForAllThreads) {
+TEST(ObjectIdentifierThreadsTest, AreTheSameForAllThreads) {
   constexpr int threadCount = 8;
   constexpr int nameCount = 500;
   std::vector<std::vector<qmfi_objid*>> found(threadCount);

@@ -1,13 +1,12 @@
 // What a provider has from its base: answers for operations it does not implement, private data, and errors.
-#include "build_tree.h"
-#include "cfipluginbase.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 
+#include "build_tree.h"
+#include "cfipluginbase.h"
 #include "recording_handler.h"
-#include "scoped_environment.h"
+#include "support/environment.h"
 #include "support/plain_provider.h"
 
 namespace {
@@ -35,7 +34,7 @@ class PluginBaseTest : public testing::Test {
   kfi_domain m_node{};
 };
 
-TEST_F(PluginBaseTest, supportsNothingThatAProviderDoesNotImplement) {
+TEST_F(PluginBaseTest, SupportsNothingThatAProviderDoesNotImplement) {
   CFiObjctlArgs arguments;
   const CFiSessionSPtr session;
   CFiPluginBase& base = m_provider;
@@ -111,7 +110,7 @@ TEST_F(PluginBaseTest, supportsNothingThatAProviderDoesNotImplement) {
   for (std::size_t i = 0; i < std::size(statuses); ++i) EXPECT_EQ(statuses[i], CFI_STATUS_NOT_SUPPORTED) << i;
 }
 
-TEST_F(PluginBaseTest, asksForTheSessionForm) {
+TEST_F(PluginBaseTest, AsksForTheSessionForm) {
   EXPECT_EQ(m_provider.make(nullptr, nullptr, 0, nullptr, nullptr), CFI_STATUS_USE_SESSION);
   EXPECT_EQ(m_provider.prepare(nullptr, nullptr, 0, 0), CFI_STATUS_USE_SESSION);
   EXPECT_EQ(m_provider.select(nullptr, nullptr, 0), CFI_STATUS_USE_SESSION);
@@ -125,7 +124,7 @@ class NamedProvider : public PlainProvider {
   using CFiPluginBase::providerName;
 };
 
-TEST(NamedProviderTest, hasTheNamesAndTheOffsetThatItIsGiven) {
+TEST(NamedProviderTest, HasTheNamesAndTheOffsetThatItIsGiven) {
   NamedProvider provider;
   EXPECT_STREQ(provider.providerName().c_str(), "");
   EXPECT_STREQ(provider.fimName().c_str(), "");
@@ -140,7 +139,7 @@ TEST(NamedProviderTest, hasTheNamesAndTheOffsetThatItIsGiven) {
   EXPECT_STREQ(provider.fimName().c_str(), "");
 }
 
-TEST_F(PluginBaseTest, staysUsableWhenItIsToldOfTheEnd) {
+TEST_F(PluginBaseTest, StaysUsableWhenItIsToldOfTheEnd) {
   CFiPluginBase::isShuttingDown(true);
   EXPECT_EQ(m_provider.make(nullptr, nullptr, 0, nullptr, nullptr), CFI_STATUS_USE_SESSION);
   EXPECT_TRUE(factory()->allocate(&m_node, false));
@@ -148,7 +147,7 @@ TEST_F(PluginBaseTest, staysUsableWhenItIsToldOfTheEnd) {
   EXPECT_EQ(m_node.fid_private, nullptr);
 }
 
-TEST_F(PluginBaseTest, hasASentenceForEveryStatus) {
+TEST_F(PluginBaseTest, HasASentenceForEveryStatus) {
   const std::pair<int, const char*> cases[] = {
       {0, "The operation was successful."},
       {1, "The provider could not be prepared for its first operation."},
@@ -175,7 +174,7 @@ TEST_F(PluginBaseTest, hasASentenceForEveryStatus) {
   EXPECT_EQ(m_provider.errMsg(0, nullptr), CFI_STATUS_INVALID_ARGUMENT);
 }
 
-TEST_F(PluginBaseTest, handsOutPushedMessagesNewestFirst) {
+TEST_F(PluginBaseTest, HandsOutPushedMessagesNewestFirst) {
   m_errorManager->pushError(messageWithId("first"));
   const icu::Formattable arguments[] = {icu::Formattable(icu::UnicodeString("/data")), icu::Formattable(5)};
   m_errorManager->pushError(CFiMessageSPtr(
@@ -200,7 +199,7 @@ TEST_F(PluginBaseTest, handsOutPushedMessagesNewestFirst) {
   EXPECT_EQ(m_provider.delLastError(&list), 0);
 }
 
-TEST_F(PluginBaseTest, refusesErrorCallsWithoutAPlaceForTheAnswer) {
+TEST_F(PluginBaseTest, RefusesErrorCallsWithoutAPlaceForTheAnswer) {
   m_errorManager->pushError(messageWithId("kept"));
   EXPECT_EQ(m_provider.getLastError(nullptr), CFI_STATUS_INVALID_ARGUMENT);
   EXPECT_EQ(m_provider.delLastError(nullptr), CFI_STATUS_INVALID_ARGUMENT);
@@ -217,8 +216,8 @@ TEST_F(PluginBaseTest, refusesErrorCallsWithoutAPlaceForTheAnswer) {
   EXPECT_EQ(text, nullptr);
 }
 
-TEST_F(PluginBaseTest, turnsARecordIntoTextOfALanguage) {
-  const ScopedEnvironment place("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs");
+TEST_F(PluginBaseTest, TurnsARecordIntoTextOfALanguage) {
+  const EnvironmentVariable variable("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/tests/unit/runtime/catalogs");
   const CFiMessageCatalogManagerSPtr manager(true);
   manager->registerFactory(CFiMessageCatalogFactorySPtr(new CFiIcuMessageCatalogFactory("root", "sample")));
   m_provider.registerCatalogManager(manager);
@@ -239,7 +238,7 @@ TEST_F(PluginBaseTest, turnsARecordIntoTextOfALanguage) {
   }
 }
 
-TEST_F(PluginBaseTest, answersWithoutManagersToo) {
+TEST_F(PluginBaseTest, AnswersWithoutManagersToo) {
   PlainProvider bare;
   char id[] = "ID";
   char args[] = "[1,\"a\"]";
@@ -262,7 +261,7 @@ TEST_F(PluginBaseTest, answersWithoutManagersToo) {
   EXPECT_EQ(bare.deInitNode(&m_node), 0);
 }
 
-TEST_F(PluginBaseTest, handsOutTheSubObjectsOfANode) {
+TEST_F(PluginBaseTest, HandsOutTheSubObjectsOfANode) {
   const CFiPrivateDataSPtr data = factory()->allocate(&m_node, false);
   qmfi_objid** objects = reinterpret_cast<qmfi_objid**>(&m_node);
   int count = -1;
@@ -281,7 +280,7 @@ TEST_F(PluginBaseTest, handsOutTheSubObjectsOfANode) {
   qmfi_free_buf(objects, 2 * sizeof *objects);
 }
 
-TEST_F(PluginBaseTest, refusesSubObjectsWithoutPrivateDataOrAPlace) {
+TEST_F(PluginBaseTest, RefusesSubObjectsWithoutPrivateDataOrAPlace) {
   qmfi_objid** objects = nullptr;
   int count = 4711;
   EXPECT_EQ(m_provider.subobjList(&m_node, &objects, &count), CFI_STATUS_INVALID_ARGUMENT);
@@ -313,7 +312,7 @@ class PluginBaseConfigTest : public PluginBaseTest {
   char m_two[2] = "2";
 };
 
-TEST_F(PluginBaseConfigTest, storesDeclaredParameters) {
+TEST_F(PluginBaseConfigTest, StoresDeclaredParameters) {
   kfi_confspec last{m_second, m_two, nullptr};
   kfi_confspec spec{m_first, m_one, &last};
   ASSERT_EQ(m_provider.config(&m_node, 0, nullptr, &spec), 0);
@@ -330,7 +329,7 @@ TEST_F(PluginBaseConfigTest, storesDeclaredParameters) {
   EXPECT_EQ(m_data->configDataList(0)->size(), 2U);
 }
 
-TEST_F(PluginBaseConfigTest, storesNothingWhenOneParameterIsWrong) {
+TEST_F(PluginBaseConfigTest, StoresNothingWhenOneParameterIsWrong) {
   char other[] = "other";
   kfi_confspec undeclared{other, m_one, nullptr};
   kfi_confspec withoutName{nullptr, m_one, nullptr};
@@ -342,7 +341,7 @@ TEST_F(PluginBaseConfigTest, storesNothingWhenOneParameterIsWrong) {
   }
 }
 
-TEST_F(PluginBaseConfigTest, refusesWhatItCannotStore) {
+TEST_F(PluginBaseConfigTest, RefusesWhatItCannotStore) {
   kfi_confspec spec{m_first, m_one, nullptr};
   for (const int category : {-1, 1, 2}) {
     EXPECT_EQ(m_provider.config(&m_node, category, nullptr, &spec), CFI_STATUS_INVALID_ARGUMENT) << category;
@@ -354,7 +353,7 @@ TEST_F(PluginBaseConfigTest, refusesWhatItCannotStore) {
   EXPECT_EQ(m_provider.config(&fresh, 0, nullptr, &spec), CFI_STATUS_INVALID_ARGUMENT);
 }
 
-TEST_F(PluginBaseTest, deInitialisesANode) {
+TEST_F(PluginBaseTest, DeInitialisesANode) {
   factory()->allocate(&m_node, false);
   m_node.fid_qnode = static_cast<kfi_quiescenode*>(qmfi_alloc_buf(sizeof(kfi_quiescenode)));
   m_node.fid_qnode->kqn_fitype = strdup("qmfs");
@@ -366,7 +365,7 @@ TEST_F(PluginBaseTest, deInitialisesANode) {
   EXPECT_EQ(m_provider.deInitNode(nullptr), CFI_STATUS_INVALID_ARGUMENT);
 }
 
-TEST_F(PluginBaseTest, prefersTheProvidersFactory) {
+TEST_F(PluginBaseTest, PrefersTheProvidersFactory) {
   const CFiPrivateDataFactorySPtr provider(new CFiPrivateDataConcreteFactory<CFiPrivateData>());
   m_privateDataManager->setProviderFactory(provider);
   provider->allocate(&m_node, false);

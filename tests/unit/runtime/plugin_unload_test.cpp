@@ -1,66 +1,37 @@
 // Loading and unloading of plug-ins: nothing of them stays behind in the framework.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <string>
-
 #include "build_tree.h"
 #include "kfi.h"
-#include "trace_fixture.h"
+#include "open_split_context.h"
+#include "support/plugin_library.h"
+#include "support/trace_capture.h"
 
 namespace {
 
-class Plugin {
- public:
-  Plugin() : m_handle(dlopen(QMFI_BINARY_DIR "/lib/libruntime_sample_plugin.so", RTLD_NOW | RTLD_LOCAL)) {}
-  Plugin(const Plugin&) = delete;
-  Plugin& operator=(const Plugin&) = delete;
-  ~Plugin() {
-    if (m_handle != nullptr) dlclose(m_handle);
-  }
-
-  template <typename Function>
-  Function* find(const char* name) const {
-    return m_handle != nullptr ? reinterpret_cast<Function*>(dlsym(m_handle, name)) : nullptr;
-  }
-
- private:
-  void* m_handle;
-};
-
-bool isLoaded() {
-  void* const handle = dlopen(QMFI_BINARY_DIR "/lib/libruntime_sample_plugin.so", RTLD_NOW | RTLD_NOLOAD);
-  if (handle == nullptr) return false;
-  dlclose(handle);
-  return true;
-}
-
 // Loads the plug-in, runs it, and unloads it, with or without ending it first. Returns what it returned.
 int useOnce(kfi_context& context, bool end) {
-  const Plugin plugin;
-  auto* const run = plugin.find<int(kfi_context*)>("sample_run");
-  auto* const stop = plugin.find<void()>("sample_end");
-  if (run == nullptr || stop == nullptr) return -1;
-  const int result = run(&context);
-  if (end) stop();
+  const PluginLibrary plugin(QMFI_BINARY_DIR "/lib/libruntime_sample_plugin.so");
+  const int result = plugin.function<int(kfi_context*)>("sample_run")(&context);
+  if (end) plugin.function<void()>("sample_end")();
   return result;
 }
 
-TEST(PluginUnloadTest, leavesNoPlugInBehind) {
-  const TraceDirectory place;
+TEST(PluginUnloadTest, LeavesNoPlugInBehind) {
+  const TraceDirectory traces;
   kfi_context context{};
   for (const bool end : {true, false}) {
     EXPECT_EQ(useOnce(context, end), 1);
-    EXPECT_FALSE(isLoaded());
+    EXPECT_FALSE(isMapped("libruntime_sample_plugin.so"));
     // Whoever still knew an object of the plug-in would call it now.
     const OpenSplitContext splitContext;
   }
-  EXPECT_EQ(place.texts().size(), 4U);
+  EXPECT_EQ(traces.texts().size(), 4U);
 }
 
-TEST(PluginUnloadTest, takesNoMemoryOverThousandsOfLoads) {
-  const TraceDirectory place;
+TEST(PluginUnloadTest, TakesNoMemoryOverThousandsOfLoads) {
+  const TraceDirectory traces;
   kfi_context context{};
   constexpr int loads = 2000;
   for (int i = 0; i < 100; ++i) ASSERT_EQ(useOnce(context, true), 1);

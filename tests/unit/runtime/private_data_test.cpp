@@ -1,7 +1,7 @@
 // The framework's part of private data.
-#include "cfiprivatedata.h"
-
 #include <gtest/gtest.h>
+
+#include "cfiprivatedata.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ class PrivateDataTest : public testing::Test {
   CFiPrivateData m_data{&m_identifier, false};
 };
 
-TEST_F(PrivateDataTest, makesItsListsOnFirstUse) {
+TEST_F(PrivateDataTest, MakesItsListsOnFirstUse) {
   for (const int category : {0, 1}) {
     EXPECT_FALSE(m_data.hasConfigInfoList(category));
     EXPECT_FALSE(m_data.hasConfigDataList(category));
@@ -26,7 +26,7 @@ TEST_F(PrivateDataTest, makesItsListsOnFirstUse) {
   EXPECT_NE(m_data.configDataList(0), m_data.configDataList(1));
 }
 
-TEST_F(PrivateDataTest, addsDefaultsWithoutReplacingValues) {
+TEST_F(PrivateDataTest, AddsDefaultsWithoutReplacingValues) {
   CFiConfigParamInfoList infos;
   CFiConfigParamInfo info;
   info.name = "first";
@@ -46,14 +46,14 @@ TEST_F(PrivateDataTest, addsDefaultsWithoutReplacingValues) {
   EXPECT_EQ(list.at("second").choices, info.choices);
 }
 
-TEST_F(PrivateDataTest, keepsTheSessionIdentifier) {
+TEST_F(PrivateDataTest, KeepsTheSessionIdentifier) {
   m_data.setSessionId("session");
   EXPECT_EQ(m_data.getSessionId(), "session");
   m_data.setSessionId(nullptr);
   EXPECT_EQ(m_data.getSessionId(), "");
 }
 
-TEST_F(PrivateDataTest, selectsOnlyATargetThatItHas) {
+TEST_F(PrivateDataTest, SelectsOnlyATargetThatItHas) {
   std::string target = "other";
   m_data.setConfiguredTarget(target);
   m_data.selectTargetFromConfigData();
@@ -70,7 +70,7 @@ TEST_F(PrivateDataTest, selectsOnlyATargetThatItHas) {
   EXPECT_EQ(m_data.getConfiguredTarget(), "disk2");
 }
 
-TEST_F(PrivateDataTest, knowsNoState) {
+TEST_F(PrivateDataTest, KnowsNoState) {
   kfi_blob blob{};
   EXPECT_EQ(m_data.getNodeState(&blob), 0);
   EXPECT_EQ(blob.kb_buffer, nullptr);

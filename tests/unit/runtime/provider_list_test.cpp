@@ -11,7 +11,7 @@ namespace {
 
 constexpr kfi_version interfaceVersion{7, 1, 2, 3};
 
-TEST(ProviderListTest, holdsCopiesOfWhatItWasGiven) {
+TEST(ProviderListTest, HoldsCopiesOfWhatItWasGiven) {
   std::string name = "qmfsfi";
   std::string first = "qmfs";
   const char* const types[] = {first.c_str(), "other"};
@@ -36,14 +36,14 @@ TEST(ProviderListTest, holdsCopiesOfWhatItWasGiven) {
   qmfi_free_providerlist(list);
 }
 
-TEST(ProviderListTest, canBeWithoutTypes) {
+TEST(ProviderListTest, CanBeWithoutTypes) {
   kfi_provider_list* const list = qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, nullptr, 0);
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(list->kpl_fitypes, nullptr);
   qmfi_free_providerlist(list);
 }
 
-TEST(ProviderListTest, isNullForAnInvalidArgument) {
+TEST(ProviderListTest, IsNullForAnInvalidArgument) {
   const char* const types[] = {"qmfs", nullptr};
   EXPECT_EQ(qmfi_build_providerlist_node(nullptr, interfaceVersion, 0, 0, types, 1), nullptr);
   EXPECT_EQ(qmfi_build_providerlist_node("qmfsfi", interfaceVersion, 0, 0, types, -1), nullptr);
@@ -63,13 +63,13 @@ std::size_t memoryAfterLists() {
   return mallinfo2().uordblks;
 }
 
-TEST(ProviderListTest, isFreedWhole) {
+TEST(ProviderListTest, IsFreedWhole) {
   // The C library keeps some of the blocks that are freed first for itself.
   const std::size_t before = memoryAfterLists();
   EXPECT_EQ(memoryAfterLists(), before);
 }
 
-TEST(ProviderListTest, ofNoElementIsNothingToFree) {
+TEST(ProviderListTest, OfNoElementIsNothingToFree) {
   const std::size_t before = mallinfo2().uordblks;
   qmfi_free_providerlist(nullptr);
   EXPECT_EQ(mallinfo2().uordblks, before);

@@ -5,10 +5,12 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "cfierrorhandlerbase.h"
+#include "cfierrormanager.h"
 
 // What handlers have seen; outlives them.
 class HandledMessages {
@@ -51,6 +53,17 @@ class RecordingHandler : public qmfi_pdk_4_4::CFiErrorHandlerBase {
 inline qmfi_pdk_4_4::CFiMessageSPtr messageWithId(const std::string& id) {
   return qmfi_pdk_4_4::CFiMessageSPtr(
       new qmfi_pdk_4_4::CFiIcuMessage(id.c_str(), nullptr, 0, KFI_SEVERITY_ERROR, "sample.cpp", 1));
+}
+
+// Returns when the split context is being opened: its first sign is that messages are held back.
+inline void waitUntilMessagesAreHeldBack() {
+  HandledMessages handled;
+  qmfi_pdk_4_4::CFiErrorManager manager;
+  manager.registerHandler(new RecordingHandler(handled));
+  for (std::size_t pushed = 0; handled.ids().size() == pushed; ++pushed) {
+    std::this_thread::yield();
+    manager.pushError(messageWithId("1"));
+  }
 }
 
 #endif

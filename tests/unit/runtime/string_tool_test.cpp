@@ -1,12 +1,11 @@
 // String operations and the splitting of option strings.
-#include "cfistringtool.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <climits>
 
 #include "cfiformatoptionlist.h"
+#include "cfistringtool.h"
 
 namespace {
 
@@ -16,7 +15,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-TEST(StringToolTest, trimsTheGivenCharactersOnly) {
+TEST(StringToolTest, TrimsTheGivenCharactersOnly) {
   const std::string blanks = " \n\t\r";
   EXPECT_EQ(CFiStringTool::trim(" \t/data one\r\n", blanks), "/data one");
   EXPECT_EQ(CFiStringTool::trim(" \t ", blanks), "");
@@ -27,7 +26,7 @@ TEST(StringToolTest, trimsTheGivenCharactersOnly) {
   EXPECT_EQ(CFiStringTool::rtrim("", "/"), "");
 }
 
-TEST(StringToolTest, splitsIntoNonEmptyPieces) {
+TEST(StringToolTest, SplitsIntoNonEmptyPieces) {
   EXPECT_THAT(CFiStringTool::tokenize("rw,,ro; x,", ",;"), ElementsAre("rw", "ro", " x"));
   EXPECT_THAT(CFiStringTool::tokenize("rw", ","), ElementsAre("rw"));
   EXPECT_THAT(CFiStringTool::tokenize(",,", ","), IsEmpty());
@@ -35,7 +34,7 @@ TEST(StringToolTest, splitsIntoNonEmptyPieces) {
   EXPECT_THAT(CFiStringTool::tokenize("a b", ""), ElementsAre("a b"));
 }
 
-TEST(StringToolTest, convertsStringsWithNulsInside) {
+TEST(StringToolTest, ConvertsStringsWithNulsInside) {
   const std::string text("a\0b", 3);
   const ACE_String_Base<char> converted = CFiStringTool::str2tstr(text);
   EXPECT_EQ(converted.length(), 3U);
@@ -43,13 +42,13 @@ TEST(StringToolTest, convertsStringsWithNulsInside) {
   EXPECT_EQ(CFiStringTool::tstr2str(CFiStringTool::str2tstr("")), "");
 }
 
-TEST(StringToolTest, joinsWithTheSeparatorBehindEachElement) {
+TEST(StringToolTest, JoinsWithTheSeparatorBehindEachElement) {
   EXPECT_EQ(CFiStringTool::vec2str({"x", "y"}, ","), "x,y,");
   EXPECT_EQ(CFiStringTool::vec2str({}, ","), "");
   EXPECT_EQ(CFiStringTool::vec2str({"x", "", "y"}, ""), "xy");
 }
 
-TEST(StringToolTest, readsTheLeadingNumber) {
+TEST(StringToolTest, ReadsTheLeadingNumber) {
   const std::pair<const char*, int> cases[] = {{"0", 0},
                                                {"42", 42},
                                                {" \t\n+7x", 7},
@@ -73,7 +72,7 @@ TEST(StringToolTest, readsTheLeadingNumber) {
   for (const auto& [text, number] : cases) EXPECT_EQ(CFiStringTool::str2int(text), number) << text;
 }
 
-TEST(StringToolTest, findsATextInsideALine) {
+TEST(StringToolTest, FindsATextInsideALine) {
   EXPECT_TRUE(CFiStringTool::find({"one", "device is busy"}, "busy"));
   EXPECT_FALSE(CFiStringTool::find({"device is Busy"}, "busy"));
   EXPECT_FALSE(CFiStringTool::find({"bu", "sy"}, "busy"));
@@ -81,7 +80,7 @@ TEST(StringToolTest, findsATextInsideALine) {
   EXPECT_TRUE(CFiStringTool::find({""}, ""));
 }
 
-TEST(FormatOptionListTest, splitsPairsAndKeepsTheFirstOfEqualKeys) {
+TEST(FormatOptionListTest, SplitsPairsAndKeepsTheFirstOfEqualKeys) {
   EXPECT_THAT(CFiFormatOptionList::parse("mountOptions=rw,a=b;;flag;mountOptions=ro; x = y ;=z;empty="),
               ElementsAre(Pair("", "z"), Pair(" x ", " y "), Pair("empty", ""), Pair("flag", ""),
                           Pair("mountOptions", "rw,a=b")));

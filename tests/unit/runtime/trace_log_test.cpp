@@ -1,6 +1,4 @@
 // The trace log: where it lies, what passes, and what a record looks like.
-#include "cfitracelog.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,8 +13,9 @@
 #include <utility>
 
 #include "K_time.h"
-#include "cancelled_caller.h"
-#include "trace_fixture.h"
+#include "cfitracelog.h"
+#include "support/cancelled_thread.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -29,19 +28,26 @@ mode_t modeOf(const std::string& path) {
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+std::time_t secondsNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec;
+}
+
 class TraceLogTest : public testing::Test {
  protected:
-  TraceDirectory m_place;
+  TraceDirectory m_traces;
 };
 
-TEST_F(TraceLogTest, writesARecordWithTimeNumbersLevelAndText) {
+TEST_F(TraceLogTest, WritesARecordWithTimeNumbersLevelAndText) {
   CFiTraceLog log;
-  m_place.open(log, 3);
-  const std::time_t before = std::time(nullptr);
+  m_traces.open(log, 3);
+  // Of the clock that the record shows: std::time may be a tick behind it.
+  const std::time_t before = secondsNow();
   log.trace(3, "Command : %s", "/bin/mkdir -p  /data_alt");
-  const std::time_t after = std::time(nullptr);
+  const std::time_t after = secondsNow();
 
-  const std::string content = m_place.content();
+  const std::string content = m_traces.content();
   std::tm time{};
   int microseconds = -1;
   int process = 0;
@@ -61,30 +67,30 @@ TEST_F(TraceLogTest, writesARecordWithTimeNumbersLevelAndText) {
   EXPECT_EQ(content.find('Z'), std::string("2026-11-21T06:07:08.123456").size());
 }
 
-TEST_F(TraceLogTest, keepsALineFeedInsideTheText) {
+TEST_F(TraceLogTest, KeepsALineFeedInsideTheText) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   log.trace(1, "first\nsecond\n");
-  EXPECT_THAT(m_place.texts(), ElementsAre("first", "second", ""));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("first\nsecond\n"));
 }
 
-TEST_F(TraceLogTest, writesEmptyAndVeryLongTextsWhole) {
+TEST_F(TraceLogTest, WritesEmptyAndVeryLongTextsWhole) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   std::vector<std::string> expected;
   for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{100000}}) {
     expected.emplace_back(length, 'x');
   }
   for (std::size_t length = 1990; length <= 2060; ++length) expected.emplace_back(length, 'y');
   for (const std::string& text : expected) log.trace(1, "%s", text.c_str());
-  EXPECT_EQ(m_place.texts(), expected);
+  EXPECT_EQ(m_traces.texts(), expected);
 }
 
-TEST_F(TraceLogTest, writesLevelsUpToItsOwn) {
+TEST_F(TraceLogTest, WritesLevelsUpToItsOwn) {
   CFiTraceLog log;
-  m_place.open(log, 3);
+  m_traces.open(log, 3);
   for (const int level : {1, 2, 3, 4, 6}) log.trace(level, "level %d", level);
-  EXPECT_THAT(m_place.texts(), ElementsAre("level 1", "level 2", "level 3"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("level 1", "level 2", "level 3"));
 }
 
 struct LevelCase {
@@ -92,66 +98,66 @@ struct LevelCase {
   int highest;
 };
 
-TEST_F(TraceLogTest, takesTheLevelFromTheEnvironmentWhenItIsValid) {
+TEST_F(TraceLogTest, TakesTheLevelFromTheEnvironmentWhenItIsValid) {
   const LevelCase cases[] = {{"1", 1}, {"4", 4}, {"6", 6}, {"0", 2}, {"7", 2}, {"", 2}, {"03", 2}, {"4 ", 2}, {"x", 2}};
   for (const LevelCase& levelCase : cases) {
-    const ScopedEnvironment level("QMFI_TRACE_LEVEL", levelCase.environment);
+    const EnvironmentVariable level("QMFI_TRACE_LEVEL", levelCase.environment);
     CFiTraceLog log;
-    m_place.open(log, 2);
+    m_traces.open(log, 2);
     EXPECT_TRUE(log.passes(levelCase.highest)) << levelCase.environment;
     EXPECT_FALSE(log.passes(levelCase.highest + 1)) << levelCase.environment;
   }
 }
 
-TEST_F(TraceLogTest, formatsNothingWhenTheLevelIsFiltered) {
+TEST_F(TraceLogTest, FormatsNothingWhenTheLevelIsFiltered) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   // Whoever reads this text dies.
   void* const page = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(page, MAP_FAILED);
   log.trace(2, "%s", static_cast<const char*>(page));
   munmap(page, 4096);
-  EXPECT_EQ(m_place.content(), "");
+  EXPECT_EQ(m_traces.content(), "");
 }
 
-TEST_F(TraceLogTest, formatsTheCallersErrnoAndKeepsIt) {
+TEST_F(TraceLogTest, FormatsTheCallersErrnoAndKeepsIt) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   const std::string padding(5000, 'x');
   errno = ENOENT;
   log.trace(1, "%m");
   log.trace(1, "%s%m", padding.c_str());
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_THAT(m_place.texts(), ElementsAre("No such file or directory", padding + "No such file or directory"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("No such file or directory", padding + "No such file or directory"));
 }
 
-TEST_F(TraceLogTest, writesTheRecordOfACancelledThread) {
+TEST_F(TraceLogTest, WritesTheRecordOfACancelledThread) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   EXPECT_TRUE(finishesThoughCancelled([&log] { log.trace(1, "cancelled"); }));
-  EXPECT_THAT(m_place.texts(), ElementsAre("cancelled"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("cancelled"));
 }
 
-TEST_F(TraceLogTest, isClosedByACancelledThread) {
+TEST_F(TraceLogTest, IsClosedByACancelledThread) {
   EXPECT_TRUE(finishesThoughCancelled([this] {
     CFiTraceLog log;
     int ignored = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
-    m_place.open(log, 1);
+    m_traces.open(log, 1);
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
   }));
 }
 
-TEST_F(TraceLogTest, ignoresARecordWithoutAFormat) {
+TEST_F(TraceLogTest, IgnoresARecordWithoutAFormat) {
   CFiTraceLog log;
-  m_place.open(log, 3);
+  m_traces.open(log, 3);
   // Through a pointer, since the compiler lets nobody give a null format.
   void (CFiTraceLog::*const trace)(int, const char*, ...) = &CFiTraceLog::trace;
   (log.*trace)(3, nullptr);
-  EXPECT_EQ(m_place.content(), "");
+  EXPECT_EQ(m_traces.content(), "");
 }
 
-TEST_F(TraceLogTest, isNotOpenedByAnyOtherNameThanAPlainOne) {
+TEST_F(TraceLogTest, IsNotOpenedByAnyOtherNameThanAPlainOne) {
   for (const std::string name : {"", ".", "..", ".hidden", "a/b", "/etc/passwd"}) {
     CFiTraceLog log;
     ACE_String_Base<char> directory;
@@ -167,18 +173,18 @@ TEST_F(TraceLogTest, isNotOpenedByAnyOtherNameThanAPlainOne) {
   EXPECT_FALSE(log.passes(1));
 }
 
-TEST_F(TraceLogTest, ignoresATextThatCannotBeFormatted) {
+TEST_F(TraceLogTest, IgnoresATextThatCannotBeFormatted) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   const wchar_t noCharacter[] = {static_cast<wchar_t>(0x7fffffff), 0};
   log.trace(1, "%ls", noCharacter);
   log.trace(1, "next");
-  EXPECT_THAT(m_place.texts(), ElementsAre("next"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("next"));
 }
 
-TEST_F(TraceLogTest, namesTheProcessAndThreadAfterAFork) {
+TEST_F(TraceLogTest, NamesTheProcessAndThreadAfterAFork) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   log.trace(1, "parent");
   const pid_t child = fork();
   if (child == 0) {
@@ -188,67 +194,142 @@ TEST_F(TraceLogTest, namesTheProcessAndThreadAfterAFork) {
   ASSERT_GT(child, 0);
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
-  const auto records = m_place.records();
+  const auto records = m_traces.records();
   ASSERT_EQ(records.size(), 2U);
   const std::string number = std::to_string(child);
-  EXPECT_THAT(records[1].head, testing::HasSubstr(" " + number + "." + number + " L1"));
+  EXPECT_EQ(records[1].numbers, number + "." + number);
+  EXPECT_EQ(records[1].level, 1);
 }
 
-TEST_F(TraceLogTest, appendsToWhatIsThere) {
-  m_place.directory().write("sample.log", "2026-11-21T06:07:08.123456Z 1.1 L1 before\n");
+TEST_F(TraceLogTest, AppendsToWhatIsThere) {
+  m_traces.directory().write("sample.log", "2026-11-21T06:07:08.123456Z 1.1 L1 before\n");
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   log.trace(1, "after");
-  EXPECT_THAT(m_place.texts(), ElementsAre("before", "after"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("before", "after"));
 }
 
-TEST_F(TraceLogTest, makesItsDirectoryAndFileForTheOwnerOnly) {
-  const std::string directory = m_place.directory().file("made");
-  const ScopedEnvironment place("QMFI_LOG_DIR", directory.c_str());
+// The descriptor of a log that was just opened: the highest that is open on its file.
+int descriptorOf(const std::string& path) {
+  struct stat log {};
+  if (stat(path.c_str(), &log) != 0) return -1;
+  for (int descriptor = 1023; descriptor > STDERR_FILENO; --descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) continue;
+    if (status.st_dev == log.st_dev && status.st_ino == log.st_ino) return descriptor;
+  }
+  return -1;
+}
+
+TEST_F(TraceLogTest, GoesOnInANewFileAfterItsOwnWasRenamedOrRemoved) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
+  const std::string path = m_traces.directory().file("sample.log");
+  const int descriptor = descriptorOf(path);
+  log.trace(1, "first");
+  ASSERT_EQ(rename(path.c_str(), m_traces.directory().file("sample.log.1").c_str()), 0);
+  log.trace(1, "second");
+  EXPECT_THAT(m_traces.texts(), ElementsAre("second"));
+  EXPECT_THAT(m_traces.directory().read("sample.log.1"), testing::EndsWith(" L1 first\n"));
+  EXPECT_EQ(modeOf(path), 0600U);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  log.trace(1, "third");
+  EXPECT_THAT(m_traces.texts(), ElementsAre("third"));
+  EXPECT_EQ(descriptorOf(path), descriptor);
+}
+
+TEST_F(TraceLogTest, KeepsItsFileWhereNoNewOneCanBeHad) {
+  CFiTraceLog log;
+  m_traces.open(log, 1);
+  const std::string path = m_traces.directory().file("sample.log");
+  const std::string moved = m_traces.directory().file("moved.log");
+  ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
+  ASSERT_EQ(symlink("/dev/null", path.c_str()), 0);
+  log.trace(1, "kept");
+  EXPECT_THAT(m_traces.directory().read("moved.log"), testing::EndsWith(" L1 kept\n"));
+}
+
+TEST_F(TraceLogTest, NeitherWritesToNorClosesAFileThatTookItsDescriptor) {
+  const std::string strangers = m_traces.directory().file("strangers");
+  int descriptor = -1;
+  {
+    CFiTraceLog log;
+    m_traces.open(log, 1);
+    descriptor = descriptorOf(m_traces.directory().file("sample.log"));
+    ASSERT_GT(descriptor, STDERR_FILENO);
+    close(descriptor);
+    ASSERT_EQ(open(strangers.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), descriptor);
+    log.trace(1, "mine");
+    EXPECT_THAT(m_traces.texts(), ElementsAre("mine"));
+    // Once more, while the log has an own descriptor again.
+    log.trace(1, "also mine");
+  }
+  EXPECT_EQ(m_traces.directory().read("strangers"), "");
+  EXPECT_THAT(m_traces.texts(), ElementsAre("mine", "also mine"));
+  EXPECT_EQ(close(descriptor), 0);
+}
+
+TEST_F(TraceLogTest, LeavesADescriptorAloneThatIsAnothersWhenItEnds) {
+  const std::string strangers = m_traces.directory().file("strangers");
+  int descriptor = -1;
+  {
+    CFiTraceLog log;
+    m_traces.open(log, 1);
+    descriptor = descriptorOf(m_traces.directory().file("sample.log"));
+    ASSERT_GT(descriptor, STDERR_FILENO);
+    close(descriptor);
+    ASSERT_EQ(open(strangers.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), descriptor);
+  }
+  EXPECT_EQ(close(descriptor), 0);
+}
+
+TEST_F(TraceLogTest, MakesItsDirectoryAndFileForTheOwnerOnly) {
+  const std::string directory = m_traces.directory().file("made");
+  const EnvironmentVariable variable("QMFI_LOG_DIR", directory.c_str());
+  CFiTraceLog log;
+  m_traces.open(log, 1);
   EXPECT_EQ(modeOf(directory), 0700U);
   EXPECT_EQ(modeOf(directory + "/sample.log"), 0600U);
 }
 
-TEST_F(TraceLogTest, handsBackTheDirectoriesThatItUses) {
+TEST_F(TraceLogTest, HandsBackTheDirectoriesThatItUses) {
   CFiTraceLog log;
   ACE_String_Base<char> directory;
   ACE_String_Base<char> second;
   log.initialize("sample", directory, second, 1, false);
-  EXPECT_STREQ(directory.c_str(), m_place.directory().path().c_str());
-  EXPECT_STREQ(second.c_str(), m_place.directory().path().c_str());
+  EXPECT_STREQ(directory.c_str(), m_traces.directory().path().c_str());
+  EXPECT_STREQ(second.c_str(), m_traces.directory().path().c_str());
   EXPECT_TRUE(log.isInitialized());
 }
 
-TEST_F(TraceLogTest, usesTheGivenDirectoryWhenTheEnvironmentNamesNone) {
-  const ScopedEnvironment place("QMFI_LOG_DIR", nullptr);
+TEST_F(TraceLogTest, UsesTheGivenDirectoryWhenTheEnvironmentNamesNone) {
+  const EnvironmentVariable variable("QMFI_LOG_DIR", std::nullopt);
   CFiTraceLog log;
-  ACE_String_Base<char> directory(m_place.directory().path().c_str());
+  ACE_String_Base<char> directory(m_traces.directory().path().c_str());
   ACE_String_Base<char> second("/elsewhere");
   log.initialize("sample", directory, second, 1, false);
   log.trace(1, "here");
-  EXPECT_THAT(m_place.texts(), ElementsAre("here"));
+  EXPECT_THAT(m_traces.texts(), ElementsAre("here"));
   EXPECT_STREQ(second.c_str(), "/elsewhere");
 }
 
-TEST_F(TraceLogTest, staysSilentWhenItIsNotInitialised) {
+TEST_F(TraceLogTest, StaysSilentWhenItIsNotInitialised) {
   CFiTraceLog log;
   for (const int level : {-1, 0, 1}) log.trace(level, "lost");
   EXPECT_FALSE(log.isInitialized());
-  EXPECT_FALSE(std::filesystem::exists(m_place.directory().file("sample.log")));
+  EXPECT_FALSE(std::filesystem::exists(m_traces.directory().file("sample.log")));
 }
 
-TEST_F(TraceLogTest, staysSilentWhenItsDirectoryCannotBeMade) {
-  const ScopedEnvironment place("QMFI_LOG_DIR", m_place.directory().file("missing/deeper").c_str());
+TEST_F(TraceLogTest, StaysSilentWhenItsDirectoryCannotBeMade) {
+  const EnvironmentVariable variable("QMFI_LOG_DIR", m_traces.directory().file("missing/deeper").c_str());
   CFiTraceLog log;
-  m_place.open(log, 6);
+  m_traces.open(log, 6);
   for (const int level : {-1, 0, 1}) log.trace(level, "lost");
   EXPECT_FALSE(log.passes(1));
-  EXPECT_FALSE(std::filesystem::exists(m_place.directory().file("missing")));
+  EXPECT_FALSE(std::filesystem::exists(m_traces.directory().file("missing")));
 }
 
-TEST_F(TraceLogTest, staysSilentForANameThatLeavesTheDirectory) {
+TEST_F(TraceLogTest, StaysSilentForANameThatLeavesTheDirectory) {
   for (const char* const name : {"", "../outside", "a/b", "."}) {
     CFiTraceLog log;
     ACE_String_Base<char> directory;
@@ -258,68 +339,68 @@ TEST_F(TraceLogTest, staysSilentForANameThatLeavesTheDirectory) {
   }
 }
 
-TEST_F(TraceLogTest, keepsOthersOutOfALogThatIsThereAlready) {
+TEST_F(TraceLogTest, KeepsOthersOutOfALogThatIsThereAlready) {
   const std::pair<mode_t, mode_t> modes[] = {{0644, 0600}, {0666, 0600}, {0777, 0600},
                                              {0604, 0600}, {0600, 0600}, {0200, 0200}};
   for (const auto& [before, after] : modes) {
-    m_place.directory().write("sample.log", "older\n");
-    const std::string path = m_place.directory().file("sample.log");
+    m_traces.directory().write("sample.log", "older\n");
+    const std::string path = m_traces.directory().file("sample.log");
     ASSERT_EQ(chmod(path.c_str(), before), 0);
     CFiTraceLog log;
-    m_place.open(log, 1);
+    m_traces.open(log, 1);
     EXPECT_TRUE(log.passes(1));
     EXPECT_EQ(modeOf(path), after) << std::oct << before;
     ASSERT_EQ(chmod(path.c_str(), 0600), 0);
-    EXPECT_EQ(m_place.content(), "older\n");
+    EXPECT_EQ(m_traces.content(), "older\n");
   }
 }
 
-TEST_F(TraceLogTest, refusesASymbolicLink) {
-  m_place.directory().write("target", "");
-  std::filesystem::create_symlink("target", m_place.directory().file("sample.log"));
+TEST_F(TraceLogTest, RefusesASymbolicLink) {
+  m_traces.directory().write("target", "");
+  std::filesystem::create_symlink("target", m_traces.directory().file("sample.log"));
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   log.trace(1, "lost");
-  EXPECT_EQ(m_place.content(), "");
+  EXPECT_EQ(m_traces.content(), "");
 }
 
-TEST_F(TraceLogTest, refusesAFileThatHasAnotherName) {
-  m_place.directory().write("target", "");
-  std::filesystem::create_hard_link(m_place.directory().file("target"), m_place.directory().file("sample.log"));
+TEST_F(TraceLogTest, RefusesAFileThatHasAnotherName) {
+  m_traces.directory().write("target", "");
+  std::filesystem::create_hard_link(m_traces.directory().file("target"), m_traces.directory().file("sample.log"));
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   log.trace(1, "lost");
-  EXPECT_EQ(m_place.content(), "");
+  EXPECT_EQ(m_traces.content(), "");
 }
 
-TEST_F(TraceLogTest, refusesAPipeEvenWhenSomebodyReadsIt) {
-  const std::string path = m_place.directory().file("sample.log");
+TEST_F(TraceLogTest, RefusesAPipeEvenWhenSomebodyReadsIt) {
+  const std::string path = m_traces.directory().file("sample.log");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   CFiTraceLog unread;
-  m_place.open(unread, 1);
+  m_traces.open(unread, 1);
   EXPECT_FALSE(unread.passes(1));
   const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   ASSERT_GE(reader, 0);
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   EXPECT_FALSE(log.passes(1));
   close(reader);
 }
 
-TEST_F(TraceLogTest, refusesADirectory) {
-  std::filesystem::create_directory(m_place.directory().file("sample.log"));
+TEST_F(TraceLogTest, RefusesADirectory) {
+  std::filesystem::create_directory(m_traces.directory().file("sample.log"));
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   EXPECT_FALSE(log.passes(1));
 }
 
-TEST_F(TraceLogTest, isNotInheritedByPrograms) {
+TEST_F(TraceLogTest, IsNotInheritedByPrograms) {
   CFiTraceLog log;
-  m_place.open(log, 1);
+  m_traces.open(log, 1);
   int logs = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     std::error_code ignored;
-    if (std::filesystem::read_symlink(entry, ignored) != m_place.directory().file("sample.log")) continue;
+    if (std::filesystem::read_symlink(entry, ignored) != m_traces.directory().file("sample.log")) continue;
     ++logs;
     EXPECT_NE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
   }

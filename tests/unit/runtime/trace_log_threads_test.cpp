@@ -6,7 +6,8 @@
 #include <map>
 #include <thread>
 
-#include "trace_fixture.h"
+#include "open_split_context.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -26,32 +27,31 @@ void traceAll(CFiTraceLog& log, int thread) {
   for (int number = 0; number < recordCount; ++number) log.trace(1, "%s", textOf(thread, number).c_str());
 }
 
-void expectEveryRecordOnceAndInOrder(const std::vector<TraceRecordText>& records) {
+void expectEveryRecordOnceAndInOrder(const std::vector<TraceRecord>& records) {
   ASSERT_EQ(records.size(), static_cast<std::size_t>(threadCount) * recordCount);
   std::map<int, int> next;
   std::map<int, std::string> numbers;
-  for (const TraceRecordText& record : records) {
+  for (const TraceRecord& record : records) {
     const int thread = std::stoi(record.text);
     ASSERT_EQ(record.text, textOf(thread, next[thread]++));
-    const std::string threadNumber = record.head.substr(record.head.find(' '));
-    ASSERT_EQ(numbers.emplace(thread, threadNumber).first->second, threadNumber);
+    ASSERT_EQ(numbers.emplace(thread, record.numbers).first->second, record.numbers);
   }
 }
 
-TEST(TraceLogThreadsTest, writesWholeRecordsInEachThreadsOrder) {
-  TraceDirectory place;
+TEST(TraceLogThreadsTest, WritesWholeRecordsInEachThreadsOrder) {
+  TraceDirectory traces;
   CFiTraceLog log;
-  place.open(log, 1);
+  traces.open(log, 1);
   std::vector<std::thread> threads;
   for (int i = 0; i < threadCount; ++i) threads.emplace_back([&log, i] { traceAll(log, i); });
   for (std::thread& thread : threads) thread.join();
-  expectEveryRecordOnceAndInOrder(place.records());
+  expectEveryRecordOnceAndInOrder(traces.records());
 }
 
-TEST(TraceLogThreadsTest, losesNothingWhileTheSplitContextOpensAndCloses) {
-  TraceDirectory place;
+TEST(TraceLogThreadsTest, LosesNothingWhileTheSplitContextOpensAndCloses) {
+  TraceDirectory traces;
   CFiTraceLog log;
-  place.open(log, 1);
+  traces.open(log, 1);
   std::atomic<int> running{threadCount};
   std::vector<std::thread> threads;
   for (int i = 0; i < threadCount; ++i) {
@@ -62,17 +62,17 @@ TEST(TraceLogThreadsTest, losesNothingWhileTheSplitContextOpensAndCloses) {
   }
   while (running != 0) {
     const OpenSplitContext context;
-    const auto size = place.content().size();
-    EXPECT_EQ(place.content().size(), size);
+    const auto size = traces.content().size();
+    EXPECT_EQ(traces.content().size(), size);
   }
   for (std::thread& thread : threads) thread.join();
-  expectEveryRecordOnceAndInOrder(place.records());
+  expectEveryRecordOnceAndInOrder(traces.records());
 }
 
-TEST(TraceLogThreadsTest, writesNothingOnceTheSplitContextIsOpen) {
-  TraceDirectory place;
+TEST(TraceLogThreadsTest, WritesNothingOnceTheSplitContextIsOpen) {
+  TraceDirectory traces;
   CFiTraceLog log;
-  place.open(log, 1);
+  traces.open(log, 1);
   std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
   for (int i = 0; i < threadCount; ++i) {
@@ -82,18 +82,18 @@ TEST(TraceLogThreadsTest, writesNothingOnceTheSplitContextIsOpen) {
   }
   for (int i = 0; i < 20; ++i) {
     const OpenSplitContext context;
-    const auto size = std::filesystem::file_size(place.directory().file("sample.log"));
+    const auto size = std::filesystem::file_size(traces.directory().file("sample.log"));
     std::this_thread::yield();
-    EXPECT_EQ(std::filesystem::file_size(place.directory().file("sample.log")), size);
+    EXPECT_EQ(std::filesystem::file_size(traces.directory().file("sample.log")), size);
   }
   stop = true;
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST(TraceLogThreadsTest, countsTheUsersOfTheSplitContextFromAllThreads) {
-  TraceDirectory place;
+TEST(TraceLogThreadsTest, CountsTheUsersOfTheSplitContextFromAllThreads) {
+  TraceDirectory traces;
   CFiTraceLog log;
-  place.open(log, 1);
+  traces.open(log, 1);
   std::vector<std::thread> threads;
   for (int i = 0; i < threadCount; ++i) {
     threads.emplace_back([] {
@@ -105,7 +105,7 @@ TEST(TraceLogThreadsTest, countsTheUsersOfTheSplitContextFromAllThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   log.trace(1, "written at once");
-  EXPECT_THAT(place.texts(), testing::ElementsAre("written at once"));
+  EXPECT_THAT(traces.texts(), testing::ElementsAre("written at once"));
 }
 
 }  // namespace

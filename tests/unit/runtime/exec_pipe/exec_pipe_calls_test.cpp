@@ -13,7 +13,7 @@
 
 #include "exec_pipe_fixture.h"
 #include "process_pipeline.h"
-#include "unique_fd.h"
+#include "system/descriptor.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ class ClosedStandardStreams {
   }
 
  private:
-  std::array<qmfi_runtime::UniqueFd, 3> m_saved;
+  std::array<qmfi_system::Descriptor, 3> m_saved;
 };
 
 Outcome execWithFailingCopy(int number) {

@@ -1,19 +1,21 @@
 // Hosts that cancel the thread of a run: the process lives on, and of the run nothing is left behind.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <functional>
 #include <list>
 #include <string>
 #include <utility>
 
-#include "child_process.h"
 #include "exec_pipe_fixture.h"
+#include "leftover_children.h"
 #include "process_pipeline.h"
-#include "unique_fd.h"
+#include "system/descriptor.h"
 
 // AddressSanitizer does not see a cancelled thread's frames unwound. Where it keeps their variables elsewhere, the
 // guards that it has put around these do not stay on the stack.
@@ -25,9 +27,9 @@ namespace {
 
 using namespace exec_pipe_test;
 using namespace std::chrono_literals;
-using qmfi_runtime::ChildProcess;
+using qmfi_runtime::KeptProgram;
 using qmfi_runtime::runPipeline;
-using qmfi_runtime::UniqueFd;
+using qmfi_system::Descriptor;
 
 // A thread that makes a call in the middle of which it is cancelled.
 class CancelledThread {
@@ -57,14 +59,14 @@ class CancelledThread {
 
 // Leaves a child behind that has ended.
 void leaveChildBehind() {
-  const UniqueFd null(open("/dev/null", O_RDWR | O_CLOEXEC));
-  std::list<ChildProcess> children(1);
+  const Descriptor null(open("/dev/null", O_RDWR | O_CLOEXEC));
+  std::list<KeptProgram> children(1);
   int error = 0;
-  ASSERT_EQ(children.front().start({"/bin/true"}, {null.get(), null.get(), null.get()}, error),
-            ChildProcess::StartResult::started);
+  ASSERT_EQ(children.front().start("", {"/bin/true"}, {null.get(), null.get(), null.get()}, error),
+            KeptProgram::StartResult::started);
   siginfo_t info{};
   ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
-  reapLater(children);
+  qmfi_runtime::reapLater(children);
 }
 
 TEST_F(ExecPipe, ReapsWhatARunLeftBehindOnAThreadThatHasBeenCancelled) {
@@ -79,7 +81,7 @@ TEST_F(ExecPipe, ReapsWhatARunLeftBehindOnAThreadThatHasBeenCancelled) {
 TEST_F(ExecPipe, EndsItsProgramsWhenItsThreadIsCancelled) {
   const std::string fifo = path("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const UniqueFd reader(open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const Descriptor reader(open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   const std::string program = script("exec 3>" + fifo + "; sleep 600 & echo started >&3; wait");
   CancelledThread thread([&program] { exec(program + " | " + program, 600); });
 

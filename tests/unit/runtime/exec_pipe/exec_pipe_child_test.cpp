@@ -1,4 +1,5 @@
 // What a command finds around it, whatever the host has set up for itself.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
@@ -11,12 +12,12 @@
 #include <string>
 
 #include "exec_pipe_fixture.h"
-#include "unique_fd.h"
+#include "system/descriptor.h"
 
 namespace {
 
 using namespace exec_pipe_test;
-using qmfi_runtime::UniqueFd;
+using qmfi_system::Descriptor;
 
 // The first two real-time signals belong to the C library, which never leaves them to anybody.
 constexpr std::uint64_t librarySignals = std::uint64_t{3} << 31;
@@ -43,8 +44,8 @@ TEST_F(ExecPipe, GivesAnEmptyStandardInput) {
 
 TEST_F(ExecPipe, GivesNoDescriptorButTheStandardOnes) {
   // Descriptors that the host has forgotten to mark close-on-exec.
-  const UniqueFd low(open("/dev/zero", O_RDONLY));
-  const UniqueFd high(fcntl(low.get(), F_DUPFD, 700));
+  const Descriptor low(open("/dev/zero", O_RDONLY));
+  const Descriptor high(fcntl(low.get(), F_DUPFD, 700));
   ASSERT_TRUE(high.valid());
   // The directory that ls reads is the lowest free descriptor.
   EXPECT_EQ(exec("/bin/ls /proc/self/fd").output, (Lines{"0", "1", "2", "3"}));
@@ -83,7 +84,7 @@ TEST_F(ExecPipe, RunsEveryProgramInAProcessGroupOfItsOwn) {
 
 TEST_F(ExecPipe, WorksWhenTheHostHasClosedItsStandardStreams) {
   for (const unsigned closed : {1u, 2u, 4u, 3u, 6u, 7u}) {
-    std::array<UniqueFd, 3> saved;
+    std::array<Descriptor, 3> saved;
     for (int fd = 0; fd < 3; ++fd) {
       saved[fd].reset(fcntl(fd, F_DUPFD_CLOEXEC, 10));
       if ((closed >> fd & 1) != 0) close(fd);

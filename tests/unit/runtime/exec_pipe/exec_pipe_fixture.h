@@ -2,19 +2,17 @@
 #ifndef EXEC_PIPE_FIXTURE_H
 #define EXEC_PIPE_FIXTURE_H
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "cfiexecpipe.h"
+#include "support/temporary_directory.h"
 
 namespace exec_pipe_test {
 
@@ -36,30 +34,40 @@ inline Outcome exec(const std::string& command, int timeoutSeconds = 30) {
 
 class ExecPipe : public testing::Test {
  protected:
-  ExecPipe() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "exec_pipe.XXXXXX").string();
-    m_directory = mkdtemp(pattern.data());
-  }
-
   // Whatever a test does, every child has been reaped when it ends.
   ~ExecPipe() override {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);
-    std::filesystem::remove_all(m_directory);
   }
 
-  std::string path(const std::string& name) const { return m_directory + "/" + name; }
+  std::string path(const std::string& name) const { return m_directory.file(name); }
 
   // Writes a shell script and returns its path.
   std::string script(const std::string& text, const std::string& name = "script") const {
-    const std::string file = path(name);
-    std::ofstream(file) << "#!/bin/sh\n" << text;
+    std::string file = m_directory.write(name, "#!/bin/sh\n" + text);
     EXPECT_EQ(chmod(file.c_str(), 0700), 0);
     return file;
   }
 
  private:
-  std::string m_directory;
+  const TemporaryDirectory m_directory;
+};
+
+// Another action for SIGCHLD for as long as it lives.
+class ChildSignalAction {
+ public:
+  ChildSignalAction(void (*handler)(int), int flags) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigaction(SIGCHLD, &action, &m_saved);
+  }
+  ~ChildSignalAction() { sigaction(SIGCHLD, &m_saved, nullptr); }
+  ChildSignalAction(const ChildSignalAction&) = delete;
+  ChildSignalAction& operator=(const ChildSignalAction&) = delete;
+
+ private:
+  struct sigaction m_saved {};
 };
 
 }  // namespace exec_pipe_test

@@ -1,4 +1,5 @@
 // What a run leaves behind in the host, and hosts that make it hard.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -11,33 +12,16 @@
 #include <vector>
 
 #include "exec_pipe_fixture.h"
-#include "unique_fd.h"
+#include "system/descriptor.h"
 
 namespace {
 
 using namespace exec_pipe_test;
-using qmfi_runtime::UniqueFd;
+using qmfi_system::Descriptor;
 
 std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
-
-// Another action for SIGCHLD for as long as it lives.
-class ChildSignalAction {
- public:
-  ChildSignalAction(void (*handler)(int), int flags) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = flags;
-    sigaction(SIGCHLD, &action, &m_saved);
-  }
-  ~ChildSignalAction() { sigaction(SIGCHLD, &m_saved, nullptr); }
-  ChildSignalAction(const ChildSignalAction&) = delete;
-  ChildSignalAction& operator=(const ChildSignalAction&) = delete;
-
- private:
-  struct sigaction m_saved {};
-};
 
 // A lower limit of descriptors for as long as it lives.
 class DescriptorLimit {
@@ -69,7 +53,7 @@ TEST_F(ExecPipe, LeavesNoDescriptorOpen) {
 TEST_F(ExecPipe, FailsCleanlyWithHoweverFewDescriptors) {
   const std::string command = "/bin/echo a | /bin/cat";
   const auto before = openDescriptors();
-  const UniqueFd next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const Descriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
   bool succeeded = false;
   for (int spare = 0; spare < 16 && !succeeded; ++spare) {
     Outcome run;

@@ -1,8 +1,10 @@
 // Time limits, and processes that outlive their command.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <climits>
@@ -10,7 +12,7 @@
 
 #include "exec_pipe_fixture.h"
 #include "process_pipeline.h"
-#include "unique_fd.h"
+#include "system/descriptor.h"
 
 namespace {
 
@@ -20,7 +22,7 @@ using qmfi_runtime::PipelineLimits;
 using qmfi_runtime::PipelineResult;
 using qmfi_runtime::ProgramWords;
 using qmfi_runtime::runPipeline;
-using qmfi_runtime::UniqueFd;
+using qmfi_system::Descriptor;
 
 class Stopwatch {
  public:
@@ -87,7 +89,7 @@ TEST_F(ExecPipeTime, NamesTheProgramThatKeptThePipelineFromEnding) {
 
 TEST_F(ExecPipeTime, KillsTheWholeGroupOfEveryProgramAtTheTimeLimit) {
   // Every process of the pipeline holds the writing end; the reader sees the end of the last of them.
-  const UniqueFd reader(open(fifo().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const Descriptor reader(open(fifo().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   const std::string stage = script("exec 3>" + fifo() + "; sleep 600 & sleep 600 & echo started >&3; wait", "stage");
   const std::string gone = script("exec 3>" + fifo() + "; sleep 600 & exit 0", "gone");
   const PipelineResult result = runPipeline({{stage}, {gone}, {stage}}, {.time = 1s});
@@ -111,7 +113,7 @@ TEST_F(ExecPipeTime, ReapsLaterWhatHasNotEndedWithinTheGrace) {
 }
 
 TEST_F(ExecPipeTime, DoesNotWaitForADaemonThatKeepsTheOutputOpen) {
-  UniqueFd writer(open(fifo().c_str(), O_RDWR | O_CLOEXEC));
+  Descriptor writer(open(fifo().c_str(), O_RDWR | O_CLOEXEC));
   const std::string program = script("exec 3<" + fifo() + "; cat <&3 & echo started");
   const Stopwatch stopwatch;
   const Outcome run = exec(program, 30);
