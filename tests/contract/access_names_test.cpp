@@ -13,11 +13,11 @@ using AccessNames = Access;
 TEST_F(AccessNames, DisableRefusesAMountPointThatACommandCannotCarry) {
   table.add("/dev/a", "/with\\040blank");
   kfi_domain& node = add(restoredNode("/with blank", "/dev/a"), "/dev/a");
-  EXPECT_EQ(3, disable());
+  EXPECT_EQ(disable(), 3);
   EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /with blank"),
                                    traced(4, "Not a valid mount point path [/with blank]"),
                                    traced(1, "Umount failed for /with blank")));
-  EXPECT_EQ(0u, node.fid_attr);
+  EXPECT_EQ(node.fid_attr, 0u);
   expectNothingDone();
 }
 
@@ -26,10 +26,10 @@ TEST_F(AccessNames, DisableUnmountsWhatStandsBeforeANameThatItRefusesAndNothingB
   table.add("/dev/b", "/with\\040blank");
   kfi_domain& second = add(restoredNode("/with blank", "/dev/b"), "/dev/b");
   kfi_domain& third = addMounted("/c", "/dev/c");
-  EXPECT_EQ(3, disable());
-  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
-  EXPECT_EQ(0u, second.fid_attr);
-  EXPECT_EQ(otherBits, third.fid_attr);
+  EXPECT_EQ(disable(), 3);
+  EXPECT_EQ(first.fid_attr, disabledBit | otherBits);
+  EXPECT_EQ(second.fid_attr, 0u);
+  EXPECT_EQ(third.fid_attr, otherBits);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /a"));
   EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [/with blank]"));
 }
@@ -39,17 +39,17 @@ TEST_F(AccessNames, DisableGivesTheAnswerOfAnUnmountThatFailsBeforeTheNameIsReac
   table.add("/dev/b", "/with\\040blank");
   add(restoredNode("/with blank", "/dev/b"), "/dev/b");
   programs.answer("/bin/umount", Answer().complains("busy").exits(1));
-  EXPECT_EQ(32, disable());
-  EXPECT_EQ(otherBits, first.fid_attr);
+  EXPECT_EQ(disable(), 32);
+  EXPECT_EQ(first.fid_attr, otherBits);
   EXPECT_THAT(refusals(), IsEmpty());
 }
 
 TEST_F(AccessNames, DisableMarksANodeThatIsNotMountedWhateverItsName) {
   kfi_domain& first = addMounted("/a", "/dev/a");
   kfi_domain& second = add(restoredNode("/with blank", "/dev/b"), "/dev/b");
-  EXPECT_EQ(0, disable());
-  EXPECT_EQ(disabledBit | otherBits, first.fid_attr);
-  EXPECT_EQ(disabledBit, second.fid_attr);
+  EXPECT_EQ(disable(), 0);
+  EXPECT_EQ(first.fid_attr, disabledBit | otherBits);
+  EXPECT_EQ(second.fid_attr, disabledBit);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /a"));
 }
 
@@ -57,7 +57,7 @@ TEST_F(AccessNames, DisableSaysThatTheMountTableCannotBeReadBeforeItRefusesAName
   addMounted("/a", "/dev/a");
   add(restoredNode("/with blank", "/dev/b"), "/dev/b");
   table.makeUnreadable();
-  EXPECT_EQ(6, disable());
+  EXPECT_EQ(disable(), 6);
   expectNothingDone();
 }
 
@@ -69,16 +69,16 @@ TEST_F(AccessNames, EnableRefusesNamesThatACommandCannotCarry) {
     kfi_domain& node = addDisabled(path, "/dev/a");
     kfi_node_subobj_list& added = element(0);
     forget();
-    EXPECT_EQ(3, enable()) << "mount point " << path;
+    EXPECT_EQ(enable(), 3) << "mount point " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : /dev/a"),
                                      traced(4, "Not a valid mount point path [" + path + "]")));
     added.subobjs->kso_objid = object(path);
     added.kns_node = &restoredNode("/usable", "/dev/a");
     added.kns_node->fid_attr = disabledBit;
-    EXPECT_EQ(3, enable()) << "device " << path;
+    EXPECT_EQ(enable(), 3) << "device " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : " + path),
                                      traced(4, "Not a valid device path [" + path + "]")));
-    EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
+    EXPECT_EQ(node.fid_attr, disabledBit | otherBits);
     expectNothingDone();
   }
 }
@@ -94,10 +94,10 @@ TEST_F(AccessNames, EnableMountsWhatStandsBeforeANameThatItRefusesAndNothingBehi
     second.fid_objid = object(mountPoint);
     element(1).subobjs->kso_objid = object(device);
     forget();
-    EXPECT_EQ(3, enable()) << mountPoint;
-    EXPECT_EQ(otherBits, first.fid_attr);
-    EXPECT_EQ(disabledBit | otherBits, second.fid_attr);
-    EXPECT_EQ(disabledBit | otherBits, third.fid_attr);
+    EXPECT_EQ(enable(), 3) << mountPoint;
+    EXPECT_EQ(first.fid_attr, otherBits);
+    EXPECT_EQ(second.fid_attr, disabledBit | otherBits);
+    EXPECT_EQ(third.fid_attr, disabledBit | otherBits);
     EXPECT_THAT(programs.commands(),
                 ElementsAre("/bin/mkdir -p /a", "/sbin/fsck -y -t qmfs /dev/a", "/bin/mount -t qmfs -o rw /dev/a /a"));
     EXPECT_THAT(refusals(), ElementsAre(refusal));
@@ -108,12 +108,12 @@ TEST_F(AccessNames, EnableGivesTheAnswerOfANodeThatEndsTheWalkBeforeTheNameIsRea
   addDisabled("/a", "/dev/a");
   addDisabled("/with blank", "/dev/b");
   table.add("/dev/a", "/a");
-  EXPECT_EQ(0, enable());
+  EXPECT_EQ(enable(), 0);
   table.write("");
   table.add("/dev/a", "/elsewhere");
-  EXPECT_EQ(1088, enable());
+  EXPECT_EQ(enable(), 1088);
   table.makeUnreadable();
-  EXPECT_EQ(6, enable());
+  EXPECT_EQ(enable(), 6);
   expectNothingDone();
 }
 
@@ -121,9 +121,9 @@ TEST_F(AccessNames, EnableRefusesADeviceWithAnEmptyName) {
   qmfi_objid emptyName{""_text, 0, 1};
   kfi_domain& node = addDisabled("/a", "/dev/a");
   element(0).subobjs->kso_objid = &emptyName;
-  EXPECT_EQ(3, enable());
+  EXPECT_EQ(enable(), 3);
   EXPECT_THAT(trace(), ElementsAre(traced(6, "Calling qmfs_getmnt for : "), traced(4, "Not a valid device path []")));
-  EXPECT_EQ(disabledBit | otherBits, node.fid_attr);
+  EXPECT_EQ(node.fid_attr, disabledBit | otherBits);
   expectNothingDone();
 }
 

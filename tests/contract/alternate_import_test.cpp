@@ -19,9 +19,9 @@ TEST_F(AlternateImport, ImportMountsOnTheRememberedMountPoint) {
   kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
   domain.fid_subobjs = entries;
 
-  EXPECT_EQ(0, import(domain));
+  EXPECT_EQ(import(domain), 0);
 
-  EXPECT_EQ(object("/remembered"), alternate);
+  EXPECT_EQ(alternate, object("/remembered"));
   EXPECT_THAT(importedCalls().identifierRequests(), ElementsAre(IdentifierRequest{"/remembered", 12, 1}));
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /remembered", "/bin/mount -t qmfs -o ro " + SNAPSHOT + " /remembered"));
@@ -34,12 +34,12 @@ TEST_F(AlternateImport, ImportTakesTheFirstEntrysAlternateNameAndRemembersIt) {
   kfi_subobj_entry entries[] = {{"/other"_text, "/first"_text}, {"/data"_text, "/second"_text}, {}};
   domain.fid_subobjs = entries;
 
-  EXPECT_EQ(0, import(domain));
+  EXPECT_EQ(import(domain), 0);
 
-  EXPECT_EQ("/first", alternateName());
+  EXPECT_EQ(alternateName(), "/first");
   EXPECT_THAT(trace(), ElementsAre(made("/first"), lookedUp("/first"), mounted("/first")));
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/first</ALTOBJ>\n",
-            stateOf(domain));
+  EXPECT_EQ(stateOf(domain),
+            "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/first</ALTOBJ>\n");
 }
 
 TEST_F(AlternateImport, ImportGeneratesANameFromTheFirstEntrysObject) {
@@ -51,15 +51,15 @@ TEST_F(AlternateImport, ImportGeneratesANameFromTheFirstEntrysObject) {
     domain.fid_subobjs = entries;
     forget();
 
-    EXPECT_EQ(0, import(domain));
+    EXPECT_EQ(import(domain), 0);
 
     const std::string generated = "/first_alt15112026141530";
-    EXPECT_EQ(generated, alternateName());
+    EXPECT_EQ(alternateName(), generated);
     EXPECT_THAT(trace(),
                 ElementsAre(traced(3, "CQmFSPlugin::importTreeNode altname not specified, generated :" + generated),
                             made(generated), lookedUp(generated), mounted(generated)));
     // Private data are made without a warning, and shared with the next node of the name when they stay.
-    ASSERT_NE(nullptr, domain.fid_private);
+    ASSERT_NE(domain.fid_private, nullptr);
     plugin.deinit_node(&domain);
   }
 }
@@ -68,23 +68,23 @@ TEST_F(AlternateImport, ImportMakesThePrivateDataOfAnOrdinaryNode) {
   kfi_domain& domain = node("/data");
   kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
   domain.fid_subobjs = entries;
-  EXPECT_EQ(0, import(domain));
+  EXPECT_EQ(import(domain), 0);
   // An ordinary node of the same name shares them, an alternate one does not.
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/a</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n",
-            stateOf(restoredNode("/data", "/dev/a")));
+  EXPECT_EQ(stateOf(restoredNode("/data", "/dev/a")),
+            "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/a</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n");
   table.add("/dev/b", "/data");
   kfi_domain& other = node("/data");
-  ASSERT_EQ(0, plugin.init_altnode(nullptr, nullptr, &other));
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n", stateOf(other));
+  ASSERT_EQ(plugin.init_altnode(nullptr, nullptr, &other), 0);
+  EXPECT_EQ(stateOf(other), "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n");
 }
 
 TEST_F(AlternateImport, ImportingANodeWhoseAlternateMountPointIsMountedSucceedsWithoutMount) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   table.add(SNAPSHOT, "/alt", "qmfs", "ro");
 
-  EXPECT_EQ(0, import(domain));
+  EXPECT_EQ(import(domain), 0);
 
-  EXPECT_EQ(object("/alt"), alternate);
+  EXPECT_EQ(alternate, object("/alt"));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /alt"));
   EXPECT_THAT(trace(), ElementsAre(made("/alt"), lookedUp("/alt")));
 }
@@ -95,45 +95,45 @@ TEST_F(AlternateImport, ARepeatedImportReusesTheMount) {
   domain.fid_subobjs = entries;
   importedCalls().stopClock(1794732330);
   programs.answer("/bin/mount", Answer().mounts(SNAPSHOT + " /data_alt15112026141530 qmfs ro 0 0"));
-  EXPECT_EQ(0, import(domain));
+  EXPECT_EQ(import(domain), 0);
   const qmfi_objid* const first = alternate;
   importedCalls().stopClock(1794732399);
   programs.forget();
-  EXPECT_EQ(0, import(domain));
-  EXPECT_EQ(first, alternate);
+  EXPECT_EQ(import(domain), 0);
+  EXPECT_EQ(alternate, first);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data_alt15112026141530"));
 }
 
 TEST_F(AlternateImport, ImportMountsOverAFileSystemOfAnotherType) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   table.add(SNAPSHOT, "/alt", "xfs", "ro");
-  EXPECT_EQ(0, import(domain));
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(import(domain), 0);
+  EXPECT_EQ(programs.commands().size(), 2u);
 }
 
 TEST_F(AlternateImport, ImportWithAMountTableThatCannotBeReadFailsAfterTheDirectoryWasMade) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   table.makeUnreadable();
 
-  EXPECT_EQ(6, import(domain));
+  EXPECT_EQ(import(domain), 6);
 
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /alt"));
   EXPECT_THAT(trace(), ElementsAre(made("/alt"), lookedUp("/alt"), traced(1, "Mount point entry lookup failed")));
   EXPECT_THAT(messages(), IsEmpty());
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateImport, ImportWhoseMountPointCannotBeMadeStopsThere) {
   kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
   programs.answer("/bin/mkdir", Answer().complains("read-only").exits(1));
 
-  EXPECT_EQ(6, import(domain));
+  EXPECT_EQ(import(domain), 6);
 
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /alt"));
   EXPECT_THAT(trace(),
               ElementsAre(made("/alt"), traced(1, "command '/bin/mkdir -p  /alt' failed with message 'read-only'.")));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "read-only");
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateImport, ImportWhoseMountFailsIsAnError) {
@@ -142,14 +142,14 @@ TEST_F(AlternateImport, ImportWhoseMountFailsIsAnError) {
   domain.fid_subobjs = entries;
   programs.answer("/bin/mount", Answer().complains("no device").exits(32));
 
-  EXPECT_EQ(6, import(domain));
+  EXPECT_EQ(import(domain), 6);
 
   EXPECT_THAT(trace(), ElementsAre(made("/alt"), lookedUp("/alt"), mounted("/alt"),
                                    traced(1, "command '/bin/mount -t qmfs  -o ro " + SNAPSHOT +
                                                  " /alt' failed with message 'no device'.")));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "no device");
-  EXPECT_EQ(nullptr, alternate);
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n", stateOf(domain));
+  EXPECT_EQ(alternate, nullptr);
+  EXPECT_EQ(stateOf(domain), "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n");
 }
 
 TEST_F(AlternateImport, ImportWithoutAnIdentifierIsAnErrorAfterTheMount) {
@@ -157,12 +157,12 @@ TEST_F(AlternateImport, ImportWithoutAnIdentifierIsAnErrorAfterTheMount) {
   importedCalls().failIdentifier("/alt");
   alternate = object("/before");
 
-  EXPECT_EQ(6, import(domain));
+  EXPECT_EQ(import(domain), 6);
 
   EXPECT_THAT(trace(), ElementsAre(made("/alt"), lookedUp("/alt"), mounted("/alt"),
                                    traced(1, "importTreeNode : Failed to get objid for :/alt")));
   expectCaughtError(messages(), "importTreeNode : Failed to get objid for :/alt", "importTreeNode");
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateImport, ImportNeedsASnapshotObjectOnlyWhenItMustMount) {
@@ -173,13 +173,13 @@ TEST_F(AlternateImport, ImportNeedsASnapshotObjectOnlyWhenItMustMount) {
   for (const auto& [snapObjects, count] : cases) {
     kfi_domain& domain = restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", "/alt");
     table.write("");
-    EXPECT_EQ(3, plugin.import_tree(&domain, nullptr, snapObjects, count, &alternate));
+    EXPECT_EQ(plugin.import_tree(&domain, nullptr, snapObjects, count, &alternate), 3);
     expectNothingDone();
-    EXPECT_EQ(nullptr, alternate);
+    EXPECT_EQ(alternate, nullptr);
 
     table.add(SNAPSHOT, "/alt", "qmfs", "ro");
-    EXPECT_EQ(0, plugin.import_tree(&domain, nullptr, snapObjects, count, &alternate));
-    EXPECT_EQ(object("/alt"), alternate);
+    EXPECT_EQ(plugin.import_tree(&domain, nullptr, snapObjects, count, &alternate), 0);
+    EXPECT_EQ(alternate, object("/alt"));
     alternate = nullptr;
     programs.forget();
   }
@@ -198,14 +198,14 @@ TEST_F(AlternateImport, ImportWithAMissingArgumentIsInvalidBeforeAnythingIsDone)
   kfi_domain& whole = node("/data");
   whole.fid_subobjs = given;
 
-  EXPECT_EQ(3, plugin.import_tree(nullptr, nullptr, snapObjects, 1, &alternate));
-  EXPECT_EQ(3, plugin.import_tree(&withoutList, nullptr, snapObjects, 1, &alternate));
-  EXPECT_EQ(3, plugin.import_tree(&withEmptyList, nullptr, snapObjects, 1, &alternate));
-  EXPECT_EQ(3, plugin.import_tree(&withoutObject, nullptr, snapObjects, 1, &alternate));
-  EXPECT_EQ(3, plugin.import_tree(&whole, nullptr, snapObjects, 1, nullptr));
+  EXPECT_EQ(plugin.import_tree(nullptr, nullptr, snapObjects, 1, &alternate), 3);
+  EXPECT_EQ(plugin.import_tree(&withoutList, nullptr, snapObjects, 1, &alternate), 3);
+  EXPECT_EQ(plugin.import_tree(&withEmptyList, nullptr, snapObjects, 1, &alternate), 3);
+  EXPECT_EQ(plugin.import_tree(&withoutObject, nullptr, snapObjects, 1, &alternate), 3);
+  EXPECT_EQ(plugin.import_tree(&whole, nullptr, snapObjects, 1, nullptr), 3);
   expectNothingDone();
   EXPECT_THAT(trace(), IsEmpty());
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateImport, ImportRefusesNamesThatACommandCannotCarry) {
@@ -215,23 +215,23 @@ TEST_F(AlternateImport, ImportRefusesNamesThatACommandCannotCarry) {
     kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
     domain.fid_subobjs = entries;
     forget();
-    EXPECT_EQ(3, import(domain, path)) << "device " << path;
+    EXPECT_EQ(import(domain, path), 3) << "device " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
 
     entries[0].kse_altname = text.data();
     forget();
-    EXPECT_EQ(3, import(domain)) << "given name " << path;
+    EXPECT_EQ(import(domain), 3) << "given name " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
 
     entries[0] = {text.data(), nullptr};
     forget();
-    EXPECT_EQ(3, import(domain)) << "generated for " << path;
-    EXPECT_EQ(1u, refusals().size());
+    EXPECT_EQ(import(domain), 3) << "generated for " << path;
+    EXPECT_EQ(refusals().size(), 1u);
 
-    EXPECT_EQ(3, import(restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", path))) << "remembered " << path;
+    EXPECT_EQ(import(restoredNode("/data", "/dev/qm/dsk/dg1/vol1", "rw", path)), 3) << "remembered " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
     expectNothingDone();
-    EXPECT_EQ(nullptr, alternate);
+    EXPECT_EQ(alternate, nullptr);
   }
 }
 
@@ -245,15 +245,15 @@ class AlternateNode : public AlternateTree {
 };
 
 TEST_F(AlternateNode, ReaccessWithIntentTwoNeverTouchesTheFileSystem) {
-  EXPECT_EQ(0, reaccess(object("/nowhere"), 2));
-  EXPECT_EQ(0, reaccess(nullptr, 2));
+  EXPECT_EQ(reaccess(object("/nowhere"), 2), 0);
+  EXPECT_EQ(reaccess(nullptr, 2), 0);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
 
 TEST_F(AlternateNode, ReaccessFindsAnExistingPathWithAnyOtherIntent) {
   qmfi_objid* const existing = object(makeDirectory("alt"));
-  for (const kfi_intent intent : {0, 1, 3, -2}) EXPECT_EQ(0, reaccess(existing, intent));
+  for (const kfi_intent intent : {0, 1, 3, -2}) EXPECT_EQ(reaccess(existing, intent), 0);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
@@ -262,8 +262,8 @@ TEST_F(AlternateNode, ReaccessFollowsLinks) {
   const std::string directory = makeDirectory("alt");
   std::filesystem::create_directory_symlink(directory, directory + "/found");
   std::filesystem::create_symlink("/nowhere", directory + "/lost");
-  EXPECT_EQ(0, reaccess(object(directory + "/found"), 0));
-  EXPECT_EQ(6, reaccess(object(directory + "/lost"), 0));
+  EXPECT_EQ(reaccess(object(directory + "/found"), 0), 0);
+  EXPECT_EQ(reaccess(object(directory + "/lost"), 0), 6);
   EXPECT_THAT(trace(), ElementsAre(traced(
                            1, "CQmFSPlugin::reAccessAltNode : stat on " + directory + "/lost failed with errno=[2]")));
 }
@@ -275,7 +275,7 @@ TEST_F(AlternateNode, ReaccessOfAPathThatIsGoneIsAnErrorWithItsErrno) {
   for (const auto& [path, number] : cases) {
     for (const kfi_intent intent : {0, 1}) {
       forget();
-      EXPECT_EQ(6, reaccess(object(path), intent));
+      EXPECT_EQ(reaccess(object(path), intent), 6);
       EXPECT_THAT(trace(), ElementsAre(traced(1, "CQmFSPlugin::reAccessAltNode : stat on " + path +
                                                      " failed with errno=[" + std::to_string(number) + "]")));
       expectCaughtError(messages(), "reAccessAltNode(): stat failed for " + path, "reAccessAltNode");
@@ -286,8 +286,8 @@ TEST_F(AlternateNode, ReaccessOfAPathThatIsGoneIsAnErrorWithItsErrno) {
 
 TEST_F(AlternateNode, ReaccessWithoutAnObjectIsInvalid) {
   qmfi_objid nameless{};
-  EXPECT_EQ(3, reaccess(nullptr, 0));
-  EXPECT_EQ(3, reaccess(&nameless, 1));
+  EXPECT_EQ(reaccess(nullptr, 0), 3);
+  EXPECT_EQ(reaccess(&nameless, 1), 3);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }

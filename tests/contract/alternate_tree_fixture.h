@@ -2,12 +2,12 @@
 #ifndef ALTERNATE_TREE_FIXTURE_H
 #define ALTERNATE_TREE_FIXTURE_H
 
-#include <cstdlib>
 #include <ctime>
 #include <optional>
 #include <string>
 
 #include "operations_fixture.h"
+#include "support/environment.h"
 
 inline const std::string SNAPSHOT = "/dev/qm/dsk/dg1/snap1";
 
@@ -15,23 +15,18 @@ inline const std::string SNAPSHOT = "/dev/qm/dsk/dg1/snap1";
 class TimeZone {
  public:
   explicit TimeZone(const char* zone) {
-    if (const char* const before = std::getenv("TZ")) m_before = before;
-    set(zone);
+    m_variable.emplace("TZ", zone);
+    tzset();
   }
   TimeZone(const TimeZone&) = delete;
   TimeZone& operator=(const TimeZone&) = delete;
-  ~TimeZone() { set(m_before ? m_before->c_str() : nullptr); }
-
- private:
-  static void set(const char* zone) {
-    if (zone != nullptr) {
-      setenv("TZ", zone, 1);
-    } else {
-      unsetenv("TZ");
-    }
+  ~TimeZone() {
+    m_variable.reset();
     tzset();
   }
-  std::optional<std::string> m_before;
+
+ private:
+  std::optional<EnvironmentVariable> m_variable;
 };
 
 class AlternateTree : public OperationsTest {

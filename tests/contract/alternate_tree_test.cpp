@@ -14,16 +14,16 @@ TEST_F(AlternateTree, BuildMountsTheSnapshotReadOnlyOnTheNamedMountPoint) {
   kfi_subobj_entry entries[] = {{"/other"_text, "/wrong"_text}, {"/data"_text, "/data_copy"_text}, {}};
   domain.fid_subobjs = entries;
 
-  EXPECT_EQ(0, build(domain));
+  EXPECT_EQ(build(domain), 0);
 
-  EXPECT_EQ(object("/data_copy"), alternate);
+  EXPECT_EQ(alternate, object("/data_copy"));
   EXPECT_THAT(importedCalls().identifierRequests(), ElementsAre(IdentifierRequest{"/data_copy", 11, 1}));
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /data_copy", "/bin/mount -t qmfs -o ro " + SNAPSHOT + " /data_copy"));
   EXPECT_THAT(trace(), ElementsAre(made("/data_copy"), mounted("/data_copy"), traced(3, "buildAltTree succeeded")));
   EXPECT_THAT(messages(), IsEmpty());
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/data_copy</ALTOBJ>\n",
-            stateOf(domain));
+  EXPECT_EQ(stateOf(domain),
+            "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/data_copy</ALTOBJ>\n");
 }
 
 TEST_F(AlternateTree, BuildWithoutPrivateDataWarnsAndCreatesThem) {
@@ -31,20 +31,20 @@ TEST_F(AlternateTree, BuildWithoutPrivateDataWarnsAndCreatesThem) {
   kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
   domain.fid_subobjs = entries;
 
-  EXPECT_EQ(0, build(domain));
+  EXPECT_EQ(build(domain), 0);
 
   EXPECT_THAT(trace(),
               ElementsAre(made("/alt"), mounted("/alt"), traced(2, "Warning : private data is missing for node."),
                           traced(3, "buildAltTree succeeded")));
-  ASSERT_NE(nullptr, domain.fid_private);
+  ASSERT_NE(domain.fid_private, nullptr);
   // A node of the same name shares them.
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n",
-            stateOf(restoredNode("/data", "/dev/qm/dsk/dg1/vol1")));
+  EXPECT_EQ(stateOf(restoredNode("/data", "/dev/qm/dsk/dg1/vol1")),
+            "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/qm/dsk/dg1/vol1</SUBOBJ>\n<ALTOBJ>/alt</ALTOBJ>\n");
   // An alternate one does not.
   table.add("/dev/b", "/data");
   kfi_domain& other = node("/data");
-  ASSERT_EQ(0, plugin.init_altnode(nullptr, nullptr, &other));
-  EXPECT_EQ("<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n", stateOf(other));
+  ASSERT_EQ(plugin.init_altnode(nullptr, nullptr, &other), 0);
+  EXPECT_EQ(stateOf(other), "<MNT_OPTS>rw</MNT_OPTS>\n<SUBOBJ>/dev/b</SUBOBJ>\n");
 }
 
 TEST_F(AlternateTree, BuildGeneratesANameWhereNoneIsGiven) {
@@ -60,8 +60,8 @@ TEST_F(AlternateTree, BuildGeneratesANameWhereNoneIsGiven) {
   for (auto entries : lists) {
     kfi_domain& domain = owned(restoredNode("/data", "/dev/qm/dsk/dg1/vol1"));
     domain.fid_subobjs = entries.data();
-    EXPECT_EQ(0, build(domain));
-    EXPECT_EQ("/data_alt15112026141530", alternateName());
+    EXPECT_EQ(build(domain), 0);
+    EXPECT_EQ(alternateName(), "/data_alt15112026141530");
     EXPECT_THAT(trace(), ElementsAre(traced(3, "No altname specified generated  : /data_alt15112026141530"),
                                      made("/data_alt15112026141530"), mounted("/data_alt15112026141530"),
                                      traced(3, "buildAltTree succeeded")));
@@ -70,8 +70,8 @@ TEST_F(AlternateTree, BuildGeneratesANameWhereNoneIsGiven) {
 
 TEST_F(AlternateTree, BuildGeneratesANameWithoutAnyEntryList) {
   stopClock();
-  EXPECT_EQ(0, build(ownNode("/data")));
-  EXPECT_EQ("/data_alt15112026141530", alternateName());
+  EXPECT_EQ(build(ownNode("/data")), 0);
+  EXPECT_EQ(alternateName(), "/data_alt15112026141530");
 }
 
 TEST_F(AlternateTree, AnEntryWhoseAlternateNameIsAnEmptyStringCountsAsAbsentAndANameIsGenerated) {
@@ -79,48 +79,48 @@ TEST_F(AlternateTree, AnEntryWhoseAlternateNameIsAnEmptyStringCountsAsAbsentAndA
   kfi_domain& domain = ownNode("/data");
   kfi_subobj_entry entries[] = {{"/data"_text, ""_text}, {}};
   domain.fid_subobjs = entries;
-  EXPECT_EQ(0, build(domain));
-  EXPECT_EQ("/data_alt15112026141530", alternateName());
+  EXPECT_EQ(build(domain), 0);
+  EXPECT_EQ(alternateName(), "/data_alt15112026141530");
 }
 
 TEST_F(AlternateTree, BuildNamesTheTreeAfterTheNodesOwnName) {
   stopClock();
   kfi_domain& domain = ownNode("/data");
   domain.fid_name = "/own"_text;
-  EXPECT_EQ(0, build(domain));
-  EXPECT_EQ("/own_alt15112026141530", alternateName());
+  EXPECT_EQ(build(domain), 0);
+  EXPECT_EQ(alternateName(), "/own_alt15112026141530");
 }
 
 TEST_F(AlternateTree, BuildTakesTheIdentifiersNameForANodeWithoutAName) {
   stopClock();
   kfi_domain& domain = ownNode("/data");
   domain.fid_name = nullptr;
-  EXPECT_EQ(0, build(domain));
-  EXPECT_EQ("/data_alt15112026141530", alternateName());
+  EXPECT_EQ(build(domain), 0);
+  EXPECT_EQ(alternateName(), "/data_alt15112026141530");
 }
 
 TEST_F(AlternateTree, TwoNamesGeneratedWithinTheSameSecondForTheSameNodeAreEqual) {
   stopClock();
   kfi_domain& domain = ownNode("/data");
-  EXPECT_EQ(0, build(domain));
+  EXPECT_EQ(build(domain), 0);
   const qmfi_objid* const first = alternate;
-  EXPECT_EQ(0, build(domain));
-  EXPECT_EQ(first, alternate);
+  EXPECT_EQ(build(domain), 0);
+  EXPECT_EQ(alternate, first);
   importedCalls().stopClock(1794732331);
-  EXPECT_EQ(0, build(domain));
-  EXPECT_EQ("/data_alt15112026141531", alternateName());
+  EXPECT_EQ(build(domain), 0);
+  EXPECT_EQ(alternateName(), "/data_alt15112026141531");
 }
 
 TEST_F(AlternateTree, TheTimeStampHasLeadingZeros) {
   importedCalls().stopClock(978286092);  // 31 December 2000, 18:08:12 UTC
   const TimeZone zone("TST-9:00");
-  EXPECT_EQ(0, build(ownNode("/data")));
-  EXPECT_EQ("/data_alt01012001030812", alternateName());
+  EXPECT_EQ(build(ownNode("/data")), 0);
+  EXPECT_EQ(alternateName(), "/data_alt01012001030812");
 }
 
 TEST_F(AlternateTree, TheNameIsOfTheTimeOfTheCall) {
   const std::time_t before = std::time(nullptr);
-  EXPECT_EQ(0, build(ownNode("/data")));
+  EXPECT_EQ(build(ownNode("/data")), 0);
   const std::time_t after = std::time(nullptr);
   std::vector<std::string> possible;
   for (std::time_t now = before; now <= after; ++now) {
@@ -137,7 +137,7 @@ TEST_F(AlternateTree, AProviderNameThatMatchesOnlyInItsFirstFiveCharactersIsAcce
   for (char* const provider : {"qmfsf"_text, "qmfsfx"_text, "qmfsf and more"_text}) {
     kfi_domain& domain = ownNode("/data");
     domain.fid_provider = provider;
-    EXPECT_EQ(0, build(domain)) << provider;
+    EXPECT_EQ(build(domain), 0) << provider;
   }
 }
 
@@ -146,12 +146,12 @@ TEST_F(AlternateTree, AnotherProvidersNodeIsRefused) {
     kfi_domain& domain = ownNode("/data");
     domain.fid_provider = const_cast<char*>(provider);
     forget();
-    EXPECT_EQ(6, build(domain));
+    EXPECT_EQ(build(domain), 6);
     const std::string text = std::string("buildAltTree() : Invalid prefix :") + provider;
     EXPECT_THAT(trace(), ElementsAre(traced(1, text)));
     expectCaughtError(messages(), text, "buildAltTree");
     EXPECT_THAT(programs.commands(), IsEmpty());
-    EXPECT_EQ(nullptr, alternate);
+    EXPECT_EQ(alternate, nullptr);
   }
 }
 
@@ -160,12 +160,12 @@ TEST_F(AlternateTree, BuildWithoutDomainOrFiidIsAnError) {
   const std::vector<std::pair<kfi_domain*, char*>> cases = {
       {nullptr, "fiid"_text}, {&ownNode("/data"), nullptr}, {nullptr, nullptr}};
   for (const auto& [domain, fiid] : cases) {
-    EXPECT_EQ(6, plugin.build_alttree(domain, fiid, nullptr, snapObjects, 1, &alternate));
+    EXPECT_EQ(plugin.build_alttree(domain, fiid, nullptr, snapObjects, 1, &alternate), 6);
     expectCaughtError(messages(), "buildAltTree(): Invalid session or fiid", "buildAltTree");
   }
   EXPECT_THAT(trace(), IsEmpty());
   EXPECT_THAT(programs.commands(), IsEmpty());
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateTree, BuildWithAMissingArgumentIsInvalidBeforeAnythingIsDone) {
@@ -192,12 +192,13 @@ TEST_F(AlternateTree, BuildWithAMissingArgumentIsInvalidBeforeAnythingIsDone) {
     kfi_domain& domain = ownNode("/data");
     call.damage(domain);
     auto snapObjects = call.snapObjects;
-    EXPECT_EQ(3, plugin.build_alttree(&domain, "fiid"_text, nullptr, call.isListNull ? nullptr : snapObjects.data(),
-                                      static_cast<int>(snapObjects.size()), call.isResultNull ? nullptr : &alternate))
+    EXPECT_EQ(plugin.build_alttree(&domain, "fiid"_text, nullptr, call.isListNull ? nullptr : snapObjects.data(),
+                                   static_cast<int>(snapObjects.size()), call.isResultNull ? nullptr : &alternate),
+              3)
         << &call - calls;
     expectNothingDone();
-    EXPECT_EQ(nullptr, alternate);
-    EXPECT_EQ(nullptr, domain.fid_private);
+    EXPECT_EQ(alternate, nullptr);
+    EXPECT_EQ(domain.fid_private, nullptr);
   }
   EXPECT_THAT(trace(), IsEmpty());
 }
@@ -206,21 +207,21 @@ TEST_F(AlternateTree, BuildRefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
     kfi_domain& domain = ownNode("/data");
     forget();
-    EXPECT_EQ(3, build(domain, path)) << "device " << path;
+    EXPECT_EQ(build(domain, path), 3) << "device " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
 
     std::string given = path;
     kfi_subobj_entry entries[] = {{"/data"_text, given.data()}, {}};
     domain.fid_subobjs = entries;
     forget();
-    EXPECT_EQ(3, build(domain)) << "given name " << path;
+    EXPECT_EQ(build(domain), 3) << "given name " << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid mount point path [" + path + "]")));
 
     forget();
-    EXPECT_EQ(3, build(ownNode(path))) << "generated for " << path;
-    EXPECT_EQ(1u, refusals().size());
+    EXPECT_EQ(build(ownNode(path)), 3) << "generated for " << path;
+    EXPECT_EQ(refusals().size(), 1u);
     expectNothingDone();
-    EXPECT_EQ(nullptr, alternate);
+    EXPECT_EQ(alternate, nullptr);
   }
 }
 
@@ -230,15 +231,15 @@ TEST_F(AlternateTree, BuildWhoseMountPointCannotBeMadeLeavesTwoTraceLinesAndMoun
   domain.fid_subobjs = entries;
   programs.answer("/bin/mkdir", Answer().complains("no ").complains("room").exits(4));
 
-  EXPECT_EQ(6, build(domain));
+  EXPECT_EQ(build(domain), 6);
 
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /alt"));
   EXPECT_THAT(trace(),
               ElementsAre(made("/alt"), traced(1, "Command :/bin/mkdir -p  /alt failed with, return status :11"),
                           traced(1, "command '/bin/mkdir -p  /alt' failed with message 'no room'.")));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "no room");
-  EXPECT_EQ(nullptr, alternate);
-  EXPECT_EQ(nullptr, domain.fid_private);
+  EXPECT_EQ(alternate, nullptr);
+  EXPECT_EQ(domain.fid_private, nullptr);
 }
 
 TEST_F(AlternateTree, BuildWhoseMountFailsLeavesTheDirectory) {
@@ -250,15 +251,15 @@ TEST_F(AlternateTree, BuildWhoseMountFailsLeavesTheDirectory) {
   programs.answer("/bin/mkdir", Answer().makesDirectory().prints("made"));
   programs.answer("/bin/mount", Answer().complains("wrong fs type").exits(32));
 
-  EXPECT_EQ(6, build(domain));
+  EXPECT_EQ(build(domain), 6);
 
   EXPECT_THAT(trace(), ElementsAre(made(path), mounted(path),
                                    traced(1, "command '/bin/mount -t qmfs  -o ro " + SNAPSHOT + " " + path +
                                                  "' failed with message 'wrong fs type'.")));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "wrong fs type");
   EXPECT_TRUE(std::filesystem::is_directory(path));
-  EXPECT_EQ(2u, programs.commands().size());
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(programs.commands().size(), 2u);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 TEST_F(AlternateTree, BuildWithoutAnIdentifierIsAnErrorAfterTheMount) {
@@ -268,14 +269,14 @@ TEST_F(AlternateTree, BuildWithoutAnIdentifierIsAnErrorAfterTheMount) {
   importedCalls().failIdentifier("/alt");
   alternate = object("/before");
 
-  EXPECT_EQ(6, build(domain));
+  EXPECT_EQ(build(domain), 6);
 
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(programs.commands().size(), 2u);
   EXPECT_THAT(trace(),
               ElementsAre(made("/alt"), mounted("/alt"), traced(1, "buildAltTree : Failed to get objid for :/alt")));
   expectCaughtError(messages(), "buildAltTree : Failed to get objid for :/alt", "buildAltTree");
-  EXPECT_EQ(nullptr, alternate);
-  EXPECT_EQ(nullptr, domain.fid_private);
+  EXPECT_EQ(alternate, nullptr);
+  EXPECT_EQ(domain.fid_private, nullptr);
 }
 
 TEST_F(AlternateTree, OperationsThatNeedPrivateDataAreInvalidAfterTheStop) {
@@ -283,10 +284,10 @@ TEST_F(AlternateTree, OperationsThatNeedPrivateDataAreInvalidAfterTheStop) {
   kfi_subobj_entry entries[] = {{"/data"_text, "/alt"_text}, {}};
   domain.fid_subobjs = entries;
   plugin.fini();
-  EXPECT_EQ(3, build(domain));
-  EXPECT_EQ(3, import(domain));
+  EXPECT_EQ(build(domain), 3);
+  EXPECT_EQ(import(domain), 3);
   EXPECT_THAT(programs.commands(), IsEmpty());
-  EXPECT_EQ(nullptr, alternate);
+  EXPECT_EQ(alternate, nullptr);
 }
 
 }  // namespace

@@ -138,7 +138,7 @@ int CommandNames::resourceWith(const std::string& options) {
 TEST_F(CommandNames, OfADeviceAndAMountPointReachTheCommands) {
   for (const Operation& operation : operations()) {
     forget();
-    EXPECT_EQ(0, (this->*operation.run)(DEVICE, "/data_alt")) << operation.name;
+    EXPECT_EQ((this->*operation.run)(DEVICE, "/data_alt"), 0) << operation.name;
     EXPECT_THAT(programs.commands(), Not(IsEmpty())) << operation.name;
   }
 }
@@ -157,7 +157,7 @@ TEST_F(CommandNames, ADeviceThatACommandCannotNameIsShownAndRefusedBeforeAnyComm
       // The framework has no identifier of an empty name for private data.
       if (device.empty() && operation.takesStoredDevice) continue;
       forget();
-      EXPECT_EQ(3, (this->*operation.run)(device, mountPoint)) << operation.name << " " << device;
+      EXPECT_EQ((this->*operation.run)(device, mountPoint), 3) << operation.name << " " << device;
       EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [" + device + "]")) << operation.name;
       expectNothingDone();
     }
@@ -169,7 +169,7 @@ TEST_F(CommandNames, AMountPointThatACommandCannotNameIsShownAndRefusedBeforeAny
     for (const Operation& operation : operations()) {
       if (!operation.takesMountPoint) continue;
       forget();
-      EXPECT_EQ(3, (this->*operation.run)(DEVICE, mountPoint)) << operation.name << " " << mountPoint;
+      EXPECT_EQ((this->*operation.run)(DEVICE, mountPoint), 3) << operation.name << " " << mountPoint;
       EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + mountPoint + "]")) << operation.name;
       expectNothingDone();
     }
@@ -183,7 +183,7 @@ TEST_F(CommandNames, ADeviceOfANodeThatHasAnEmptyNameIsShownAndRefused) {
   for (const Operation& operation : operations()) {
     if (!operation.takesStoredDevice) continue;
     forget();
-    EXPECT_EQ(3, (this->*operation.run)("", "/data_alt")) << operation.name;
+    EXPECT_EQ((this->*operation.run)("", "/data_alt"), 3) << operation.name;
     EXPECT_THAT(refusals(), ElementsAre("Not a valid device path []")) << operation.name;
     expectNothingDone();
   }
@@ -201,7 +201,7 @@ TEST_F(CommandNames, MountOptionsMayBeAnythingButTheBarThatBeginsAnotherProgram)
         Case{"rw\t|\t/bin/x", true}, Case{"rw|", false}, Case{"|rw", false}, Case{"||", false}, Case{"-o ro", false}}) {
     for (const OptionUser use : optionUsers()) {
       forget();
-      EXPECT_EQ(one.isRefused ? 3 : 0, (this->*use)(one.options)) << one.options;
+      EXPECT_EQ((this->*use)(one.options), one.isRefused ? 3 : 0) << one.options;
       if (!one.isRefused) {
         EXPECT_THAT(refusals(), IsEmpty());
         EXPECT_THAT(programs.commands(), Not(IsEmpty()));
@@ -219,12 +219,12 @@ TEST_F(CommandNames, NothingIsUnmountedWhoseMountPointLooksLikeAnOption) {
   table.add(DEVICE, "-a");
   kfi_domain& mounted = node("-a");
   kfi_node_subobj_list list{&mounted, nullptr, nullptr};
-  for (const long flags : {0x0L, 0x10L}) EXPECT_EQ(3, plugin.disable_access(&list, flags));
-  EXPECT_EQ(3, plugin.online(nullptr, &mounted, takeOfflineMode, remove));
-  EXPECT_EQ(3, plugin.dispose(nullptr, &mounted, nullptr, remove));
-  EXPECT_EQ(3, plugin.deport_tree(nullptr, &mounted, nullptr));
+  for (const long flags : {0x0L, 0x10L}) EXPECT_EQ(plugin.disable_access(&list, flags), 3);
+  EXPECT_EQ(plugin.online(nullptr, &mounted, takeOfflineMode, remove), 3);
+  EXPECT_EQ(plugin.dispose(nullptr, &mounted, nullptr, remove), 3);
+  EXPECT_EQ(plugin.deport_tree(nullptr, &mounted, nullptr), 3);
   EXPECT_THAT(refusals(), ::testing::AllOf(::testing::SizeIs(5), ::testing::Each("Not a valid mount point path [-a]")));
-  EXPECT_EQ(0u, mounted.fid_attr);
+  EXPECT_EQ(mounted.fid_attr, 0u);
   expectNothingDone();
 }
 

@@ -67,9 +67,9 @@ TraceRecords searched(const char* kind, const std::vector<std::string>& candidat
 
 TEST_F(Commands, TheFirstUnmountProgramThatExistsIsUsed) {
   for (std::size_t first = 0; first < umountPrograms.size(); ++first) {
-    ASSERT_EQ(first, installFrom(umountPrograms, first));
+    ASSERT_EQ(installFrom(umountPrograms, first), first);
     kfi_domain& node = mountedNode("/data", DEVICE);
-    EXPECT_EQ(0, plugin.online(nullptr, &node, 2, 0));
+    EXPECT_EQ(plugin.online(nullptr, &node, 2, 0), 0);
     EXPECT_THAT(programs.commands(), ElementsAre(umountPrograms[first] + " -o force /data"));
     const std::string command = umountPrograms[first] + " -o force  /data";
     EXPECT_THAT(trace(), ElementsAreArray(joined(
@@ -84,8 +84,8 @@ TEST_F(Commands, TheFirstTypeProgramThatExistsIsUsed) {
     const std::size_t found = installFrom(fstypPrograms, first);
     programs.answer(fstypPrograms[found], Answer().prints("qmfs"));
     forget();
-    EXPECT_EQ(0, isParent(DEVICE));
-    EXPECT_EQ(1, parent);
+    EXPECT_EQ(isParent(DEVICE), 0);
+    EXPECT_EQ(parent, 1);
     EXPECT_THAT(programs.commands(), ElementsAre(fstypPrograms[found] + " " + DEVICE));
     EXPECT_THAT(trace(),
                 ElementsAreArray(joined(searched("fstype", fstypPrograms, found),
@@ -95,8 +95,8 @@ TEST_F(Commands, TheFirstTypeProgramThatExistsIsUsed) {
 
 TEST_F(Commands, WithoutATypeProgramTheTypeIsUnknown) {
   installFrom(fstypPrograms, fstypPrograms.size());
-  EXPECT_EQ(0, isParent(DEVICE));
-  EXPECT_EQ(0, parent);
+  EXPECT_EQ(isParent(DEVICE), 0);
+  EXPECT_EQ(parent, 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(searched("fstype", fstypPrograms, fstypPrograms.size()),
                                                TraceRecords{{1, "fstype command is not installed"}})));
   expectNothingDone();
@@ -109,9 +109,9 @@ TEST_F(Commands, OnlyTheExistenceOfAProgramIsTested) {
   programs.install(fstypPrograms[1]);
   programs.answer(fstypPrograms[1], Answer().prints("qmfs"));
 
-  EXPECT_EQ(0, isParent(DEVICE));
-  EXPECT_EQ(0, parent);
-  EXPECT_EQ(6, plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0));
+  EXPECT_EQ(isParent(DEVICE), 0);
+  EXPECT_EQ(parent, 0);
+  EXPECT_EQ(plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0), 6);
   expectExitStatusMessage(0);
   EXPECT_THAT(programs.commands(), IsEmpty());
 }
@@ -122,17 +122,17 @@ TEST_F(Commands, ABrokenLinkIsNoProgram) {
     std::filesystem::create_symlink("/nowhere", list[0]);
     programs.install(list[1]);
   }
-  EXPECT_EQ(0, isParent(DEVICE));
+  EXPECT_EQ(isParent(DEVICE), 0);
   EXPECT_THAT(programs.commands(), ElementsAre(fstypPrograms[1] + " " + DEVICE));
-  EXPECT_EQ(0, plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0));
+  EXPECT_EQ(plugin.online(nullptr, &mountedNode("/data", DEVICE), 2, 0), 0);
   EXPECT_THAT(programs.commands(), ElementsAre(umountPrograms[1] + " -o force /data"));
 }
 
 // The type of a device.
 
 TEST_F(Commands, ADeviceWhoseTypeProgramPrintsNothingHasNoType) {
-  EXPECT_EQ(0, isParent(DEVICE));
-  EXPECT_EQ(0, parent);
+  EXPECT_EQ(isParent(DEVICE), 0);
+  EXPECT_EQ(parent, 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(
                            searched("fstype", fstypPrograms, 0),
                            TraceRecords{{2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' returned no fstype"}})));
@@ -158,9 +158,9 @@ TEST_F(Commands, TrailingWhiteSpaceOfAPrintedTypeIsRemoved) {
   for (const Case& one : cases) {
     programs.answer(fstypPrograms[0], one.answer);
     forget();
-    EXPECT_EQ(0, isParent(DEVICE));
-    EXPECT_EQ(one.type == "qmfs" ? 1 : 0, parent) << one.type;
-    EXPECT_EQ(traced(3, "Found fstype for device : " + DEVICE + "  as " + one.type), trace().back());
+    EXPECT_EQ(isParent(DEVICE), 0);
+    EXPECT_EQ(parent, one.type == "qmfs" ? 1 : 0) << one.type;
+    EXPECT_EQ(trace().back(), traced(3, "Found fstype for device : " + DEVICE + "  as " + one.type));
   }
 }
 
@@ -177,10 +177,10 @@ TEST_F(Commands, ATypeProgramThatFailsGivesNoTypeAndNoError) {
   for (const Case& one : cases) {
     programs.answer(fstypPrograms[0], one.answer);
     forget();
-    EXPECT_EQ(0, isParent(DEVICE));
-    EXPECT_EQ(0, parent);
-    EXPECT_EQ(traced(2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' failed with message '" + one.output + "'."),
-              trace().back());
+    EXPECT_EQ(isParent(DEVICE), 0);
+    EXPECT_EQ(parent, 0);
+    EXPECT_EQ(trace().back(),
+              traced(2, "command '/opt/KRIBqmfs/sbin/fstyp " + DEVICE + "' failed with message '" + one.output + "'."));
     EXPECT_THAT(messages(), IsEmpty());
   }
 }
@@ -189,53 +189,53 @@ TEST_F(Commands, ATypeProgramThatFailsGivesNoTypeAndNoError) {
 
 TEST_F(Commands, AProgramThatIsMissingCannotBeStartedOrIsKilledPushesTheNameOfTheCode) {
   programs.remove("/bin/mkdir");
-  EXPECT_EQ(6, makeMountPoint());
+  EXPECT_EQ(makeMountPoint(), 6);
   auto pushed = messages();
-  ASSERT_EQ(1u, pushed.size());
-  EXPECT_EQ("MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION", pushed[0].id);
+  ASSERT_EQ(pushed.size(), 1u);
+  EXPECT_EQ(pushed[0].id, "MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION");
   EXPECT_THAT(pushed[0].arguments, ::testing::MatchesRegex("KFI_EXEC_PIPE_EXE_DOES_NOT_EXIST, .*/bin/mkdir.*"));
-  EXPECT_EQ(traced(1, "command '/bin/mkdir -p  /data' failed with message ''."), trace().back());
+  EXPECT_EQ(trace().back(), traced(1, "command '/bin/mkdir -p  /data' failed with message ''."));
 
   writePlainFile("/bin/mkdir");
-  EXPECT_EQ(6, makeMountPoint());
+  EXPECT_EQ(makeMountPoint(), 6);
   pushed = messages();
-  ASSERT_EQ(1u, pushed.size());
+  ASSERT_EQ(pushed.size(), 1u);
   EXPECT_THAT(pushed[0].arguments,
               ::testing::MatchesRegex("KFI_EXEC_PIPE_CREATE_CHILD_PROCESS_FAILED, .*/bin/mkdir.*"));
   programs.remove("/bin/mkdir");
   programs.install("/bin/mkdir");
 
   programs.answer("/bin/mkdir", Answer().complains("half").diesOf(9));
-  EXPECT_EQ(6, makeMountPoint());
+  EXPECT_EQ(makeMountPoint(), 6);
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_KILLED", "half");
-  EXPECT_EQ(traced(1, "command '/bin/mkdir -p  /data' failed with message 'half'."), trace().back());
+  EXPECT_EQ(trace().back(), traced(1, "command '/bin/mkdir -p  /data' failed with message 'half'."));
 }
 
 TEST_F(Commands, BothOutputsAreCapturedAndTheLastLineNeedsNoLineFeed) {
   programs.answer("/bin/mkdir", Answer().complains("errors ").printsUnended("output").exits(1));
-  EXPECT_EQ(6, makeMountPoint());
+  EXPECT_EQ(makeMountPoint(), 6);
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "errors output");
 }
 
 TEST_F(Commands, AProgramThatPrintsMegabytesIsAnOrdinaryFailure) {
   constexpr std::size_t bytes = 3 << 20;
   programs.answer("/bin/mkdir", Answer().floods(bytes).exits(1));
-  EXPECT_EQ(6, makeMountPoint());
+  EXPECT_EQ(makeMountPoint(), 6);
   const auto pushed = messages();
-  ASSERT_EQ(1u, pushed.size());
+  ASSERT_EQ(pushed.size(), 1u);
   EXPECT_GT(pushed[0].arguments.size(), bytes);
 }
 
 TEST_F(Commands, WhatASuccessfulProgramPrintsIsNotLookedAt) {
   programs.answer("/bin/mkdir", Answer().complains("busy usage force"));
   programs.answer("/bin/mount", Answer().prints("mount: failed"));
-  EXPECT_EQ(0, makeMountPoint());
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(makeMountPoint(), 0);
+  EXPECT_EQ(programs.commands().size(), 2u);
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Commands, NoShellReadsTheCommandLine) {
-  EXPECT_EQ(0, plugin.online(nullptr, &restoredNode("/data;$(reboot)&*'\"", DEVICE, "rw>x"), 1, 0));
+  EXPECT_EQ(plugin.online(nullptr, &restoredNode("/data;$(reboot)&*'\"", DEVICE, "rw>x"), 1, 0), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data;$(reboot)&*'\"",
                                                "/bin/mount -t qmfs -o rw>x " + DEVICE + " /data;$(reboot)&*'\""));
 }

@@ -32,7 +32,7 @@ TraceRecords unmounted(const std::string& path) {
 TEST_F(Deport, UnmountsByForceAndRemovesTheMountPoint) {
   // That the directory exists is not asked for.
   table.add(DEVICE, "/data_alt", "qmfs", "ro");
-  EXPECT_EQ(0, deport(&node("/data_alt")));
+  EXPECT_EQ(deport(&node("/data_alt")), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data_alt", "/bin/rmdir /data_alt"));
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(unmounted("/data_alt"), TraceRecords{{3, "Command : /bin/rmdir  /data_alt"}})));
@@ -46,22 +46,22 @@ TEST_F(Deport, TakesDownWhenTheAccessNodeAsksForIt) {
     programs.forget();
     kfi_accessnode record{};
     record.kan_access = access;
-    EXPECT_EQ(0, deport(&node("/data_alt"), &record));
-    EXPECT_EQ(2u, programs.commands().size());
+    EXPECT_EQ(deport(&node("/data_alt"), &record), 0);
+    EXPECT_EQ(programs.commands().size(), 2u);
   }
 }
 
 TEST_F(Deport, DoesNothingWhenNoAccessIsToBeTakenDown) {
   table.add(DEVICE, "/data_alt");
   kfi_accessnode record{};
-  EXPECT_EQ(0, deport(&node("/data_alt"), &record));
-  EXPECT_EQ(0, plugin.deport_tree(nullptr, nullptr, &record));
+  EXPECT_EQ(deport(&node("/data_alt"), &record), 0);
+  EXPECT_EQ(plugin.deport_tree(nullptr, nullptr, &record), 0);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
 
 TEST_F(Deport, ATreeWhoseImportFailedSucceedsWithAWarning) {
-  EXPECT_EQ(0, deport(nullptr));
+  EXPECT_EQ(deport(nullptr), 0);
   EXPECT_THAT(trace(), ElementsAre(traced(2,
                                           "CQmFSPlugin::deportTree: found empty alt node for /data, assuming "
                                           "import failed")));
@@ -78,7 +78,7 @@ TEST_F(Deport, ATreeWhoseImportFailedSucceedsWhateverThePrimaryIs) {
   for (kfi_domain* const primary : {static_cast<kfi_domain*>(nullptr), &withoutIdentifier, &withoutName}) {
     for (kfi_accessnode* const record : {static_cast<kfi_accessnode*>(nullptr), &access}) {
       forget();
-      EXPECT_EQ(0, plugin.deport_tree(primary, nullptr, record));
+      EXPECT_EQ(plugin.deport_tree(primary, nullptr, record), 0);
       EXPECT_THAT(trace(),
                   ElementsAre(traced(2, "CQmFSPlugin::deportTree: found empty alt node for , assuming import failed")));
       expectNothingDone();
@@ -88,28 +88,28 @@ TEST_F(Deport, ATreeWhoseImportFailedSucceedsWhateverThePrimaryIs) {
 
 TEST_F(Deport, IsInvalidWithoutTheAlternateNodesName) {
   kfi_domain nameless{};
-  EXPECT_EQ(3, deport(&nameless));
+  EXPECT_EQ(deport(&nameless), 3);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
 
 TEST_F(Deport, NeedsNoPrimaryNodeForAnAlternateOne) {
   table.add(DEVICE, "/data_alt");
-  EXPECT_EQ(0, plugin.deport_tree(nullptr, &node("/data_alt"), nullptr));
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(plugin.deport_tree(nullptr, &node("/data_alt"), nullptr), 0);
+  EXPECT_EQ(programs.commands().size(), 2u);
 }
 
 TEST_F(Deport, DoesNothingWhereNothingOfTheTypeIsMounted) {
   table.add(DEVICE, "/data_alt", "xfs");
   table.add(DEVICE, "/data_alt2");
-  EXPECT_EQ(0, deport(&node("/data_alt")));
+  EXPECT_EQ(deport(&node("/data_alt")), 0);
   EXPECT_THAT(trace(), ElementsAre(checked("/data_alt")));
   expectNothingDone();
 }
 
 TEST_F(Deport, FailsWhenTheMountTableCannotBeRead) {
   table.makeUnreadable();
-  EXPECT_EQ(6, deport(&node("/data_alt")));
+  EXPECT_EQ(deport(&node("/data_alt")), 6);
   EXPECT_THAT(trace(), ElementsAre(checked("/data_alt"), traced(1, "Mount point entry lookup failed")));
   expectNothingDone();
 }
@@ -117,8 +117,8 @@ TEST_F(Deport, FailsWhenTheMountTableCannotBeRead) {
 TEST_F(Deport, ReturnsTheResultOfAnUnmountThatStaysBusyAndKeepsTheMountPoint) {
   table.add(DEVICE, "/data_alt");
   programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("target is busy").exits(1));
-  EXPECT_EQ(32, deport(&node("/data_alt")));
-  EXPECT_EQ(traced(1, "Umount failed for /data_alt"), trace().back());
+  EXPECT_EQ(deport(&node("/data_alt")), 32);
+  EXPECT_EQ(trace().back(), traced(1, "Umount failed for /data_alt"));
   EXPECT_THAT(programs.commands(), ::testing::Each("/opt/KRIB/bin/qmumount -o force /data_alt"));
   EXPECT_THAT(messages(), IsEmpty());
 }
@@ -126,7 +126,7 @@ TEST_F(Deport, ReturnsTheResultOfAnUnmountThatStaysBusyAndKeepsTheMountPoint) {
 TEST_F(Deport, AnUnmountThatThrowsEndsIt) {
   table.add(DEVICE, "/data_alt");
   programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("not permitted").exits(7));
-  EXPECT_EQ(6, deport(&node("/data_alt")));
+  EXPECT_EQ(deport(&node("/data_alt")), 6);
   expectExitStatusMessage(7);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data_alt"));
 }
@@ -134,7 +134,7 @@ TEST_F(Deport, AnUnmountThatThrowsEndsIt) {
 TEST_F(Deport, AMountPointThatCannotBeRemovedIsAnErrorAfterTheUnmount) {
   table.add(DEVICE, "/data_alt");
   programs.answer("/bin/rmdir", Answer().complains("no such directory").exits(1));
-  EXPECT_EQ(6, deport(&node("/data_alt")));
+  EXPECT_EQ(deport(&node("/data_alt")), 6);
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(
                   unmounted("/data_alt"),
@@ -150,7 +150,7 @@ TEST_F(Deport, RefusesAMountPointThatACommandCannotCarry) {
     table.write("");
     table.add(DEVICE, written);
     forget();
-    EXPECT_EQ(3, deport(&node(path))) << path;
+    EXPECT_EQ(deport(&node(path)), 3) << path;
     EXPECT_THAT(trace(),
                 ElementsAre(checked(path), traced(4, std::string("Not a valid mount point path [") + path + "]")));
     expectNothingDone();

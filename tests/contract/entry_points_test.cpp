@@ -137,28 +137,28 @@ class EntryPoints : public StartedPlugin {
     const auto found = scopes();
     if (name == "qmfsfi_fi_pgn_init") return;
     ASSERT_LE(2u, found.size()) << name;
-    EXPECT_EQ((TraceScope{true, name, found.front().place}), found.front());
-    EXPECT_EQ((TraceScope{false, name, found.front().place}), found.back());
+    EXPECT_EQ(found.front(), (TraceScope{true, name, found.front().place}));
+    EXPECT_EQ(found.back(), (TraceScope{false, name, found.front().place}));
     EXPECT_THAT(found.front().place, EndsWith(", cfiapiexport.h"));
   }
 };
 
 TEST_F(EntryPoints, AnswerToNothingAsDecided) {
-  EXPECT_EQ(answersToNothing, answersTo(0));
+  EXPECT_EQ(answersTo(0), answersToNothing);
   expectNothingDone("null pointers and zeros");
 }
 
 TEST_F(EntryPoints, AnswerToNegativeNumbersAsDecided) {
   auto expected = otherAnswersToOddNumbers;
   expected.insert(answersToNothing.begin(), answersToNothing.end());
-  EXPECT_EQ(expected, answersTo(-1));
+  EXPECT_EQ(answersTo(-1), expected);
   expectNothingDone("null pointers and -1");
 }
 
 TEST_F(EntryPoints, AnswerToTheGreatestNumbersAsDecided) {
   auto expected = otherAnswersToOddNumbers;
   expected.insert(answersToNothing.begin(), answersToNothing.end());
-  EXPECT_EQ(expected, answersTo(INT_MAX));
+  EXPECT_EQ(answersTo(INT_MAX), expected);
   expectNothingDone("null pointers and the greatest number");
 }
 

@@ -43,8 +43,8 @@ TEST(Exports, AreThe77EntryPointsTheFourHelpersAndNothingElse) {
           FOREIGN_HELPERS(NAME)
 #undef NAME
   };
-  EXPECT_EQ(77u + 4u, expected.size());
-  EXPECT_EQ(expected, symbolsOf(QMFI_BINARY_DIR "/lib/libqmfsfi.so", Symbols::defined));
+  EXPECT_EQ(expected.size(), 77u + 4u);
+  EXPECT_EQ(symbolsOf(QMFI_BINARY_DIR "/lib/libqmfsfi.so", Symbols::defined), expected);
 }
 
 // The readable name; the name itself where there is none.
@@ -74,7 +74,7 @@ TEST(Imports, OfTheTraceLogAreInitializeAndTrace) {
       "ACE_String_Base<char>&, int, bool)",
       "qmfi_pdk_4_4::CFiTraceLog::trace(int, char const*, ...)",
   };
-  EXPECT_EQ(expected, imported);
+  EXPECT_EQ(imported, expected);
 }
 
 }  // namespace

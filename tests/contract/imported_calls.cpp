@@ -3,14 +3,11 @@
 
 #include <dlfcn.h>
 #include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 
 #include "freeze_calls.h"
+#include "support/driver_requests.h"
 
 namespace {
 
@@ -276,19 +273,11 @@ kfi_provider_list* ImportedCalls::providerListElement(const char* name, kfi_vers
   return m_framework.providerListElement(name, version, attr1, attr2, fitypes, count);
 }
 
-extern "C" {
-
-int ioctl(int descriptor, unsigned long request, ...) noexcept {
-  std::va_list arguments;
-  va_start(arguments, request);
-  const auto argument = va_arg(arguments, std::uintptr_t);
-  va_end(arguments);
-  const auto number = static_cast<std::uint32_t>(request);
-  if (number == QM_FREEZE || number == QM_THAW || number == QM_FREEZE_ALL) {
-    return importedCalls().driver(descriptor, number, argument);
-  }
-  return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+int answerDriverRequest(int descriptor, std::uint32_t request, std::uintptr_t argument) {
+  return importedCalls().driver(descriptor, request, argument);
 }
+
+extern "C" {
 
 unsigned sleep(unsigned seconds) {
   return importedCalls().sleep(seconds);

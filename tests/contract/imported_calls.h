@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "foreign_framework.h"
+#include "support/foreign_framework.h"
 
 // One request to the kernel driver.
 struct DriverRequest {

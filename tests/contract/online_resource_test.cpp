@@ -30,12 +30,12 @@ class OnlineResource : public OperationsTest {
 
   // The path that was handed out, as it is to be given back.
   std::string path() const {
-    EXPECT_EQ(1, pathCount);
+    EXPECT_EQ(pathCount, 1);
     return paths != nullptr && paths[0] != nullptr ? paths[0] : "";
   }
   void expectNoPath() const {
-    EXPECT_EQ(nullptr, paths);
-    EXPECT_EQ(0, pathCount);
+    EXPECT_EQ(paths, nullptr);
+    EXPECT_EQ(pathCount, 0);
   }
 
   char** paths = nullptr;
@@ -66,8 +66,8 @@ TraceRecords run(const std::string& command) {
 }
 
 TEST_F(OnlineResource, MountsOnTheGivenMountPointAndHandsItOut) {
-  EXPECT_EQ(0, online(DEVICE, "/data", "mountOptions=ro,log"));
-  EXPECT_EQ("/data", path());
+  EXPECT_EQ(online(DEVICE, "/data", "mountOptions=ro,log"), 0);
+  EXPECT_EQ(path(), "/data");
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs -o ro,log " + DEVICE + " /data"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(TraceRecords{lookedUp(), made("/data")},
@@ -76,7 +76,7 @@ TEST_F(OnlineResource, MountsOnTheGivenMountPointAndHandsItOut) {
 }
 
 TEST_F(OnlineResource, ANullOptionsStringMountsWithoutAnyOption) {
-  EXPECT_EQ(0, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(TraceRecords{lookedUp(), made("/data")},
                                                run("/bin/mount -t qmfs  " + DEVICE + " /data"))));
 }
@@ -97,7 +97,7 @@ TEST_F(OnlineResource, TheOptionStringDecidesOnTheMountOptions) {
   };
   for (const auto& [options, command] : cases) {
     forget();
-    EXPECT_EQ(0, online(DEVICE, "/data", options)) << options;
+    EXPECT_EQ(online(DEVICE, "/data", options), 0) << options;
     EXPECT_THAT(trace(), ElementsAreArray(joined(TraceRecords{lookedUp(), made("/data")}, run(command))));
   }
 }
@@ -107,8 +107,8 @@ TEST_F(OnlineResource, WithoutAMountPointADeviceIsMountedOnItsOwnNameInTheRoot) 
       {"/dev/qm/dsk/dg/vol1", "/vol1"}, {"/vol1", "/vol1"}, {"vol1", "/vol1"}, {"dg//vol1", "/vol1"}};
   for (const auto& [device, mountPoint] : cases) {
     forget();
-    EXPECT_EQ(0, online(device, nullptr)) << device;
-    EXPECT_EQ(mountPoint, path());
+    EXPECT_EQ(online(device, nullptr), 0) << device;
+    EXPECT_EQ(path(), mountPoint);
     EXPECT_THAT(trace(),
                 ElementsAreArray(joined(TraceRecords{{6, "CQmFSPlugin::generateName recieved name : " + device},
                                                      {6, "CQmFSPlugin::generateName generated name : " + mountPoint},
@@ -121,47 +121,47 @@ TEST_F(OnlineResource, WithoutAMountPointADeviceIsMountedOnItsOwnNameInTheRoot) 
 TEST_F(OnlineResource, AGeneratedMountPointThatIsOnlyASlashIsRefused) {
   for (const std::string device : {"/dev/qm/dsk/dg/", "/"}) {
     forget();
-    EXPECT_EQ(3, online(device, nullptr)) << device;
+    EXPECT_EQ(online(device, nullptr), 3) << device;
     EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [/]"));
     expectNoPath();
   }
   expectNothingDone();
   // The same one given is what was asked for.
-  EXPECT_EQ(0, online(DEVICE, "/"));
+  EXPECT_EQ(online(DEVICE, "/"), 0);
 }
 
 TEST_F(OnlineResource, ADeviceIsLookedUpByTheNameThatIsGiven) {
   const std::string raw = "/dev/qm/rdsk/dg/vol1";
   table.add(DEVICE, "/data");
-  EXPECT_EQ(0, online(raw, "/data"));
+  EXPECT_EQ(online(raw, "/data"), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs " + DEVICE + " /data"));
 
   table.write("");
   table.add(raw, "/elsewhere");
   forget();
-  EXPECT_EQ(1088, online(raw, "/data"));
+  EXPECT_EQ(online(raw, "/data"), 1088);
   EXPECT_THAT(trace(), ElementsAre(lookedUp(raw), traced(3, "Device: " + raw + " :: mntPoint: /elsewhere"),
                                    traced(1, "Device {" + raw + "} is mounted on different mount point already")));
   expectNothingDone();
 }
 
 TEST_F(OnlineResource, ARawDeviceIsMountedByItsBlockDevice) {
-  EXPECT_EQ(0, online("/dev/qm/rdsk/dg/vol1", "/data"));
+  EXPECT_EQ(online("/dev/qm/rdsk/dg/vol1", "/data"), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(TraceRecords{lookedUp("/dev/qm/rdsk/dg/vol1"), made("/data")},
                                                run("/bin/mount -t qmfs  " + DEVICE + " /data"))));
 }
 
 TEST_F(OnlineResource, AnEmptyMountPointCountsAsGiven) {
-  EXPECT_EQ(0, online(DEVICE, ""));
-  EXPECT_EQ("", path());
+  EXPECT_EQ(online(DEVICE, ""), 0);
+  EXPECT_EQ(path(), "");
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(TraceRecords{lookedUp(), made("")}, run("/bin/mount -t qmfs  " + DEVICE + " "))));
 }
 
 TEST_F(OnlineResource, ADeviceMountedOnTheRequestedMountPointReturnsItWithoutMount) {
   table.add(DEVICE, "/data", "xfs");
-  EXPECT_EQ(0, online(DEVICE, "/data"));
-  EXPECT_EQ("/data", path());
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
+  EXPECT_EQ(path(), "/data");
   EXPECT_THAT(trace(), ElementsAre(lookedUp(), traced(3, "Device: " + DEVICE + " :: mntPoint: /data"),
                                    traced(3, "Device {" + DEVICE + "} is already mounted")));
   expectNothingDone();
@@ -169,8 +169,8 @@ TEST_F(OnlineResource, ADeviceMountedOnTheRequestedMountPointReturnsItWithoutMou
 
 TEST_F(OnlineResource, ADeviceMountedOnTheGeneratedMountPointReturnsItToo) {
   table.add(DEVICE, "/vol1");
-  EXPECT_EQ(0, online(DEVICE, nullptr));
-  EXPECT_EQ("/vol1", path());
+  EXPECT_EQ(online(DEVICE, nullptr), 0);
+  EXPECT_EQ(path(), "/vol1");
   expectNothingDone();
 }
 
@@ -179,7 +179,7 @@ TEST_F(OnlineResource, ADeviceMountedOnAnotherMountPointIsReported) {
     table.write("");
     table.add(DEVICE, elsewhere);
     forget();
-    EXPECT_EQ(1088, online(DEVICE, "/data"));
+    EXPECT_EQ(online(DEVICE, "/data"), 1088);
     EXPECT_THAT(trace(), ElementsAre(lookedUp(), traced(3, "Device: " + DEVICE + " :: mntPoint: " + elsewhere),
                                      traced(1, "Device {" + DEVICE + "} is mounted on different mount point already")));
     expectNoPath();
@@ -189,7 +189,7 @@ TEST_F(OnlineResource, ADeviceMountedOnAnotherMountPointIsReported) {
 
 TEST_F(OnlineResource, FailsWhenTheMountTableCannotBeRead) {
   table.makeUnreadable();
-  EXPECT_EQ(6, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 6);
   EXPECT_THAT(trace(), ElementsAre(lookedUp(), traced(1, "Mount point entry lookup failed")));
   expectNoPath();
   expectNothingDone();
@@ -198,12 +198,12 @@ TEST_F(OnlineResource, FailsWhenTheMountTableCannotBeRead) {
 TEST_F(OnlineResource, AnyOtherTypeIsRefused) {
   for (const char* const type : {"QMFS", "qmfs ", "xfs", ""}) {
     forget();
-    EXPECT_EQ(3, online(DEVICE, "/data", nullptr, type));
+    EXPECT_EQ(online(DEVICE, "/data", nullptr, type), 3);
     EXPECT_THAT(trace(), ElementsAre(traced(1, std::string("type ") + type + " is not supported by qmfs provider")));
     expectNoPath();
   }
   expectNothingDone();
-  EXPECT_EQ(0, online(DEVICE, "/data", nullptr, nullptr));
+  EXPECT_EQ(online(DEVICE, "/data", nullptr, nullptr), 0);
 }
 
 TEST_F(OnlineResource, WithoutOutArgumentsIsInvalidAndTouchesNothing) {
@@ -212,10 +212,10 @@ TEST_F(OnlineResource, WithoutOutArgumentsIsInvalidAndTouchesNothing) {
   char* old[] = {name.data()};
   char** list = old;
   int count = 7;
-  EXPECT_EQ(3, plugin.online_resource(devices, 1, nullptr, "xfs"_text, nullptr, nullptr, 0, nullptr, &count));
-  EXPECT_EQ(3, plugin.online_resource(devices, 1, nullptr, nullptr, nullptr, nullptr, 0, &list, nullptr));
-  EXPECT_EQ(7, count);
-  EXPECT_EQ(old, list);
+  EXPECT_EQ(plugin.online_resource(devices, 1, nullptr, "xfs"_text, nullptr, nullptr, 0, nullptr, &count), 3);
+  EXPECT_EQ(plugin.online_resource(devices, 1, nullptr, nullptr, nullptr, nullptr, 0, &list, nullptr), 3);
+  EXPECT_EQ(count, 7);
+  EXPECT_EQ(list, old);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
@@ -231,9 +231,9 @@ TEST_F(OnlineResource, ClearsItsOutArgumentsBeforeItRefuses) {
   for (const Case& one : {Case{devices, "xfs"_text}, Case{nullptr, nullptr}, Case{none, nullptr}}) {
     char** list = devices;
     int count = 7;
-    EXPECT_EQ(3, plugin.online_resource(one.devices, 1, "/data"_text, one.type, nullptr, nullptr, 0, &list, &count));
-    EXPECT_EQ(nullptr, list);
-    EXPECT_EQ(0, count);
+    EXPECT_EQ(plugin.online_resource(one.devices, 1, "/data"_text, one.type, nullptr, nullptr, 0, &list, &count), 3);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(count, 0);
   }
   expectNothingDone();
 }
@@ -241,13 +241,13 @@ TEST_F(OnlineResource, ClearsItsOutArgumentsBeforeItRefuses) {
 TEST_F(OnlineResource, RefusesNamesThatACommandCannotCarry) {
   for (const std::string& name : UNUSABLE_PATHS) {
     forget();
-    EXPECT_EQ(3, online(name, "/data")) << "device " << name;
+    EXPECT_EQ(online(name, "/data"), 3) << "device " << name;
     EXPECT_THAT(trace(), ElementsAre(lookedUp(name), traced(4, "Not a valid device path [" + name + "]")));
     forget();
-    EXPECT_EQ(3, online(DEVICE, name.c_str())) << "mount point " << name;
+    EXPECT_EQ(online(DEVICE, name.c_str()), 3) << "mount point " << name;
     EXPECT_THAT(trace(), ElementsAre(lookedUp(), traced(4, "Not a valid mount point path [" + name + "]")));
     forget();
-    EXPECT_EQ(3, online("/dev" + name, nullptr)) << "generated for " << name;
+    EXPECT_EQ(online("/dev" + name, nullptr), 3) << "generated for " << name;
     EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [/dev" + name + "]"));
     expectNoPath();
   }
@@ -256,7 +256,7 @@ TEST_F(OnlineResource, RefusesNamesThatACommandCannotCarry) {
 
 TEST_F(OnlineResource, AMountPointThatCannotBeMadeIsAnError) {
   programs.answer("/bin/mkdir", Answer().complains("no ").complains("room").exits(4));
-  EXPECT_EQ(6, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data"));
   EXPECT_THAT(trace(), ElementsAre(lookedUp(), made("/data"),
                                    traced(1, "QMFS:onlineResource -execPipe.Exec failed with errorCode [11]"),
@@ -270,10 +270,10 @@ TEST_F(OnlineResource, AMountPointThatCannotBeMadeIsAnError) {
 TEST_F(OnlineResource, WithoutMemoryForThePathIsAnError) {
   const std::string mountPoint = "/data-of-this-test";
   importedCalls().failBuffer(mountPoint.size() + 1);
-  EXPECT_EQ(6, online(DEVICE, mountPoint.c_str()));
+  EXPECT_EQ(online(DEVICE, mountPoint.c_str()), 6);
   const auto pushed = messages();
-  ASSERT_EQ(1u, pushed.size());
-  EXPECT_EQ("MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION", pushed[0].id);
+  ASSERT_EQ(pushed.size(), 1u);
+  EXPECT_EQ(pushed[0].id, "MSG_ERROR_UNHANDLED_FIERROR_EXCEPTION");
   expectNoPath();
 }
 
@@ -303,8 +303,8 @@ class FailingMount : public OnlineResource {
 
 TEST_F(FailingMount, IsTriedAgainAfterAnFsckOfTheBlockDevice) {
   programs.answerNext("/bin/mount", Answer().complains("dirty ").complains("log").exits(32));
-  EXPECT_EQ(0, online("/dev/qm/rdsk/dg/vol1", "/data"));
-  EXPECT_EQ("/data", path());
+  EXPECT_EQ(online("/dev/qm/rdsk/dg/vol1", "/data"), 0);
+  EXPECT_EQ(path(), "/data");
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs " + DEVICE + " /data",
                           "/sbin/fsck -y -t qmfs " + DEVICE, "/bin/mount -t qmfs " + DEVICE + " /data"));
@@ -318,7 +318,7 @@ TEST_F(FailingMount, ThatFailsTwiceRunsFsckExactlyOnceBetweenTheAttempts) {
   programs.answerNext("/bin/mount", Answer().complains("second").exits(1));
   programs.answer("/bin/mount", Answer().prints("list"));
   programs.answer("/sbin/fuser", Answer().prints("4711"));
-  EXPECT_EQ(6, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 6);
   EXPECT_THAT(
       programs.commands(),
       ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs " + DEVICE + " /data", "/sbin/fsck -y -t qmfs " + DEVICE,
@@ -347,24 +347,24 @@ TEST_F(FailingMount, ThatNeverthelessLeftTheDeviceMountedIsSuccess) {
   const std::string line = DEVICE + " /data qmfs rw 0 0";
   const TraceRecords found = {{2, "CQMFS::onlineResource - device is mounted on mountPoint"}};
   programs.answer("/bin/mount", Answer().mounts(line).complains("no mtab").exits(16));
-  EXPECT_EQ(0, online(DEVICE, "/data"));
-  EXPECT_EQ("/data", path());
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
+  EXPECT_EQ(path(), "/data");
   EXPECT_THAT(trace(), ElementsAreArray(joined(start(), reported("no mtab", 16), found)));
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(programs.commands().size(), 2u);
 
   // The same in the second attempt.
   table.write("");
   forget();
   programs.answerNext("/bin/mount", Answer().complains("dirty").exits(32));
-  EXPECT_EQ(0, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
   EXPECT_THAT(trace(), ElementsAreArray(
                            joined(start(), failure("dirty"), checkedAfter("dirty"), reported("no mtab", 16), found)));
 }
 
 TEST_F(FailingMount, ThatLeftAnotherTypeMountedIsAFailure) {
   programs.answerNext("/bin/mount", Answer().mounts(DEVICE + " /data xfs rw 0 0").exits(32));
-  EXPECT_EQ(0, online(DEVICE, "/data"));
-  EXPECT_EQ(4u, programs.commands().size());
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
+  EXPECT_EQ(programs.commands().size(), 4u);
 }
 
 TEST_F(FailingMount, WhoseFsckFailsIsNotTriedAgain) {
@@ -372,8 +372,8 @@ TEST_F(FailingMount, WhoseFsckFailsIsNotTriedAgain) {
     programs.answer("/bin/mount", Answer().complains("dirty").exits(32));
     programs.answer("/sbin/fsck", Answer().complains("uncorrected").exits(status));
     forget();
-    EXPECT_EQ(6, online(DEVICE, "/data"));
-    EXPECT_EQ(3u, programs.commands().size());
+    EXPECT_EQ(online(DEVICE, "/data"), 6);
+    EXPECT_EQ(programs.commands().size(), 3u);
     EXPECT_THAT(trace(), ElementsAreArray(
                              joined(start(), failure("dirty"), checkedAfter("dirty"),
                                     TraceRecords{{1, "command '" + m_fsck + "' failed with message 'uncorrected'."}})));
@@ -384,7 +384,7 @@ TEST_F(FailingMount, WhoseFsckFailsIsNotTriedAgain) {
 
 TEST_F(FailingMount, ThatDidNotEndByItselfIsReportedWithoutAStatus) {
   programs.answerNext("/bin/mount", Answer().complains("dying").diesOf(9));
-  EXPECT_EQ(0, online(DEVICE, "/data"));
+  EXPECT_EQ(online(DEVICE, "/data"), 0);
   EXPECT_THAT(trace(),
               ElementsAreArray(
                   joined(start(), run(m_mount),
@@ -398,7 +398,7 @@ TEST_F(FailingMount, LeavesTheMountPoint) {
   const std::string directory = makeDirectory("parent") + "/data";
   programs.answer("/bin/mkdir", Answer().makesDirectory());
   programs.answer("/bin/mount", Answer().exits(32));
-  EXPECT_EQ(6, online(DEVICE, directory.c_str()));
+  EXPECT_EQ(online(DEVICE, directory.c_str()), 6);
   EXPECT_TRUE(std::filesystem::is_directory(directory));
 }
 

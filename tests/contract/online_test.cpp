@@ -30,7 +30,7 @@ TraceRecords lookedUp(const std::string& device = DEVICE) {
 TEST_F(Online, MakesTheMountPointAndMountsWithTheNodesOptions) {
   kfi_domain& node = restoredNode("/data_alt", DEVICE, "ro,delaylog");
 
-  EXPECT_EQ(0, bringOnline(node));
+  EXPECT_EQ(bringOnline(node), 0);
 
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /data_alt", "/bin/mount -t qmfs -o ro,delaylog " + DEVICE + " /data_alt"));
@@ -46,13 +46,13 @@ TEST_F(Online, UsesTheOptionsAndTheDeviceThatNodeInitialisationFound) {
   kfi_domain& node = initialisedNode("/data");
   table.write("");
   forget();
-  EXPECT_EQ(0, bringOnline(node));
+  EXPECT_EQ(bringOnline(node), 0);
   EXPECT_THAT(programs.commands(),
               ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs -o ro /dev/qm/dsk/dg1/vol1 /data"));
 }
 
 TEST_F(Online, ANodeWithoutMountOptionsStillGetsTheOptionPart) {
-  EXPECT_EQ(0, bringOnline(restoredNode("/data", DEVICE, "")));
+  EXPECT_EQ(bringOnline(restoredNode("/data", DEVICE, "")), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(
                            lookedUp(), TraceRecords{{3, "Command : /bin/mkdir -p  /data"},
                                                     {3, "Command : /bin/mount -t qmfs  -o  " + DEVICE + " /data"}})));
@@ -62,14 +62,14 @@ TEST_F(Online, MountsTheFirstOfSeveralSubObjects) {
   restoredNode("/data", DEVICE);
   kfi_domain& node = restoredNode("/data", "/dev/qm/dsk/dg1/other");
   ASSERT_THAT(subObjectsOf(node), ElementsAre(DEVICE, "/dev/qm/dsk/dg1/other"));
-  EXPECT_EQ(0, bringOnline(node));
-  EXPECT_EQ("/bin/mount -t qmfs -o rw " + DEVICE + " /data", programs.commands().back());
+  EXPECT_EQ(bringOnline(node), 0);
+  EXPECT_EQ(programs.commands().back(), "/bin/mount -t qmfs -o rw " + DEVICE + " /data");
 }
 
 TEST_F(Online, ADeviceMountedOnTheNodesOwnMountPointIsLeftAloneWithoutAnyCommand) {
   kfi_domain& node = restoredNode("/data", DEVICE);
   table.add(DEVICE, "/data", "qmfs", "ro,log");
-  EXPECT_EQ(0, bringOnline(node));
+  EXPECT_EQ(bringOnline(node), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(
                            lookedUp(), TraceRecords{{3, "Device: " + DEVICE + " :: mount: /data :: mnt_opts: ro,log"},
                                                     {3, "Device {" + DEVICE + "} is already mounted"}})));
@@ -84,7 +84,7 @@ TEST_F(Online, ADeviceMountedOnAnotherDirectoryIsReportedAndNothingIsRun) {
     table.add(DEVICE, elsewhere, "xfs", "rw");
     table.add(DEVICE, "/data", "qmfs", "rw");
     forget();
-    EXPECT_EQ(1088, bringOnline(node));
+    EXPECT_EQ(bringOnline(node), 1088);
     EXPECT_THAT(
         trace(),
         ElementsAreArray(joined(
@@ -97,14 +97,14 @@ TEST_F(Online, ADeviceMountedOnAnotherDirectoryIsReportedAndNothingIsRun) {
 TEST_F(Online, FailsWhenTheMountTableCannotBeRead) {
   kfi_domain& node = restoredNode("/data", DEVICE);
   table.makeUnreadable();
-  EXPECT_EQ(6, bringOnline(node));
+  EXPECT_EQ(bringOnline(node), 6);
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(), TraceRecords{{1, "Mount point entry lookup failed"}})));
   expectNothingDone();
 }
 
 TEST_F(Online, AMountPointThatCannotBeMadeIsAnError) {
   programs.answer("/bin/mkdir", Answer().prints("one ").prints("two").exits(1));
-  EXPECT_EQ(6, bringOnline(restoredNode("/data", DEVICE)));
+  EXPECT_EQ(bringOnline(restoredNode("/data", DEVICE)), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data"));
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(
@@ -117,7 +117,7 @@ TEST_F(Online, AMountThatFailsLeavesTheMountPoint) {
   const std::string path = makeDirectory("parent") + "/data";
   programs.answer("/bin/mkdir", Answer().makesDirectory());
   programs.answer("/bin/mount", Answer().complains("bad superblock").exits(32));
-  EXPECT_EQ(6, bringOnline(restoredNode(path, DEVICE, "rw")));
+  EXPECT_EQ(bringOnline(restoredNode(path, DEVICE, "rw")), 6);
   const std::string command = "/bin/mount -t qmfs  -o rw " + DEVICE + " " + path;
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(
@@ -125,7 +125,7 @@ TEST_F(Online, AMountThatFailsLeavesTheMountPoint) {
                                            {3, "Command : " + command},
                                            {1, "command '" + command + "' failed with message 'bad superblock'."}})));
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "bad superblock");
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(programs.commands().size(), 2u);
   EXPECT_TRUE(std::filesystem::is_directory(path));
 }
 
@@ -133,36 +133,36 @@ TEST_F(Online, IsInvalidWithoutNodePrivateDataOrSubObject) {
   kfi_domain nameless{};
   qmfi_objid emptyObject{};
   kfi_domain& withoutSubObject = node("/data");
-  ASSERT_EQ(0, plugin.init_node(&withoutSubObject, nullptr, 0, nullptr));
+  ASSERT_EQ(plugin.init_node(&withoutSubObject, nullptr, 0, nullptr), 0);
   forget();
-  EXPECT_EQ(3, plugin.online(nullptr, nullptr, bringOnlineMode, 0));
-  EXPECT_EQ(3, bringOnline(nameless));
+  EXPECT_EQ(plugin.online(nullptr, nullptr, bringOnlineMode, 0), 3);
+  EXPECT_EQ(bringOnline(nameless), 3);
   nameless.fid_objid = &emptyObject;
-  EXPECT_EQ(3, bringOnline(nameless));
-  EXPECT_EQ(3, bringOnline(node("/new")));
-  EXPECT_EQ(3, bringOnline(withoutSubObject));
-  EXPECT_EQ(3, plugin.online(nullptr, nullptr, takeOfflineMode, 1));
+  EXPECT_EQ(bringOnline(nameless), 3);
+  EXPECT_EQ(bringOnline(node("/new")), 3);
+  EXPECT_EQ(bringOnline(withoutSubObject), 3);
+  EXPECT_EQ(plugin.online(nullptr, nullptr, takeOfflineMode, 1), 3);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
 
 TEST_F(Online, RefusesNamesThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
-    EXPECT_EQ(3, bringOnline(restoredNode(path, DEVICE))) << "mount point " << path;
+    EXPECT_EQ(bringOnline(restoredNode(path, DEVICE)), 3) << "mount point " << path;
     EXPECT_THAT(trace(),
                 ElementsAreArray(joined(lookedUp(), TraceRecords{{4, "Not a valid mount point path [" + path + "]"}})));
-    EXPECT_EQ(3, bringOnline(restoredNode("/node of " + path, "/dev" + path))) << "both " << path;
-    EXPECT_EQ(1u, refusals().size());
+    EXPECT_EQ(bringOnline(restoredNode("/node of " + path, "/dev" + path)), 3) << "both " << path;
+    EXPECT_EQ(refusals().size(), 1u);
     expectNothingDone();
   }
-  EXPECT_EQ(3, bringOnline(restoredNode("/data", "/dev/with blank")));
+  EXPECT_EQ(bringOnline(restoredNode("/data", "/dev/with blank")), 3);
   EXPECT_THAT(refusals(), ElementsAre("Not a valid device path [/dev/with blank]"));
   expectNothingDone();
 }
 
 TEST_F(Online, MountOptionsMayHoldBlanks) {
-  EXPECT_EQ(0, bringOnline(restoredNode("/data", DEVICE, "rw  -o ro")));
-  EXPECT_EQ("/bin/mount -t qmfs -o rw -o ro " + DEVICE + " /data", programs.commands().back());
+  EXPECT_EQ(bringOnline(restoredNode("/data", DEVICE, "rw  -o ro")), 0);
+  EXPECT_EQ(programs.commands().back(), "/bin/mount -t qmfs -o rw -o ro " + DEVICE + " /data");
 }
 
 // Offline.
@@ -179,7 +179,7 @@ TEST_F(Online, TakingOfflineUnmountsByForceAndKeepsTheMountPoint) {
   for (const kfi_disposition disposition : {0, 2, -1}) {
     const std::string path = makeDirectory("data");
     kfi_domain& node = mountedNode(path, DEVICE);
-    EXPECT_EQ(0, takeOffline(node, disposition));
+    EXPECT_EQ(takeOffline(node, disposition), 0);
     EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force " + path));
     EXPECT_THAT(trace(), ElementsAreArray(unmounted(path)));
   }
@@ -188,26 +188,26 @@ TEST_F(Online, TakingOfflineUnmountsByForceAndKeepsTheMountPoint) {
 TEST_F(Online, TakingOfflineWithDispositionOneRemovesTheMountPoint) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
-  EXPECT_EQ(0, takeOffline(node, 1));
+  EXPECT_EQ(takeOffline(node, 1), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force " + path, "/bin/rmdir " + path));
   EXPECT_THAT(trace(), ElementsAreArray(joined(unmounted(path), TraceRecords{{3, "Command : /bin/rmdir  " + path}})));
 }
 
 TEST_F(Online, TakingOfflineNeedsNoPrivateData) {
   table.add(DEVICE, "/data");
-  EXPECT_EQ(0, takeOffline(node("/data"), 0));
+  EXPECT_EQ(takeOffline(node("/data"), 0), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
 }
 
 TEST_F(Online, TakingOfflineWithDispositionOneRunsNoRmdirWhenTheMountPointIsGone) {
   kfi_domain& node = mountedNode("/nowhere/data", DEVICE);
-  EXPECT_EQ(0, takeOffline(node, 1));
+  EXPECT_EQ(takeOffline(node, 1), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /nowhere/data"));
 }
 
 TEST_F(Online, TakingOfflineWhatIsNotMountedOnlyRemovesTheMountPoint) {
   const std::string path = makeDirectory("data");
-  EXPECT_EQ(0, takeOffline(restoredNode(path, DEVICE), 1));
+  EXPECT_EQ(takeOffline(restoredNode(path, DEVICE), 1), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/rmdir " + path));
   EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : " + path),
                                    traced(3, "Mountpoint " + path + " is already umounted"),
@@ -217,7 +217,7 @@ TEST_F(Online, TakingOfflineWhatIsNotMountedOnlyRemovesTheMountPoint) {
 TEST_F(Online, TakingOfflineReturnsTheResultOfAnUnmountThatFailed) {
   kfi_domain& node = restoredNode("/data", DEVICE);
   table.makeUnreadable();
-  EXPECT_EQ(6, takeOffline(node, 1));
+  EXPECT_EQ(takeOffline(node, 1), 6);
   EXPECT_THAT(trace(), ElementsAre(traced(6, "CQmFSPlugin::QmFSUmount calling qmfs_getsubobj for node : /data"),
                                    traced(1, "Mount point entry lookup failed"), traced(1, "Umount failed for /data")));
   expectNothingDone();
@@ -227,9 +227,9 @@ TEST_F(Online, TakingABusyNodeOfflineReturnsBusyAndKeepsTheMountPoint) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
   programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("busy").exits(1));
-  EXPECT_EQ(32, takeOffline(node, 1));
-  EXPECT_EQ(traced(1, "Umount failed for " + path), trace().back());
-  EXPECT_EQ(6u, programs.commands().size());
+  EXPECT_EQ(takeOffline(node, 1), 32);
+  EXPECT_EQ(trace().back(), traced(1, "Umount failed for " + path));
+  EXPECT_EQ(programs.commands().size(), 6u);
   EXPECT_THAT(messages(), IsEmpty());
 }
 
@@ -237,8 +237,8 @@ TEST_F(Online, AnUnmountThatThrowsEndsTakingOfflineWithoutItsOwnTraceLine) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
   programs.answer("/opt/KRIB/bin/qmumount", Answer().complains("not permitted").exits(3));
-  EXPECT_EQ(6, takeOffline(node, 1));
-  EXPECT_EQ(traced(1, "unmount failed"), trace().back());
+  EXPECT_EQ(takeOffline(node, 1), 6);
+  EXPECT_EQ(trace().back(), traced(1, "unmount failed"));
   expectExitStatusMessage(3);
 }
 
@@ -246,7 +246,7 @@ TEST_F(Online, AMountPointThatCannotBeRemovedIsAnErrorAfterTheUnmount) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
   programs.answer("/bin/rmdir", Answer().complains("not empty").exits(1));
-  EXPECT_EQ(6, takeOffline(node, 1));
+  EXPECT_EQ(takeOffline(node, 1), 6);
   EXPECT_THAT(trace(), ElementsAreArray(joined(
                            unmounted(path),
                            TraceRecords{{3, "Command : /bin/rmdir  " + path},
@@ -256,12 +256,12 @@ TEST_F(Online, AMountPointThatCannotBeRemovedIsAnErrorAfterTheUnmount) {
 
 TEST_F(Online, TakingOfflineRefusesAMountPointThatACommandCannotCarry) {
   const std::string path = makeDirectory("with blank");
-  EXPECT_EQ(3, takeOffline(restoredNode(path, DEVICE), 1));
+  EXPECT_EQ(takeOffline(restoredNode(path, DEVICE), 1), 3);
   EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + path + "]"));
   std::string written = path;
   written.replace(written.find(' '), 1, "\\040");
   table.add(DEVICE, written);
-  EXPECT_EQ(3, takeOffline(restoredNode(path, DEVICE), 1));
+  EXPECT_EQ(takeOffline(restoredNode(path, DEVICE), 1), 3);
   EXPECT_THAT(refusals(), ElementsAre("Not a valid mount point path [" + path + "]"));
   expectNothingDone();
 }
@@ -269,14 +269,14 @@ TEST_F(Online, TakingOfflineRefusesAMountPointThatACommandCannotCarry) {
 TEST_F(Online, TakingOfflineRunsNoRmdirForAMountPointThatIsALinkToNowhere) {
   const std::string path = makeDirectory("parent") + "/data";
   std::filesystem::create_symlink("/nowhere", path);
-  EXPECT_EQ(0, takeOffline(mountedNode(path, DEVICE), 1));
+  EXPECT_EQ(takeOffline(mountedNode(path, DEVICE), 1), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force " + path));
 }
 
 TEST_F(Online, AnyOtherModeDoesNothing) {
   for (const int mode : {0, 3, -1}) {
-    EXPECT_EQ(0, plugin.online(nullptr, &mountedNode("/data", DEVICE), mode, 1));
-    EXPECT_EQ(0, plugin.online(nullptr, nullptr, mode, 1));
+    EXPECT_EQ(plugin.online(nullptr, &mountedNode("/data", DEVICE), mode, 1), 0);
+    EXPECT_EQ(plugin.online(nullptr, nullptr, mode, 1), 0);
     EXPECT_THAT(trace(), IsEmpty());
     expectNothingDone();
   }
@@ -287,22 +287,22 @@ TEST_F(Online, AnyOtherModeDoesNothing) {
 TEST_F(Online, DisposeWithDispositionOneTakesTheNodeOfflineAndRemovesIt) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
-  EXPECT_EQ(0, plugin.dispose(nullptr, &node, nullptr, 1));
+  EXPECT_EQ(plugin.dispose(nullptr, &node, nullptr, 1), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force " + path, "/bin/rmdir " + path));
   EXPECT_THAT(trace(), ElementsAreArray(joined(unmounted(path), TraceRecords{{3, "Command : /bin/rmdir  " + path}})));
 }
 
 TEST_F(Online, DisposeWithAnotherDispositionLeavesTheFileSystemMounted) {
   for (const kfi_disposition disposition : {0, 2, -1}) {
-    EXPECT_EQ(0, plugin.dispose(nullptr, &mountedNode("/data", DEVICE), nullptr, disposition));
-    EXPECT_EQ(0, plugin.dispose(nullptr, nullptr, nullptr, disposition));
+    EXPECT_EQ(plugin.dispose(nullptr, &mountedNode("/data", DEVICE), nullptr, disposition), 0);
+    EXPECT_EQ(plugin.dispose(nullptr, nullptr, nullptr, disposition), 0);
     EXPECT_THAT(trace(), IsEmpty());
     expectNothingDone();
   }
 }
 
 TEST_F(Online, DisposeWithoutANodeIsInvalid) {
-  EXPECT_EQ(3, plugin.dispose(nullptr, nullptr, nullptr, 1));
+  EXPECT_EQ(plugin.dispose(nullptr, nullptr, nullptr, 1), 3);
   expectNothingDone();
 }
 
@@ -310,7 +310,7 @@ TEST_F(Online, AnErrorBelowDisposeIsPushedOnce) {
   const std::string path = makeDirectory("data");
   kfi_domain& node = mountedNode(path, DEVICE);
   programs.answer("/bin/rmdir", Answer().complains("not empty").exits(1));
-  EXPECT_EQ(6, plugin.dispose(nullptr, &node, nullptr, 1));
+  EXPECT_EQ(plugin.dispose(nullptr, &node, nullptr, 1), 6);
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "not empty");
 }
 

@@ -31,7 +31,7 @@ class OperationScopes : public OperationsTest {
   void expectScopes(const std::vector<Case>& cases) {
     for (const Case& one : cases) {
       forget();
-      EXPECT_EQ(one.status, one.call()) << one.functions.front();
+      EXPECT_EQ(one.call(), one.status) << one.functions.front();
       std::vector<std::string> entered;
       // Those that are not left yet; each must be left before the one around it.
       std::vector<std::string> open;
@@ -42,7 +42,7 @@ class OperationScopes : public OperationsTest {
           continue;
         }
         ASSERT_FALSE(open.empty());
-        EXPECT_EQ(open.back(), scope.function);
+        EXPECT_EQ(scope.function, open.back());
         open.pop_back();
       }
       EXPECT_THAT(entered, ElementsAreArray(one.functions));
@@ -107,7 +107,7 @@ TEST_F(OperationScopes, OfNodes) {
 TEST_F(OperationScopes, OfFreezing) {
   stopPlugin();
   configure("[QUIESCENCE_INFO]\nQUIESCENCE_TIMEOUT=7\nQUIESCENCE_SERIAL_QUIESCENCE=1\n");
-  ASSERT_EQ(0, startPlugin());
+  ASSERT_EQ(startPlugin(), 0);
   const std::string path = makeDirectory("data");
   table.add(DEVICE, path);
   kfi_quiescenode* nodes[] = {initialisedNode(path).fid_qnode, initialisedNode(path).fid_qnode};

@@ -10,7 +10,7 @@ kfi_domain& OperationsTest::restoredNode(const std::string& mountPoint, const st
   std::string text = "<MNT_OPTS>" + options + "</MNT_OPTS>\n<SUBOBJ>" + device + "</SUBOBJ>\n";
   if (!alternate.empty()) text += "<ALTOBJ>" + alternate + "</ALTOBJ>\n";
   kfi_blob blob{text.size() + 1, text.data(), 1};
-  EXPECT_EQ(0, plugin.process_providerstate(&restored, &blob, 0));
+  EXPECT_EQ(plugin.process_providerstate(&restored, &blob, 0), 0);
   forget();
   return restored;
 }
@@ -33,7 +33,7 @@ int OperationsTest::bringOnline(std::string device, char* mountPoint, char* opti
 
 std::string OperationsTest::stateOf(kfi_domain& node) {
   kfi_blob blob{};
-  EXPECT_EQ(0, plugin.process_providerstate(&node, &blob, 1));
+  EXPECT_EQ(plugin.process_providerstate(&node, &blob, 1), 0);
   const std::string text = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
   framework.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
   return text;
@@ -42,7 +42,7 @@ std::string OperationsTest::stateOf(kfi_domain& node) {
 std::vector<std::string> OperationsTest::subObjectsOf(kfi_domain& node) {
   qmfi_objid** objects = nullptr;
   int count = 0;
-  EXPECT_EQ(0, plugin.subobj_list(&node, &objects, &count));
+  EXPECT_EQ(plugin.subobj_list(&node, &objects, &count), 0);
   std::vector<std::string> names;
   for (int i = 0; i < count; ++i) names.emplace_back(objects[i]->vid_name);
   framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(qmfi_objid*));

@@ -74,7 +74,7 @@ std::vector<Call> OrdinaryArguments::nodeCalls() {
       {"supports_fitype", "the answer is 0", 0, [this] { return plugin.supports_fitype(primary, "qmfs"_text); }},
       {"config", "a declared parameter is stored", 0,
        [this] {
-         EXPECT_EQ(0, plugin.init_node(&configurationDomain(), nullptr, 0, nullptr));
+         EXPECT_EQ(plugin.init_node(&configurationDomain(), nullptr, 0, nullptr), 0);
          return plugin.config(&configurationDomain(), 0, nullptr, &parameter);
        }},
       {"check_node_existence", "the node is mounted", 0,
@@ -194,8 +194,8 @@ std::vector<Call> OrdinaryArguments::errorsAndLists() {
          const int status = plugin.objctl(
              "name"_text, "<OBJCTL_ARG_LIST> <OBJCTL_INPUT arg=a value=b type=c /> </OBJCTL_ARG_LIST>"_text, &outText,
              &outNumber);
-         EXPECT_STREQ("<OBJCTL_ARG_LIST> </OBJCTL_ARG_LIST> ", outText);
-         EXPECT_EQ(2, outNumber);
+         EXPECT_STREQ(outText, "<OBJCTL_ARG_LIST> </OBJCTL_ARG_LIST> ");
+         EXPECT_EQ(outNumber, 2);
          std::free(outText);
          return status;
        }},
@@ -312,10 +312,10 @@ std::vector<Call> OrdinaryArguments::allCalls() {
 TEST_F(OrdinaryArguments, AreAnsweredAsDecidedByEveryEntryPoint) {
   std::set<std::string> called;
   for (const auto& call : allCalls()) {
-    EXPECT_EQ(call.status, call.make()) << call.entryPoint << ": " << call.rule;
+    EXPECT_EQ(call.make(), call.status) << call.entryPoint << ": " << call.rule;
     called.insert(call.entryPoint);
   }
-  EXPECT_EQ(entryPointNames(), called);
+  EXPECT_EQ(called, entryPointNames());
   EXPECT_THAT(callbacks, IsEmpty());
 }
 
@@ -323,8 +323,8 @@ TEST_F(OrdinaryArguments, LeaveTheHostsOwnStateAsItIs) {
   const UnusualHostState unusual;
   const auto before = hostState();
   for (const auto& call : allCalls()) {
-    EXPECT_EQ(call.status, call.make()) << call.entryPoint << ": " << call.rule;
-    EXPECT_EQ(before, hostState()) << call.entryPoint << ": " << call.rule;
+    EXPECT_EQ(call.make(), call.status) << call.entryPoint << ": " << call.rule;
+    EXPECT_EQ(hostState(), before) << call.entryPoint << ": " << call.rule;
   }
 }
 

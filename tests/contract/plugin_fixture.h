@@ -6,41 +6,20 @@
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "foreign_framework.h"
 #include "freeze_calls.h"
 #include "imported_calls.h"
-#include "mount_table_file.h"
-#include "stand_in_programs.h"
-
-// The exports of the plug-in, and the framework's functions, by their names without the provider's prefix.
-struct PluginFunctions {
-#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
-  FOREIGN_ENTRY_POINTS(MEMBER)
-  FOREIGN_HELPERS(MEMBER)
-#undef MEMBER
-};
-
-struct FrameworkFunctions {
-#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
-  FOREIGN_FRAMEWORK_FUNCTIONS(MEMBER)
-#undef MEMBER
-};
-
-// One record of the trace log.
-struct TraceRecord {
-  int level = 0;
-  std::string text;
-
-  bool operator==(const TraceRecord&) const = default;
-};
-std::ostream& operator<<(std::ostream& stream, const TraceRecord& record);
+#include "support/environment.h"
+#include "support/foreign_plugin.h"
+#include "support/mount_table_file.h"
+#include "support/stand_in_programs.h"
+#include "support/temporary_directory.h"
+#include "support/trace_records.h"
 
 // The entry or exit of a traced function.
 struct TraceScope {
@@ -85,8 +64,6 @@ struct CallbackCall {
 // The plug-in loaded, not started. Everything is checked to be given back: descriptors, children, mounts.
 class LoadedPlugin : public ::testing::Test {
  protected:
-  LoadedPlugin();
-  ~LoadedPlugin() override;
   void SetUp() override;
   void TearDown() override;
 
@@ -124,11 +101,10 @@ class LoadedPlugin : public ::testing::Test {
   // Command lines, driver requests and trace records that came before are forgotten.
   void forget();
 
-  // Descriptors that this process has open on a path, and closing them.
-  static std::vector<int> descriptorsOf(const std::string& path);
+  // Closes the descriptors that this process has open on a path.
   static void closeDescriptorsOf(const std::string& path);
   // A new directory of the test's own.
-  std::string makeDirectory(const std::string& name);
+  std::string makeDirectory(const std::string& name) { return m_directory.makeDirectory(name); }
 
   PluginFunctions plugin;
   FrameworkFunctions framework;
@@ -148,11 +124,15 @@ class LoadedPlugin : public ::testing::Test {
     LoadedPlugin* owner = nullptr;
   };
   static void receive(kfi_context* context, const char* nativeText, const char* defaultText, std::int32_t severity);
-  void loadPlugin();
+  static std::string builtCatalogs();
   std::vector<TraceRecord> wholeTrace() const;
 
-  std::filesystem::path m_directory;
-  void* m_library = nullptr;
+  TemporaryDirectory m_directory;
+  EnvironmentVariable m_logDirectory{"QMFI_LOG_DIR", m_directory.makeDirectory("log")};
+  EnvironmentVariable m_configuration{"QMFI_CONF_DIR", m_directory.makeDirectory("conf")};
+  EnvironmentVariable m_catalogs{"QMFI_CATALOG_DIR", builtCatalogs()};
+  EnvironmentVariable m_traceLevel{"QMFI_TRACE_LEVEL", "6"};
+  std::optional<PluginLibrary> m_library;
   Context m_context;
   std::string m_languageName;
   char* m_languagePointer = nullptr;

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "cancelled_caller.h"
 #include "plugin_fixture.h"
+#include "support/cancelled_thread.h"
+#include "support/process_state.h"
 
 // Traces that several ends of a quiesce have in common.
 inline TraceRecord timeout(int seconds) {
@@ -58,7 +59,7 @@ class Quiesce : public LoadedPlugin {
     forget();
   }
 
-  virtual void start() { ASSERT_EQ(0, startPlugin()); }
+  virtual void start() { ASSERT_EQ(startPlugin(), 0); }
 
   int quiesce(int count) { return plugin.quiesce(nullptr, nodes.data(), count, nullptr); }
   void unquiesce(int count) { plugin.unquiesce(nullptr, nodes.data(), count); }
@@ -66,7 +67,7 @@ class Quiesce : public LoadedPlugin {
   // Sets the freeze time-out of the configuration domain as a host does.
   void configureTimeout(char* value) {
     kfi_confspec spec{"qmfsFreezeTimeout"_text, value, nullptr};
-    ASSERT_EQ(0, plugin.config(&configurationDomain(), 0, nullptr, &spec));
+    ASSERT_EQ(plugin.config(&configurationDomain(), 0, nullptr, &spec), 0);
     forget();
   }
 
@@ -81,7 +82,7 @@ class Quiesce : public LoadedPlugin {
 
   void expectIdle() {
     forget();
-    EXPECT_EQ(0, quiesce(1));
+    EXPECT_EQ(quiesce(1), 0);
     unquiesce(1);
     EXPECT_THAT(importedCalls().contextCalls(), ::testing::ElementsAre("create", "close"));
   }

@@ -31,7 +31,7 @@ Calls followedBy(Calls calls, const Calls& others) {
 
 class QuiesceOrder : public Quiesce {
  protected:
-  void expectCalls(const Calls& expected) { EXPECT_EQ(expected, freezeCalls().noted()); }
+  void expectCalls(const Calls& expected) { EXPECT_EQ(freezeCalls().noted(), expected); }
 
   // What this plug-in threw is no longer in its way.
   void expectUsable() {
@@ -45,7 +45,7 @@ class SerialQuiesceOrder : public QuiesceOrder {
  protected:
   void start() override {
     configure("[QUIESCENCE_INFO]\nQUIESCENCE_SERIAL_QUIESCENCE=1\n");
-    ASSERT_EQ(0, startPlugin());
+    ASSERT_EQ(startPlugin(), 0);
     importedCalls().failDriver(QM_FREEZE_ALL, 1, ENOTTY);
   }
 };
@@ -54,7 +54,7 @@ const auto throwsRuntimeError = [] { throw std::runtime_error("no message today"
 const auto throwsText = [] { throw "a text"; };
 
 TEST_F(QuiesceOrder, OfASuccess) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   const Calls frozen = followedBy(opened({"a", "b"}), {"freeze all a b"});
   expectCalls(frozen);
   unquiesce(2);
@@ -63,25 +63,25 @@ TEST_F(QuiesceOrder, OfASuccess) {
 
 TEST_F(QuiesceOrder, OfAContextThatCannotBeOpened) {
   importedCalls().failContext(12);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   expectCalls({"create context", "close context"});
 }
 
 TEST_F(QuiesceOrder, OfAMountPointThatCannotBeOpened) {
   std::filesystem::remove(paths[3]);
-  EXPECT_EQ(6, quiesce(4));
+  EXPECT_EQ(quiesce(4), 6);
   expectCalls(followedBy(opened({"a", "b", "c"}), {"open d flags 0", "push", "close a", "close b", "close context"}));
   closeDescriptorsOf(paths[2]);
 }
 
 TEST_F(QuiesceOrder, OfFreezingTogetherThatFailsWhereSerialFreezingIsNotAllowed) {
   importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   expectCalls(followedBy(opened({"a", "b"}), {"freeze all a b", "close a", "close b", "close context"}));
 }
 
 TEST_F(SerialQuiesceOrder, OfASuccess) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   const Calls frozen = followedBy(opened({"a", "b"}), {"freeze all a b", "freeze a", "freeze b"});
   expectCalls(frozen);
   unquiesce(2);
@@ -90,14 +90,14 @@ TEST_F(SerialQuiesceOrder, OfASuccess) {
 
 TEST_F(SerialQuiesceOrder, OfSerialFreezingThatFails) {
   importedCalls().failDriver(QM_FREEZE, 3, EIO);
-  EXPECT_EQ(6, quiesce(4));
+  EXPECT_EQ(quiesce(4), 6);
   expectCalls(followedBy(opened({"a", "b", "c", "d"}),
                          {"freeze all a b c d", "freeze a", "freeze b", "freeze c", "push", "thaw a", "close a",
                           "close b", "close c", "close d", "close context"}));
 }
 
 TEST_F(QuiesceOrder, OfAThawThatFails) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   unquiesce(2);
   expectCalls(followedBy(opened({"a", "b"}),
@@ -108,14 +108,14 @@ TEST_F(QuiesceOrder, OfAThawThatFails) {
 
 TEST_F(QuiesceOrder, OfAnExceptionThatEndsAQuiesceWhichHasOpenedNothing) {
   importedCalls().doInContext(throwsRuntimeError);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   expectCalls({"create context", "push", "close context"});
 }
 
 TEST_F(QuiesceOrder, OfAnExceptionThatEndsAQuiesceWhichHasOpenedMountPoints) {
   std::filesystem::remove(paths[2]);
   freezeCalls().doInPush(throwsRuntimeError);
-  EXPECT_EQ(6, quiesce(3));
+  EXPECT_EQ(quiesce(3), 6);
   expectCalls(
       followedBy(opened({"a", "b"}), {"open c flags 0", "push", "push", "close a", "close b", "close context"}));
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, no message today");
@@ -125,39 +125,39 @@ TEST_F(QuiesceOrder, OfAnExceptionThatEndsAQuiesceWhichHasOpenedMountPoints) {
 TEST_F(SerialQuiesceOrder, OfAnExceptionThatEndsAQuiesceWhichHasFrozenSome) {
   importedCalls().failDriver(QM_FREEZE, 3, EIO);
   freezeCalls().doInPush(throwsRuntimeError);
-  EXPECT_EQ(6, quiesce(4));
+  EXPECT_EQ(quiesce(4), 6);
   expectCalls(followedBy(opened({"a", "b", "c", "d"}),
                          {"freeze all a b c d", "freeze a", "freeze b", "freeze c", "push", "push", "thaw a", "thaw b",
                           "close a", "close b", "close c", "close d", "close context"}));
-  EXPECT_EQ(0, importedCalls().interruptibleThaws());
+  EXPECT_EQ(importedCalls().interruptibleThaws(), 0);
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, no message today");
-  EXPECT_EQ(traced(1, "CQmFSPlugin::quiesce : caught exception, calling close_context"), trace().back());
+  EXPECT_EQ(trace().back(), traced(1, "CQmFSPlugin::quiesce : caught exception, calling close_context"));
   expectUsable();
 }
 
 TEST_F(SerialQuiesceOrder, OfAnExceptionOfAnyOtherKindThatEndsAQuiesceWhichHasFrozenSome) {
   importedCalls().failDriver(QM_FREEZE, 2, EIO);
   freezeCalls().doInPush(throwsText);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   expectCalls(followedBy(opened({"a", "b"}), {"freeze all a b", "freeze a", "freeze b", "push", "thaw a", "close a",
                                               "close b", "close context", "push"}));
   expectUsable();
 }
 
 TEST_F(QuiesceOrder, OfAnExceptionThatEndsAThaw) {
-  ASSERT_EQ(0, quiesce(3));
+  ASSERT_EQ(quiesce(3), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   freezeCalls().doInPush(throwsRuntimeError);
   unquiesce(3);
   expectCalls(followedBy(opened({"a", "b", "c"}), {"freeze all a b c", "thaw a", "close a", "thaw b", "close b",
                                                    "thaw c", "close c", "push", "push", "close context"}));
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, no message today");
-  EXPECT_EQ(closingContext(), trace().back());
+  EXPECT_EQ(trace().back(), closingContext());
   expectUsable();
 }
 
 TEST_F(QuiesceOrder, OfAnExceptionOfAnyOtherKindThatEndsAThaw) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   freezeCalls().doInPush(throwsText);
   unquiesce(1);
@@ -170,17 +170,17 @@ TEST_F(QuiesceOrder, OfAnExceptionOfAnyOtherKindThatEndsAThaw) {
 TEST_F(QuiesceOrder, OfAClosingThatThrowsInAThaw) {
   for (const std::function<void()>& thrown : {std::function<void()>(throwsRuntimeError), {throwsText}}) {
     freezeCalls().forget();
-    ASSERT_EQ(0, quiesce(1));
+    ASSERT_EQ(quiesce(1), 0);
     importedCalls().doInClosing(thrown);
     unquiesce(1);
     expectCalls(followedBy(opened({"a"}), {"freeze all a", "thaw a", "close a", "close context", "push"}));
-    EXPECT_EQ(1u, messages().size());
+    EXPECT_EQ(messages().size(), 1u);
     expectUsable();
   }
 }
 
 TEST_F(QuiesceOrder, OfAClosingThatThrowsAfterAnExceptionThatEndedAThaw) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   freezeCalls().doInPush(throwsRuntimeError);
   importedCalls().doInClosing(throwsText);
@@ -195,9 +195,9 @@ TEST_F(QuiesceOrder, OfAClosingThatThrowsInAQuiesceThatFails) {
     freezeCalls().forget();
     importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
     importedCalls().doInClosing(thrown);
-    EXPECT_EQ(6, quiesce(1));
+    EXPECT_EQ(quiesce(1), 6);
     expectCalls(followedBy(opened({"a"}), {"freeze all a", "close a", "close context", "push"}));
-    EXPECT_EQ(1u, messages().size());
+    EXPECT_EQ(messages().size(), 1u);
     expectUsable();
   }
 }
@@ -205,7 +205,7 @@ TEST_F(QuiesceOrder, OfAClosingThatThrowsInAQuiesceThatFails) {
 TEST_F(QuiesceOrder, OfAClosingThatThrowsWhenTheContextCouldNotBeOpened) {
   importedCalls().failContext(12);
   importedCalls().doInClosing(throwsRuntimeError);
-  EXPECT_EQ(6, quiesce(1));
+  EXPECT_EQ(quiesce(1), 6);
   expectCalls({"create context", "close context", "push"});
   expectCaught(messages(), "MSG_ERROR_UNHANDLED_RUNTIME_EXCEPTION", "std::runtime_error, no message today");
   expectUsable();
@@ -214,20 +214,20 @@ TEST_F(QuiesceOrder, OfAClosingThatThrowsWhenTheContextCouldNotBeOpened) {
 TEST_F(QuiesceOrder, OfAClosingThatThrowsAfterAnExceptionThatEndedAQuiesce) {
   importedCalls().doInContext(throwsRuntimeError);
   importedCalls().doInClosing(throwsRuntimeError);
-  EXPECT_EQ(6, quiesce(1));
+  EXPECT_EQ(quiesce(1), 6);
   expectCalls({"create context", "push", "close context", "push"});
   expectUsable();
 }
 
 TEST_F(QuiesceOrder, OfAClosingThatThrowsInFini) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   importedCalls().doInClosing(throwsRuntimeError);
   stopPlugin();
   expectCalls(followedBy(opened({"a"}), {"freeze all a", "thaw a", "close a", "close context", "push"}));
 }
 
 TEST_F(QuiesceOrder, OfAClosingThatThrowsInUnloading) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   deinitialiseNodes();
   importedCalls().doInClosing(throwsRuntimeError);
   unloadPlugin();
@@ -242,17 +242,16 @@ class PositiveResult : public SerialQuiesceOrder {};
 TEST_F(PositiveResult, OfFreezingTogetherIsAFailure) {
   forget();
   importedCalls().answerDriver(QM_FREEZE_ALL, 1, 1, EBUSY);
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   expectCalls(followedBy(opened({"a"}), {"freeze all a", "freeze a"}));
   unquiesce(1);
-  EXPECT_EQ((std::vector<TraceRecord>{timeout(2), openingContext(), freezingAll(), freezeAllFailed(EBUSY),
-                                      notFrozenTogether(), freezing(paths[0]), thawing(), closingContext()}),
-            trace());
+  EXPECT_EQ(trace(), (std::vector<TraceRecord>{timeout(2), openingContext(), freezingAll(), freezeAllFailed(EBUSY),
+                                               notFrozenTogether(), freezing(paths[0]), thawing(), closingContext()}));
 }
 
 TEST_F(PositiveResult, OfASingleFreezeIsASuccess) {
   importedCalls().answerDriver(QM_FREEZE, 1, 1, EIO);
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   unquiesce(2);
   EXPECT_THAT(messages(), IsEmpty());
 }
@@ -260,23 +259,23 @@ TEST_F(PositiveResult, OfASingleFreezeIsASuccess) {
 TEST_F(PositiveResult, OfTheThawAfterAFailedFreezeIsASuccess) {
   importedCalls().failDriver(QM_FREEZE, 3, EIO);
   importedCalls().answerDriver(QM_THAW, 1, 1, EIO);
-  EXPECT_EQ(6, quiesce(3));
+  EXPECT_EQ(quiesce(3), 6);
   EXPECT_THAT(freezeCalls().noted(), ::testing::Contains("thaw a"));
   const auto records = trace();
   ASSERT_LE(2u, records.size());
-  EXPECT_EQ(freezeFailed(paths[2], EIO), records[records.size() - 2]);
-  EXPECT_EQ(bothFailed(), records.back());
+  EXPECT_EQ(records[records.size() - 2], freezeFailed(paths[2], EIO));
+  EXPECT_EQ(records.back(), bothFailed());
 }
 
 TEST_F(PositiveResult, OfTheThawByUnquiesceIsAFailure) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   importedCalls().answerDriver(QM_THAW, 1, 1, EIO);
   unquiesce(1);
   expectMessage(messages(), "MSG_ERROR_THAW", paths[0]);
 }
 
 TEST_F(PositiveResult, OfTheThawByUnquiesceIsNoneWhenItsTimeoutHasEndedTheFreeze) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   importedCalls().answerDriver(QM_THAW, 1, 1, ETIMEDOUT);
   unquiesce(1);
   EXPECT_THAT(messages(), IsEmpty());

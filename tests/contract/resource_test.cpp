@@ -59,7 +59,7 @@ class Format : public OperationsTest {
 const TraceRecord FORMATTED{3, "Command : /sbin/mkfs -t qmfs  /dev/qm/rdsk/dg/vol1"};
 
 TEST_F(Format, MakesAFileSystemOnTheRawDeviceAndProvesThatItCanBeMounted) {
-  EXPECT_EQ(0, format());
+  EXPECT_EQ(format(), 0);
   EXPECT_THAT(programs.commands(),
               ElementsAre("/sbin/mkfs -t qmfs /dev/qm/rdsk/dg/vol1", "/bin/mkdir -p " + m_mountPoint,
                           "/bin/mount -t qmfs -o rw " + DEVICE + " " + m_mountPoint, "/bin/umount " + m_mountPoint));
@@ -68,8 +68,8 @@ TEST_F(Format, MakesAFileSystemOnTheRawDeviceAndProvesThatItCanBeMounted) {
                           traced(6, "executeCommand - Command : /bin/umount  " + m_mountPoint)));
   EXPECT_FALSE(isTemporaryDirectoryLeft());
   EXPECT_THAT(messages(), IsEmpty());
-  EXPECT_EQ(nullptr, paths);
-  EXPECT_EQ(-1, pathCount);
+  EXPECT_EQ(paths, nullptr);
+  EXPECT_EQ(pathCount, -1);
 }
 
 TEST_F(Format, TakesOtherDevicesAsTheyAre) {
@@ -78,21 +78,21 @@ TEST_F(Format, TakesOtherDevicesAsTheyAre) {
   for (const auto& [device, raw] : cases) {
     programs.answer("/bin/mount", Answer());
     programs.forget();
-    EXPECT_EQ(0, format(device));
-    EXPECT_EQ("/sbin/mkfs -t qmfs " + raw, programs.commands()[0]);
-    EXPECT_EQ("/bin/mount -t qmfs -o rw " + device + " " + m_mountPoint, programs.commands()[2]);
+    EXPECT_EQ(format(device), 0);
+    EXPECT_EQ(programs.commands()[0], "/sbin/mkfs -t qmfs " + raw);
+    EXPECT_EQ(programs.commands()[2], "/bin/mount -t qmfs -o rw " + device + " " + m_mountPoint);
   }
 }
 
 TEST_F(Format, WithoutATypeFormatsToo) {
-  EXPECT_EQ(0, format(DEVICE, nullptr));
-  EXPECT_EQ(4u, programs.commands().size());
+  EXPECT_EQ(format(DEVICE, nullptr), 0);
+  EXPECT_EQ(programs.commands().size(), 4u);
 }
 
 TEST_F(Format, WithBitZeroOfItsFlagsClearRunsNothingAndReturnsZero) {
   for (const int flags : {0, 2, ~1}) {
-    EXPECT_EQ(0, format(DEVICE, "qmfs"_text, flags));
-    EXPECT_EQ(0, plugin.format(nullptr, 0, nullptr, nullptr, nullptr, flags, nullptr, nullptr));
+    EXPECT_EQ(format(DEVICE, "qmfs"_text, flags), 0);
+    EXPECT_EQ(plugin.format(nullptr, 0, nullptr, nullptr, nullptr, flags, nullptr, nullptr), 0);
   }
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
@@ -102,18 +102,18 @@ TEST_F(Format, AnyOtherTypeIsRefused) {
   for (char* const type : {"QMFS"_text, "qmfs2"_text, "qmf"_text, "xfs"_text, ""_text}) {
     for (const int flags : {0, 1}) {
       forget();
-      EXPECT_EQ(3, format(DEVICE, type, flags));
+      EXPECT_EQ(format(DEVICE, type, flags), 3);
       EXPECT_THAT(trace(), ElementsAre(traced(1, std::string("type ") + type + " is not supported by qmfs provider")));
     }
   }
-  EXPECT_EQ(3, plugin.format(nullptr, 0, nullptr, "xfs"_text, nullptr, 1, nullptr, nullptr));
+  EXPECT_EQ(plugin.format(nullptr, 0, nullptr, "xfs"_text, nullptr, 1, nullptr, nullptr), 3);
   expectNothingDone();
 }
 
 TEST_F(Format, WithoutADeviceIsInvalid) {
   char* none[] = {nullptr};
-  EXPECT_EQ(3, plugin.format(nullptr, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr));
-  EXPECT_EQ(3, plugin.format(none, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr));
+  EXPECT_EQ(plugin.format(nullptr, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr), 3);
+  EXPECT_EQ(plugin.format(none, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr), 3);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
@@ -121,7 +121,7 @@ TEST_F(Format, WithoutADeviceIsInvalid) {
 TEST_F(Format, RefusesADeviceThatACommandCannotCarry) {
   for (const std::string& path : UNUSABLE_PATHS) {
     forget();
-    EXPECT_EQ(3, format(path)) << path;
+    EXPECT_EQ(format(path), 3) << path;
     EXPECT_THAT(trace(), ElementsAre(traced(4, "Not a valid device path [" + path + "]")));
     expectNothingDone();
   }
@@ -140,29 +140,29 @@ TEST_F(Format, EachCommandThatFailsEndsIt) {
     programs.answerNext(one.program, Answer().complains("went ").complains("wrong").exits(1));
     // The directory is only made by a mkdir that succeeds.
     forget();
-    EXPECT_EQ(6, format()) << one.program;
-    EXPECT_EQ(one.commands, programs.commands().size());
+    EXPECT_EQ(format(), 6) << one.program;
+    EXPECT_EQ(programs.commands().size(), one.commands);
     const TraceRecords all = trace();
-    ASSERT_EQ(one.commands + 1, all.size());
-    EXPECT_EQ(one.command, all[one.commands - 1]);
+    ASSERT_EQ(all.size(), one.commands + 1);
+    EXPECT_EQ(all[one.commands - 1], one.command);
     const std::string command = one.command.text.substr(std::string("Command : ").size());
-    EXPECT_EQ(traced(1, "command '" + command + "' failed with message 'went wrong'."), all.back());
+    EXPECT_EQ(all.back(), traced(1, "command '" + command + "' failed with message 'went wrong'."));
     expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "went wrong");
-    EXPECT_EQ(one.isDirectoryLeft, isTemporaryDirectoryLeft());
+    EXPECT_EQ(isTemporaryDirectoryLeft(), one.isDirectoryLeft);
   }
 }
 
 TEST_F(Format, AnUnmountThatStaysBusyIsNoFailureAndLeavesTheDirectory) {
   programs.answer("/bin/umount", Answer().complains("busy").exits(1));
-  EXPECT_EQ(0, format());
+  EXPECT_EQ(format(), 0);
   EXPECT_TRUE(isTemporaryDirectoryLeft());
-  EXPECT_EQ(traced(1, "Device to be unmounted is busy"), trace().back());
+  EXPECT_EQ(trace().back(), traced(1, "Device to be unmounted is busy"));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Format, AnUnmountThatThrowsLeavesTheDirectory) {
   programs.answer("/bin/umount", Answer().complains("denied").exits(5));
-  EXPECT_EQ(6, format());
+  EXPECT_EQ(format(), 6);
   EXPECT_TRUE(isTemporaryDirectoryLeft());
   expectExitStatusMessage(5);
 }
@@ -170,22 +170,22 @@ TEST_F(Format, AnUnmountThatThrowsLeavesTheDirectory) {
 TEST_F(Format, AnUnreadableMountTableIsNoFailureAndLeavesTheDirectory) {
   programs.answer("/bin/mount", Answer());
   table.makeUnreadable();
-  EXPECT_EQ(0, format());
+  EXPECT_EQ(format(), 0);
   EXPECT_TRUE(isTemporaryDirectoryLeft());
-  EXPECT_EQ(traced(1, "Mount point entry lookup failed"), trace().back());
+  EXPECT_EQ(trace().back(), traced(1, "Mount point entry lookup failed"));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Format, AMountThatLeftNothingMountedIsNotUnmounted) {
   programs.answer("/bin/mount", Answer());
-  EXPECT_EQ(0, format());
-  EXPECT_EQ(3u, programs.commands().size());
+  EXPECT_EQ(format(), 0);
+  EXPECT_EQ(programs.commands().size(), 3u);
   EXPECT_FALSE(isTemporaryDirectoryLeft());
 }
 
 TEST_F(Format, ADirectoryThatCannotBeRemovedIsNoError) {
   programs.answer("/bin/mkdir", Answer());
-  EXPECT_EQ(0, format());
+  EXPECT_EQ(format(), 0);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ class SerialQuiesce : public Quiesce {
  protected:
   void start() override {
     configure("[QUIESCENCE_INFO]\nQUIESCENCE_TIMEOUT=7\nQUIESCENCE_SERIAL_QUIESCENCE=1\n");
-    ASSERT_EQ(0, startPlugin());
+    ASSERT_EQ(startPlugin(), 0);
     importedCalls().failDriver(QM_FREEZE_ALL, 1, ENOTTY);
   }
 
@@ -30,7 +30,7 @@ class SerialQuiesce : public Quiesce {
 };
 
 TEST_F(SerialQuiesce, FreezesOneByOneWhatCannotBeFrozenTogether) {
-  EXPECT_EQ(0, quiesce(2));
+  EXPECT_EQ(quiesce(2), 0);
   EXPECT_THAT(importedCalls().driverRequests(),
               ElementsAre(freezeAll(first(2), 7), freeze(paths[0], 7), freeze(paths[1], 7)));
   EXPECT_THAT(openDescriptors(), ElementsAre(1, 1, 0, 0));
@@ -39,28 +39,28 @@ TEST_F(SerialQuiesce, FreezesOneByOneWhatCannotBeFrozenTogether) {
   for (const auto& record : {freezing(paths[0]), freezing(paths[1]), thawing(), thawing(), closingContext()}) {
     expected.push_back(record);
   }
-  EXPECT_EQ(expected, trace());
+  EXPECT_EQ(trace(), expected);
   EXPECT_THAT(messages(), IsEmpty());
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(SerialQuiesce, IsNotTriedWhereFreezingTogetherWorks) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   unquiesce(1);
   // The driver refused the first request only.
   forget();
-  EXPECT_EQ(0, quiesce(2));
+  EXPECT_EQ(quiesce(2), 0);
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 7)));
   unquiesce(2);
 }
 
 TEST_F(SerialQuiesce, ThatFailsOnTheFirstThawsNothing) {
   importedCalls().failDriver(QM_FREEZE, 1, EIO);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 7), freeze(paths[0], 7)));
   auto expected = failedAt(0, EIO);
   expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
+  EXPECT_EQ(trace(), expected);
   expectMessage(messages(), "MSG_ERROR_FREEZE", paths[0]);
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
@@ -69,23 +69,23 @@ TEST_F(SerialQuiesce, ThatFailsOnTheFirstThawsNothing) {
 
 TEST_F(SerialQuiesce, ThatFailsLaterThawsAllBeforeButTheLast) {
   importedCalls().failDriver(QM_FREEZE, 4, EIO);
-  EXPECT_EQ(6, quiesce(4));
+  EXPECT_EQ(quiesce(4), 6);
   EXPECT_THAT(importedCalls().driverRequests(),
               ElementsAre(freezeAll(first(4), 7), freeze(paths[0], 7), freeze(paths[1], 7), freeze(paths[2], 7),
                           freeze(paths[3], 7), thaw(paths[0]), thaw(paths[1])));
   auto expected = failedAt(3, EIO);
   expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
+  EXPECT_EQ(trace(), expected);
   expectMessage(messages(), "MSG_ERROR_FREEZE", paths[3]);
   EXPECT_THAT(openDescriptors(), ElementsAre(0, 0, 0, 0));
-  EXPECT_EQ(0, importedCalls().interruptibleThaws());
+  EXPECT_EQ(importedCalls().interruptibleThaws(), 0);
 }
 
 // A driver may read the argument as the whole word that a request has.
 TEST_F(SerialQuiesce, HandsOnANegativeTimeoutAsSuch) {
   configureTimeout("-5"_text);
   importedCalls().failDriver(QM_FREEZE_ALL, 1, ENOTTY);
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), -5), freeze(paths[0], -5)));
   unquiesce(1);
 }
@@ -93,13 +93,13 @@ TEST_F(SerialQuiesce, HandsOnANegativeTimeoutAsSuch) {
 TEST_F(SerialQuiesce, ThatFailsGoesOnThawingPastAFailure) {
   importedCalls().failDriver(QM_FREEZE, 4, EIO);
   importedCalls().failDriver(QM_THAW, 1, EINVAL);
-  EXPECT_EQ(6, quiesce(4));
+  EXPECT_EQ(quiesce(4), 6);
   auto expected = failedAt(3, EIO);
   expected.push_back(traced(1, "CQmFSPlugin::thawFileSystemList : ioctl QM_THAW failed for " + paths[0] +
                                    " with errno : " + std::to_string(EINVAL) + " "));
   expected.push_back(bothFailed());
-  EXPECT_EQ(expected, trace());
-  EXPECT_EQ(thaw(paths[1]), importedCalls().driverRequests().back());
+  EXPECT_EQ(trace(), expected);
+  EXPECT_EQ(importedCalls().driverRequests().back(), thaw(paths[1]));
   expectMessage(messages(), "MSG_ERROR_FREEZE", paths[3]);
 }
 
@@ -107,15 +107,15 @@ class OtherSerialSetting : public Quiesce {
  protected:
   void start() override {
     configure("[QUIESCENCE_INFO]\nQUIESCENCE_SERIAL_QUIESCENCE=2\n");
-    ASSERT_EQ(0, startPlugin());
+    ASSERT_EQ(startPlugin(), 0);
   }
 };
 
 TEST_F(OtherSerialSetting, AllowsNoSerialFreezing) {
   importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
-  EXPECT_EQ(6, quiesce(2));
+  EXPECT_EQ(quiesce(2), 6);
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2)));
-  EXPECT_EQ(notAllowed(), trace().back());
+  EXPECT_EQ(trace().back(), notAllowed());
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ TEST_F(Thaw, IsOfAllWhateverListIsGiven) {
   const auto thawed = [&] { return ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])); };
   for (const int form : {0, 1, 2, 3, 4}) {
     forget();
-    ASSERT_EQ(0, quiesce(2));
+    ASSERT_EQ(quiesce(2), 0);
     switch (form) {
       case 0:
         plugin.unquiesce(nullptr, nullptr, 0);
@@ -43,14 +43,14 @@ TEST_F(Thaw, IsOfAllWhateverListIsGiven) {
 }
 
 TEST_F(Thaw, WorksAfterTheNodesAreGone) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   plugin.deinit_node(nodes[0]->kqn_node);
   plugin.unquiesce(nullptr, nullptr, 0);
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(1), 2), thaw(paths[0])));
 }
 
 TEST_F(Thaw, IsDoneByFini) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   stopPlugin();
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
@@ -58,7 +58,7 @@ TEST_F(Thaw, IsDoneByFini) {
 }
 
 TEST_F(Thaw, ByFiniIsNotRepeated) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   stopPlugin();
   plugin.unquiesce(nullptr, nullptr, 0);
   plugin.fini();
@@ -67,7 +67,7 @@ TEST_F(Thaw, ByFiniIsNotRepeated) {
 }
 
 TEST_F(Thaw, IsDoneByUnloading) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   deinitialiseNodes();
   unloadPlugin();
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
@@ -76,7 +76,7 @@ TEST_F(Thaw, IsDoneByUnloading) {
 }
 
 TEST_F(Thaw, SaysNothingOfAFreezeThatEndedByItsTimeout) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   importedCalls().failDriver(QM_THAW, 1, ETIMEDOUT);
   unquiesce(2);
   EXPECT_THAT(trace(),
@@ -86,7 +86,7 @@ TEST_F(Thaw, SaysNothingOfAFreezeThatEndedByItsTimeout) {
 }
 
 TEST_F(Thaw, ReportsAFailedThawAndGoesOn) {
-  ASSERT_EQ(0, quiesce(3));
+  ASSERT_EQ(quiesce(3), 0);
   importedCalls().failDriver(QM_THAW, 2, EIO);
   unquiesce(3);
   EXPECT_THAT(importedCalls().driverRequests(),
@@ -104,17 +104,17 @@ TEST_F(Thaw, ReportsAFailedThawAndGoesOn) {
 TEST_F(Thaw, IsNotInterrupted) {
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, nullptr, &before);
-  ASSERT_EQ(0, sigismember(&before, SIGALRM));
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(sigismember(&before, SIGALRM), 0);
+  ASSERT_EQ(quiesce(2), 0);
   unquiesce(2);
-  EXPECT_EQ(0, importedCalls().interruptibleThaws());
+  EXPECT_EQ(importedCalls().interruptibleThaws(), 0);
   sigset_t after;
   pthread_sigmask(SIG_BLOCK, nullptr, &after);
-  EXPECT_EQ(0, sigismember(&after, SIGALRM));
+  EXPECT_EQ(sigismember(&after, SIGALRM), 0);
 }
 
 TEST_F(Thaw, IsWholeOnACancelledThread) {
-  ASSERT_EQ(0, quiesce(3));
+  ASSERT_EQ(quiesce(3), 0);
   EXPECT_TRUE(finishesThoughCancelled([&] { unquiesce(3); }));
   EXPECT_THAT(importedCalls().driverRequests(),
               ElementsAre(freezeAll(first(3), 2), thaw(paths[0]), thaw(paths[1]), thaw(paths[2])));
@@ -124,26 +124,26 @@ TEST_F(Thaw, IsWholeOnACancelledThread) {
 }
 
 TEST_F(Thaw, ByFiniReportsWhatStaysFrozen) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   stopPlugin();
-  ASSERT_EQ(1u, callbacks.size());
+  ASSERT_EQ(callbacks.size(), 1u);
   EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
   EXPECT_THAT(importedCalls().driverRequests(), ElementsAre(freezeAll(first(2), 2), thaw(paths[0]), thaw(paths[1])));
 }
 
 TEST_F(Thaw, HandsItsMessagesOutWhenTheContextCloses) {
-  ASSERT_EQ(0, quiesce(2));
+  ASSERT_EQ(quiesce(2), 0);
   importedCalls().failDriver(QM_THAW, 1, EIO);
   importedCalls().failDriver(QM_THAW, 2, EIO);
   unquiesce(2);
-  ASSERT_EQ(2u, callbacks.size());
+  ASSERT_EQ(callbacks.size(), 2u);
   EXPECT_THAT(callbacks[0].defaultText, ::testing::HasSubstr(paths[0]));
   EXPECT_THAT(callbacks[1].defaultText, ::testing::HasSubstr(paths[1]));
   const auto pushed = messages();
-  ASSERT_EQ(2u, pushed.size());
-  EXPECT_EQ(paths[1], pushed[0].arguments);
-  EXPECT_EQ(paths[0], pushed[1].arguments);
+  ASSERT_EQ(pushed.size(), 2u);
+  EXPECT_EQ(pushed[0].arguments, paths[1]);
+  EXPECT_EQ(pushed[1].arguments, paths[0]);
 }
 
 TEST_F(Thaw, WithoutAQuiesceBeforeItDoesNothing) {
@@ -156,7 +156,7 @@ TEST_F(Thaw, WithoutAQuiesceBeforeItDoesNothing) {
 
 TEST_F(Thaw, AfterAFailedQuiesceDoesNothing) {
   importedCalls().failDriver(QM_FREEZE_ALL, 1, EBUSY);
-  ASSERT_EQ(6, quiesce(2));
+  ASSERT_EQ(quiesce(2), 6);
   forget();
   unquiesce(2);
   EXPECT_THAT(importedCalls().driverRequests(), IsEmpty());
@@ -164,7 +164,7 @@ TEST_F(Thaw, AfterAFailedQuiesceDoesNothing) {
 }
 
 TEST_F(Thaw, TwiceDoesNothingTheSecondTime) {
-  ASSERT_EQ(0, quiesce(1));
+  ASSERT_EQ(quiesce(1), 0);
   unquiesce(1);
   forget();
   unquiesce(1);

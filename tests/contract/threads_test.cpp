@@ -71,7 +71,7 @@ TEST_F(Threads, ClaimAtOnce) {
   EXPECT_THAT(claimed, Each(rounds));
   const auto records = trace();
   const auto answers = std::count(records.begin(), records.end(), traced(3, "claim : 1"));
-  EXPECT_EQ(threadCount * rounds, answers) << "records of several threads were mixed";
+  EXPECT_EQ(answers, threadCount * rounds) << "records of several threads were mixed";
 }
 
 TEST_F(Threads, InitialiseNodesOfTheSameAndOfOtherNamesAtOnce) {
@@ -128,8 +128,8 @@ TEST_F(Threads, OfWhichOneQuiescesAndTheOthersAreRefused) {
     answers[place] = plugin.quiesce(nodes[place], nullptr, 0, nullptr);
   });
   std::sort(answers.begin(), answers.end());
-  EXPECT_EQ(0, answers.front());
-  EXPECT_EQ(threadCount - 1, std::count(answers.begin(), answers.end(), 6));
+  EXPECT_EQ(answers.front(), 0);
+  EXPECT_EQ(std::count(answers.begin(), answers.end(), 6), threadCount - 1);
   inThreads([&](int) { plugin.unquiesce(nullptr, nullptr, 0); });
   EXPECT_THAT(importedCalls().contextCalls(), ElementsAre("create", "close"));
   EXPECT_THAT(importedCalls().driverRequests(), SizeIs(2));

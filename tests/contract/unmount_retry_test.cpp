@@ -30,7 +30,7 @@ class BusyUnmount : public UnmountTest {
 
 TEST_F(BusyUnmount, LeadsToFiveFurtherAttemptsWithDoubledWaitsAndThenReportsBusy) {
   programs.answer(plainProgram, Answer().complains("target is busy").exits(32));
-  EXPECT_EQ(32, unmount(false));
+  EXPECT_EQ(unmount(false), 32);
   EXPECT_THAT(programs.commands(), ::testing::AllOf(::testing::SizeIs(6), Each("/bin/umount /data")));
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
   TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "target is busy"));
@@ -41,7 +41,7 @@ TEST_F(BusyUnmount, LeadsToFiveFurtherAttemptsWithDoubledWaitsAndThenReportsBusy
 
 TEST_F(BusyUnmount, IsTriedAgainByForceWhenItWasForced) {
   programs.answer(forcedProgram, Answer().complains("busy").exits(1));
-  EXPECT_EQ(32, unmount(true));
+  EXPECT_EQ(unmount(true), 32);
   EXPECT_THAT(programs.commands(),
               ::testing::AllOf(::testing::SizeIs(6), Each("/opt/KRIB/bin/qmumount -o force /data")));
   TraceRecords expected = joined(lookedUp(true), firstFailure(byForce, 1, "busy"));
@@ -51,7 +51,7 @@ TEST_F(BusyUnmount, IsTriedAgainByForceWhenItWasForced) {
 
 TEST_F(BusyUnmount, EndsWithTheFirstAttemptThatSucceeds) {
   for (int i = 0; i < 3; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
-  EXPECT_EQ(0, unmount(false));
+  EXPECT_EQ(unmount(false), 0);
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u));
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), firstFailure(plainly, 32, "busy"),
                                                attempt(1, plainly, 32, "busy"), attempt(2, plainly, 32, "busy"),
@@ -61,7 +61,7 @@ TEST_F(BusyUnmount, EndsWithTheFirstAttemptThatSucceeds) {
 TEST_F(BusyUnmount, WhoseFifthAttemptFailsWithoutBusyIsAnError) {
   for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   programs.answerNext(plainProgram, Answer().complains("gone ").complains("wrong").exits(5));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   EXPECT_THAT(importedCalls().sleeps(), ElementsAre(2u, 4u, 8u, 16u, 32u));
   TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "busy"));
   for (int i = 1; i <= 4; ++i) expected = joined(expected, attempt(i, plainly, 32, "busy"));
@@ -73,7 +73,7 @@ TEST_F(BusyUnmount, GoesOnAfterAnAttemptThatFailsWithoutBusy) {
   programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   programs.answerNext(plainProgram, Answer().complains("odd").exits(7));
   programs.answer(plainProgram, Answer().complains("busy").exits(32));
-  EXPECT_EQ(32, unmount(false));
+  EXPECT_EQ(unmount(false), 32);
   TraceRecords expected = joined(lookedUp(false), firstFailure(plainly, 32, "busy"), attempt(1, plainly, 7, "odd"));
   for (int i = 2; i <= 5; ++i) expected = joined(expected, attempt(i, plainly, 32, "busy"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(expected, TraceRecords{failed()})));
@@ -82,19 +82,19 @@ TEST_F(BusyUnmount, GoesOnAfterAnAttemptThatFailsWithoutBusy) {
 TEST_F(BusyUnmount, WhoseLastAttemptSaysBusyOverTwoLinesIsAnError) {
   for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   programs.answerNext(plainProgram, Answer().complains("bu").complains("sy").exits(5));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_FAILED", "busy");
-  EXPECT_EQ(traced(2, "Command [/bin/umount  /data] failed with error code [5] and output [busy]"), trace().back());
+  EXPECT_EQ(trace().back(), traced(2, "Command [/bin/umount  /data] failed with error code [5] and output [busy]"));
 }
 
 TEST_F(BusyUnmount, WhoseProgramDiesInTheLastAttemptIsAnErrorWithThatCode) {
   for (int i = 0; i < 5; ++i) programs.answerNext(plainProgram, Answer().complains("busy").exits(32));
   programs.answerNext(plainProgram, Answer().diesOf(15));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   expectExecPipeMessage("KFI_EXEC_PIPE_CMD_KILLED", "");
   const TraceRecords all = trace();
-  EXPECT_EQ(traced(2, "Exec Pipe failed with error code [12]"), all[all.size() - 2]);
-  EXPECT_EQ(traced(2, "Command [/bin/umount  /data] failed with error code [0] and output []"), all.back());
+  EXPECT_EQ(all[all.size() - 2], traced(2, "Exec Pipe failed with error code [12]"));
+  EXPECT_EQ(all.back(), traced(2, "Command [/bin/umount  /data] failed with error code [0] and output []"));
 }
 
 }  // namespace

@@ -10,21 +10,21 @@ using ::testing::IsEmpty;
 using Unmount = UnmountTest;
 
 TEST_F(Unmount, PlainRunsUmount) {
-  EXPECT_EQ(0, unmount(false));
+  EXPECT_EQ(unmount(false), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false), run(plainly))));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Unmount, ForcedRunsTheFileSystemsOwnProgram) {
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), run(byForce))));
 }
 
 TEST_F(Unmount, ForcedWithoutTheFileSystemsProgramRunsUmount) {
   programs.remove(forcedProgram);
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(false),
                                                TraceRecords{{6, "Searching for umount cmd : /opt/KRIB/bin/qmumount"},
                                                             {6, "Searching for umount cmd : /sbin/fs/qmfs/qmumount"},
@@ -41,7 +41,7 @@ TEST_F(Unmount, APathWithNoMountedDeviceIsSuccessWithoutAnyCommand) {
   table.add("/dev/qm/dsk/dg1/vol1", "/data", "xfs");
   for (const bool force : {false, true}) {
     forget();
-    EXPECT_EQ(0, unmount(force));
+    EXPECT_EQ(unmount(force), 0);
     EXPECT_THAT(trace(),
                 ElementsAreArray(joined(lookedUp(false), TraceRecords{{3, "Mountpoint /data is already umounted"}})));
     expectNothingDone();
@@ -50,7 +50,7 @@ TEST_F(Unmount, APathWithNoMountedDeviceIsSuccessWithoutAnyCommand) {
 
 TEST_F(Unmount, FailsWhenTheMountTableCannotBeRead) {
   table.makeUnreadable();
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   EXPECT_THAT(trace(), ElementsAreArray(
                            joined(lookedUp(false), TraceRecords{{1, "Mount point entry lookup failed"}, failed()})));
   expectNothingDone();
@@ -59,21 +59,21 @@ TEST_F(Unmount, FailsWhenTheMountTableCannotBeRead) {
 TEST_F(Unmount, AFailedUmountAfterWhichThePathIsNoLongerMountedIsSuccess) {
   const TraceRecords success = {{2, "unmountDevice - Device unmount was succesful"}};
   programs.answer(plainProgram, Answer().unmounts().complains("busy, ").complains("cannot write mtab").exits(16));
-  EXPECT_EQ(0, unmount(false));
+  EXPECT_EQ(unmount(false), 0);
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(lookedUp(false), runAndFailed(plainly, 16, "busy, cannot write mtab"), success)));
 
   table.add("/dev/qm/dsk/dg1/vol1", mountPoint);
   forget();
   programs.answer(forcedProgram, Answer().unmounts().complains("usage: force").exits(2));
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 2, "usage: force"), success)));
   EXPECT_THAT(messages(), IsEmpty());
 }
 
 TEST_F(Unmount, AFailureThatIsNeitherBusyNorUsageThrowsTheExitStatus) {
   programs.answer(plainProgram, Answer().complains("not permitted").exits(32));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(lookedUp(false), runAndFailed(plainly, 32, "not permitted"),
@@ -84,7 +84,7 @@ TEST_F(Unmount, AFailureThatIsNeitherBusyNorUsageThrowsTheExitStatus) {
 
 TEST_F(Unmount, AForcedFailureWithoutUsageThrowsTheExitStatusToo) {
   programs.answer(forcedProgram, Answer().complains("cannot force").exits(9));
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 9, "cannot force"),
@@ -96,57 +96,57 @@ TEST_F(Unmount, TheWordsAreLookedForAsTheyAreWritten) {
   for (const char* const text : {"Usage: qmumount", "USAGE", "Busy", "BUSY"}) {
     programs.answer(forcedProgram, Answer().complains(text).exits(5));
     programs.forget();
-    EXPECT_EQ(6, unmount(true)) << text;
+    EXPECT_EQ(unmount(true), 6) << text;
     expectExitStatusMessage(5);
-    EXPECT_EQ(1u, programs.commands().size());
+    EXPECT_EQ(programs.commands().size(), 1u);
   }
 }
 
 TEST_F(Unmount, AWordIsLookedForWithinOneLine) {
   // "busy" over two lines: not tried again.
   programs.answer(plainProgram, Answer().complains("bu").complains("sy").exits(5));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   expectExitStatusMessage(5);
-  EXPECT_EQ(1u, programs.commands().size());
+  EXPECT_EQ(programs.commands().size(), 1u);
 
   // "usage" over two lines: no fallback.
   programs.answer(forcedProgram, Answer().complains("usa").complains("ge").exits(6));
   programs.forget();
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   expectExitStatusMessage(6);
-  EXPECT_EQ(1u, programs.commands().size());
+  EXPECT_EQ(programs.commands().size(), 1u);
 
   // "force" over two lines: the option is not known.
   programs.answer(forcedProgram, Answer().complains("usage: -o for").complains("ce").exits(7));
   programs.answer(plainProgram, Answer());
   programs.forget();
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data"));
 
   // "busy" over the last line of the forced command and the first of the plain one.
   programs.answer(forcedProgram, Answer().complains("usage: bu").exits(7));
   programs.answer(plainProgram, Answer().complains("sy").exits(8));
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   expectExitStatusMessage(8);
   EXPECT_THAT(importedCalls().sleeps(), IsEmpty());
 }
 
 TEST_F(Unmount, APlainUmountThatPrintsAUsageTextIsNotRepeated) {
   programs.answer(plainProgram, Answer().complains("usage: umount").exits(1));
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   expectExitStatusMessage(1);
 
   programs.remove(forcedProgram);
   programs.forget();
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/umount /data"));
   expectExitStatusMessage(1);
 }
 
 TEST_F(Unmount, TheThrownStatusIsZeroWhenTheProgramDidNotEndWithOne) {
   programs.remove(plainProgram);
-  EXPECT_EQ(6, unmount(false));
+  EXPECT_EQ(unmount(false), 6);
   const TraceRecord noStatus{2, "execPipe.Exec failed with errorCode [7] message "};
   EXPECT_THAT(trace(), ElementsAreArray(joined(
                            lookedUp(false), run(plainly),
@@ -159,7 +159,7 @@ TEST_F(Unmount, TheThrownStatusIsZeroWhenTheProgramDidNotEndWithOne) {
 
 TEST_F(Unmount, AProgramThatIsKilledIsAFailureWithStatusZero) {
   programs.answer(forcedProgram, Answer().complains("dying").diesOf(9));
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   const TraceRecord killed{2, "execPipe.Exec failed with errorCode [12] message dying"};
   EXPECT_THAT(trace(),
               ElementsAreArray(
@@ -180,7 +180,7 @@ TEST_F(Unmount, AForcedUnmountWhoseUsageTextNamesForceThrows) {
   for (int i = 0; i < 2; ++i) {
     programs.answer(forcedProgram, answers[i]);
     forget();
-    EXPECT_EQ(6, unmount(true));
+    EXPECT_EQ(unmount(true), 6);
     EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
     EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, outputs[i]),
                                                  TraceRecords{{1, "Force unmount is not supported"}})));
@@ -190,7 +190,7 @@ TEST_F(Unmount, AForcedUnmountWhoseUsageTextNamesForceThrows) {
 
 TEST_F(Unmount, AForcedUnmountWhoseUsageTextDoesNotNameForceFallsBackToUmountOnce) {
   programs.answer(forcedProgram, Answer().complains("usage: qmumount DIR").exits(22));
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data"));
   EXPECT_THAT(trace(),
               ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, "usage: qmumount DIR"), run(plainly))));
@@ -200,7 +200,7 @@ TEST_F(Unmount, AForcedUnmountWhoseUsageTextDoesNotNameForceFallsBackToUmountOnc
 TEST_F(Unmount, AFallbackThatFailsAndLeavesNothingMountedIsSuccess) {
   programs.answer(forcedProgram, Answer().complains("usage ").exits(22));
   programs.answer(plainProgram, Answer().unmounts().complains("no mtab").exits(16));
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   // The second command's lines come behind the first's.
   EXPECT_THAT(trace(), ElementsAreArray(joined(lookedUp(true), runAndFailed(byForce, 22, "usage "),
                                                runAndFailed(plainly, 16, "usage no mtab"),
@@ -210,7 +210,7 @@ TEST_F(Unmount, AFallbackThatFailsAndLeavesNothingMountedIsSuccess) {
 TEST_F(Unmount, ABusyFallbackIsTriedAgainWithoutForce) {
   programs.answer(forcedProgram, Answer().complains("usage ").exits(22));
   programs.answerNext(plainProgram, Answer().complains("device is busy").exits(16));
-  EXPECT_EQ(0, unmount(true));
+  EXPECT_EQ(unmount(true), 0);
   EXPECT_THAT(programs.commands(),
               ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data", "/bin/umount /data"));
   EXPECT_THAT(trace(),
@@ -242,7 +242,7 @@ TEST_F(FailedFallback, DumpsWhatIsKnownAndThrowsTheExitStatus) {
   programs.answer("/bin/mount", Answer().prints("/dev/a on /data").prints("/dev/b on /b"));
   ASSERT_FALSE(std::filesystem::exists(mountPoint));
 
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
 
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data", "/bin/umount /data",
                                                "/sbin/fuser /data", "/bin/mount -t qmfs"));
@@ -270,7 +270,7 @@ TEST_F(FailedFallback, ADumpWhoseProbesFailSaysSo) {
   programs.answer("/sbin/fuser", Answer().complains("nobody").exits(1));
   programs.answer("/bin/mount", Answer().complains("no ").complains("proc").exits(2));
 
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
 
   const TraceRecords all = trace();
   const TraceRecords dump(all.begin() + static_cast<std::ptrdiff_t>(beforeDump().size()), all.end());
@@ -295,24 +295,24 @@ TEST_F(FailedFallback, ADumpWhoseProbesFailSaysSo) {
 TEST_F(FailedFallback, ProbesThatAreMissingDoNotHideTheUnmountsStatus) {
   programs.remove("/sbin/fuser");
   programs.remove("/bin/mount");
-  EXPECT_EQ(6, unmount(true));
-  EXPECT_EQ(traced(3,
+  EXPECT_EQ(unmount(true), 6);
+  EXPECT_EQ(trace().back(),
+            traced(3,
                    "dumpInformationMountCmd = Dumping information about mounted devices using command "
                    "/bin/mount -t qmfs Mount command failed to print mount information with  error code 7and "
-                   "output "),
-            trace().back());
+                   "output "));
   expectExitStatusMessage(3);
 }
 
 TEST_F(FailedFallback, ThatDoesNotEndWithAStatusLeavesTheForcedOnes) {
   programs.answer(plainProgram, Answer().complains("dying").diesOf(9));
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   expectExitStatusMessage(22);
 }
 
 TEST_F(FailedFallback, ItsStatusReplacesTheForcedOnes) {
   programs.answer(plainProgram, Answer().complains("denied").exits(4));
-  EXPECT_EQ(6, unmount(true));
+  EXPECT_EQ(unmount(true), 6);
   expectExitStatusMessage(4);
 }
 

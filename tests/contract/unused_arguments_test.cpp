@@ -36,8 +36,8 @@ TEST_F(UnusedArguments, OfBuildAreTheObjectsAndTheCount) {
     domain.fid_subobjs = entries;
     alternate = nullptr;
     forget();
-    EXPECT_EQ(0, plugin.build_alttree(&domain, forbidden, forbidden, snapObjects, count, &alternate)) << count;
-    EXPECT_EQ(object("/alt"), alternate);
+    EXPECT_EQ(plugin.build_alttree(&domain, forbidden, forbidden, snapObjects, count, &alternate), 0) << count;
+    EXPECT_EQ(alternate, object("/alt"));
     EXPECT_THAT(programs.commands(),
                 ElementsAre("/bin/mkdir -p /alt", "/bin/mount -t qmfs -o ro " + SNAPSHOT + " /alt"));
   }
@@ -49,8 +49,8 @@ TEST_F(UnusedArguments, OfImportAreTheObjectsAndTheCount) {
     kfi_domain& domain = restoredNode("/data", DEVICE, "rw", "/alt");
     alternate = nullptr;
     forget();
-    EXPECT_EQ(0, plugin.import_tree(&domain, forbidden, snapObjects, count, &alternate)) << count;
-    EXPECT_EQ(object("/alt"), alternate);
+    EXPECT_EQ(plugin.import_tree(&domain, forbidden, snapObjects, count, &alternate), 0) << count;
+    EXPECT_EQ(alternate, object("/alt"));
     EXPECT_THAT(programs.commands(),
                 ElementsAre("/bin/mkdir -p /alt", "/bin/mount -t qmfs -o ro " + SNAPSHOT + " /alt"));
   }
@@ -59,8 +59,8 @@ TEST_F(UnusedArguments, OfImportAreTheObjectsAndTheCount) {
 TEST_F(UnusedArguments, OfImportThatReusesAMountAreTheSnapshotObjectsToo) {
   kfi_domain& domain = restoredNode("/data", DEVICE, "rw", "/alt");
   table.add(SNAPSHOT, "/alt", "qmfs", "ro");
-  EXPECT_EQ(0, plugin.import_tree(&domain, forbidden, forbidden, 1, &alternate));
-  EXPECT_EQ(object("/alt"), alternate);
+  EXPECT_EQ(plugin.import_tree(&domain, forbidden, forbidden, 1, &alternate), 0);
+  EXPECT_EQ(alternate, object("/alt"));
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /alt"));
 }
 
@@ -69,14 +69,14 @@ TEST_F(UnusedArguments, OfFormatAreTheCountTheExtraTextsAndThePaths) {
   char* devices[] = {name.data()};
   for (const int count : COUNTS) {
     forget();
-    EXPECT_EQ(0, plugin.format(devices, count, forbidden, nullptr, forbidden, 1, forbidden, forbidden)) << count;
-    EXPECT_EQ("/sbin/mkfs -t qmfs /dev/qm/rdsk/dg1/vol1", programs.commands().front());
+    EXPECT_EQ(plugin.format(devices, count, forbidden, nullptr, forbidden, 1, forbidden, forbidden), 0) << count;
+    EXPECT_EQ(programs.commands().front(), "/sbin/mkfs -t qmfs /dev/qm/rdsk/dg1/vol1");
   }
 }
 
 TEST_F(UnusedArguments, OfFormatWithNothingToDoAreAllButTheTypeAndTheFlags) {
-  EXPECT_EQ(0, plugin.format(forbidden, 1, forbidden, nullptr, forbidden, ~1, forbidden, forbidden));
-  EXPECT_EQ(3, plugin.format(forbidden, 1, forbidden, "xfs"_text, forbidden, 1, forbidden, forbidden));
+  EXPECT_EQ(plugin.format(forbidden, 1, forbidden, nullptr, forbidden, ~1, forbidden, forbidden), 0);
+  EXPECT_EQ(plugin.format(forbidden, 1, forbidden, "xfs"_text, forbidden, 1, forbidden, forbidden), 3);
   expectNothingDone();
 }
 
@@ -88,10 +88,10 @@ TEST_F(UnusedArguments, OfOnlineResourceAreTheCountAndTheExtraOnes) {
     int pathCount = 0;
     forget();
     EXPECT_EQ(
-        0, plugin.online_resource(devices, count, "/data"_text, nullptr, nullptr, forbidden, count, &paths, &pathCount))
+        plugin.online_resource(devices, count, "/data"_text, nullptr, nullptr, forbidden, count, &paths, &pathCount), 0)
         << count;
-    ASSERT_EQ(1, pathCount);
-    EXPECT_STREQ("/data", paths[0]);
+    ASSERT_EQ(pathCount, 1);
+    EXPECT_STREQ(paths[0], "/data");
     EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs " + DEVICE + " /data"));
     framework.qmfi_free_buf(paths[0], std::strlen(paths[0]) + 1);
     std::free(paths);
@@ -102,93 +102,93 @@ TEST_F(UnusedArguments, OfIsParentIsTheNumber) {
   programs.answer("/opt/KRIBqmfs/sbin/fstyp", Answer().prints("qmfs"));
   for (const int number : COUNTS) {
     int isParent = -5;
-    EXPECT_EQ(0, plugin.is_parent_pgn("/dev/x"_text, &isParent, number));
-    EXPECT_EQ(1, isParent) << number;
+    EXPECT_EQ(plugin.is_parent_pgn("/dev/x"_text, &isParent, number), 0);
+    EXPECT_EQ(isParent, 1) << number;
   }
 }
 
 // Nodes.
 
 TEST_F(UnusedArguments, OfOnlineIsTheFirstDomain) {
-  EXPECT_EQ(0, plugin.online(forbidden, &restoredNode("/data", DEVICE), 1, remove));
+  EXPECT_EQ(plugin.online(forbidden, &restoredNode("/data", DEVICE), 1, remove), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /data", "/bin/mount -t qmfs -o rw " + DEVICE + " /data"));
   kfi_domain& mounted = mountedNode("/data", DEVICE);
-  EXPECT_EQ(0, plugin.online(forbidden, &mounted, takeOfflineMode, 0));
+  EXPECT_EQ(plugin.online(forbidden, &mounted, takeOfflineMode, 0), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /data"));
-  EXPECT_EQ(0, plugin.online(forbidden, forbidden, 3, remove));
+  EXPECT_EQ(plugin.online(forbidden, forbidden, 3, remove), 0);
 }
 
 TEST_F(UnusedArguments, OfDisposeAreTheFirstDomainAndTheSplitNode) {
   kfi_domain& mounted = mountedNode("/nowhere/data", DEVICE);
-  EXPECT_EQ(0, plugin.dispose(forbidden, &mounted, forbidden, remove));
+  EXPECT_EQ(plugin.dispose(forbidden, &mounted, forbidden, remove), 0);
   EXPECT_THAT(programs.commands(), ElementsAre("/opt/KRIB/bin/qmumount -o force /nowhere/data"));
-  EXPECT_EQ(0, plugin.dispose(forbidden, forbidden, forbidden, 0));
+  EXPECT_EQ(plugin.dispose(forbidden, forbidden, forbidden, 0), 0);
 }
 
 TEST_F(UnusedArguments, OfDeportAreTheNodesWhenNoAccessIsToBeTakenDown) {
   kfi_accessnode nothing{};
-  EXPECT_EQ(0, plugin.deport_tree(forbidden, forbidden, &nothing));
+  EXPECT_EQ(plugin.deport_tree(forbidden, forbidden, &nothing), 0);
   expectNothingDone();
 }
 
 TEST_F(UnusedArguments, OfDeportOfAnAlternateNodeIsThePrimaryOne) {
   table.add(DEVICE, "/data_alt");
-  EXPECT_EQ(0, plugin.deport_tree(forbidden, &node("/data_alt"), nullptr));
-  EXPECT_EQ(2u, programs.commands().size());
+  EXPECT_EQ(plugin.deport_tree(forbidden, &node("/data_alt"), nullptr), 0);
+  EXPECT_EQ(programs.commands().size(), 2u);
 }
 
 TEST_F(UnusedArguments, OfNodeInitialisationIsTheIdentifier) {
   table.add(DEVICE, "/data");
   kfi_domain* configuration = &configurationDomain();
   kfi_domain& initialised = node("/data");
-  EXPECT_EQ(0, plugin.init_node(&initialised, &configuration, 1, forbidden));
+  EXPECT_EQ(plugin.init_node(&initialised, &configuration, 1, forbidden), 0);
   EXPECT_THAT(subObjectsOf(initialised), ElementsAre(DEVICE));
 }
 
 TEST_F(UnusedArguments, OfNodeInitialisationWithoutDomainsAreTheDomainsToo) {
   kfi_domain& initialised = node("/data");
-  EXPECT_EQ(0, plugin.init_node(&initialised, forbidden, 0, forbidden));
-  ASSERT_NE(nullptr, initialised.fid_qnode);
-  EXPECT_EQ(nullptr, initialised.fid_qnode->kqn_config);
+  EXPECT_EQ(plugin.init_node(&initialised, forbidden, 0, forbidden), 0);
+  ASSERT_NE(initialised.fid_qnode, nullptr);
+  EXPECT_EQ(initialised.fid_qnode->kqn_config, nullptr);
 }
 
 TEST_F(UnusedArguments, OfAlternateNodeInitialisationAreTheFirstTwoDomainsAndWhetherItIsRemote) {
   table.add(DEVICE, "/data_alt", "qmfs", "ro");
   kfi_domain& local = node("/data_alt");
-  EXPECT_EQ(0, plugin.init_altnode(forbidden, forbidden, &local));
+  EXPECT_EQ(plugin.init_altnode(forbidden, forbidden, &local), 0);
   const TraceRecords records = trace();
   const std::string state = stateOf(local);
-  EXPECT_EQ(nullptr, local.fid_qnode);
+  EXPECT_EQ(local.fid_qnode, nullptr);
   plugin.deinit_node(&local);
   forget();
 
   kfi_domain& remote = node("/data_alt");
-  EXPECT_EQ(0, plugin.init_remnode(forbidden, forbidden, &remote));
+  EXPECT_EQ(plugin.init_remnode(forbidden, forbidden, &remote), 0);
   EXPECT_THAT(trace(), ElementsAreArray(records));
-  EXPECT_EQ(state, stateOf(remote));
-  EXPECT_EQ(nullptr, remote.fid_qnode);
-  EXPECT_EQ(0x802u, remote.fid_attr);
+  EXPECT_EQ(stateOf(remote), state);
+  EXPECT_EQ(remote.fid_qnode, nullptr);
+  EXPECT_EQ(remote.fid_attr, 0x802u);
   // Both are alternate nodes: they share their private data, and an ordinary node of the name has its own.
   kfi_domain& again = node("/data_alt");
   table.write("");
-  EXPECT_EQ(6, plugin.init_altnode(forbidden, forbidden, &again));
+  EXPECT_EQ(plugin.init_altnode(forbidden, forbidden, &again), 6);
   EXPECT_THAT(subObjectsOf(again), ElementsAre(DEVICE));
   kfi_domain& ordinary = node("/data_alt");
-  EXPECT_EQ(0, plugin.init_node(&ordinary, nullptr, 0, nullptr));
+  EXPECT_EQ(plugin.init_node(&ordinary, nullptr, 0, nullptr), 0);
   EXPECT_THAT(subObjectsOf(ordinary), IsEmpty());
 }
 
 TEST_F(UnusedArguments, OfReaccessAreAllButTheAlternateObjectAndTheIntent) {
   qmfi_objid* const existing = object(makeDirectory("alt"));
   for (const int count : COUNTS) {
-    EXPECT_EQ(0, plugin.reaccess_altnode(forbidden, existing, forbidden, forbidden, forbidden, forbidden, count, 1));
+    EXPECT_EQ(plugin.reaccess_altnode(forbidden, existing, forbidden, forbidden, forbidden, forbidden, count, 1), 0);
   }
   EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(UnusedArguments, OfReaccessWithIntentTwoIsTheAlternateObjectToo) {
   // Without its name nothing can be looked for in the file system.
-  EXPECT_EQ(0, plugin.reaccess_altnode(forbidden, forbidden, forbidden, forbidden, forbidden, forbidden, 1, 2));
+  EXPECT_EQ(plugin.reaccess_altnode(forbidden, forbidden, forbidden, forbidden, forbidden, forbidden, 1, 2), 0);
   EXPECT_THAT(trace(), IsEmpty());
   expectNothingDone();
 }
@@ -203,17 +203,17 @@ TEST_F(UnusedAccessArguments, OfEnableAreTheFlagsAndTheLevel) {
     for (const int level : {1, 2, -1, INT_MIN, INT_MAX}) {
       enabled.fid_attr = disabledBit | otherBits;
       forget();
-      EXPECT_EQ(0, plugin.enable_access(list(), flags, level, 0)) << flags << " " << level;
+      EXPECT_EQ(plugin.enable_access(list(), flags, level, 0), 0) << flags << " " << level;
       EXPECT_THAT(programs.commands(), ElementsAre("/bin/mkdir -p /a", "/sbin/fsck -y -t qmfs /dev/a",
                                                    "/bin/mount -t qmfs -o rw /dev/a /a"));
-      EXPECT_EQ(otherBits, enabled.fid_attr);
+      EXPECT_EQ(enabled.fid_attr, otherBits);
     }
   }
 }
 
 TEST_F(UnusedAccessArguments, OfEnableWithBitZeroIsTheList) {
   const ForbiddenMemory forbidden;
-  EXPECT_EQ(0, plugin.enable_access(forbidden, 0, 0, 1));
+  EXPECT_EQ(plugin.enable_access(forbidden, 0, 0, 1), 0);
   expectNothingDone();
 }
 

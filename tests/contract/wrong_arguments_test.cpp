@@ -13,7 +13,7 @@ class WrongArguments : public StartedPlugin {
     table.add("/dev/qm/dsk/dg1/vol1", "/mnt/a");
     mounted = &initialisedNode("/mnt/a");
     bare = &node("/mnt/b");
-    ASSERT_EQ(0, plugin.init_node(bare, nullptr, 0, nullptr));
+    ASSERT_EQ(plugin.init_node(bare, nullptr, 0, nullptr), 0);
     strange = &node("/mnt/c");
     ours = &node("/mnt/d");
     ours->fid_provider = "qmfsfi"_text;
@@ -23,11 +23,11 @@ class WrongArguments : public StartedPlugin {
   void expectAll(const std::vector<Call>& calls) {
     for (const auto& call : calls) {
       const std::string shown = call.entryPoint + ": " + call.rule;
-      EXPECT_EQ(call.status, call.make()) << shown;
+      EXPECT_EQ(call.make(), call.status) << shown;
       expectNothingDone(shown);
-      EXPECT_EQ(untouchedObject, outObject) << shown;
-      EXPECT_EQ(untouchedObjects, outObjects) << shown;
-      EXPECT_EQ(-5, outNumber) << shown;
+      EXPECT_EQ(outObject, untouchedObject) << shown;
+      EXPECT_EQ(outObjects, untouchedObjects) << shown;
+      EXPECT_EQ(outNumber, -5) << shown;
       forget();
     }
   }
@@ -103,8 +103,8 @@ TEST_F(WrongArguments, OfConfigurationAreInvalidAndStoreNothing) {
       {"config", "no value", 3, configure(configuration, 0, &valueless)},
   });
   table.add("/dev/qm/dsk/dg1/root", "/");
-  ASSERT_EQ(0, plugin.quiesce(initialisedNode("/").fid_qnode, nullptr, 0, nullptr));
-  EXPECT_EQ(2, importedCalls().driverRequests().at(0).timeout) << "a value was stored";
+  ASSERT_EQ(plugin.quiesce(initialisedNode("/").fid_qnode, nullptr, 0, nullptr), 0);
+  EXPECT_EQ(importedCalls().driverRequests().at(0).timeout, 2) << "a value was stored";
   plugin.unquiesce(nullptr, nullptr, 0);
 }
 
@@ -154,8 +154,8 @@ TEST_F(WrongArguments, OfTheAlternateTreeAreInvalid) {
       {"reaccess_altnode", "no object, intent 2", 0,
        [&] { return plugin.reaccess_altnode(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 2); }},
   });
-  EXPECT_EQ(nullptr, importable.fid_private);
-  EXPECT_EQ(nullptr, ours->fid_private);
+  EXPECT_EQ(importable.fid_private, nullptr);
+  EXPECT_EQ(ours->fid_private, nullptr);
 }
 
 TEST_F(WrongArguments, OfOnlineDisposeAndDeportAreInvalid) {
@@ -212,7 +212,7 @@ TEST_F(WrongArguments, OfAccessAreInvalid) {
       {"enable_access", "device without a name", 3, [&] { return plugin.enable_access(&namelessDevice, 0, 0, 0); }},
       {"enable_access", "bit 0, whatever else", 0, [&] { return plugin.enable_access(&withoutNode, 0, 0, 1); }},
   });
-  EXPECT_EQ(0x40u, marked.fid_attr);
+  EXPECT_EQ(marked.fid_attr, 0x40u);
 }
 
 TEST_F(WrongArguments, OfResourcesAreInvalid) {
@@ -246,7 +246,7 @@ TEST_F(WrongArguments, OfResourcesAreInvalid) {
       {"online_resource", "generated mount point is the root", 3,
        online(slash, 1, nullptr, nullptr, &paths, &pathCount)},
   });
-  EXPECT_EQ(nullptr, paths);
+  EXPECT_EQ(paths, nullptr);
 }
 
 TEST_F(WrongArguments, OfSessionsAreInvalidWhereTheyAreRead) {
@@ -313,7 +313,7 @@ TEST_F(WrongArguments, OfListsAndControlAreInvalid) {
       {"objctl", "no output", 3, [&] { return plugin.objctl("name"_text, nullptr, nullptr, &outNumber); }},
       {"objctl", "no result", 3, [&] { return plugin.objctl("name"_text, nullptr, &output, nullptr); }},
   });
-  EXPECT_EQ(nullptr, output);
+  EXPECT_EQ(output, nullptr);
 }
 
 }  // namespace

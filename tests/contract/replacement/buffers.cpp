@@ -1,13 +1,13 @@
 // The framework's plain functions: buffers, identifiers, the split context and provider lists.
-#include "kfi.h"
-#include "record.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <map>
 #include <string>
 #include <utility>
+
+#include "kfi.h"
+#include "record.h"
 
 namespace {
 

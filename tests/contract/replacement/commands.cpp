@@ -1,12 +1,12 @@
 // The command pipe, which runs nothing, and the string tools beside it.
+#include <cstdlib>
+#include <string>
+#include <vector>
+
 #include "cfiexecpipe.h"
 #include "cfiformatoptionlist.h"
 #include "cfistringtool.h"
 #include "record.h"
-
-#include <cstdlib>
-#include <string>
-#include <vector>
 
 namespace qmfi_pdk_4_4 {
 

@@ -1,13 +1,13 @@
 // Messages: handed to the handlers at once, in texts that name the language that was asked for.
-#include "cfierrormanager.h"
-#include "cfimessagecatalog.h"
-#include "record.h"
-
 #include <unicode/unistr.h>
 
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "cfierrormanager.h"
+#include "cfimessagecatalog.h"
+#include "record.h"
 
 namespace qmfi_pdk_4_4 {
 

@@ -1,9 +1,9 @@
 // The base of every provider: it notes what it is told, and frees what belongs to a node.
-#include "cfipluginbase.h"
-#include "record.h"
-
 #include <cstdlib>
 #include <string>
+
+#include "cfipluginbase.h"
+#include "record.h"
 
 namespace qmfi_pdk_4_4 {
 

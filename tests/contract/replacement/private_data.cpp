@@ -1,15 +1,13 @@
 // The out-of-line members of private data.
-#include "cfiprivatedata.h"
-
 #include <memory>
 #include <string>
+
+#include "cfiprivatedata.h"
 
 namespace qmfi_pdk_4_4 {
 
 void CFiPrivateData::addDefaultConfigParamsToDataList(int category, CFiConfigParamInfoList* infos) {
-  for (const auto& [name, info] : infos->infos()) {
-    (*configDataList(category))[name].value = info.defaultValue.c_str();
-  }
+  for (const auto& [name, info] : infos->infos()) (*configDataList(category))[name].value = info.defaultValue.c_str();
 }
 
 CFiConfigParamInfoList* CFiPrivateData::configInfoList(int category) {

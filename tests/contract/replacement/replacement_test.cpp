@@ -1,10 +1,9 @@
 // The plug-in in another framework than the reference one: what it tells that framework, and a whole snapshot.
 #include <dlfcn.h>
-#include <stdlib.h>
 
 #include <cstdlib>
 #include <deque>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,22 +28,16 @@ class Replacement : public ::testing::Test {
  protected:
   Replacement() {
     frameworkRecord() = FrameworkRecord();
-    std::string directory = std::filesystem::temp_directory_path() / "replacement.XXXXXX";
-    mountPoint = ::mkdtemp(directory.data());
-    m_library = ::dlopen(QMFI_BINARY_DIR "/lib/libqmfsfi.so", RTLD_NOW | RTLD_LOCAL);
-    EXPECT_NE(nullptr, m_library) << ::dlerror();
-#define FIND(name, result, parameters) find("qmfsfi_fi_pgn_" #name, plugin.name);
-    FOREIGN_ENTRY_POINTS(FIND)
-#undef FIND
-    importedCalls().reset(m_library);
+    m_library.emplace(QMFI_BINARY_DIR "/lib/libqmfsfi.so");
+    plugin = PluginFunctions(*m_library);
+    importedCalls().reset(m_library->handle());
   }
 
   ~Replacement() override {
-    ::dlclose(m_library);
-    EXPECT_EQ(nullptr, ::dlopen(QMFI_BINARY_DIR "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD)) << "it stays loaded";
+    m_library.reset();
+    EXPECT_EQ(::dlopen(QMFI_BINARY_DIR "/lib/libqmfsfi.so", RTLD_NOW | RTLD_NOLOAD), nullptr) << "it stays loaded";
     EXPECT_THAT(frameworkRecord().buffers, IsEmpty());
     EXPECT_THAT(frameworkRecord().wrongReleases, IsEmpty());
-    std::filesystem::remove(mountPoint);
   }
 
   int start() {
@@ -86,19 +79,16 @@ class Replacement : public ::testing::Test {
     return records;
   }
 
-  static std::vector<std::string> takeCommands() {
-    return std::exchange(frameworkRecord().commands, {});
-  }
+  static std::vector<std::string> takeCommands() { return std::exchange(frameworkRecord().commands, {}); }
 
-  const std::vector<std::string>& texts() const {
-    return m_host.texts;
-  }
+  const std::vector<std::string>& texts() const { return m_host.texts; }
 
+  TemporaryDirectory m_directory;
   PluginFunctions plugin;
   StandInPrograms programs;
   MountTableFile table;
   kfi_version version{};
-  std::string mountPoint;
+  const std::string& mountPoint = m_directory.path();
 
  private:
   struct Host {
@@ -106,27 +96,21 @@ class Replacement : public ::testing::Test {
     std::vector<std::string> texts;
   };
 
-  template <typename Function>
-  void find(const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(::dlsym(m_library, name));
-    EXPECT_NE(nullptr, function) << name;
-  }
-
-  void* m_library = nullptr;
+  std::optional<PluginLibrary> m_library;
   Host m_host;
   char* m_language = "de"_text;
   std::deque<kfi_domain> m_nodes;
 };
 
 TEST_F(Replacement, IsWhatThePluginRunsIn) {
-  EXPECT_EQ(nullptr, ::dlopen(QMFI_BINARY_DIR "/lib/libqmfi_pdk.so.4", RTLD_NOW | RTLD_NOLOAD));
+  EXPECT_EQ(::dlopen(QMFI_BINARY_DIR "/lib/libqmfi_pdk.so.4", RTLD_NOW | RTLD_NOLOAD), nullptr);
   void* const used = ::dlopen(QMFI_BINARY_DIR "/lib/replacement/libqmfi_pdk.so.4", RTLD_NOW | RTLD_NOLOAD);
-  ASSERT_NE(nullptr, used);
+  ASSERT_NE(used, nullptr);
   ::dlclose(used);
 }
 
 TEST_F(Replacement, IsToldAllByTheStartInOrder) {
-  ASSERT_EQ(0, start());
+  ASSERT_EQ(start(), 0);
   EXPECT_THAT(version.number, ElementsAre(7, 0, 0, 0));
   EXPECT_THAT(
       takeEvents(),
@@ -150,20 +134,20 @@ TEST_F(Replacement, IsToldAllByTheStartInOrder) {
 }
 
 TEST_F(Replacement, FindsInTheTraceLogItsMarkerAndTheErrorManager) {
-  ASSERT_EQ(0, start());
-  EXPECT_EQ(12345, frameworkRecord().markerOfTheLog);
-  EXPECT_NE(nullptr, frameworkRecord().errorManagerOfTheLog);
-  EXPECT_EQ(frameworkRecord().errorManagerOfTheProvider, frameworkRecord().errorManagerOfTheLog);
+  ASSERT_EQ(start(), 0);
+  EXPECT_EQ(frameworkRecord().markerOfTheLog, 12345);
+  EXPECT_NE(frameworkRecord().errorManagerOfTheLog, nullptr);
+  EXPECT_EQ(frameworkRecord().errorManagerOfTheLog, frameworkRecord().errorManagerOfTheProvider);
   plugin.fini();
 }
 
 TEST_F(Replacement, MeetsNothingOfAStartWithoutAVersionRecord) {
-  EXPECT_EQ(7, plugin.init(nullptr, nullptr, "the host"_text));
+  EXPECT_EQ(plugin.init(nullptr, nullptr, "the host"_text), 7);
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
 TEST_F(Replacement, IsToldOfTheEndBeforeTheProviderIsFinished) {
-  ASSERT_EQ(0, start());
+  ASSERT_EQ(start(), 0);
   takeEvents();
   plugin.fini();
   // The scope holds the trace log, that the error manager, and the handler of that one the catalogs.
@@ -174,10 +158,10 @@ TEST_F(Replacement, IsToldOfTheEndBeforeTheProviderIsFinished) {
 }
 
 TEST_F(Replacement, IsGivenMessagesAndTheirTextsReachTheHost) {
-  ASSERT_EQ(0, start());
+  ASSERT_EQ(start(), 0);
   kfi_domain* configuration = &node("configuration");
   kfi_domain& domain = node("/not/mounted");
-  EXPECT_EQ(6, plugin.init_node(&domain, &configuration, 1, nullptr));
+  EXPECT_EQ(plugin.init_node(&domain, &configuration, 1, nullptr), 6);
   EXPECT_THAT(frameworkRecord().messages, ElementsAre("MSG_ERROR_SUBOBJ_NOT_FOUND(/not/mounted) 2"));
   EXPECT_THAT(texts(), ElementsAre("de: MSG_ERROR_SUBOBJ_NOT_FOUND | root: MSG_ERROR_SUBOBJ_NOT_FOUND | 2"));
   plugin.deinit_node(&domain);
@@ -191,13 +175,13 @@ class ReplacementSnapshot : public Replacement {
 
   // Starts the plug-in and initialises the node.
   void initialise() {
-    ASSERT_EQ(0, start());
+    ASSERT_EQ(start(), 0);
     domain = &node(mountPoint);
     configuration = &node("configuration");
-    ASSERT_EQ(0, plugin.init_node(configuration, nullptr, 0, nullptr));
-    ASSERT_EQ(0, plugin.init_node(domain, &configuration, 1, nullptr));
-    ASSERT_NE(nullptr, domain->fid_qnode);
-    EXPECT_STREQ("qmfs", domain->fid_qnode->kqn_fitype);
+    ASSERT_EQ(plugin.init_node(configuration, nullptr, 0, nullptr), 0);
+    ASSERT_EQ(plugin.init_node(domain, &configuration, 1, nullptr), 0);
+    ASSERT_NE(domain->fid_qnode, nullptr);
+    EXPECT_STREQ(domain->fid_qnode->kqn_fitype, "qmfs");
     takeEvents();
     takeCommands();
   }
@@ -210,16 +194,16 @@ class ReplacementSnapshot : public Replacement {
   void expectClaim() {
     qmfi_objid** groups = nullptr;
     int count = 0;
-    EXPECT_EQ(1, plugin.claim(object(mountPoint), &groups, &count));
-    ASSERT_EQ(1, count);
-    EXPECT_STREQ("qmfs-quiesce", groups[0]->vid_name);
+    EXPECT_EQ(plugin.claim(object(mountPoint), &groups, &count), 1);
+    ASSERT_EQ(count, 1);
+    EXPECT_STREQ(groups[0]->vid_name, "qmfs-quiesce");
     EXPECT_THAT(takeTrace(),
                 ElementsAre(traced(3, "primaryObjid->vid_name : " + mountPoint), traced(6, "Calling qmfs_check_claim"),
                             traced(6, "qmfs_check_claim returned claim : 1"), traced(3, "claim : 1")));
   }
 
   void expectFreezeAndThaw(int seconds) {
-    EXPECT_EQ(0, plugin.quiesce(domain->fid_qnode, nullptr, 0, nullptr));
+    EXPECT_EQ(plugin.quiesce(domain->fid_qnode, nullptr, 0, nullptr), 0);
     EXPECT_THAT(takeTrace(), ElementsAre(timeout(seconds), openingContext(), freezingAll()));
     plugin.unquiesce(domain->fid_qnode, nullptr, 0);
     EXPECT_THAT(takeTrace(), ElementsAre(thawing(), closingContext()));
@@ -233,9 +217,9 @@ class ReplacementSnapshot : public Replacement {
     domain->fid_subobjs = entries;
     qmfi_objid* snapshot = object(SNAPSHOT);
     qmfi_objid* alternate = nullptr;
-    EXPECT_EQ(0, plugin.build_alttree(domain, "fiid"_text, nullptr, &snapshot, 1, &alternate));
+    EXPECT_EQ(plugin.build_alttree(domain, "fiid"_text, nullptr, &snapshot, 1, &alternate), 0);
     domain->fid_subobjs = nullptr;
-    EXPECT_EQ(object("/data_copy"), alternate);
+    EXPECT_EQ(alternate, object("/data_copy"));
     EXPECT_THAT(takeTrace(),
                 ElementsAre(made("/data_copy"), mounted("/data_copy"), traced(3, "buildAltTree succeeded")));
     EXPECT_THAT(takeCommands(),
@@ -244,7 +228,7 @@ class ReplacementSnapshot : public Replacement {
 
   void expectDeport() {
     table.add(SNAPSHOT, "/data_copy", "qmfs", "ro");
-    EXPECT_EQ(0, plugin.deport_tree(domain, &node("/data_copy"), nullptr));
+    EXPECT_EQ(plugin.deport_tree(domain, &node("/data_copy"), nullptr), 0);
     EXPECT_THAT(takeCommands(), ElementsAre("/opt/KRIB/bin/qmumount -o force  /data_copy", "/bin/rmdir  /data_copy"));
   }
 
@@ -274,14 +258,14 @@ class ReplacementSession : public Replacement {
  protected:
   // Returns what make answers; what it hands out is kept.
   int make(const char* first, const char* second) {
-    EXPECT_EQ(0, start());
+    EXPECT_EQ(start(), 0);
     frameworkRecord().secondNames = {{"/a", first}, {"/b", second}};
     kfi_domain domains[2] = {};
     domains[0].fid_name = "/a"_text;
     domains[1].fid_name = "/b"_text;
     kfi_splitnode nodes[] = {{"/a"_text, &domains[0]}, {"/b"_text, &domains[1]}};
     kfi_splitnode* list[] = {&nodes[0], &nodes[1]};
-    EXPECT_EQ(0, plugin.preselect(nullptr, "session"_text, list, 2));
+    EXPECT_EQ(plugin.preselect(nullptr, "session"_text, list, 2), 0);
     const int status = plugin.make(nullptr, "session"_text, list, 2, &objects, &count);
     plugin.fini();
     return status;
@@ -292,12 +276,12 @@ class ReplacementSession : public Replacement {
 };
 
 TEST_F(ReplacementSession, GetsTheSnapshotsInABufferOfTheirNumber) {
-  EXPECT_EQ(0, make("/snap/a", "/snap/b"));
-  ASSERT_EQ(2, count);
-  EXPECT_STREQ("/snap/a", objects[0]->vid_name);
-  EXPECT_STREQ("/snap/b", objects[1]->vid_name);
-  ASSERT_EQ(1u, frameworkRecord().buffers.size());
-  EXPECT_EQ(2 * sizeof *objects, frameworkRecord().buffers[objects]);
+  EXPECT_EQ(make("/snap/a", "/snap/b"), 0);
+  ASSERT_EQ(count, 2);
+  EXPECT_STREQ(objects[0]->vid_name, "/snap/a");
+  EXPECT_STREQ(objects[1]->vid_name, "/snap/b");
+  ASSERT_EQ(frameworkRecord().buffers.size(), 1u);
+  EXPECT_EQ(frameworkRecord().buffers[objects], 2 * sizeof *objects);
   EXPECT_THAT(importedCalls().identifierRequests(),
               ElementsAre(IdentifierRequest{"/snap/a", 8, 1}, IdentifierRequest{"/snap/b", 8, 1}));
   frameworkRecord().buffers.clear();
@@ -305,9 +289,9 @@ TEST_F(ReplacementSession, GetsTheSnapshotsInABufferOfTheirNumber) {
 }
 
 TEST_F(ReplacementSession, GetsTheWholeBufferBackWhenANameHasNoIdentifier) {
-  EXPECT_EQ(0, make("/snap/a", ""));
-  EXPECT_EQ(2, count);
-  EXPECT_EQ(nullptr, objects);
+  EXPECT_EQ(make("/snap/a", ""), 0);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(objects, nullptr);
   EXPECT_THAT(frameworkRecord().wrongReleases, IsEmpty());
   EXPECT_THAT(frameworkRecord().buffers, IsEmpty());
 }

@@ -1,10 +1,10 @@
 // The trace log, kept in memory. It does not tell its level, so every record reaches it.
-#include "cfitracelog.h"
-#include "record.h"
-
 #include <cstdarg>
 #include <cstdio>
 #include <string>
+
+#include "cfitracelog.h"
+#include "record.h"
 
 namespace qmfi_pdk_4_4 {
 
