@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "host_fixture.h"
+#include "support/freeze_requests.h"
+#include "support/writer.h"
 
 namespace host_test {
 namespace {
@@ -22,6 +24,7 @@ void expectNextSnapshotToSucceed() {
 
 constexpr const char* couldNotFreezeC =
     "qmfi: the file systems could not be frozen: status 6\n"
+    "  The operation failed; the messages of the provider say why.\n"
     "  MSG_ERROR_FREEZE: The file system on /mnt/c could not be frozen, so no snapshot can be taken.\n";
 
 // To be made behind a writer, which cannot end while its file system is frozen.
@@ -62,7 +65,8 @@ TEST_F(FaultsTest, FreezeThatFailsIsAnErrorAndLeavesNothing) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output,
             "qmfi: the file systems could not be frozen: status 6\n"
-            "  The operation failed; the messages of the provider say why.\n");
+            "  /mnt/a, /mnt/b: each can be frozen by itself; together they were refused, or a path has led elsewhere "
+            "meanwhile\n");
   expectNothingLeft();
   expectNextSnapshotToSucceed();
 }
@@ -84,6 +88,7 @@ TEST_F(FaultsTest, FreezeOneByOneThatFailsIsFoundThoughItsNameIsNoText) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output,
             "qmfi: the file systems could not be frozen: status 6\n"
+            "  The operation failed; the messages of the provider say why.\n"
             "  MSG_ERROR_FREEZE: The file system on /mnt/\uFFFD could not be frozen, so no snapshot can be taken.\n");
   const Writer writer("/mnt/b/written");
   const ThawAtEnd thaw("/mnt/b");
@@ -106,7 +111,9 @@ TEST_F(FaultsTest, FreezeOfAllThatFailsLeavesTheFreezeOfSomebodyElse) {
   const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
   EXPECT_EQ(testbed_test::thaw(frozen.get()), 0);
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.output, StartsWith("qmfi: the file systems could not be frozen: status 6\n"));
+  EXPECT_EQ(outcome.output,
+            "qmfi: the file systems could not be frozen: status 6\n"
+            "  /mnt/a is frozen already, by somebody else: \"qmfi thaw /mnt/a\" ends that\n");
   expectNothingLeft();
 }
 
@@ -114,6 +121,7 @@ TEST_F(FaultsTest, ThawThatFailsIsAnErrorAndTheFileSystemIsThawedAllTheSame) {
   const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "20", "/mnt/a", "/mnt/b"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.output, StartsWith("qmfi: the file systems could not be thawed: status 6\n"
+                                         "  The operation failed; the messages of the provider say why.\n"
                                          "  MSG_ERROR_THAW: The file system on /mnt/a could not be thawed"));
   expectNothingLeft();
   expectNextSnapshotToSucceed();
@@ -122,9 +130,10 @@ TEST_F(FaultsTest, ThawThatFailsIsAnErrorAndTheFileSystemIsThawedAllTheSame) {
 // The thaw of /mnt/b fails for the provider, that of /mnt/a, which is thawed already, when qmfi tries again.
 TEST_F(FaultsTest, EveryFileSystemIsThawedAndEveryFailureToldWhenSeveralThawsFail) {
   const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 7);
   EXPECT_THAT(outcome.output, StartsWith("qmfi: the file system on /mnt/a could not be thawed: Input/output error\n"
                                          "qmfi: the file systems could not be thawed: status 6\n"
+                                         "  The operation failed; the messages of the provider say why.\n"
                                          "  MSG_ERROR_THAW: The file system on /mnt/b could not be thawed"));
   const Writer writer("/mnt/b/written");
   const ThawAtEnd thaw("/mnt/b");
@@ -134,7 +143,7 @@ TEST_F(FaultsTest, EveryFileSystemIsThawedAndEveryFailureToldWhenSeveralThawsFai
 
 TEST_F(FaultsTest, FreezeThatTakesLongerThanTheTimeoutMakesNoSnapshot) {
   const auto outcome = qmfi({"snapshot", "create", "--freeze-timeout", "1", "/mnt/a", "/mnt/b"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 6);
   EXPECT_THAT(
       outcome.output,
       testing::MatchesRegex("qmfi: the snapshot is not consistent: freezing and splitting took [0-9]+ ms, and the "
@@ -160,17 +169,18 @@ TEST_F(FaultsTest, InterruptWhileFrozenEndsItByTheSignalWhenEverythingIsUndone) 
   expectNextSnapshotToSucceed();
 }
 
-// The writer works on /mnt/a and is blocked afterwards.
+// With the process that would thaw in its place. The writer works on /mnt/a and is blocked afterwards.
 void killHostThatFreezes(const Writer& writer) {
   ASSERT_TRUE(writer.waitForProgress());
   BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a", "/mnt/b"});
   ASSERT_TRUE(waitForState("freezing"));
   EXPECT_TRUE(writer.waitUntilBlocked());
+  EXPECT_EQ(kill(creation.watchdog(), SIGKILL), 0);
   creation.send(SIGKILL);
   EXPECT_EQ(creation.wait(), 128 + SIGKILL);
 }
 
-TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledHostLeft) {
+TEST_F(FaultsTest, RecoverThawsAndRemovesWhatAKilledQmfiLeft) {
   const Writer writer("/mnt/a/written");
   ASSERT_NO_FATAL_FAILURE(killHostThatFreezes(writer));
 
@@ -196,15 +206,15 @@ TEST_F(FaultsTest, RecoverThawsAlsoWithoutTheProvider) {
   EXPECT_EQ(qmfi({"recover"}).status, 0);
 }
 
-TEST_F(FaultsTest, RecoverWaitsForTheProgramsOfAKilledHost) {
+TEST_F(FaultsTest, RecoverWaitsForTheProgramsOfAKilledQmfi) {
   BackgroundQmfi creation({"snapshot", "create", "--freeze-timeout", "60", "/mnt/a"});
   ASSERT_TRUE(waitForState("freezing"));
   creation.send(SIGKILL);
   EXPECT_EQ(creation.wait(), 128 + SIGKILL);
 
   // What a program makes that goes on after its host was killed.
-  const std::string alternate = "/mnt/a_alt" + listedId();
-  HeldProgram late({"/bin/sh", "-c", "read line; mkdir \"$1\"", "sh", alternate}, HeldProgram::By::input);
+  const std::string alternate = "/run/qmfi/snapshots/" + listedId() + "/mnt/a";
+  HeldProgram late({"/bin/sh", "-c", "read line; mkdir -p \"$1\"", "sh", alternate}, HeldProgram::By::input);
   BackgroundQmfi recovery({"recover"});
   EXPECT_TRUE(recovery.waitUntilItPauses());
   EXPECT_EQ(late.letGo(), 0);

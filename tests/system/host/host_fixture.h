@@ -1,5 +1,6 @@
 // What the tests of qmfi share: calling it, and looking whether it left anything behind.
-#pragma once
+#ifndef HOST_FIXTURE_H
+#define HOST_FIXTURE_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,45 +10,29 @@
 #include <vector>
 
 #include "machine_state.h"
-#include "support.h"
+#include "support/program_run.h"
+#include "support/snapshot_list.h"
+#include "system/pipe.h"
 
 namespace host_test {
 
-// A snapshot as qmfi's JSON describes it.
-struct SnapshotNode {
-  std::string mountPoint;
-  std::string device;
-  std::string snapshotDevice;
-  std::string alternate;
-};
-
-struct Snapshot {
-  std::string id;
-  std::string name;
-  long frozenMicroseconds;
-  std::vector<SnapshotNode> nodes;
-};
+using testbed_test::Snapshot;
+using testbed_test::SnapshotNode;
 
 // Runs /usr/bin/qmfi with the words and waits for its end. variables: "NAME=VALUE", the whole environment of the run.
-testbed_test::Outcome qmfi(std::vector<std::string> words, const std::vector<std::string>& variables = {});
+// What is printed with --json must be what the schemas say.
+testbed_test::Outcome qmfi(const std::vector<std::string>& words, const std::vector<std::string>& variables = {});
 
-// A qmfi that runs beside the test. Its end is waited for at the latest when the object ends.
-class BackgroundQmfi {
+// A qmfi that runs beside the test.
+class BackgroundQmfi : public testbed_test::RunningProgram {
  public:
-  explicit BackgroundQmfi(std::vector<std::string> words);
-  BackgroundQmfi(const BackgroundQmfi&) = delete;
-  BackgroundQmfi& operator=(const BackgroundQmfi&) = delete;
-  ~BackgroundQmfi();
+  explicit BackgroundQmfi(const std::vector<std::string>& words);
 
-  void send(int signal) const;
+  // The process that watches over its freeze; -1 when there is none.
+  pid_t watchdog() const;
+
   // Waits until it is found in a pause between two looks at something; false when it ends without one.
   bool waitUntilItPauses() const;
-  // The status as a shell reports it.
-  int wait();
-
- private:
-  int m_process = -1;
-  std::optional<int> m_status;
 };
 
 // A program that the test keeps from going on; it has arrived where it is held when the object is made.
@@ -58,31 +43,50 @@ class HeldProgram {
     output  // it writes to standard output, which takes nothing before
   };
 
-  // openDescriptors: how many it has besides its standard streams.
-  HeldProgram(const std::vector<std::string>& words, By by, int openDescriptors = 0);
+  // fourth: a descriptor that it has besides its standard streams; negative for none.
+  HeldProgram(const std::vector<std::string>& words, By by, int fourth = -1);
   HeldProgram(const HeldProgram&) = delete;
   HeldProgram& operator=(const HeldProgram&) = delete;
-  ~HeldProgram();
+  ~HeldProgram() { letGo(); }
+
+  // Sends it a signal.
+  void send(int signal) const { m_program->send(signal); }
 
   // Lets it go on, and waits for its end. The status as a shell reports it.
   int letGo();
 
  private:
   By m_by;
-  int m_pipe[2] = {-1, -1};
-  int m_process = -1;
+  qmfi_system::Pipe m_pipe;
+  std::optional<testbed_test::RunningProgram> m_program;
 };
 
-// The snapshots that "qmfi snapshot list --json" shows.
+// A shell script in the place of a program while it lives.
+class ScriptInPlaceOf {
+ public:
+  ScriptInPlaceOf(std::string program, const std::string& text);
+  ScriptInPlaceOf(const ScriptInPlaceOf&) = delete;
+  ScriptInPlaceOf& operator=(const ScriptInPlaceOf&) = delete;
+  ~ScriptInPlaceOf();
+
+ private:
+  const std::string m_program;
+};
+
+// What "qmfi snapshot list" prints when no snapshot is known.
+inline constexpr const char* emptyList =
+    "ID        NAME  CREATED              FROZEN FOR  STATE        MOUNTED  SIZE  PROVIDER  FILE SYSTEMS\n";
+
+// The snapshots that "qmfi snapshot list --json" shows, without those that are not complete.
 std::vector<Snapshot> listedSnapshots();
 
-// The state of the first snapshot as people see it ("freezing", "ready"...); empty when there is none.
+// How far the first snapshot has come ("freezing", "ready"...); empty when there is none.
 std::string listedState();
 
 // Its id.
 std::string listedId();
 
-// Waits until listedState() is this one; false after ten seconds without it.
+// Waits until listedState() is this one; false after a minute without it.
 bool waitForState(const std::string& state);
 
 // Takes a snapshot, which must succeed.
@@ -100,3 +104,5 @@ class HostTest : public testing::Test {
 };
 
 }  // namespace host_test
+
+#endif

@@ -1,5 +1,7 @@
 // Which programs "qmfi recover" takes for those of a killed host, and waits for.
 // Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
+#include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -26,7 +28,7 @@ class RecoveryTest : public HostTest {
 
   // Makes the directory of the alternate mount point when it is let go; the word is on its command line.
   std::vector<std::string> lateMaker(const std::string& word) const {
-    return {"/bin/sh", "-c", "read line; mkdir " + alternate(), "sh", word};
+    return {"/bin/sh", "-c", "read line; mkdir -p " + alternate(), "sh", word};
   }
 
  private:
@@ -50,6 +52,20 @@ TEST_F(RecoveryTest, WaitsForAProgramThatWorksOnTheMountPoint) {
   EXPECT_EQ(late.letGo(), 0);
   EXPECT_EQ(recovery.wait(), 0);
   EXPECT_FALSE(fs::exists(alternate()));
+}
+
+TEST_F(RecoveryTest, LetsOthersWorkAndIsEndedByASignalWhileItWaits) {
+  HeldProgram late(lateMaker(alternate()), By::input);
+  {
+    BackgroundQmfi recovery({"recover"});
+    ASSERT_TRUE(recovery.waitUntilItPauses());
+    EXPECT_EQ(testbed_test::run({"/usr/bin/flock", "--nonblock", "/var/lib/qmfi", "/bin/true"}).status, 0);
+    recovery.send(SIGINT);
+    EXPECT_EQ(recovery.wait(), 128 + SIGINT);
+  }
+  EXPECT_EQ(listedState(), "deleting");
+  EXPECT_EQ(late.letGo(), 0);
+  EXPECT_EQ(qmfi({"recover"}).status, 0);
 }
 
 TEST_F(RecoveryTest, WaitsForAProgramThatWorksOnTheDevice) {
@@ -87,7 +103,8 @@ TEST_F(RecoveryTest, WaitsForNoStranger) {
 
 // It may be waiting for the lock that the recovery has.
 TEST_F(RecoveryTest, WaitsForNoOtherCommandOfTheHost) {
-  HeldProgram other({"/usr/bin/qmfi", "--version"}, By::output, 1);
+  const qmfi_system::Descriptor lock(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  HeldProgram other({"/usr/bin/qmfi", "--version"}, By::output, lock.get());
   BackgroundQmfi recovery({"recover"});
   EXPECT_FALSE(recovery.waitUntilItPauses());
   EXPECT_EQ(recovery.wait(), 0);

@@ -9,10 +9,14 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "build_tree.h"
 #include "host_fixture.h"
 #include "ledger.h"
+#include "support/freeze_requests.h"
+#include "support/text_file.h"
+#include "support/writer.h"
 #include "writer_process.h"
 
 namespace host_test {
@@ -23,12 +27,11 @@ namespace fs = std::filesystem;
 using testbed_test::OpenDirectory;
 using testbed_test::Outcome;
 using testbed_test::run;
-using testbed_test::textOf;
 using testbed_test::Writer;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* providers = "/tmp/providers";
+constexpr const char* providers = "/opt/providers";
 constexpr const char* xfsDevice = "/dev/qm/dsk/dg1/ledger";
 constexpr const char* xfsMountPoint = "/mnt/ledger";
 
@@ -41,10 +44,13 @@ class SeveralProvidersTest : public testing::Test {
   static void SetUpTestSuite() {
     fs::create_directories(providers);
     for (const char* file : {"libqmfsfi.so", "qmfsfi.provider"}) {
-      fs::create_symlink(fs::path("/usr/lib/qmfi/providers") / file, fs::path(providers) / file);
+      fs::copy_file(fs::path("/usr/lib/qmfi/providers") / file, fs::path(providers) / file);
     }
     for (const char* file : {"libplainxfs.so", "plainxfs.provider"}) {
-      fs::create_symlink(fs::path(QMFI_BINARY_DIR "/tests/system/host/plain_xfs") / file, fs::path(providers) / file);
+      const fs::path copy = fs::path(providers) / file;
+      fs::copy_file(fs::path(QMFI_BINARY_DIR "/tests/system/host/plain_xfs") / file, copy);
+      // The build tree may be anybody's.
+      fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write);
     }
     ASSERT_EQ(run({"/sbin/mkfs.xfs", "-q", xfsDevice}).status, 0);
     fs::create_directory(xfsMountPoint);
@@ -108,7 +114,7 @@ TEST_F(SeveralProvidersTest, EachPathIsClaimedByItsOwn) {
   EXPECT_EQ(all.status, 0);
   EXPECT_EQ(all.output, "/mnt/orders: claimed in group qmfs-quiesce\n/mnt/ledger: claimed in group\n");
   const Outcome narrowed = qmfiWithBoth({"--provider", "qmfsfi", "claim", "/mnt/orders", "/mnt/ledger"});
-  EXPECT_EQ(narrowed.status, 1);
+  EXPECT_EQ(narrowed.status, 4);
   EXPECT_EQ(narrowed.output, "/mnt/orders: claimed in group qmfs-quiesce\n/mnt/ledger: not claimed\n");
 }
 
@@ -174,10 +180,45 @@ TEST_F(SecondFreezeFails, ThawsTheFirst) {
   remove(createWithBoth({"/mnt/orders", "/mnt/ledger"}));
 }
 
+// What root may lower its score to; a container may keep it from that.
+std::string lowestScore() {
+  constexpr const char* lower = "exec 2>/dev/null; echo -1000 >/proc/self/oom_score_adj; cat /proc/self/oom_score_adj";
+  return run({"/bin/sh", "-c", lower}).output;
+}
+
+// AddressSanitizer, whose shadow memory is larger than any machine's, has all locking of memory do nothing.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool memoryCanBeLocked = false;
+#else
+constexpr bool memoryCanBeLocked = true;
+#endif
+
+using FreezeLasts = SeveralProvidersTest;
+
+TEST_F(FreezeLasts, HostIsInMemoryAndNotToBeEndedWhileSomethingIsFrozen) {
+  {
+    const Writer writer("/mnt/ledger/written");
+    ASSERT_TRUE(writer.waitForProgress());
+    testbed_test::RunningProgram creation({"/bin/sh", "-c", "ulimit -Sn 256; exec /usr/bin/qmfi \"$@\"", "sh",
+                                           "--provider-dir", providers, "snapshot", "create", "--freeze-timeout", "60",
+                                           "/mnt/orders", "/mnt/ledger"});
+    EXPECT_TRUE(writer.waitUntilBlocked());
+    const std::string process = "/proc/" + std::to_string(creation.pid());
+    EXPECT_EQ(textOf(process + "/oom_score_adj"), lowestScore());
+    if (memoryCanBeLocked) {
+      EXPECT_THAT(textOf(process + "/status"), testing::Not(HasSubstr("VmLck:\t       0 kB")));
+    }
+    EXPECT_THAT(textOf(process + "/limits"), testing::Not(testing::ContainsRegex("Max open files +256 ")));
+    EXPECT_EQ(creation.wait(), 0);
+  }
+  remove(listedSnapshots().at(0));
+  fs::remove("/mnt/ledger/written");
+}
+
 using ThawIsSlow = SeveralProvidersTest;
 
-// Killed in the thaw of the second, while the first is frozen still.
-TEST_F(ThawIsSlow, KilledHostLeavesWhatRecoverThawsForBoth) {
+// Killed in the thaw of the second, while the first is frozen still, and the watchdog with it.
+TEST_F(ThawIsSlow, KilledQmfiLeavesWhatRecoverThawsForBoth) {
   {
     const Writer writer("/mnt/ledger/written");
     ASSERT_TRUE(writer.waitForProgress());
@@ -185,6 +226,7 @@ TEST_F(ThawIsSlow, KilledHostLeavesWhatRecoverThawsForBoth) {
         {"--provider-dir", providers, "snapshot", "create", "--freeze-timeout", "60", "/mnt/orders", "/mnt/ledger"});
     ASSERT_TRUE(waitForState("freezing"));
     EXPECT_TRUE(writer.waitUntilBlocked());
+    EXPECT_EQ(kill(creation.watchdog(), SIGKILL), 0);
     creation.send(SIGKILL);
     EXPECT_EQ(creation.wait(), 128 + SIGKILL);
 
@@ -195,6 +237,94 @@ TEST_F(ThawIsSlow, KilledHostLeavesWhatRecoverThawsForBoth) {
     EXPECT_TRUE(writer.waitForProgress());
   }
   fs::remove("/mnt/ledger/written");
+}
+
+// Whether a process ends within some seconds; nobody may have reaped it.
+bool ends(pid_t process) {
+  const auto end = demo::Clock::now() + std::chrono::seconds(60);
+  const std::string status = "/proc/" + std::to_string(process) + "/stat";
+  for (std::string text = textOf(status); !text.empty() && text.find(") Z ") == std::string::npos;) {
+    if (demo::Clock::now() > end) return false;
+    std::this_thread::yield();
+    text = textOf(status);
+  }
+  return true;
+}
+
+using HostIsKilled = SeveralProvidersTest;
+
+TEST_F(HostIsKilled, EverythingIsThawedAtOnceAndNoProcessIsLeft) {
+  {
+    const Writer writer("/mnt/ledger/written");
+    ASSERT_TRUE(writer.waitForProgress());
+    BackgroundQmfi creation(
+        {"--provider-dir", providers, "snapshot", "create", "--freeze-timeout", "3600", "/mnt/orders", "/mnt/ledger"});
+    EXPECT_TRUE(writer.waitUntilBlocked());
+    const pid_t watchdog = creation.watchdog();
+    ASSERT_GT(watchdog, 0);
+    creation.send(SIGKILL);
+    EXPECT_EQ(creation.wait(), 128 + SIGKILL);
+    EXPECT_TRUE(writer.waitForProgress());
+    EXPECT_TRUE(ends(watchdog));
+  }
+  fs::remove("/mnt/ledger/written");
+  for (const char* mountPoint : {"/mnt/orders", xfsMountPoint}) EXPECT_EQ(thawByTheKernel(mountPoint), EINVAL);
+  EXPECT_EQ(qmfiWithBoth({"recover"}).status, 0);
+}
+
+using HostIsStopped = SeveralProvidersTest;
+
+// In the freeze of the second, while the first is frozen already.
+TEST_F(HostIsStopped, EverythingIsThawedAtTheDeadlineAndTheSnapshotFails) {
+  {
+    const Writer writer("/mnt/ledger/written");
+    ASSERT_TRUE(writer.waitForProgress());
+    const std::string errors = "/tmp/errors";
+    testbed_test::RunningProgram creation({"/bin/sh", "-c", "exec /usr/bin/qmfi \"$@\" 2>" + errors, "sh",
+                                           "--provider-dir", providers, "snapshot", "create", "--freeze-timeout", "2",
+                                           "/mnt/orders", "/mnt/ledger"});
+    EXPECT_TRUE(writer.waitUntilBlocked());
+    creation.send(SIGSTOP);
+    EXPECT_TRUE(writer.waitForProgress());
+    creation.send(SIGCONT);
+    EXPECT_EQ(creation.wait(), 6);
+    EXPECT_THAT(textOf(errors), testing::MatchesRegex(
+                                    "qmfi: the snapshot is not consistent: freezing and splitting took [0-9]+ ms, and "
+                                    "the freeze time-out of 2 s may have ended the freeze before; --freeze-timeout "
+                                    "sets a longer one\n"));
+    fs::remove(errors);
+  }
+  fs::remove("/mnt/ledger/written");
+}
+
+// Waits until a program asks the driver for a thaw; false when it ends before.
+bool waitForThawRequest(const testbed_test::RunningProgram& program) {
+  constexpr const char* thawRequest = " 0x514d4602 ";
+  const std::string call = "/proc/" + std::to_string(program.pid()) + "/syscall";
+  while (textOf(call).find(thawRequest) == std::string::npos) {
+    if (program.hasEnded()) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+using SlowThaw = SeveralProvidersTest;
+
+// The kernel and the watchdog are quicker with the thaw than a host that is stopped after the split.
+TEST_F(SlowThaw, SnapshotOfAHostThatWasStoppedInItsThawIsGood) {
+  {
+    const Writer writer("/mnt/ledger/written");
+    ASSERT_TRUE(writer.waitForProgress());
+    BackgroundQmfi creation(
+        {"--provider-dir", providers, "snapshot", "create", "--freeze-timeout", "2", "/mnt/orders", "/mnt/ledger"});
+    EXPECT_TRUE(waitForThawRequest(creation));
+    creation.send(SIGSTOP);
+    EXPECT_TRUE(writer.waitForProgress());
+    creation.send(SIGCONT);
+    EXPECT_EQ(creation.wait(), 0);
+  }
+  fs::remove("/mnt/ledger/written");
+  remove(listedSnapshots().at(0));
 }
 
 }  // namespace

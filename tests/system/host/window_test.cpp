@@ -1,8 +1,8 @@
-// What qmfi calls while file systems are frozen: nothing but what freezes, splits and thaws.
+// What qmfi calls while file systems are frozen: nothing but what freezes, proves, splits and thaws.
 // Volumes: "a", "b" and "c" mounted on /mnt/a, /mnt/b and /mnt/c.
-#include "frozen_calls.h"
 #include "host_fixture.h"
-#include "tracer.h"
+#include "support/supervision/frozen_calls.h"
+#include "support/supervision/tracer.h"
 
 namespace host_test {
 namespace {
@@ -26,17 +26,20 @@ faults::FrozenCalls callsWhileFrozen(const std::vector<std::string>& mountPoints
   return frozen;
 }
 
-// rt_sigprocmask keeps signals from the thaws; the descriptors are closed as they are thawed.
-TEST_F(WindowTest, OfOneFileSystemHasNothingButFreezeSplitAndThaw) {
+// A second freeze proves the first. rt_sigprocmask keeps signals from the thaws; the descriptors are closed as they are
+// thawed.
+TEST_F(WindowTest, OfOneFileSystemHasNothingButFreezeProofSplitAndThaw) {
   const auto frozen = callsWhileFrozen({"/mnt/a"});
-  EXPECT_THAT(frozen.calls(), ElementsAre("ioctl QM_FREEZE_ALL", "ioctl FICLONE", "rt_sigprocmask", "ioctl QM_THAW"));
+  EXPECT_THAT(frozen.calls(), ElementsAre("ioctl QM_FREEZE_ALL", "ioctl QM_FREEZE", "ioctl FICLONERANGE",
+                                          "rt_sigprocmask", "ioctl QM_THAW"));
   EXPECT_EQ(frozen.pagesRead(), 0U);
 }
 
-TEST_F(WindowTest, OfThreeFileSystemsHasNothingButFreezeSplitsAndThaws) {
+TEST_F(WindowTest, OfThreeFileSystemsHasNothingButFreezeProofsSplitsAndThaws) {
   const auto frozen = callsWhileFrozen({"/mnt/a", "/mnt/b", "/mnt/c"});
   EXPECT_THAT(frozen.calls(),
-              ElementsAre("ioctl QM_FREEZE_ALL", "ioctl FICLONE", "ioctl FICLONE", "ioctl FICLONE", "rt_sigprocmask",
+              ElementsAre("ioctl QM_FREEZE_ALL", "ioctl QM_FREEZE", "ioctl QM_FREEZE", "ioctl QM_FREEZE",
+                          "ioctl FICLONERANGE", "ioctl FICLONERANGE", "ioctl FICLONERANGE", "rt_sigprocmask",
                           "ioctl QM_THAW", "close", "ioctl QM_THAW", "close", "ioctl QM_THAW"));
   EXPECT_EQ(frozen.pagesRead(), 0U);
 }

@@ -2,17 +2,17 @@
 // Volumes: "data" mounted on /mnt/data, "spare" not mounted.
 #include <fcntl.h>
 #include <unistd.h>
-#include <cerrno>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "provider_fixture.h"
 #include "snapshot_file.h"
+#include "support/text_file.h"
 
 namespace provider_test {
 namespace {
 
-using testbed_test::textOf;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 

@@ -10,6 +10,7 @@
 
 #include "holder.h"
 #include "provider_fixture.h"
+#include "support/text_file.h"
 
 namespace provider_test {
 namespace {
@@ -93,7 +94,7 @@ TEST_F(Busy, DisableGivesUpAfterFiveMoreAttempts) {
   EXPECT_THAT(pauses().seconds, ElementsAre(2, 4, 8, 16, 32));
   EXPECT_EQ(node->fid_attr & disabled, 0u);
   EXPECT_EQ(optionsOf(spareMount), "rw");
-  EXPECT_EQ(testbed_test::textOf(file), "held");
+  EXPECT_EQ(textOf(file), "held");
   // Nothing is broken: once the file is let go, it works at once.
   holder->release();
   EXPECT_EQ(disableAccess(*node), 0);

@@ -1,5 +1,6 @@
 // A process that keeps a file system busy.
-#pragma once
+#ifndef HOLDER_H
+#define HOLDER_H
 
 #include <sys/types.h>
 
@@ -35,3 +36,5 @@ class WithoutForcedUnmount {
 };
 
 }  // namespace provider_test
+
+#endif

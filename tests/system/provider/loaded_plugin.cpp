@@ -1,12 +1,10 @@
 // Loading and starting the plug-in, and its nodes.
 #include "loaded_plugin.h"
 
-#include <dlfcn.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
+#include <cstdlib>
 #include <stdexcept>
+
+#include "support/trace_records.h"
 
 namespace provider_test {
 
@@ -15,37 +13,15 @@ namespace {
 constexpr const char* pluginFile = "/usr/lib/qmfi/providers/libqmfsfi.so";
 
 // It stays loaded: the ICU library that comes with it cannot be loaded again in the same process.
-void* library() {
-  static void* const loaded = dlopen(pluginFile, RTLD_NOW | RTLD_LOCAL);
-  if (loaded == nullptr) throw std::runtime_error(dlerror());
-  return loaded;
-}
-
-template <typename Function>
-void find(const std::string& name, Function*& function) {
-  function = reinterpret_cast<Function*>(dlsym(library(), name.c_str()));
-  if (function == nullptr) throw std::runtime_error(name + " is not exported");
-}
-
-PluginFunctions functions() {
-  PluginFunctions found;
-#define FIND(name, result, parameters) find("qmfsfi_fi_pgn_" #name, found.name);
-  FOREIGN_ENTRY_POINTS(FIND)
-#undef FIND
-#define FIND(name, result, parameters) find(#name, found.name);
-  FOREIGN_HELPERS(FIND)
-  FOREIGN_FRAMEWORK_FUNCTIONS(FIND)
-#undef FIND
-  return found;
+const ForeignFunctions& functions() {
+  static const ForeignPlugin loaded(pluginFile);
+  return loaded.call;
 }
 
 }  // namespace
 
 LoadedPlugin::LoadedPlugin() : m_functions(functions()) {
-  std::string directory = std::filesystem::temp_directory_path() / "plugin-system.XXXXXX";
-  if (mkdtemp(directory.data()) == nullptr) throw std::runtime_error("no directory for the trace log");
-  m_directory = directory;
-  setenv("QMFI_LOG_DIR", m_directory.c_str(), 1);
+  setenv("QMFI_LOG_DIR", m_directory.path().c_str(), 1);
   setenv("QMFI_TRACE_LEVEL", "3", 1);
   kfi_version version{{1, 0, 0, 0}};
   if (m_functions.init(nullptr, &version, nullptr) != 0) throw std::runtime_error("the plug-in does not start");
@@ -54,8 +30,6 @@ LoadedPlugin::LoadedPlugin() : m_functions(functions()) {
 LoadedPlugin::~LoadedPlugin() {
   for (kfi_domain& node : m_nodes) m_functions.deinit_node(&node);
   m_functions.fini();
-  std::error_code ignored;
-  std::filesystem::remove_all(m_directory, ignored);
 }
 
 qmfi_objid* LoadedPlugin::object(const std::string& name) const {
@@ -100,12 +74,10 @@ int LoadedPlugin::storeState(kfi_domain& node, std::string state) const {
 }
 
 std::vector<std::string> LoadedPlugin::commands() {
-  const std::string lead = " L3 Command : ";
-  std::ifstream log(std::filesystem::path(m_directory) / "qmfsfi.log");
+  const std::string lead = "Command : ";
   std::vector<std::string> all;
-  for (std::string line; std::getline(log, line);) {
-    const auto start = line.find(lead);
-    if (start != std::string::npos) all.push_back(line.substr(start + lead.size()));
+  for (const TraceRecord& record : traceRecords(m_directory.file("qmfsfi.log"))) {
+    if (record.level == 3 && record.text.starts_with(lead)) all.push_back(record.text.substr(lead.size()));
   }
   const auto seen = static_cast<std::ptrdiff_t>(m_commandsSeen);
   m_commandsSeen = all.size();

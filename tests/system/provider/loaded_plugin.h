@@ -1,23 +1,16 @@
 // The built plug-in as a framework uses it: loaded, started, and called through its exports only.
-#pragma once
+#ifndef LOADED_PLUGIN_H
+#define LOADED_PLUGIN_H
 
 #include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
 
-#include "foreign_framework.h"
+#include "support/foreign_plugin.h"
+#include "support/temporary_directory.h"
 
 namespace provider_test {
-
-// The exports of the plug-in, and the framework's functions, by their names without the provider's prefix.
-struct PluginFunctions {
-#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
-  FOREIGN_ENTRY_POINTS(MEMBER)
-  FOREIGN_HELPERS(MEMBER)
-  FOREIGN_FRAMEWORK_FUNCTIONS(MEMBER)
-#undef MEMBER
-};
 
 // A text for a parameter that is not const but only read.
 inline char* readOnly(const char* text) {
@@ -33,7 +26,7 @@ class LoadedPlugin {
   LoadedPlugin& operator=(const LoadedPlugin&) = delete;
   ~LoadedPlugin();
 
-  const PluginFunctions& call() const { return m_functions; }
+  const ForeignFunctions& call() const { return m_functions; }
 
   qmfi_objid* object(const std::string& name) const;
   // A node of that name, zeroed otherwise.
@@ -49,11 +42,13 @@ class LoadedPlugin {
   std::vector<std::string> commands();
 
  private:
-  std::string m_directory;
-  PluginFunctions m_functions;
+  const TemporaryDirectory m_directory;
+  const ForeignFunctions& m_functions;
   std::deque<kfi_domain> m_nodes;
   kfi_domain* m_configuration = nullptr;
   std::size_t m_commandsSeen = 0;
 };
 
 }  // namespace provider_test
+
+#endif

@@ -11,7 +11,8 @@
 #include "loaded_plugin.h"
 #include "machine_state.h"
 #include "snapshot_file.h"
-#include "support.h"
+#include "support/mount_lines.h"
+#include "support/text_file.h"
 
 namespace provider_test {
 namespace {
@@ -54,7 +55,7 @@ bool exportSnapshot(Steps& steps) {
 
 // Makes the node from the exported state and imports it, twice. The second import finds the first one's mount.
 bool import(Steps& steps, LoadedPlugin& plugin, kfi_domain& node) {
-  if (!steps.check("state", plugin.storeState(node, testbed_test::textOf(stateFile)) == 0)) return false;
+  if (!steps.check("state", plugin.storeState(node, textOf(stateFile)) == 0)) return false;
   kfi_subobj_entry entries[] = {{readOnly(mountPoint.c_str()), readOnly(alternatePath.c_str())}, {}};
   node.fid_subobjs = entries;
   qmfi_objid* snapshots[] = {plugin.object(snapshotDevice)};
@@ -79,11 +80,11 @@ bool importSnapshot(Steps& steps) {
     LoadedPlugin plugin;
     kfi_domain& node = plugin.node(mountPoint);
     if (!import(steps, plugin, node)) return false;
-    if (!steps.check("data", testbed_test::textOf(alternatePath + "/file") == "before")) return false;
+    if (!steps.check("data", textOf(alternatePath + "/file") == "before")) return false;
     const std::string remembered = "<ALTOBJ>" + alternatePath + "</ALTOBJ>\n";
     if (!steps.check("alternate name", plugin.fetchState(node).ends_with(remembered))) return false;
     kfi_domain& alternate = plugin.node(alternatePath);
-    const PluginFunctions& call = plugin.call();
+    const ForeignFunctions& call = plugin.call();
     if (!steps.check("alternate node", call.init_altnode(&node, nullptr, &alternate) == 0)) return false;
     if (!steps.check("deport", call.deport_tree(&node, &alternate, nullptr) == 0)) return false;
   }

@@ -1,19 +1,16 @@
 // A snapshot that one machine makes and another one imports: two testbeds on one storage, seen from outside.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <spawn.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <utility>
 #include <vector>
 
 #include "build_tree.h"
-#include "support.h"
+#include "support/program_run.h"
+#include "system/pipe.h"
 
 namespace provider_test {
 namespace {
@@ -54,51 +51,32 @@ class Storage {
 // A machine that runs beside the test and goes on until its input ends.
 class Machine {
  public:
-  explicit Machine(std::vector<std::string> words) {
-    int input[2];
-    int output[2];
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (auto& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    if (posix_spawn(&m_process, pointers[0], &actions, nullptr, pointers.data(), environ) != 0) m_process = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    close(input[0]);
-    close(output[1]);
-    m_input = input[1];
-    m_output = output[0];
+  explicit Machine(const std::vector<std::string>& words)
+      : m_program(words, {.input = m_input.readEnd.get(), .output = m_output.writeEnd.get()}) {
+    m_input.readEnd.reset();
+    m_output.writeEnd.reset();
   }
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
-  ~Machine() {
-    end();
-    close(m_output);
-  }
+  ~Machine() { end(); }
 
   // The first line that it prints; empty when it ends before.
   std::string line() const {
     std::string text;
-    for (char next; read(m_output, &next, 1) == 1 && next != '\n';) text += next;
+    for (char next; read(m_output.readEnd.get(), &next, 1) == 1 && next != '\n';) text += next;
     return text;
   }
 
   // Ends its input and waits for it; its status as a shell reports it.
   int end() {
-    if (m_input >= 0) close(std::exchange(m_input, -1));
-    int status = -1;
-    if (m_process < 0 || waitpid(std::exchange(m_process, -1), &status, 0) < 0) return -1;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    m_input.writeEnd.reset();
+    return m_program.wait();
   }
 
  private:
-  pid_t m_process = -1;
-  int m_input = -1;
-  int m_output = -1;
+  qmfi_system::Pipe m_input = qmfi_system::makePipe();
+  qmfi_system::Pipe m_output = qmfi_system::makePipe();
+  testbed_test::RunningProgram m_program;
 };
 
 TEST(OffHost, ASnapshotOfOneMachineIsImportedReadAndDeportedByAnother) {

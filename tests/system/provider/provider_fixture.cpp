@@ -7,6 +7,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/mount_lines.h"
+#include "support/program_run.h"
+
 namespace provider_test {
 
 void ProviderTest::TearDown() {

@@ -1,6 +1,7 @@
 // What the tests of the provider on real file systems share: the plug-in started, operations on the spare volume, and
 // that nothing is left of them.
-#pragma once
+#ifndef PROVIDER_FIXTURE_H
+#define PROVIDER_FIXTURE_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 
 #include "loaded_plugin.h"
 #include "machine_state.h"
-#include "support.h"
 
 namespace provider_test {
 
@@ -53,3 +53,5 @@ std::optional<std::string> optionsOf(const std::string& mountPoint);
 void writeFile(const std::string& path, const std::string& text);
 
 }  // namespace provider_test
+
+#endif

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "provider_fixture.h"
+#include "support/freeze_requests.h"
 
 namespace provider_test {
 namespace {

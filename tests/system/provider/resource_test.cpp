@@ -3,11 +3,12 @@
 #include <filesystem>
 
 #include "provider_fixture.h"
+#include "support/program_run.h"
+#include "support/text_file.h"
 
 namespace provider_test {
 namespace {
 
-using testbed_test::textOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,5 +1,6 @@
 // A volume's file cloned while its file system is frozen through the plug-in.
-#pragma once
+#ifndef SNAPSHOT_FILE_H
+#define SNAPSHOT_FILE_H
 
 #include <string>
 
@@ -12,3 +13,5 @@ namespace provider_test {
 int cloneFrozen(LoadedPlugin& plugin, kfi_domain& node, const std::string& volume, const std::string& snapshot);
 
 }  // namespace provider_test
+
+#endif

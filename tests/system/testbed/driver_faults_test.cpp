@@ -12,7 +12,9 @@
 #include <chrono>
 #include <csignal>
 
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/text_file.h"
+#include "support/writer.h"
 
 namespace testbed_test {
 namespace {
@@ -32,9 +34,9 @@ pid_t forkAs(pid_t number) {
   for (;;) pause();
 }
 
-// Whether the process has issued a request; waits ten seconds for it.
+// Whether the process has issued a request; waits a minute for it.
 bool hasAsked(pid_t process) {
-  const auto deadline = Clock::now() + std::chrono::seconds(10);
+  const auto deadline = Clock::now() + std::chrono::seconds(60);
   const auto request = std::to_string(SYS_ioctl) + " ";
   bool asked = false;
   while (!asked && Clock::now() < deadline) {

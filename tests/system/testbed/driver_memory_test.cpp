@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <iterator>
 
-#include "support.h"
+#include "support/freeze_requests.h"
 
 namespace testbed_test {
 namespace {

@@ -14,7 +14,10 @@
 #include <csignal>
 #include <thread>
 
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/mount_lines.h"
+#include "support/program_run.h"
+#include "support/writer.h"
 
 namespace testbed_test {
 namespace {
@@ -156,22 +159,22 @@ TEST_F(DriverTest, TheDeathOfTheOneWhoFrozeThawsNothing) {
 }
 
 TEST_F(DriverTest, AFrozenFileSystemIsNotUnmountedAndAThawedOneIs) {
-  const std::string place = "/mnt/place";
-  ASSERT_EQ(mkdir(place.c_str(), 0755), 0);
+  const std::string mountPoint = "/mnt/place";
+  ASSERT_EQ(mkdir(mountPoint.c_str(), 0755), 0);
   ASSERT_EQ(run({"/sbin/mkfs", "-t", "qmfs", "/dev/qm/rdsk/dg1/spare"}).status, 0);
-  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "/dev/qm/dsk/dg1/spare", place}).status, 0);
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "/dev/qm/dsk/dg1/spare", mountPoint}).status, 0);
   {
-    const OpenDirectory directory(place);
+    const OpenDirectory directory(mountPoint);
     ASSERT_EQ(freeze(directory.get(), longTime), 0);
   }
-  EXPECT_EQ(run({"/bin/umount", place}).status, 32);
+  EXPECT_EQ(run({"/bin/umount", mountPoint}).status, 32);
   {
-    const OpenDirectory directory(place);
+    const OpenDirectory directory(mountPoint);
     ASSERT_EQ(thaw(directory.get()), 0);
   }
-  EXPECT_EQ(run({"/bin/umount", place}).status, 0) << "the driver keeps nothing open";
-  EXPECT_THAT(mountLines(place), IsEmpty());
-  rmdir(place.c_str());
+  EXPECT_EQ(run({"/bin/umount", mountPoint}).status, 0) << "the driver keeps nothing open";
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
+  rmdir(mountPoint.c_str());
 }
 
 void ignoreSignal(int) {}

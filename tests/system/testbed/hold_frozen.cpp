@@ -9,7 +9,8 @@
 #include <memory>
 #include <vector>
 
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/writer.h"
 
 int main(int count, char** words) {
   using testbed_test::OpenDirectory;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,7 +16,8 @@
 #include <thread>
 
 #include "build_tree.h"
-#include "support.h"
+#include "support/program_run.h"
+#include "support/text_file.h"
 
 namespace testbed_test {
 namespace {
@@ -122,37 +122,16 @@ pid_t childOf(pid_t parent) {
   return 0;
 }
 
+std::vector<std::string> launcherWords(std::vector<std::string> words) {
+  words.insert(words.begin(), launcher);
+  return words;
+}
+
 // A launcher that runs beside the test.
-class RunningLauncher {
+class RunningLauncher : public RunningProgram {
  public:
-  explicit RunningLauncher(std::vector<std::string> words) {
-    words.insert(words.begin(), launcher);
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (auto& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    if (posix_spawn(&m_process, pointers[0], nullptr, nullptr, pointers.data(), environ) != 0) m_process = 0;
-  }
-  RunningLauncher(const RunningLauncher&) = delete;
-  RunningLauncher& operator=(const RunningLauncher&) = delete;
-  ~RunningLauncher() {
-    if (m_process == 0) return;
-    kill(m_process, SIGTERM);
-    status();
-  }
-
-  pid_t process() const { return m_process; }
-
-  // Waits for its end.
-  int status() {
-    int status = 0;
-    EXPECT_EQ(waitpid(m_process, &status, 0), m_process);
-    m_process = 0;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-  }
-
- private:
-  pid_t m_process = 0;
+  explicit RunningLauncher(const std::vector<std::string>& words) : RunningProgram(launcherWords(words)) {}
+  ~RunningLauncher() { send(SIGTERM); }
 };
 
 class Launcher : public testing::Test {
@@ -169,10 +148,7 @@ class Launcher : public testing::Test {
     fs::remove_all(scratch);
   }
 
-  static Outcome launch(std::vector<std::string> words) {
-    words.insert(words.begin(), launcher);
-    return run(words);
-  }
+  static Outcome launch(const std::vector<std::string>& words) { return run(launcherWords(words)); }
 
   // Another testbed of the machine that looks at a loop device keeps it attached until it has looked.
   Traces settledTraces() const {
@@ -224,8 +200,10 @@ TEST_F(Launcher, ExplainsWrongArguments) {
            {{"--unknown", "--", "true"}, "The following argument was not expected: --unknown"},
            {{"true"}, "The following argument was not expected: true"},
            {{"--volume"}, "--volume: "},
-           {{"--volume", "a/b", "--", "true"}, "volume \"a/b\" is not of the form NAME[:SIZE[:MOUNTPOINT]]"},
-           {{"--volume", "", "--", "true"}, "volume \"\" is not of the form NAME[:SIZE[:MOUNTPOINT]]"},
+           {{"--volume", "a/b", "--", "true"}, "volume \"a/b\" is not of the form NAME[:SIZE[:MOUNTPOINT[:TYPE]]]"},
+           {{"--volume", "", "--", "true"}, "volume \"\" is not of the form NAME[:SIZE[:MOUNTPOINT[:TYPE]]]"},
+           {{"--volume", "a:512M:/mnt:btrfs", "--", "true"},
+            "the type of volume \"a:512M:/mnt:btrfs\" is none of qmfs, xfs and ext4"},
            {{"--volume", "a:big", "--", "true"},
             "size of a volume (with K, M, G or T) \"big\" is not a number from 1 to 17592186044416"},
            {{"--volume", "a:17T", "--", "true"},
@@ -359,13 +337,13 @@ TEST_P(LauncherHit, TakesEverythingDown) {
   const std::string marker = scratch + "/ready";
   RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
                            QMFI_BINARY_DIR "/bin/testbed_hold_frozen", marker, "/mnt/a", "/mnt/b"});
-  const Watched itsEnd(running.process());
+  const Watched itsEnd(running.pid());
   while (!fs::exists(marker) && !itsEnd.hasEnded()) std::this_thread::yield();
   ASSERT_TRUE(fs::exists(marker));
   fs::remove(marker);
-  const Watched supervisor(childOf(running.process()));
-  EXPECT_EQ(kill(GetParam().victim(running.process()), GetParam().signal), 0);
-  EXPECT_EQ(running.status(), GetParam().status);
+  const Watched supervisor(childOf(running.pid()));
+  EXPECT_EQ(kill(GetParam().victim(running.pid()), GetParam().signal), 0);
+  EXPECT_EQ(running.wait(), GetParam().status);
   EXPECT_TRUE(supervisor.waitForEnd());
 }
 
@@ -392,10 +370,10 @@ TEST_F(Launcher, TakesEverythingDownWhenKilledAtAnyMoment) {
     RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
                              QMFI_BINARY_DIR "/bin/testbed_hold_frozen", "/tmp/ready", "/mnt/a", "/mnt/b"});
     std::this_thread::sleep_for(std::chrono::milliseconds(delay));  // the moment is what varies, nothing is waited for
-    const pid_t inner = childOf(running.process());
-    const Watched supervisor(inner == 0 ? running.process() : inner);
-    kill(running.process(), SIGKILL);
-    EXPECT_EQ(running.status(), 137);
+    const pid_t inner = childOf(running.pid());
+    const Watched supervisor(inner == 0 ? running.pid() : inner);
+    kill(running.pid(), SIGKILL);
+    EXPECT_EQ(running.wait(), 137);
     EXPECT_TRUE(supervisor.waitForEnd()) << delay;
   }
 }

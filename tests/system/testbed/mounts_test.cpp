@@ -9,7 +9,10 @@
 #include <fstream>
 #include <thread>
 
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/mount_lines.h"
+#include "support/program_run.h"
+#include "support/text_file.h"
 
 namespace testbed_test {
 namespace {
@@ -21,23 +24,23 @@ using testing::SizeIs;
 
 const std::string dataDevice = "/dev/qm/dsk/dg1/data";
 const std::string spareDevice = "/dev/qm/dsk/dg1/spare";
-const std::string place = "/mnt/place";
+const std::string mountPoint = "/mnt/place";
 
-// Each test begins and ends with "data" mounted, "spare" blank and an unused directory `place`.
+// Each test begins and ends with "data" mounted, "spare" blank and an unused directory `mountPoint`.
 class Mounts : public testing::Test {
  protected:
-  void SetUp() override { mkdir(place.c_str(), 0755); }
+  void SetUp() override { mkdir(mountPoint.c_str(), 0755); }
 
   void TearDown() override {
-    run({"/bin/umount", place});
-    rmdir(place.c_str());
+    run({"/bin/umount", mountPoint});
+    rmdir(mountPoint.c_str());
     if (mountLines("/mnt/data").empty()) run({"/bin/mount", "-t", "qmfs", dataDevice, "/mnt/data"});
     run({"/bin/dd", "if=/dev/zero", "of=" + spareDevice, "bs=1M", "count=1"});
   }
 
   static int mountSpare(const std::string& options) {
     EXPECT_EQ(run({"/sbin/mkfs", "-t", "qmfs", "/dev/qm/rdsk/dg1/spare"}).status, 0);
-    return run({"/bin/mount", "-t", "qmfs", "-o", options, spareDevice, place}).status;
+    return run({"/bin/mount", "-t", "qmfs", "-o", options, spareDevice, mountPoint}).status;
   }
 };
 
@@ -72,42 +75,44 @@ TEST_F(Mounts, ABusyUmountSaysSoAndKeepsTheLine) {
 
 TEST_F(Mounts, OptionsThatOnlyQmfsKnowsStayVisible) {
   ASSERT_EQ(mountSpare("log,noatime,mincache=closesync"), 0);
-  EXPECT_THAT(mountLines(place),
-              ElementsAre(spareDevice + " " + place + " qmfs rw,noatime,log,mincache=closesync 0 0"));
+  EXPECT_THAT(mountLines(mountPoint),
+              ElementsAre(spareDevice + " " + mountPoint + " qmfs rw,noatime,log,mincache=closesync 0 0"));
 }
 
 TEST_F(Mounts, AnOptionThatNobodyKnowsIsRefused) {
   EXPECT_EQ(mountSpare("surely_unknown"), 32);
-  EXPECT_THAT(mountLines(place), IsEmpty());
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
 }
 
 TEST_F(Mounts, AReadOnlyMountRefusesWrites) {
   ASSERT_EQ(mountSpare("ro,delaylog"), 0);
-  EXPECT_THAT(mountLines(place), ElementsAre(spareDevice + " " + place + " qmfs ro,delaylog 0 0"));
+  EXPECT_THAT(mountLines(mountPoint), ElementsAre(spareDevice + " " + mountPoint + " qmfs ro,delaylog 0 0"));
   struct statvfs status {};
-  ASSERT_EQ(statvfs(place.c_str(), &status), 0);
+  ASSERT_EQ(statvfs(mountPoint.c_str(), &status), 0);
   EXPECT_TRUE((status.f_flag & ST_RDONLY) != 0);
 }
 
 TEST_F(Mounts, ARemountReplacesTheOptions) {
   ASSERT_EQ(mountSpare("noatime"), 0);
-  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "remount,log,mincache=closesync", spareDevice, place}).status, 0);
-  EXPECT_THAT(mountLines(place), ElementsAre(spareDevice + " " + place + " qmfs rw,log,mincache=closesync 0 0"));
-  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "remount,delaylog", spareDevice, place}).status, 0);
-  EXPECT_THAT(mountLines(place), ElementsAre(spareDevice + " " + place + " qmfs rw,delaylog 0 0"));
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "remount,log,mincache=closesync", spareDevice, mountPoint}).status,
+            0);
+  EXPECT_THAT(mountLines(mountPoint),
+              ElementsAre(spareDevice + " " + mountPoint + " qmfs rw,log,mincache=closesync 0 0"));
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "remount,delaylog", spareDevice, mountPoint}).status, 0);
+  EXPECT_THAT(mountLines(mountPoint), ElementsAre(spareDevice + " " + mountPoint + " qmfs rw,delaylog 0 0"));
 }
 
 TEST_F(Mounts, ADoubledOptionFlagCountsAsOne) {
   ASSERT_EQ(run({"/sbin/mkfs", "-t", "qmfs", "/dev/qm/rdsk/dg1/spare"}).status, 0);
-  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "-o", "mincache=closesync", spareDevice, place}).status, 0);
-  EXPECT_THAT(mountLines(place), ElementsAre(spareDevice + " " + place + " qmfs rw,mincache=closesync 0 0"));
+  ASSERT_EQ(run({"/bin/mount", "-t", "qmfs", "-o", "-o", "mincache=closesync", spareDevice, mountPoint}).status, 0);
+  EXPECT_THAT(mountLines(mountPoint), ElementsAre(spareDevice + " " + mountPoint + " qmfs rw,mincache=closesync 0 0"));
 }
 
 TEST_F(Mounts, ABlankVolumeIsNotMounted) {
-  const Outcome outcome = run({"/bin/mount", "-t", "qmfs", spareDevice, place});
+  const Outcome outcome = run({"/bin/mount", "-t", "qmfs", spareDevice, mountPoint});
   EXPECT_EQ(outcome.status, 32);
   EXPECT_EQ(outcome.output, "mount.qmfs: /dev/qm/dsk/dg1/spare holds no qmfs file system\n");
-  EXPECT_THAT(mountLines(place), IsEmpty());
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
 }
 
 TEST_F(Mounts, ABlankInAMountPointIsWrittenInOctal) {

@@ -8,7 +8,10 @@
 
 #include <fstream>
 
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/mount_lines.h"
+#include "support/program_run.h"
+#include "support/text_file.h"
 
 namespace testbed_test {
 namespace {
@@ -18,24 +21,24 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 const std::string spareDevice = "/dev/qm/dsk/dg1/spare";
-const std::string place = "/mnt/place";
+const std::string mountPoint = "/mnt/place";
 const std::string fstyp = "/opt/KRIBqmfs/sbin/fstyp";
 const std::string qmumount = "/opt/KRIB/bin/qmumount";
 
 class Programs : public testing::Test {
  protected:
   void SetUp() override {
-    mkdir(place.c_str(), 0755);
+    mkdir(mountPoint.c_str(), 0755);
     run({"/bin/dd", "if=/dev/zero", "of=" + spareDevice, "bs=1M", "count=1"});
   }
 
   void TearDown() override {
-    run({"/bin/umount", place});
-    rmdir(place.c_str());
+    run({"/bin/umount", mountPoint});
+    rmdir(mountPoint.c_str());
   }
 
   static int formatSpare() { return run({"/sbin/mkfs", "-t", "qmfs", "/dev/qm/rdsk/dg1/spare"}).status; }
-  static Outcome mountSpare() { return run({"/bin/mount", "-t", "qmfs", spareDevice, place}); }
+  static Outcome mountSpare() { return run({"/bin/mount", "-t", "qmfs", spareDevice, mountPoint}); }
   static int checkSpare() { return run({"/sbin/fsck", "-y", "-t", "qmfs", spareDevice}).status; }
 };
 
@@ -83,14 +86,14 @@ TEST_F(Programs, ADirtyFileSystemMountsOnlyAfterFsck) {
 TEST_F(Programs, FsckReplaysALogFirst) {
   ASSERT_EQ(formatSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
-  std::ofstream(place + "/file") << "text";
+  std::ofstream(mountPoint + "/file") << "text";
   // What a machine that has lost its power leaves behind: a log with work in it.
-  ASSERT_EQ(run({"/usr/sbin/xfs_io", "-x", "-c", "shutdown -f", place}).status, 0);
-  ASSERT_EQ(run({"/bin/umount", place}).status, 0);
+  ASSERT_EQ(run({"/usr/sbin/xfs_io", "-x", "-c", "shutdown -f", mountPoint}).status, 0);
+  ASSERT_EQ(run({"/bin/umount", mountPoint}).status, 0);
   ASSERT_EQ(run({"/sbin/xfs_repair", spareDevice}).status, 2) << "the log was to be dirty";
   EXPECT_EQ(checkSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
-  EXPECT_EQ(access((place + "/file").c_str(), F_OK), 0);
+  EXPECT_EQ(access((mountPoint + "/file").c_str(), F_OK), 0);
 }
 
 TEST_F(Programs, FsckLeavesOtherTypesToThemselves) {
@@ -105,53 +108,53 @@ TEST_F(Programs, FsckRefusesAMountedFileSystem) {
 TEST_F(Programs, QmumountUnmounts) {
   ASSERT_EQ(formatSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
-  EXPECT_EQ(run({qmumount, place}).status, 0);
-  EXPECT_THAT(mountLines(place), IsEmpty());
+  EXPECT_EQ(run({qmumount, mountPoint}).status, 0);
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
 }
 
 TEST_F(Programs, QmumountWithoutForceIsRefusedWhileBusy) {
   ASSERT_EQ(formatSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
-  const OpenDirectory user(place);
-  const Outcome outcome = run({qmumount, place});
+  const OpenDirectory user(mountPoint);
+  const Outcome outcome = run({qmumount, mountPoint});
   EXPECT_EQ(outcome.status, 32);
   EXPECT_THAT(outcome.output, HasSubstr("busy"));
-  EXPECT_THAT(mountLines(place), SizeIs(1));
+  EXPECT_THAT(mountLines(mountPoint), SizeIs(1));
 }
 
 TEST_F(Programs, AForcedQmumountTakesTheFileSystemFromItsUsers) {
   ASSERT_EQ(formatSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
-  const int file = open((place + "/file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int file = open((mountPoint + "/file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(write(file, "x", 1), 1);
-  const Outcome outcome = run({qmumount, "-o", "force", place});
+  const Outcome outcome = run({qmumount, "-o", "force", mountPoint});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(mountLines(place), IsEmpty());
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
   EXPECT_EQ(write(file, "x", 1), -1);
   EXPECT_EQ(errno, EIO);
   close(file);
   ASSERT_EQ(mountSpare().status, 0);
-  EXPECT_EQ(textOf(place + "/file"), "x") << "what was written before is not lost";
+  EXPECT_EQ(textOf(mountPoint + "/file"), "x") << "what was written before is not lost";
 }
 
 TEST_F(Programs, AForcedQmumountOfNothingFails) {
-  EXPECT_EQ(run({qmumount, "-o", "force", place}).status, 32);
+  EXPECT_EQ(run({qmumount, "-o", "force", mountPoint}).status, 32);
 }
 
 TEST_F(Programs, AForcedQmumountRemovesALineThatNoMountBelongsTo) {
   ASSERT_EQ(formatSpare(), 0);
   ASSERT_EQ(mountSpare().status, 0);
   // Without its helper umount leaves the line where it is.
-  ASSERT_EQ(run({"/bin/umount", "-i", place}).status, 0);
-  ASSERT_THAT(mountLines(place), SizeIs(1));
-  EXPECT_EQ(run({qmumount, "-o", "force", place}).status, 0);
-  EXPECT_THAT(mountLines(place), IsEmpty());
+  ASSERT_EQ(run({"/bin/umount", "-i", mountPoint}).status, 0);
+  ASSERT_THAT(mountLines(mountPoint), SizeIs(1));
+  EXPECT_EQ(run({qmumount, "-o", "force", mountPoint}).status, 0);
+  EXPECT_THAT(mountLines(mountPoint), IsEmpty());
 }
 
 TEST_F(Programs, QmumountExplainsItselfOtherwise) {
   for (const auto& words : std::vector<std::vector<std::string>>{
-           {qmumount}, {qmumount, "-h"}, {qmumount, "-o", "gently", place}, {qmumount, "-o", "force"}}) {
+           {qmumount}, {qmumount, "-h"}, {qmumount, "-o", "gently", mountPoint}, {qmumount, "-o", "force"}}) {
     const Outcome outcome = run(words);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "usage: qmumount [-o force] MOUNTPOINT\n");

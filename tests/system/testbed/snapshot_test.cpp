@@ -12,7 +12,12 @@
 #include <fstream>
 
 #include "common/loop_device.h"
-#include "support.h"
+#include "support/freeze_requests.h"
+#include "support/mount_lines.h"
+#include "support/program_run.h"
+#include "support/text_file.h"
+#include "support/writer.h"
+#include "system/descriptor.h"
 
 namespace testbed_test {
 namespace {
@@ -21,19 +26,9 @@ namespace fs = std::filesystem;
 
 constexpr int longTime = 100;
 
-// A descriptor of a file, closed at the end.
-class OpenFile {
- public:
-  OpenFile(const std::string& path, int flags) : m_descriptor(open(path.c_str(), flags | O_CLOEXEC, 0600)) {}
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile() { close(m_descriptor); }
-
-  int get() const { return m_descriptor; }
-
- private:
-  int m_descriptor;
-};
+qmfi_system::Descriptor openFile(const char* path, int flags) {
+  return qmfi_system::Descriptor(open(path, flags | O_CLOEXEC, 0600));
+}
 
 // A loop device over `file` with a node at `node`; detached with its last user.
 class Attached {
@@ -48,8 +43,8 @@ class Attached {
 
 TEST(Snapshot, ACloneOfAFrozenVolumeMountsReadOnlyWithWhatWasThere) {
   const OpenDirectory directory("/mnt/a");
-  const OpenFile volume("/qmfs-pool/dg1/a", O_RDONLY);
-  const OpenFile snapshot("/qmfs-pool/dg1/a-snapshot", O_RDWR | O_CREAT | O_EXCL);
+  const auto volume = openFile("/qmfs-pool/dg1/a", O_RDONLY);
+  const auto snapshot = openFile("/qmfs-pool/dg1/a-snapshot", O_RDWR | O_CREAT | O_EXCL);
   std::ofstream("/mnt/a/before") << "before";
   {
     const ThawAtEnd safety({directory.get()});
@@ -73,7 +68,7 @@ TEST(Snapshot, ACloneOfAFrozenVolumeMountsReadOnlyWithWhatWasThere) {
 
 // The inner file system must be frozen first, since it writes to the outer one while it freezes.
 TEST(Snapshot, AFileSystemInAnImageOnAnotherIsFrozenWithItWhateverTheOrder) {
-  const OpenFile image("/mnt/b/image", O_RDWR | O_CREAT | O_EXCL);
+  const auto image = openFile("/mnt/b/image", O_RDWR | O_CREAT | O_EXCL);
   ASSERT_EQ(ftruncate(image.get(), 320L << 20), 0);
   const std::string node = "/dev/qm/dsk/dg1/inner";
   const Attached attached(image.get(), node);

@@ -1,5 +1,6 @@
 // A second provider, built with the kit alone: xfs file systems, frozen by the kernel's own requests.
-#pragma once
+#ifndef PLAIN_XFS_PLUGIN_H
+#define PLAIN_XFS_PLUGIN_H
 
 #include <string>
 #include <vector>
@@ -32,3 +33,5 @@ class CPlainXfsPlugin : public qmfi_pdk_4_4::CFiPluginBase {
 
   std::vector<int> m_descriptors;  // of the quiesced mount points
 };
+
+#endif
