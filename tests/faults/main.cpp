@@ -13,10 +13,10 @@ struct NamedCampaign {
 
 constexpr NamedCampaign campaigns[] = {
     {"children", faults::runChildrenCampaign}, {"driver", faults::runDriverCampaign},
-    {"load", faults::runLoadCampaign},         {"memory", faults::runMemoryCampaign},
-    {"model", faults::runModelCampaign},       {"mutexes", faults::runMutexesCampaign},
-    {"names", faults::runNamesCampaign},       {"soak", faults::runSoakCampaign},
-    {"threads", faults::runThreadsCampaign},
+    {"host", faults::runHostCampaign},         {"load", faults::runLoadCampaign},
+    {"memory", faults::runMemoryCampaign},     {"model", faults::runModelCampaign},
+    {"mutexes", faults::runMutexesCampaign},   {"names", faults::runNamesCampaign},
+    {"soak", faults::runSoakCampaign},         {"threads", faults::runThreadsCampaign},
 };
 
 }  // namespace
@@ -28,6 +28,7 @@ int main(int count, char** words) {
   std::string library;
   app.add_option("campaign", name, "Which one")->required();
   app.add_flag("--full,!--quick", options.full, "All cases instead of those of a short run");
+  app.add_flag("--until-failure", options.untilFailure, "Ends with the first failure");
   app.add_option("--only", options.only, "Only cases whose name contains this text");
   app.add_option("--allocation", options.allocation, "memory: only this allocation of each script; shows where it is");
   app.add_option("--lock", options.lock, "mutexes: only this lock of each script; shows where it is");

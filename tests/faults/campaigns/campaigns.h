@@ -8,6 +8,7 @@ namespace faults {
 
 void runChildrenCampaign(Campaign& campaign);
 void runDriverCampaign(Campaign& campaign);
+void runHostCampaign(Campaign& campaign);
 void runLoadCampaign(Campaign& campaign);
 void runMemoryCampaign(Campaign& campaign);
 void runModelCampaign(Campaign& campaign);

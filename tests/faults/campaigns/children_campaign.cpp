@@ -7,7 +7,7 @@
 
 #include "campaigns.h"
 #include "command_time.h"
-#include "host.h"
+#include "host_calls.h"
 
 namespace faults {
 
@@ -55,40 +55,31 @@ const CallRecord& start(Host& host) {
   return last(host);
 }
 
-// Has a snapshot mounted by one of the two entry points that do it.
-template <typename Call>
-const CallRecord& mountAlternate(Host& host, const char* entryPoint, Call call) {
+using MountSnapshot = qmfi_objid*(Host& host, kfi_domain& node, kfi_subobj_entry* entries, qmfi_objid* snapshot);
+
+const CallRecord& mountAlternate(Host& host, MountSnapshot* mountSnapshot) {
   host.start();
   kfi_domain& node = host.initialisedNode(host.machine.fileSystem(0));
   const std::string alternate = host.machine.path("alternate");
   kfi_subobj_entry entries[] = {{node.fid_objid->vid_name, host.text(alternate)}, {nullptr, nullptr}};
-  qmfi_objid* snapshot = host.provider.object("/dev/qm/dsk/dg/snapshot");
-  qmfi_objid* made = nullptr;
-  node.fid_subobjs = entries;
   host.mayStay.paths.push_back(alternate);
-  host.make(entryPoint, [&] { return call(&node, &snapshot, &made); });
-  node.fid_subobjs = nullptr;
+  mountSnapshot(host, node, entries, host.provider.object("/dev/qm/dsk/dg/snapshot"));
   return last(host);
 }
 
 const CallRecord& buildAlternate(Host& host) {
-  return mountAlternate(host, "build_alttree", [&](kfi_domain* node, qmfi_objid** snapshot, qmfi_objid** made) {
-    return host.call.build_alttree(node, host.text("file system"), nullptr, snapshot, 1, made);
-  });
+  return mountAlternate(host, buildAlternateTree);
 }
 
 const CallRecord& importTree(Host& host) {
-  return mountAlternate(host, "import_tree", [&](kfi_domain* node, qmfi_objid** snapshot, qmfi_objid** made) {
-    return host.call.import_tree(node, nullptr, snapshot, 1, made);
-  });
+  return mountAlternate(host, importAlternateTree);
 }
 
 const CallRecord& deport(Host& host) {
   host.start();
   const std::string mountPoint = host.machine.fileSystem(1);
   host.mayStay.paths.push_back(mountPoint);
-  kfi_domain& alternate = host.node(mountPoint);
-  host.make("deport_tree", [&] { return host.call.deport_tree(nullptr, &alternate, nullptr); });
+  deportTree(host, nullptr, host.node(mountPoint));
   return last(host);
 }
 
@@ -126,17 +117,14 @@ const CallRecord& cacheDisable(Host& host) {
 
 const CallRecord& isParent(Host& host) {
   host.start();
-  int answer = 0;
-  host.make("is_parent_pgn", [&] { return host.call.is_parent_pgn(host.text("/dev/qm/dsk/dg/spare"), &answer, 0); });
-  host.output(std::to_string(answer));
+  askWhetherParent(host, "/dev/qm/dsk/dg/spare");
   return last(host);
 }
 
 const CallRecord& format(Host& host) {
   host.start();
   host.mayStay.temporaryMountPoints = true;
-  char* devices[] = {host.text("/dev/qm/dsk/dg/spare")};
-  host.make("format", [&] { return host.call.format(devices, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr); });
+  formatDevice(host, "/dev/qm/dsk/dg/spare", nullptr);
   return last(host);
 }
 
@@ -144,14 +132,7 @@ const CallRecord& onlineResource(Host& host) {
   host.start();
   const std::string mountPoint = host.machine.path("resource");
   host.mayStay.paths.push_back(mountPoint);
-  char* devices[] = {host.text("/dev/qm/dsk/dg/spare")};
-  char** paths = nullptr;
-  int count = 0;
-  host.make("online_resource", [&] {
-    return host.call.online_resource(devices, 1, host.text(mountPoint), nullptr, nullptr, nullptr, 0, &paths, &count);
-  });
-  for (int i = 0; i < count; ++i) host.call.qmfi_free_buf(paths[i], mountPoint.size() + 1);
-  std::free(paths);
+  bringResourceOnline(host, "/dev/qm/dsk/dg/spare", host.text(mountPoint), nullptr, nullptr);
   return last(host);
 }
 

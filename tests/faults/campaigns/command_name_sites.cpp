@@ -1,8 +1,9 @@
 // Names that become words of commands. The command lines are the contract's, blank for blank.
 #include <cstdlib>
 
+#include "host_calls.h"
 #include "name_sites.h"
-#include "provider_model.h"
+#include "support/provider_model.h"
 
 namespace faults {
 
@@ -37,13 +38,7 @@ void buildAlternate(NameCaller& caller, const Names& names) {
   kfi_subobj_entry entries[] = {{host.text("another"), host.text("/another")},
                                 {host.text(names.mountPoint), host.text(names.alternate)},
                                 {nullptr, nullptr}};
-  node.fid_subobjs = entries;
-  qmfi_objid* snapshot = caller.identifier(names.device);
-  qmfi_objid* made = nullptr;
-  host.make("build_alttree",
-            [&] { return host.call.build_alttree(&node, host.text("qmfs"), nullptr, &snapshot, 1, &made); });
-  node.fid_subobjs = nullptr;
-  if (made != nullptr) host.output(made->vid_name);
+  buildAlternateTree(host, node, entries, caller.identifier(names.device));
 }
 
 void expectBuildAlternate(ExpectedCalls& calls, const Names& names) {
@@ -56,12 +51,7 @@ void import(NameCaller& caller, const Names& names) {
   Host& host = caller.host;
   kfi_domain& node = caller.node("node");
   kfi_subobj_entry entries[] = {{host.text(names.mountPoint), host.text(names.alternate)}, {nullptr, nullptr}};
-  node.fid_subobjs = entries;
-  qmfi_objid* snapshot = caller.identifier(names.device);
-  qmfi_objid* made = nullptr;
-  host.make("import_tree", [&] { return host.call.import_tree(&node, nullptr, &snapshot, 1, &made); });
-  node.fid_subobjs = nullptr;
-  if (made != nullptr) host.output(made->vid_name);
+  importAlternateTree(host, node, entries, caller.identifier(names.device));
 }
 
 void expectImport(ExpectedCalls& calls, const Names& names) {
@@ -77,8 +67,7 @@ void expectImportMounted(ExpectedCalls& calls, const Names& names) {
 }
 
 void deport(NameCaller& caller, const Names& names) {
-  kfi_domain& node = caller.node(names.mountPoint);
-  caller.host.make("deport_tree", [&] { return caller.host.call.deport_tree(nullptr, &node, nullptr); });
+  deportTree(caller.host, nullptr, caller.node(names.mountPoint));
 }
 
 void expectDeport(ExpectedCalls& calls, const Names& names) {
@@ -193,10 +182,7 @@ void expectSwitchCache(ExpectedCalls& calls, const Names& names) {
 }
 
 void isParent(NameCaller& caller, const Names& names) {
-  int answer = 7;
-  caller.host.make("is_parent_pgn",
-                   [&] { return caller.host.call.is_parent_pgn(caller.host.text(names.device), &answer, 0); });
-  caller.host.output(std::to_string(answer));
+  askWhetherParent(caller.host, names.device);
 }
 
 void expectIsParent(ExpectedCalls& calls, const Names& names) {
@@ -207,9 +193,7 @@ void expectIsParent(ExpectedCalls& calls, const Names& names) {
 }
 
 void format(NameCaller& caller, const Names& names) {
-  Host& host = caller.host;
-  char* devices[] = {host.text(names.device)};
-  host.make("format", [&] { return host.call.format(devices, 1, nullptr, nullptr, nullptr, 1, nullptr, nullptr); });
+  formatDevice(caller.host, names.device, nullptr);
 }
 
 // The name in the other form, when it has the first form's beginning somewhere: its own first characters go.
@@ -223,24 +207,10 @@ void expectFormat(ExpectedCalls& calls, const Names& names) {
                            "/bin/mkdir -p  /tmp_TIME", "/bin/mount -t qmfs  -o rw " + names.device + " /tmp_TIME"});
 }
 
-void bringResourceOnline(NameCaller& caller, const Names& names, char* mountPoint, const std::string& options) {
-  Host& host = caller.host;
-  char* devices[] = {host.text(names.device)};
-  char** paths = nullptr;
-  int count = 0;
-  host.make("online_resource", [&] {
-    return host.call.online_resource(devices, 1, mountPoint, host.text("qmfs"), host.text(options), nullptr, 0, &paths,
-                                     &count);
-  });
-  for (int i = 0; i < count; ++i) {
-    host.output(paths[i]);
-    host.call.qmfi_free_buf(paths[i], std::string(paths[i]).size() + 1);
-  }
-  std::free(paths);
-}
-
 void onlineResource(NameCaller& caller, const Names& names) {
-  bringResourceOnline(caller, names, caller.host.text(names.mountPoint), "mountOptions=" + names.options);
+  Host& host = caller.host;
+  bringResourceOnline(host, names.device, host.text(names.mountPoint), host.text("qmfs"),
+                      host.text("mountOptions=" + names.options));
 }
 
 void expectResource(ExpectedCalls& calls, const std::string& givenDevice, const std::string& mountPoint,
@@ -261,7 +231,8 @@ void expectOnlineResource(ExpectedCalls& calls, const Names& names) {
 }
 
 void onlineUnnamedResource(NameCaller& caller, const Names& names) {
-  bringResourceOnline(caller, names, nullptr, "otherOption=1");
+  Host& host = caller.host;
+  bringResourceOnline(host, names.device, nullptr, host.text("qmfs"), host.text("otherOption=1"));
 }
 
 void expectOnlineUnnamedResource(ExpectedCalls& calls, const Names& names) {

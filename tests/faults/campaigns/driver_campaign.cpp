@@ -13,6 +13,7 @@
 #include "campaigns.h"
 #include "driver_model.h"
 #include "host.h"
+#include "support/process_state.h"
 
 namespace faults {
 
@@ -42,14 +43,6 @@ void noTrouble(Machine&) {}
 
 std::string message(const char* id, const Machine& machine, int number) {
   return std::string(id) + " [\"" + machine.fileSystem(number) + "\"]";
-}
-
-bool isOpenOn(const std::string& path) {
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code error;
-    if (std::filesystem::read_symlink(entry.path(), error) == path) return true;
-  }
-  return false;
 }
 
 class DriverCampaign {
@@ -210,7 +203,8 @@ void DriverCampaign::runCase(const DriverCase& one) {
   m_campaign.expect(host.start(), "the plug-in does not start");
   quiesceAndThaw(host, one);
   for (const int number : one.expectation.stillOpen) {
-    m_campaign.expect(isOpenOn(m_machine.fileSystem(number)), m_machine.fileSystem(number) + " was to be left open");
+    m_campaign.expect(!descriptorsOf(m_machine.fileSystem(number)).empty(),
+                      m_machine.fileSystem(number) + " was to be left open");
     host.mayStay.descriptors.push_back(m_machine.fileSystem(number));
   }
   for (const std::string& fileSystem : m_machine.missingFileSystems()) {

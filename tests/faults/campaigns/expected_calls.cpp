@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "hostile_names.h"
-#include "stand_in_files.h"
+#include "support/stand_in_files.h"
 
 namespace faults {
 

@@ -1,6 +1,7 @@
 // Scripts: identity, errors, sessions, object control, and the operations that the provider leaves to its base.
 #include <algorithm>
 
+#include "base_calls.h"
 #include "scripts.h"
 
 namespace faults {
@@ -99,59 +100,14 @@ void objectControl(Host& host) {
   std::free(output);
 }
 
-// Every call about a node, with arguments that say nothing.
-void nodeOperationsOfTheBase(Host& host, kfi_domain& node) {
-  const auto& call = host.call;
-  int number = 0;
-  char* text = nullptr;
-  qmfi_objid** objects = nullptr;
-  host.make("reaccess_tmpobj", [&] { return call.reaccess_tmpobj(&node, nullptr, nullptr, nullptr, nullptr, 0); });
-  host.make("init_remnode", [&] { return call.init_remnode(nullptr, nullptr, &node); });
-  host.make("interpose", [&] { return call.interpose(&node, nullptr, &objects, &number); });
-  host.make("getattr", [&] { return call.getattr(&node, nullptr, nullptr, nullptr); });
-  host.make("pre_prepare", [&] { return call.pre_prepare(&node); });
-  host.make("start_build_alttree", [&] { return call.start_build_alttree(&node, nullptr, nullptr); });
-  host.make("refresh_tree", [&] { return call.refresh_tree(&node, 0, 0, nullptr, 0, &number, nullptr, 0); });
-  host.make("get_backupset", [&] { return call.get_backupset(&node, 0, nullptr, 0, nullptr); });
-  host.make("get_app_status", [&] { return call.get_app_status(&node, 0, nullptr); });
-  host.make("set_op_status", [&] { return call.set_op_status(&node, 0); });
-  host.make("set_comp_status", [&] { return call.set_comp_status(&node, 0, nullptr, 0); });
-  host.make("set_restorepaths", [&] { return call.set_restorepaths(&node, nullptr, 0); });
-  host.make("createSnapReplicaNode", [&] { return call.createSnapReplicaNode(&node, nullptr); });
-  host.make("update_snapshot_id", [&] { return call.update_snapshot_id(&node, nullptr, nullptr, 0); });
-  host.make("getSnapshotSetId", [&] { return call.getSnapshotSetId(&node, &text); });
-  host.make("get_snapdiff", [&] { return call.get_snapdiff(&node, nullptr, nullptr, nullptr); });
-  host.make("post_deport", [&] { return call.post_deport(&node, nullptr); });
-}
-
 void operationsOfTheBase(Host& host) {
   if (!host.start()) return;
-  const auto& call = host.call;
-  nodeOperationsOfTheBase(host, host.node("/a/mount/point"));
-  int number = 0;
-  long large = 0;
-  char* text = host.text("a name");
-  qmfi_objid** objects = nullptr;
-  host.make("enumerate_nodes", [&] { return call.enumerate_nodes(nullptr, &number, 0, nullptr); });
-  host.make("enumerate_associations", [&] { return call.enumerate_associations(nullptr); });
-  host.make("enumerate_group_nodes", [&] { return call.enumerate_group_nodes(nullptr); });
-  host.make("enumerate_fims", [&] { return call.enumerate_fims(nullptr); });
-  host.make("isvalid_node_association", [&] { return call.isvalid_node_association(nullptr, &number); });
-  host.make("get_associated_nodes", [&] { return call.get_associated_nodes(nullptr, nullptr); });
-  host.make("restore", [&] { return call.restore(nullptr, nullptr, 0, text, nullptr, nullptr, &large, 0, &large); });
-  host.make("resync", [&] { return call.resync(nullptr, nullptr, 0, text, nullptr, 0, &large); });
-  host.make("get_status", [&] { return call.get_status(nullptr, nullptr, 0, text, 0, &large); });
-  host.make("query_valid_secondaries", [&] { return call.query_valid_secondaries(text, &objects, &large); });
-  host.make("res_status", [&] { return call.res_status(nullptr, 0, &large, nullptr); });
-  host.make("revisit_pgn_nodes", [&] { return call.revisit_pgn_nodes(nullptr); });
-  host.make("translate_resource_names", [&] { return call.translate_resource_names(&text, 0, &text); });
-  host.make("enumerate_enclosures", [&] { return call.enumerate_enclosures(nullptr, &number, nullptr); });
-  host.make("import_resource",
-            [&] { return call.import_resource(&text, nullptr, nullptr, nullptr, 0, &text, nullptr); });
-  host.make("enumerate_host_nodes", [&] { return call.enumerate_host_nodes(nullptr, &number, nullptr); });
-  host.make("deport_resource", [&] { return call.deport_resource(text, nullptr, nullptr, nullptr, 0); });
-  host.make("unformat", [&] { return call.unformat(&text, 1, 0); });
-  host.make("pre_deport_resource", [&] { return call.pre_deport_resource(text, 0, nullptr); });
+  const auto make = [&](const char* name, const auto& call) { host.make(name, call); };
+  kfi_domain& node = host.node("/a/mount/point");
+  callNodesOfTheBase(host.call, &node, make);
+  host.make("init_remnode", [&] { return host.call.init_remnode(nullptr, nullptr, &node); });
+  callEnumerationsOfTheBase(host.call, make);
+  callResourcesOfTheBase(host.call, host.text("a name"), make);
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "allocation_faults.h"
 #include "campaigns.h"
 #include "machine.h"
 #include "provider.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 

@@ -2,20 +2,16 @@
 //
 // A call may get by without the memory; then it, and all that follows, gives what it gives otherwise. Or it fails with
 // a status that says so and a message, or at least a trace record, that tells why. Nothing stays behind either way.
-#include <algorithm>
-#include <cstdint>
 #include <map>
 #include <set>
 
-#include "allocation_faults.h"
 #include "campaigns.h"
-#include "scripts.h"
+#include "failing_scripts.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 
 namespace {
-
-using Transcript = std::vector<CallRecord>;
 
 // Statuses of a call that memory was too short for, where they are not just 6.
 const std::map<std::string, std::set<int>> otherStatuses = {
@@ -41,10 +37,7 @@ bool isUsual(const CallRecord& record, const CallRecord& usual) {
   return record.status == usual.status && record.outputs == usual.outputs && record.messages == usual.messages;
 }
 
-enum class Judgement { usual, absorbed, reported, wrong };
-
-Judgement judge(const CallRecord& record, const CallRecord& usual, AllocationMode mode) {
-  if (isUsual(record, usual)) return Judgement::usual;
+Judgement judgeUnusual(const CallRecord& record, const CallRecord& usual, AllocationMode mode) {
   const bool told = !record.messages.empty() || mode == AllocationMode::fromThenOn;
   if (record.status == usual.status && record.status != 6) {
     const auto other = otherOutputs.find(record.entryPoint);
@@ -58,104 +51,23 @@ Judgement judge(const CallRecord& record, const CallRecord& usual, AllocationMod
   return known && (explained || record.status == 5) ? Judgement::reported : Judgement::wrong;
 }
 
-std::string described(const CallRecord& record) {
-  std::string text = record.entryPoint + " status " + std::to_string(record.status) + " outputs " + record.outputs;
-  for (const std::string& message : record.messages) text += " " + message;
-  return text;
-}
-
-void judgeTranscript(Campaign& campaign, const Transcript& transcript, const Transcript& usual, AllocationMode mode) {
-  bool hasFailed = false;
-  for (std::size_t i = 0; i < transcript.size(); ++i) {
-    const CallRecord& record = transcript[i];
-    const bool failsHere = record.faultHappened && !hasFailed;
-    hasFailed = hasFailed || record.faultHappened;
-    if (i >= usual.size() || record.entryPoint != usual[i].entryPoint) {
-      return campaign.failed("other calls than usual: " + described(record));
-    }
-    if (record.entryPoint == "fini" || record.entryPoint == "deinit_node") continue;
-    const Judgement judgement = judge(record, usual[i], mode);
-    if (judgement == Judgement::usual) {
-      if (!failsHere || mayLeaveUndone.count(record.entryPoint) == 0) continue;
-      return campaign.count("absorbed");
-    }
-    if (judgement == Judgement::wrong || !record.faultHappened) {
-      return campaign.failed("instead of " + described(usual[i]) + " was " + described(record));
-    }
-    // What comes of the calls that follow depends on the one that failed.
-    campaign.count(judgement == Judgement::absorbed ? "absorbed" : "reported");
-    return;
+Judgement judge(const CallRecord& record, const CallRecord& usual, bool failsHere, AllocationMode mode) {
+  if (record.entryPoint == "fini" || record.entryPoint == "deinit_node") return Judgement::usual;
+  if (isUsual(record, usual)) {
+    return failsHere && mayLeaveUndone.count(record.entryPoint) != 0 ? Judgement::absorbed : Judgement::usual;
   }
-  campaign.count("unnoticed");
-}
-
-// Runs a script once. look: is given the host when all its calls are made and nothing is left to be given back.
-template <typename Look>
-void runScript(Machine& machine, const Script& script, std::uint64_t number, AllocationMode mode, Look&& look) {
-  machine.reset();
-  script.prepare(machine);
-  Host host(machine);
-  planAllocationFault(number, mode);
-  script.run(host);
-  host.stop();
-  forgetAllocationFault();
-  look(host);
-}
-
-void checkEnd(Campaign& campaign, const Host& host) {
-  campaign.expectNone(host.machine.differences(host.mayStay));
+  return record.faultHappened ? judgeUnusual(record, usual, mode) : Judgement::wrong;
 }
 
 // What libraries make once and keep is made here.
 void warmUp(Machine& machine) {
-  for (const Script& script : allScripts()) runScript(machine, script, 0, AllocationMode::once, [](const Host&) {});
+  for (const Script& script : allScripts()) {
+    machine.reset();
+    script.prepare(machine);
+    Host host(machine);
+    script.run(host);
+  }
 }
-
-class MemoryScript {
- public:
-  MemoryScript(Campaign& campaign, Machine& machine, const Script& script)
-      : m_campaign(campaign), m_machine(machine), m_script(script) {
-    m_campaign.begin(std::string(script.name) + " as usual");
-    runScript(m_machine, m_script, 0, AllocationMode::once, [&](const Host& host) {
-      m_usual = host.transcript();
-      m_allocations = plannedAllocations();
-      checkEnd(m_campaign, host);
-    });
-  }
-
-  void failEach(AllocationMode mode) {
-    const std::uint64_t only = m_campaign.options().allocation;
-    for (std::uint64_t number = only != 0 ? only : 1; number <= (only != 0 ? only : m_allocations); ++number) {
-      const std::string name = std::string(m_script.name) + ", allocation " + std::to_string(number) + " of " +
-                               std::to_string(m_allocations) +
-                               (mode == AllocationMode::once ? " fails once" : " fails and all that follow");
-      m_campaign.begin(name);
-      m_campaign.count(mode == AllocationMode::once ? "once" : "from then on");
-      failOne(number, mode);
-    }
-    m_campaign.expect(!leakSanitizerFindsLeaks(), std::string(m_script.name) + " leaks memory");
-  }
-
- private:
-  void failOne(std::uint64_t number, AllocationMode mode) {
-    const std::uint64_t failuresBefore = m_campaign.failures();
-    const std::int64_t blocksBefore = livingBlocks();
-    runScript(m_machine, m_script, number, mode, [&](const Host& host) {
-      judgeTranscript(m_campaign, host.transcript(), m_usual, mode);
-      checkEnd(m_campaign, host);
-    });
-    if (m_campaign.failures() != failuresBefore) return;
-    const std::int64_t blocks = livingBlocks() - blocksBefore;
-    m_campaign.expect(blocks == 0, std::to_string(blocks) + " blocks of memory are left behind");
-    m_campaign.expect(!isMapped("libqmfsfi.so"), "the plug-in stays loaded");
-  }
-
-  Campaign& m_campaign;
-  Machine& m_machine;
-  const Script& m_script;
-  Transcript m_usual;
-  std::uint64_t m_allocations = 0;
-};
 
 }  // namespace
 
@@ -166,11 +78,25 @@ void runMemoryCampaign(Campaign& campaign) {
   for (const char* figure : {"unnoticed", "absorbed", "reported", "once", "from then on"}) campaign.count(figure, 0);
   Machine machine;
   warmUp(machine);
+  auto mode = AllocationMode::once;
+  const Fault fault{"allocation",
+                    campaign.options().allocation,
+                    false,
+                    "",
+                    [&mode](std::uint64_t number) { planAllocationFault(number, mode); },
+                    forgetAllocationFault,
+                    plannedAllocations};
+  const Judge judgeInMode = [&mode](const CallRecord& record, const CallRecord& usual, bool failsHere) {
+    return judge(record, usual, failsHere, mode);
+  };
   for (const Script& script : allScripts()) {
     if (!campaign.wants(script.name)) continue;
-    MemoryScript scripted(campaign, machine, script);
-    scripted.failEach(AllocationMode::once);
-    if (!campaign.quick()) scripted.failEach(AllocationMode::fromThenOn);
+    mode = AllocationMode::once;
+    FailingScript scripted(campaign, machine, script, fault);
+    campaign.count("once", scripted.failEach(" fails once", judgeInMode));
+    mode = AllocationMode::fromThenOn;
+    if (!campaign.quick()) campaign.count("from then on", scripted.failEach(" fails and all that follow", judgeInMode));
+    campaign.expect(!leakSanitizerFindsLeaks(), std::string(script.name) + " leaks memory");
   }
 }
 

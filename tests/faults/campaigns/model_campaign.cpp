@@ -7,7 +7,7 @@
 #include "campaigns.h"
 #include "host.h"
 #include "hostile_names.h"
-#include "provider_model.h"
+#include "support/provider_model.h"
 
 namespace faults {
 

@@ -1,4 +1,5 @@
 // Scripts: import, online, dispose, access, logging mode, resources, and unmounts that fail.
+#include "host_calls.h"
 #include "scripts.h"
 
 namespace faults {
@@ -17,12 +18,7 @@ void nothing(Machine&) {}
 
 void import(Host& host, kfi_domain& node, const std::string& alternate) {
   kfi_subobj_entry entries[] = {{node.fid_objid->vid_name, host.text(alternate)}, {nullptr, nullptr}};
-  qmfi_objid* snapshot = host.provider.object("/dev/qm/dsk/dg/snapshot_of_a_volume");
-  qmfi_objid* made = nullptr;
-  node.fid_subobjs = entries;
-  host.make("import_tree", [&] { return host.call.import_tree(&node, nullptr, &snapshot, 1, &made); });
-  node.fid_subobjs = nullptr;
-  host.output("alternate", made);
+  importAlternateTree(host, node, entries, host.provider.object("/dev/qm/dsk/dg/snapshot_of_a_volume"));
 }
 
 int online(Host& host, kfi_domain& node, int mode, int disposition) {
@@ -93,34 +89,20 @@ void existence(Host& host) {
   int answer = 7;
   host.make("check_node_existence", [&] { return host.call.check_node_existence(&node, &answer); });
   host.output(std::to_string(answer));
-  host.make("is_parent_pgn",
-            [&] { return host.call.is_parent_pgn(host.text("/dev/qm/dsk/dg/volume_in_question"), &answer, 0); });
-  host.output(std::to_string(answer));
+  askWhetherParent(host, "/dev/qm/dsk/dg/volume_in_question");
 }
 
-void bringResourceOnline(Host& host, const std::string& mountPoint, const std::string& options) {
-  char* devices[] = {host.text("/dev/qm/dsk/dg/some_spare_volume")};
-  char** paths = nullptr;
-  int count = 0;
-  host.make("online_resource", [&] {
-    return host.call.online_resource(devices, 1, host.text(mountPoint), host.text("qmfs"), host.text(options), nullptr,
-                                     0, &paths, &count);
-  });
-  for (int i = 0; i < count; ++i) {
-    host.output(paths[i]);
-    host.call.qmfi_free_buf(paths[i], std::string(paths[i]).size() + 1);
-  }
-  std::free(paths);
+void bringResourceOnline(Host& host, const std::string& mountPoint, const char* options) {
+  bringResourceOnline(host, "/dev/qm/dsk/dg/some_spare_volume", host.text(mountPoint), host.text("qmfs"),
+                      host.text(options));
 }
 
 void resources(Host& host) {
   if (!host.start()) return;
-  char* devices[] = {host.text("/dev/qm/dsk/dg/some_spare_volume")};
   const std::string mountPoint = host.machine.path("resource_mount_point");
   host.mayStay.paths = {mountPoint};
   host.mayStay.temporaryMountPoints = true;
-  host.make("format",
-            [&] { return host.call.format(devices, 1, nullptr, host.text("qmfs"), nullptr, 1, nullptr, nullptr); });
+  formatDevice(host, "/dev/qm/dsk/dg/some_spare_volume", host.text("qmfs"));
   bringResourceOnline(host, mountPoint, "mountOptions=rw,delaylog;somethingElse=1");
   bringResourceOnline(host, mountPoint, "");
 }
@@ -134,10 +116,6 @@ void failingResource(Host& host) {
   bringResourceOnline(host, mountPoint, "");
 }
 
-void deport(Host& host, kfi_domain& alternate) {
-  host.make("deport_tree", [&] { return host.call.deport_tree(nullptr, &alternate, nullptr); });
-}
-
 void failingUnmounts(Host& host) {
   if (!host.start()) return;
   kfi_domain& alternate = host.node(host.machine.fileSystem(1));
@@ -145,18 +123,18 @@ void failingUnmounts(Host& host) {
   const auto busy = Answer().complains("umount: target is busy").exits(32);
   // Busy to the end.
   programs.answer(forcedUmount, busy);
-  deport(host, alternate);
+  deportTree(host, nullptr, alternate);
   // It does not know the force option, and the plain one fails too, which is dumped.
   programs.answer(forcedUmount, Answer().complains("usage: qmumount directory").exits(2));
   programs.answer(umount, Answer().complains("umount: not permitted").exits(1));
-  deport(host, alternate);
+  deportTree(host, nullptr, alternate);
   // It knows the option and nothing else helps.
   programs.answer(forcedUmount, Answer().complains("usage: qmumount -o force directory").exits(2));
-  deport(host, alternate);
+  deportTree(host, nullptr, alternate);
   // Failed by its status, but nothing is mounted any more.
   programs.answer(forcedUmount, Answer().unmounts().exits(1));
   host.mayStay.paths.push_back(host.machine.fileSystem(1));
-  deport(host, alternate);
+  deportTree(host, nullptr, alternate);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "host_calls.h"
 #include "hostile_names.h"
 
 namespace faults {
@@ -17,24 +18,9 @@ kfi_domain& NameCaller::node(const std::string& name) {
   return made;
 }
 
-void NameCaller::store(kfi_domain& node, const std::string& state) {
-  constexpr int operation = 0;
-  kfi_blob blob{state.size() + 1, host.text(state), 1};
-  host.make("process_providerstate", [&] { return host.call.process_providerstate(&node, &blob, operation); });
-}
-
-void NameCaller::fetch(kfi_domain& node) {
-  constexpr int operation = 1;
-  kfi_blob blob{};
-  host.make("process_providerstate", [&] { return host.call.process_providerstate(&node, &blob, operation); });
-  if (blob.kb_buffer == nullptr) return;
-  host.output(blob.kb_buffer);
-  host.call.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
-}
-
 kfi_domain& NameCaller::restoredNode(const Names& names) {
   kfi_domain& made = node(names.mountPoint);
-  store(made, stateToRestore(names));
+  storeState(host, made, stateToRestore(names));
   return made;
 }
 

@@ -28,8 +28,6 @@ class NameCaller {
   kfi_domain& node(const std::string& name);
   // A node whose state is restored from a text with these options and this device.
   kfi_domain& restoredNode(const Names& names);
-  void store(kfi_domain& node, const std::string& state);
-  void fetch(kfi_domain& node);
 
   Host& host;
 

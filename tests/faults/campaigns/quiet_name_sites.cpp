@@ -1,9 +1,10 @@
 // Names that are looked up, kept and handed out, and run no program.
 #include <cstdlib>
 
+#include "host_calls.h"
 #include "hostile_names.h"
 #include "name_sites.h"
-#include "provider_model.h"
+#include "support/provider_model.h"
 
 namespace faults {
 
@@ -44,20 +45,12 @@ void expectExists(ExpectedCalls& calls, const Names& names) {
   calls.returns("check_node_existence", 0, isInTable(names) ? "1;" : "0;");
 }
 
-void listSubObjects(NameCaller& caller, kfi_domain& node) {
-  qmfi_objid** objects = nullptr;
-  int count = 0;
-  caller.host.make("subobj_list", [&] { return caller.host.call.subobj_list(&node, &objects, &count); });
-  for (int i = 0; i < count; ++i) caller.host.output(objects[i]->vid_name);
-  caller.host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
-}
-
 void initialise(NameCaller& caller, const Names& names) {
   kfi_domain* configuration = &caller.host.configuration();
   kfi_domain& node = caller.node(names.mountPoint);
   caller.host.make("init_node", [&] { return caller.host.call.init_node(&node, &configuration, 1, nullptr); });
-  listSubObjects(caller, node);
-  caller.fetch(node);
+  listSubObjects(caller.host, node);
+  fetchState(caller.host, node);
 }
 
 void expectNode(ExpectedCalls& calls, const std::string& call, const Names& names) {
@@ -81,8 +74,8 @@ void expectInitialise(ExpectedCalls& calls, const Names& names) {
 void initialiseAlternate(NameCaller& caller, const Names& names) {
   kfi_domain& node = caller.node(names.mountPoint);
   caller.host.make("init_altnode", [&] { return caller.host.call.init_altnode(nullptr, nullptr, &node); });
-  listSubObjects(caller, node);
-  caller.fetch(node);
+  listSubObjects(caller.host, node);
+  fetchState(caller.host, node);
 }
 
 void expectInitialiseAlternate(ExpectedCalls& calls, const Names& names) {
@@ -95,8 +88,8 @@ std::string wholeState(const Names& names) {
 
 void keepState(NameCaller& caller, const Names& names) {
   kfi_domain& node = caller.node(names.mountPoint);
-  caller.store(node, wholeState(names));
-  caller.fetch(node);
+  storeState(caller.host, node, wholeState(names));
+  fetchState(caller.host, node);
 }
 
 void expectKeepState(ExpectedCalls& calls, const Names& names) {

@@ -2,14 +2,12 @@
 #include <cerrno>
 
 #include "driver_model.h"
+#include "host_calls.h"
 #include "scripts.h"
 
 namespace faults {
 
 namespace {
-
-constexpr int fetchState = 1;
-constexpr int storeState = 0;
 
 void nothing(Machine&) {}
 
@@ -35,14 +33,6 @@ void configureTimeout(Host& host) {
   host.make("config", [&] { return host.call.config(&domain, 0, nullptr, &timeout); });
 }
 
-void listSubObjects(Host& host, kfi_domain& node) {
-  qmfi_objid** objects = nullptr;
-  int count = 0;
-  host.make("subobj_list", [&] { return host.call.subobj_list(&node, &objects, &count); });
-  for (int i = 0; i < count; ++i) host.output("sub-object", objects[i]);
-  host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
-}
-
 // Freezes the nodes and thaws them again if that went well, as the contract asks.
 void quiesceAndThaw(Host& host, std::vector<kfi_quiescenode*> nodes) {
   const auto count = static_cast<int>(nodes.size());
@@ -51,37 +41,15 @@ void quiesceAndThaw(Host& host, std::vector<kfi_quiescenode*> nodes) {
   if (status == 0) host.makeVoid("unquiesce", [&] { host.call.unquiesce(nullptr, nodes.data(), count); });
 }
 
-std::string fetch(Host& host, kfi_domain& node) {
-  kfi_blob blob{};
-  host.make("process_providerstate", [&] { return host.call.process_providerstate(&node, &blob, fetchState); });
-  const std::string state = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
-  host.output(state);
-  host.call.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
-  return state;
-}
-
-void store(Host& host, kfi_domain& node, const std::string& state) {
-  kfi_blob blob{state.size() + 1, host.text(state), 1};
-  host.make("process_providerstate", [&] { return host.call.process_providerstate(&node, &blob, storeState); });
-}
-
 // Mounts the snapshot of a node at an alternate mount point; null when that fails.
 qmfi_objid* buildAlternate(Host& host, kfi_domain& node, const std::string& alternate) {
   kfi_subobj_entry entries[] = {{node.fid_objid->vid_name, host.text(alternate)}, {nullptr, nullptr}};
-  qmfi_objid* snapshot = host.provider.object("/dev/qm/dsk/dg/snapshot_of_a_volume");
-  qmfi_objid* made = nullptr;
-  node.fid_subobjs = entries;
   host.mayStay.paths.push_back(alternate);
-  host.make("build_alttree",
-            [&] { return host.call.build_alttree(&node, host.text("file system"), nullptr, &snapshot, 1, &made); });
-  node.fid_subobjs = nullptr;
-  host.output("alternate", made);
-  return made;
+  return buildAlternateTree(host, node, entries, host.provider.object("/dev/qm/dsk/dg/snapshot_of_a_volume"));
 }
 
 void takeAlternateDown(Host& host, kfi_domain& primary, kfi_domain& alternate) {
-  const int status = host.make("deport_tree", [&] { return host.call.deport_tree(&primary, &alternate, nullptr); });
-  if (status == 0) host.mayStay.paths.clear();
+  if (deportTree(host, &primary, alternate) == 0) host.mayStay.paths.clear();
 }
 
 void snapshot(Host& host) {
@@ -94,10 +62,10 @@ void snapshot(Host& host) {
   listSubObjects(host, node);
   if (node.fid_qnode != nullptr && other.fid_qnode != nullptr) quiesceAndThaw(host, {node.fid_qnode, other.fid_qnode});
   qmfi_objid* const made = buildAlternate(host, node, mountPoint + "_alternate");
-  const std::string state = fetch(host, node);
+  const std::string state = fetchState(host, node);
   kfi_domain& restored = host.node(mountPoint + "_restored");
-  store(host, restored, state);
-  fetch(host, restored);
+  storeState(host, restored, state);
+  fetchState(host, restored);
   if (made == nullptr) return;
   kfi_domain& alternate = host.node(made->vid_name);
   host.make("init_altnode", [&] { return host.call.init_altnode(&node, nullptr, &alternate); });

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <string>
 
-#include "allocation_faults.h"
 #include "campaigns.h"
 #include "scripts.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 

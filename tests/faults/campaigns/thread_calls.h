@@ -46,7 +46,7 @@ class Worker {
   void bringOnline(std::string device, std::string place);
 
   Provider& provider;
-  ProviderFunctions& call;
+  const ForeignFunctions& call;
   const SharedNames& shared;
   std::string mountPoint;
   std::string name;  // of sessions and whatever else is to be its own

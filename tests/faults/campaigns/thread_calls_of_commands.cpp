@@ -1,6 +1,7 @@
 // The calls of one of many threads that run programs, and those that the provider leaves to its base.
 #include <cstdlib>
 
+#include "base_calls.h"
 #include "thread_calls.h"
 
 namespace faults {
@@ -70,63 +71,21 @@ void formatAndBringOnline(Worker& worker) {
   worker.bringOnline(device, worker.mountPoint + "_resource");
 }
 
+// Notes what a call of the base gives.
+auto noteOf(Worker& worker) {
+  return [&worker](const char* name, const auto& call) { worker.expect(name, notSupported, call()); };
+}
+
 void nodesOfTheBase(Worker& worker) {
-  auto& call = worker.call;
-  kfi_domain* const node = &worker.node;
-  int number = 0;
-  char* text = nullptr;
-  qmfi_objid** objects = nullptr;
-  const auto expect = [&](const char* name, int status) { worker.expect(name, notSupported, status); };
-  expect("reaccess_tmpobj", call.reaccess_tmpobj(node, nullptr, nullptr, nullptr, nullptr, 0));
-  expect("interpose", call.interpose(node, nullptr, &objects, &number));
-  expect("getattr", call.getattr(node, nullptr, nullptr, nullptr));
-  expect("pre_prepare", call.pre_prepare(node));
-  expect("start_build_alttree", call.start_build_alttree(node, nullptr, nullptr));
-  expect("refresh_tree", call.refresh_tree(node, 0, 0, nullptr, 0, &number, nullptr, 0));
-  expect("get_backupset", call.get_backupset(node, 0, nullptr, 0, nullptr));
-  expect("get_app_status", call.get_app_status(node, 0, nullptr));
-  expect("set_op_status", call.set_op_status(node, 0));
-  expect("set_comp_status", call.set_comp_status(node, 0, nullptr, 0));
-  expect("set_restorepaths", call.set_restorepaths(node, nullptr, 0));
-  expect("createSnapReplicaNode", call.createSnapReplicaNode(node, nullptr));
-  expect("update_snapshot_id", call.update_snapshot_id(node, nullptr, nullptr, 0));
-  expect("getSnapshotSetId", call.getSnapshotSetId(node, &text));
-  expect("get_snapdiff", call.get_snapdiff(node, nullptr, nullptr, nullptr));
-  expect("post_deport", call.post_deport(node, nullptr));
+  callNodesOfTheBase(worker.call, &worker.node, noteOf(worker));
 }
 
 void enumerationsOfTheBase(Worker& worker) {
-  auto& call = worker.call;
-  int number = 0;
-  kfi_node_list* nodes = nullptr;
-  const auto expect = [&](const char* name, int status) { worker.expect(name, notSupported, status); };
-  expect("enumerate_nodes", call.enumerate_nodes(&nodes, &number, 0, nullptr));
-  expect("enumerate_associations", call.enumerate_associations(nullptr));
-  expect("enumerate_group_nodes", call.enumerate_group_nodes(nullptr));
-  expect("enumerate_fims", call.enumerate_fims(nullptr));
-  expect("enumerate_enclosures", call.enumerate_enclosures(nullptr, &number, nullptr));
-  expect("enumerate_host_nodes", call.enumerate_host_nodes(nullptr, &number, nullptr));
-  expect("isvalid_node_association", call.isvalid_node_association(nullptr, &number));
-  expect("get_associated_nodes", call.get_associated_nodes(nullptr, nullptr));
-  expect("revisit_pgn_nodes", call.revisit_pgn_nodes(nullptr));
+  callEnumerationsOfTheBase(worker.call, noteOf(worker));
 }
 
 void resourcesOfTheBase(Worker& worker) {
-  auto& call = worker.call;
-  long large = 0;
-  char* text = worker.name.data();
-  qmfi_objid** objects = nullptr;
-  const auto expect = [&](const char* name, int status) { worker.expect(name, notSupported, status); };
-  expect("restore", call.restore(nullptr, nullptr, 0, text, nullptr, nullptr, &large, 0, &large));
-  expect("resync", call.resync(nullptr, nullptr, 0, text, nullptr, 0, &large));
-  expect("get_status", call.get_status(nullptr, nullptr, 0, text, 0, &large));
-  expect("query_valid_secondaries", call.query_valid_secondaries(text, &objects, &large));
-  expect("res_status", call.res_status(nullptr, 0, &large, nullptr));
-  expect("translate_resource_names", call.translate_resource_names(&text, 0, &text));
-  expect("import_resource", call.import_resource(&text, nullptr, nullptr, nullptr, 0, &text, nullptr));
-  expect("deport_resource", call.deport_resource(text, nullptr, nullptr, nullptr, 0));
-  expect("unformat", call.unformat(&text, 1, 0));
-  expect("pre_deport_resource", call.pre_deport_resource(text, 0, nullptr));
+  callResourcesOfTheBase(worker.call, worker.name.data(), noteOf(worker));
 }
 
 }  // namespace

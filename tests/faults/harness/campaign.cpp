@@ -8,7 +8,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "allocation_faults.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 
@@ -42,6 +42,12 @@ void Campaign::failed(const std::string& what) {
   ++m_failures;
   if (m_failures <= mostFailuresShown) std::fprintf(stderr, "%s: %s\n", currentCase, what.c_str());
   if (m_failures == mostFailuresShown) std::fprintf(stderr, "%s: further failures are only counted\n", m_name.c_str());
+  // What is left frozen or running ends with the testbed.
+  if (m_options.untilFailure) _exit(finish());
+}
+
+void Campaign::note(const std::string& what) const {
+  std::fprintf(stderr, "%s: (%s)\n", currentCase, what.c_str());
 }
 
 std::string Campaign::shown(const std::vector<std::string>& texts) {

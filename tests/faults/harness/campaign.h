@@ -12,6 +12,8 @@ namespace faults {
 
 struct CampaignOptions {
   bool full = false;
+  // Ends with the first failure, for who only asks whether there is one.
+  bool untilFailure = false;
   // Runs only the cases whose names contain this text; all when it is empty.
   std::string only;
   // Mount points of real file systems for the driver campaign.
@@ -35,7 +37,10 @@ class Campaign {
 
   // Begins a case; what fails from now on is its failure. The name is told when the program crashes, too.
   void begin(const std::string& caseName);
+  // Ends the program where the campaign is to end with its first failure.
   void failed(const std::string& what);
+  // Says on standard error what is no failure but worth a look.
+  void note(const std::string& what) const;
   void expect(bool fulfilled, const std::string& what) {
     if (!fulfilled) failed(what);
   }

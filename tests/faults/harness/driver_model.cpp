@@ -2,25 +2,20 @@
 #include "driver_model.h"
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <mutex>
 
-#include "foreign_framework.h"
+#include "support/driver_requests.h"
+#include "support/foreign_framework.h"
 
 namespace faults {
 
 namespace {
-
-bool isDriverRequest(std::uint32_t number) {
-  return number == QM_FREEZE || number == QM_THAW || number == QM_FREEZE_ALL;
-}
 
 DriverRequestKind kindOf(std::uint32_t number) {
   if (number == QM_FREEZE_ALL) return DriverRequestKind::freezeAll;
@@ -164,25 +159,16 @@ int DriverModel::request(int descriptor, std::uint32_t number, std::uintptr_t ar
 
 }  // namespace faults
 
-extern "C" {
-
-int ioctl(int descriptor, unsigned long request, ...) noexcept {
-  std::va_list arguments;
-  va_start(arguments, request);
-  const auto argument = va_arg(arguments, std::uintptr_t);
-  va_end(arguments);
-  const auto number = static_cast<std::uint32_t>(request);
-  if (!faults::isDriverRequest(number)) return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+int answerDriverRequest(int descriptor, std::uint32_t request, std::uintptr_t argument) {
   const std::lock_guard lock(faults::requestMutex);
-  const int error = faults::driverModel().request(descriptor, number, argument);
+  const int error = faults::driverModel().request(descriptor, request, argument);
   if (error == 0) return 0;
   errno = error;
   return -1;
 }
 
-unsigned sleep(unsigned) {
+extern "C" unsigned sleep(unsigned) {
   const std::lock_guard lock(faults::requestMutex);
   faults::driverModel().slept();
   return 0;
-}
 }

@@ -1,7 +1,7 @@
 // A host that drives the plug-in through a script of calls.
 #include "host.h"
 
-#include "mutex_faults.h"
+#include "support/mutex_faults.h"
 
 namespace faults {
 
@@ -15,6 +15,7 @@ bool Host::start() {
   m_started = true;
   m_status = provider.start();
   record("init");
+  if (whenStarted) whenStarted();
   return m_status == 0;
 }
 

@@ -3,14 +3,15 @@
 #define HOST_H
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "allocation_faults.h"
 #include "machine.h"
 #include "provider.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 
@@ -74,7 +75,9 @@ class Host {
 
   Machine& machine;
   Provider provider;
-  ProviderFunctions& call;
+  const ForeignFunctions& call;
+  // Called when the plug-in has been started, if it is set.
+  std::function<void()> whenStarted;
   // What the contract lets the calls leave behind.
   Machine::Leftovers mayStay;
 

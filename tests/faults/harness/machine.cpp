@@ -1,7 +1,6 @@
 // What the plug-in meets in a case, and the check that a case leaves it as it was.
 #include "machine.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,39 +12,15 @@
 
 #include "build_tree.h"
 #include "driver_model.h"
-#include "stand_in_files.h"
+#include "support/process_state.h"
+#include "support/stand_in_files.h"
+#include "support/text_file.h"
 
 namespace faults {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string textOf(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::vector<std::string> linesOf(const fs::path& path) {
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  return lines;
-}
-
-// "number path" of every open descriptor but the one that lists them.
-std::vector<std::string> openDescriptors() {
-  std::vector<std::string> open;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code error;
-    const fs::path path = fs::read_symlink(entry.path(), error);
-    if (!error && !path.string().starts_with("/proc/")) {
-      open.push_back(entry.path().filename().string() + " " + path.string());
-    }
-  }
-  std::sort(open.begin(), open.end());
-  return open;
-}
 
 std::vector<std::string> directoriesBelow(const fs::path& root) {
   std::vector<std::string> found;
@@ -202,7 +177,7 @@ std::vector<std::string> Machine::differences(const Leftovers& allowed) const {
   compare("directory", m_before.directories, now.directories, allowed.paths, allowed.temporaryMountPoints, found);
   compare("descriptor", m_before.descriptors, now.descriptors, allowed.descriptors, false, found);
   if (now.threads != m_before.threads) found.push_back(std::to_string(now.threads) + " threads");
-  if (waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD) found.push_back("a child process is left");
+  if (hasChild()) found.push_back("a child process is left");
   for (int number = 0; number < fileSystems(); ++number) {
     const std::string& directory = fileSystem(number);
     const int error = driverModel().thawAgain(directory.c_str());

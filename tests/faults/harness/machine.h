@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "mount_table_file.h"
-#include "stand_in_programs.h"
+#include "support/mount_table_file.h"
+#include "support/stand_in_programs.h"
 
 namespace faults {
 

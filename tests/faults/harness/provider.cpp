@@ -4,11 +4,9 @@
 #include <dlfcn.h>
 
 #include <cstdint>
-#include <fstream>
-#include <stdexcept>
 
-#include "allocation_faults.h"
 #include "build_tree.h"
+#include "support/allocation_faults.h"
 
 namespace faults {
 
@@ -17,12 +15,6 @@ namespace {
 std::string library = QMFI_BINARY_DIR "/lib/libqmfsfi.so";
 
 void* loadedLibrary = nullptr;
-
-template <typename Function>
-void find(void* loaded, const char* name, Function*& function) {
-  function = reinterpret_cast<Function*>(dlsym(loaded, name));
-  if (function == nullptr) throw std::runtime_error(std::string(name) + " is missing in " + library);
-}
 
 }  // namespace
 
@@ -34,29 +26,12 @@ const std::string& providerLibrary() {
   return library;
 }
 
-bool isMapped(const std::string& fileName) {
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
-    if (line.find("/" + fileName) != std::string::npos) return true;
-  }
-  return false;
-}
-
-Provider::Provider() : m_library(dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-  if (m_library == nullptr) throw std::runtime_error(dlerror());
-  loadedLibrary = m_library;
-#define FIND(name, result, parameters) find(m_library, "qmfsfi_fi_pgn_" #name, call.name);
-  FOREIGN_ENTRY_POINTS(FIND)
-#undef FIND
-#define FIND(name, result, parameters) find(m_library, #name, call.name);
-  FOREIGN_HELPERS(FIND)
-  FOREIGN_FRAMEWORK_FUNCTIONS(FIND)
-#undef FIND
+Provider::Provider() : ForeignPlugin(library) {
+  loadedLibrary = handle();
 }
 
 Provider::~Provider() {
   loadedLibrary = nullptr;
-  dlclose(m_library);
 }
 
 void* Provider::functionOfDependencies(const char* name) {

@@ -6,28 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "foreign_framework.h"
+#include "support/foreign_plugin.h"
 
 namespace faults {
-
-// The exports of the plug-in and the framework's functions, by their names without the provider's prefix.
-struct ProviderFunctions {
-#define MEMBER(name, result, parameters) result(*name) parameters = nullptr;
-  FOREIGN_ENTRY_POINTS(MEMBER)
-  FOREIGN_HELPERS(MEMBER)
-  FOREIGN_FRAMEWORK_FUNCTIONS(MEMBER)
-#undef MEMBER
-};
 
 // Where the plug-in under test is; the build's own unless a program says otherwise.
 void setProviderLibrary(const std::string& path);
 const std::string& providerLibrary();
 
-// Whether a library of that file name is mapped into this process.
-bool isMapped(const std::string& fileName);
-
 // Loads the plug-in when made and unloads it when it goes. Throws std::runtime_error when it cannot be loaded.
-class Provider {
+class Provider : public ForeignPlugin {
  public:
   Provider();
   ~Provider();
@@ -48,8 +36,6 @@ class Provider {
   // The framework's identifier of a name, of kind 1.
   qmfi_objid* object(const std::string& name) const;
 
-  ProviderFunctions call;
-
  private:
   struct Context {
     kfi_context record{};
@@ -58,7 +44,6 @@ class Provider {
   };
   static void receive(kfi_context* context, const char* nativeText, const char* defaultText, std::int32_t severity);
 
-  void* m_library;
   Context m_context;
   std::string m_language = "de";
   char* m_languagePointer = m_language.data();

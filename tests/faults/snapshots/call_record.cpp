@@ -3,8 +3,8 @@
 
 #include <sys/syscall.h>
 
-#include "call_errors.h"
-#include "frozen_calls.h"
+#include "support/supervision/call_errors.h"
+#include "support/supervision/frozen_calls.h"
 
 namespace faults {
 
@@ -20,7 +20,7 @@ class Recorder : public CallWatcher {
     if (call.process == 0 && call.number == SYS_rt_sigaction) m_loading = false;
     if (isThaw(call)) --m_thawsLeft;
     m_calls.push_back({m_step, call.process, call.place, call.number, call.program, m_loading, m_frozen});
-    if (isFreezeAll(call)) m_frozen = true;
+    if (isFreezeAll(call) || isFreezeOfOne(call)) m_frozen = true;
     if (m_thawsLeft == 0) m_frozen = false;
     return {};
   }

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "snapshot_runs.h"
-#include "tracer.h"
+#include "support/supervision/tracer.h"
 
 namespace faults {
 

@@ -10,7 +10,8 @@ namespace faults {
 
 namespace {
 
-constexpr std::size_t quickPoints = 300;
+constexpr std::size_t quickPoints = 200;
+constexpr std::size_t quickPointsOfOrdinary = 60;
 
 // A recovery is killed, too, at one of so many calls; it has about as many itself.
 constexpr int recoveryCalls = 2500;
@@ -20,6 +21,10 @@ void runCase(Campaign& campaign, SnapshotRuns& runs, const RecordedCall& call, i
   if (call.step != Step::create) runs.require(Step::create);
   runs.run(call.step, &end);
   campaign.count(end.acted() ? "killed" : "calls_not_met_again");
+  if (call.frozen) {
+    campaign.count("killed_while_frozen", end.acted() ? 1 : 0);
+    runs.expectThawed();
+  }
   EndAtCall endOfRecovery(recoveryPoint);
   if (runs.recover(&endOfRecovery).status != 0) campaign.count("recoveries_killed");
   runs.requireRecovery();
@@ -29,19 +34,21 @@ void runCase(Campaign& campaign, SnapshotRuns& runs, const RecordedCall& call, i
 }
 
 // A short form has every point at which something is frozen, and some of the others.
-std::vector<RecordedCall> chosenCalls(std::vector<RecordedCall> calls) {
+std::vector<RecordedCall> chosenCalls(std::vector<RecordedCall> calls, std::size_t count) {
   std::shuffle(calls.begin(), calls.end(), std::mt19937(1));
   std::stable_partition(calls.begin(), calls.end(), [](const RecordedCall& call) { return call.frozen; });
-  calls.resize(std::min(calls.size(), quickPoints));
+  calls.resize(std::min(calls.size(), count));
   return calls;
 }
 
 }  // namespace
 
 void runKillCampaign(Campaign& campaign, const Extent& extent) {
-  SnapshotRuns runs(campaign, extent.mountPoints);
+  SnapshotRuns runs(campaign, extent.mountPoints, extent.areOrdinary);
   std::vector<RecordedCall> points = recordSnapshot(runs);
-  if (campaign.quick()) points = chosenCalls(std::move(points));
+  if (campaign.quick()) {
+    points = chosenCalls(std::move(points), extent.areOrdinary ? quickPointsOfOrdinary : quickPoints);
+  }
   std::mt19937 random(1);
   for (std::size_t i = 0; i < points.size(); ++i) {
     const int recoveryPoint = static_cast<int>(random() % recoveryCalls) + 1;

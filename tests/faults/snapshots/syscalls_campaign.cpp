@@ -5,16 +5,21 @@
 #include <random>
 #include <utility>
 
-#include "call_errors.h"
 #include "call_record.h"
 #include "snapshot_campaigns.h"
+#include "support/supervision/call_errors.h"
 
 namespace faults {
 
 namespace {
 
-constexpr std::size_t quickCases = 2000;
-constexpr std::size_t fullCases = 50000;
+// Of both kinds of file systems.
+struct CaseCounts {
+  std::size_t quick;
+  std::size_t full;
+};
+constexpr CaseCounts casesOfQmfs = {1600, 50000};
+constexpr CaseCounts casesOfOrdinary = {200, 10000};
 
 struct FaultCase {
   std::vector<std::string> mountPoints;
@@ -29,10 +34,11 @@ void addCases(const std::vector<std::string>& mountPoints, const std::vector<Rec
   }
 }
 
-// Snapshots of one file system, of two, and so on until there are cases enough.
+// Snapshots of one file system, of two, and so on until there are cases enough; where they are of two types, of all.
 std::vector<FaultCase> allCases(SnapshotRuns& runs, const Extent& extent, std::size_t wanted) {
   std::vector<FaultCase> cases;
-  for (std::size_t count = 1; count <= extent.mountPoints.size() && cases.size() < wanted; ++count) {
+  const std::size_t first = extent.areOrdinary ? extent.mountPoints.size() : 1;
+  for (std::size_t count = first; count <= extent.mountPoints.size() && cases.size() < wanted; ++count) {
     const auto begin = extent.mountPoints.begin();
     const std::vector<std::string> mountPoints(begin, begin + static_cast<std::ptrdiff_t>(count));
     runs.setMountPoints(mountPoints);
@@ -83,8 +89,9 @@ void runCase(Campaign& campaign, SnapshotRuns& runs, const FaultCase& one) {
 }  // namespace
 
 void runSyscallsCampaign(Campaign& campaign, const Extent& extent) {
-  SnapshotRuns runs(campaign, extent.mountPoints);
-  const std::size_t wanted = campaign.quick() ? quickCases : fullCases;
+  SnapshotRuns runs(campaign, extent.mountPoints, extent.areOrdinary);
+  const CaseCounts counts = extent.areOrdinary ? casesOfOrdinary : casesOfQmfs;
+  const std::size_t wanted = campaign.quick() ? counts.quick : counts.full;
   const std::vector<FaultCase> cases = mixed(allCases(runs, extent, wanted));
   for (std::size_t i = 0; i < std::min(cases.size(), wanted); ++i) {
     if (!extent.has(i)) continue;

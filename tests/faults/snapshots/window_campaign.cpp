@@ -1,9 +1,9 @@
-// While file systems are frozen nothing is called but what freezes, splits and thaws.
+// While file systems are frozen nothing is called but what freezes, proves, splits and thaws.
 #include <algorithm>
 
-#include "frozen_calls.h"
 #include "snapshot_campaigns.h"
 #include "snapshot_runs.h"
+#include "support/supervision/frozen_calls.h"
 
 namespace faults {
 
@@ -14,7 +14,9 @@ constexpr int fullSnapshots = 100;
 
 std::vector<std::string> expectedCalls(std::size_t fileSystems) {
   std::vector<std::string> calls = {"ioctl QM_FREEZE_ALL"};
-  calls.insert(calls.end(), fileSystems, "ioctl FICLONE");
+  // A second freeze proves the first.
+  calls.insert(calls.end(), fileSystems, "ioctl QM_FREEZE");
+  calls.insert(calls.end(), fileSystems, "ioctl FICLONERANGE");
   // Signals are kept from the thaws.
   calls.emplace_back("rt_sigprocmask");
   for (std::size_t i = 0; i < fileSystems; ++i) {
