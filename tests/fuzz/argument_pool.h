@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "foreign_framework.h"
 #include "fuzz_input.h"
+#include "support/foreign_framework.h"
 
 // Chooses by the bytes of one input and owns all that it hands out. Lists have listLength elements, so counts are at
 // most that; nodes are the same few for the whole sequence of calls.

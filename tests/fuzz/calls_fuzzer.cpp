@@ -8,10 +8,11 @@
 
 #include "argument_pool.h"
 #include "build_tree.h"
-#include "foreign_framework.h"
 #include "freeze_settings.h"
 #include "fuzz_input.h"
 #include "stand_in_machine.h"
+#include "support/foreign_framework.h"
+#include "support/temporary_directory.h"
 
 extern "C" {
 #define DECLARE(name, result, parameters) result qmfsfi_fi_pgn_##name parameters;
@@ -267,22 +268,14 @@ void callAny(Caller& caller) {
 }
 
 // The trace log needs a directory. Removed when the program ends.
-class LogDirectory {
+class LogDirectory : public TemporaryDirectory {
  public:
   LogDirectory() {
-    require(mkdtemp(m_path.data()) != nullptr, "there is a directory for the log");
-    setenv("QMFI_LOG_DIR", m_path.c_str(), 1);
-    setenv("QMFI_CONF_DIR", m_path.c_str(), 1);
+    setenv("QMFI_LOG_DIR", path().c_str(), 1);
+    setenv("QMFI_CONF_DIR", path().c_str(), 1);
     setenv("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs", 1);
     setenv("QMFI_TRACE_LEVEL", "6", 1);
   }
-  ~LogDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-  }
-
- private:
-  std::string m_path = std::filesystem::temp_directory_path() / "fuzz-calls.XXXXXX";
 };
 
 }  // namespace

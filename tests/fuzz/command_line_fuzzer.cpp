@@ -1,12 +1,11 @@
 // Command lines: split into words as stated, there and back; commands made of any names carry just these names; and
 // option strings are split as stated.
-#include "command_line.h"
-
 #include <map>
 #include <optional>
 #include <vector>
 
 #include "cfiformatoptionlist.h"
+#include "command_line.h"
 #include "fuzz_input.h"
 #include "qmfs_command_lines.h"
 

@@ -1,22 +1,17 @@
 // Look-ups in mount tables of any content, compared with what the system's own reader finds in the same table.
-#include <mntent.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <optional>
 #include <vector>
 
 #include "fuzz_input.h"
 #include "qmfs_mount_table.h"
+#include "support/mount_table_model.h"
 
 namespace {
 
-struct Entry {
-  std::string device;
-  std::string mountPoint;
-  std::string type;
-  std::string options;
-};
+using mount_table_model::Answer;
+using mount_table_model::Entry;
 
 // A file without a place in any file system.
 class TableFile {
@@ -38,34 +33,6 @@ class TableFile {
   const int m_descriptor;
   const std::string m_path;
 };
-
-struct TableCloser {
-  void operator()(std::FILE* table) const { endmntent(table); }
-};
-
-std::vector<Entry> readEntries(const TableFile& file, std::size_t size) {
-  std::vector<Entry> entries;
-  std::vector<char> room(size + 2);
-  const std::unique_ptr<std::FILE, TableCloser> table(setmntent(file.path(), "r"));
-  mntent entry{};
-  while (getmntent_r(table.get(), &entry, room.data(), static_cast<int>(room.size())) != nullptr) {
-    entries.push_back({entry.mnt_fsname, entry.mnt_dir, entry.mnt_type, entry.mnt_opts});
-  }
-  return entries;
-}
-
-// The entry's answer to a look-up; nothing when it does not match.
-using Answer = std::optional<std::pair<std::string, std::string>>;
-
-Answer expected(const std::vector<Entry>& entries, MountTableKey key, const std::string& value, const char* type) {
-  for (const Entry& entry : entries) {
-    const bool byDevice = key == MountTableKey::device;
-    if ((byDevice ? entry.device : entry.mountPoint) != value) continue;
-    if (type != nullptr && entry.type != type) continue;
-    return std::pair(byDevice ? entry.mountPoint : entry.device, entry.options);
-  }
-  return std::nullopt;
-}
 
 Answer searched(const TableFile& file, MountTableKey key, const std::string& value, const char* type) {
   char* found = nullptr;
@@ -96,12 +63,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     searched(file, key, otherValue, type);
     return 0;
   }
-  const std::vector<Entry> entries = readEntries(file, text.size());
+  const std::vector<Entry> entries = mount_table_model::readEntries(file.path(), text.size());
   std::string value = otherValue;
   if (!entries.empty()) {
     const Entry& entry = entries[number % entries.size()];
     value = key == MountTableKey::device ? entry.device : entry.mountPoint;
   }
-  require(searched(file, key, value, type) == expected(entries, key, value, type), "the first entry that matches");
+  require(
+      searched(file, key, value, type) == mount_table_model::lookUp(entries, key == MountTableKey::device, value, type),
+      "the first entry that matches");
   return 0;
 }

@@ -1,50 +1,20 @@
 // Node states restored from any text, against the rule in its plainest form, and kept and restored again.
 #include <stdexcept>
-#include <vector>
+#include <string>
 
 #include "fuzz_input.h"
 #include "qmfs_private_data.h"
+#include "support/provider_model.h"
 
 namespace {
 
-struct NodeState {
-  bool tooShort = false;
-  std::string options;
-  std::vector<std::string> subObjects;
-  std::string altObject;
-
-  bool operator==(const NodeState&) const = default;
-};
+using provider_model::NodeState;
 
 constexpr const char* formerOptions = "former,options";
 constexpr const char* formerAlternate = "/former";
 
-// The text between two tags, whose places are -1 where they are missing.
-std::string between(const std::string& text, const std::string& open, const std::string& close) {
-  const auto begin = static_cast<int>(text.find(open)) + static_cast<int>(open.size());
-  const auto length = static_cast<int>(text.find(close)) - begin;
-  return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(length));
-}
-
-bool holds(const std::string& text, const char* part) {
-  return text.find(part) != std::string::npos;
-}
-
-NodeState expected(const std::string& text) {
-  NodeState state{.options = formerOptions, .altObject = formerAlternate};
-  try {
-    state.options = between(text, "<MNT_OPTS>", "</MNT_OPTS>");
-    const std::string subObject = between(text, "<SUBOBJ>", "</SUBOBJ>");
-    if (!subObject.empty()) state.subObjects.push_back(subObject);
-    if (holds(text, "<ALTOBJ>") && holds(text, "</ALTOBJ>")) state.altObject = between(text, "<ALTOBJ>", "</ALTOBJ>");
-  } catch (const std::out_of_range&) {
-    state.tooShort = true;
-  }
-  return state;
-}
-
 NodeState stateOf(CQmFSPrivateData& data) {
-  NodeState state{.options = data.getMntOpts(), .altObject = data.getAltObj()};
+  NodeState state{.options = data.getMntOpts(), .subObjects = {}, .altObject = data.getAltObj()};
   for (std::size_t i = 0; i < data.getSubObjectListLength(); ++i) {
     state.subObjects.emplace_back(data.getSubObjectList()[i]->vid_name);
   }
@@ -70,8 +40,7 @@ bool hasTag(const std::string& text) {
 void checkThereAndBack(CQmFSPrivateData& data, qmfi_objid* name, const NodeState& state) {
   kfi_blob blob{};
   require(data.getNodeState(&blob) == 0, "fetching returns 0");
-  std::string lines = "<MNT_OPTS>" + state.options + "</MNT_OPTS>\n<SUBOBJ>" + state.subObjects[0] + "</SUBOBJ>\n";
-  if (!state.altObject.empty()) lines += "<ALTOBJ>" + state.altObject + "</ALTOBJ>\n";
+  const std::string lines = provider_model::stateText(state);
   require(blob.kb_buffer == lines && blob.kb_length == lines.size() + 1, "the text is the three lines");
   require(blob.kb_encoding == KFI_BLOB_TEXT, "the blob is text");
   if (!hasTag(state.options) && !hasTag(state.subObjects[0]) && !hasTag(state.altObject)) {
@@ -97,7 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   privateData.setMntOpts(formerOptions);
   privateData.setAltObj(formerAlternate);
   const bool isText = length != 0 && encoding == KFI_BLOB_TEXT;
-  const NodeState wanted = isText ? expected(text) : NodeState{.options = formerOptions, .altObject = formerAlternate};
+  const NodeState wanted = isText ? provider_model::restoredState(text, formerAlternate)
+                                  : NodeState{.options = formerOptions, .subObjects = {}, .altObject = formerAlternate};
   const NodeState state = restored(privateData, {length, buffer.get(), encoding, 0});
   require(state.tooShort == wanted.tooShort, "only a text that is too short is refused");
   if (state.tooShort) return 0;

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "qmfs_ioctl.h"
+#include "support/system_programs.h"
 
 StandInMachine* standInMachine = nullptr;
 
@@ -16,28 +17,10 @@ namespace {
 constexpr std::array outputs = {"device is busy", "usage: qmumount", "usage: qmumount -o force", "qmfs", "",
                                 "%s%n\xff"};
 
-constexpr std::array programs = {
-    "/bin/mount",
-    "/bin/umount",
-    "/bin/mkdir",
-    "/bin/rmdir",
-    "/sbin/mkfs",
-    "/sbin/fsck",
-    "/sbin/fuser",
-    "/bin/rpm",
-    "/opt/KRIB/bin/qmumount",
-    "/sbin/fs/qmfs/qmumount",
-    "/usr/lib/fs/qmfs/qmumount",
-    "/opt/KRIB/bin/umount",
-    "/usr/lib/fs/qmfs/umount",
-    "/opt/KRIBqmfs/sbin/umount",
-    "/opt/KRIBqmfs/sbin/fstyp",
-    "/opt/KRIB/bin/fstyp",
-    "/usr/lib/fs/qmfs/fstyp",
-    "/usr/sbin/fstyp",
-    "/sbin/fstyp",
-    "/etc/fstyp",
-};
+bool isSystemProgram(const std::string& program) {
+  const auto isOneOf = [&](const auto& list) { return std::find(list.begin(), list.end(), program) != list.end(); };
+  return isOneOf(systemPrograms) || isOneOf(otherCandidates);
+}
 
 std::vector<std::string> wordsOf(const std::string& command) {
   std::istringstream stream(command);
@@ -77,8 +60,7 @@ void StandInMachine::requireNothingLeft() const {
 
 StandInMachine::ProgramResult StandInMachine::run(const std::string& command) {
   const std::vector<std::string> words = wordsOf(command);
-  const bool known = !words.empty() && std::find(programs.begin(), programs.end(), words[0]) != programs.end();
-  require(known, "only the provider's own programs are run");
+  require(!words.empty() && isSystemProgram(words[0]), "only the provider's own programs are run");
   const bool needsDevice = words[0] == "/sbin/fsck" || words[0] == "/sbin/mkfs";
   require(!needsDevice || !command.ends_with(' '), "a program that needs a device is given one");
   ProgramResult result;
