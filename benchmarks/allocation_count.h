@@ -1,5 +1,6 @@
 // How often the program has asked for memory.
-#pragma once
+#ifndef ALLOCATION_COUNT_H
+#define ALLOCATION_COUNT_H
 
 #include <cstddef>
 
@@ -9,3 +10,5 @@ namespace bench {
 std::size_t allocationCount();
 
 }  // namespace bench
+
+#endif

@@ -1,5 +1,6 @@
 // What a benchmark measured: our way of doing some work beside a yardstick, and what it is held to.
-#pragma once
+#ifndef COMPARISON_H
+#define COMPARISON_H
 
 #include <optional>
 #include <string>
@@ -34,3 +35,5 @@ void writeComparisons(const std::string& path, const std::vector<Comparison>& co
 std::vector<Comparison> readComparisons(const std::string& path);
 
 }  // namespace bench
+
+#endif

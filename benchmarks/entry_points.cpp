@@ -38,7 +38,7 @@ void compareCalls(EntryPoint* entryPoint, bench::EntryPointLocks& locks, int thr
 
 int main(int count, char** words) {
   const bench::LoadedPlugin plugin;
-  EntryPoint* const entryPoint = plugin.entryPoint<EntryPoint>("pre_prepare");
+  EntryPoint* const entryPoint = plugin->fi_pgn_pre_prepare;
   bench::EntryPointLocks locks;
   bench::addComparison(countAllocations(entryPoint));
   compareCalls(entryPoint, locks, 1, 1.10);

@@ -1,5 +1,6 @@
-// A kernel driver whose answers cost nothing: the program's own ioctl takes the freeze requests and agrees.
-#pragma once
+// A kernel driver whose answers cost nothing: the program takes the freeze requests itself and agrees.
+#ifndef FREE_DRIVER_H
+#define FREE_DRIVER_H
 
 namespace bench {
 
@@ -7,3 +8,5 @@ namespace bench {
 long freezeRequests();
 
 }  // namespace bench
+
+#endif

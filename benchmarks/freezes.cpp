@@ -4,43 +4,26 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 
-#include <chrono>
-#include <exception>
-#include <functional>
-#include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "comparison.h"
+#include "frozen_volumes.h"
 #include "live_writers.h"
 #include "quiesce_nodes.h"
 #include "volume.h"
-#include "yardsticks/plain_spawn.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr std::size_t dirtyMegabytes = 64;
-// Right after a freeze the next one finds the kernel's work still done, as no snapshot does.
-constexpr auto coolDown = 100ms;
-constexpr auto programTime = 60s;
-
-using Volumes = std::vector<const bench::Volume*>;
-
-// The ways to hold volumes still while they are split. Each leaves nothing frozen, also when it throws.
-
-void splitAll(const Volumes& volumes) {
-  for (const bench::Volume* volume : volumes) volume->split();
-}
+using bench::Load;
+using bench::Volumes;
 
 // As the host does it.
 void byPlugin(bench::QuiesceNodes& nodes, const Volumes& volumes) {
   for (const bench::Volume* volume : volumes) volume->flush();
   nodes.quiesce();
   try {
-    splitAll(volumes);
+    bench::splitAll(volumes);
   } catch (...) {
     nodes.unquiesce();
     throw;
@@ -48,74 +31,29 @@ void byPlugin(bench::QuiesceNodes& nodes, const Volumes& volumes) {
   nodes.unquiesce();
 }
 
-using Act = std::function<bool(const bench::Volume&)>;
-
-void inTurn(const Volumes& volumes, const Act& freeze, const Act& thaw) {
-  std::size_t frozen = 0;
-  while (frozen < volumes.size() && freeze(*volumes[frozen])) ++frozen;
-  std::exception_ptr error;
-  try {
-    if (frozen < volumes.size()) throw std::runtime_error("not frozen");
-    splitAll(volumes);
-  } catch (...) {
-    error = std::current_exception();
-  }
-  for (std::size_t i = 0; i < frozen; ++i) thaw(*volumes[i]);
-  if (error) std::rethrow_exception(error);
-}
-
 void byRequests(const Volumes& volumes) {
-  inTurn(
+  bench::splitInTurn(
       volumes, [](const bench::Volume& volume) { return ioctl(volume.directory(), FIFREEZE, 0) == 0; },
       [](const bench::Volume& volume) { return ioctl(volume.directory(), FITHAW, 0) == 0; });
-}
-
-bool runFsfreeze(const char* option, const bench::Volume& volume) {
-  std::string output;
-  return bench::spawnAndCapture({{"/sbin/fsfreeze", option, volume.path()}}, output, programTime) == 0;
-}
-
-void byPrograms(const Volumes& volumes) {
-  inTurn(
-      volumes, [](const bench::Volume& volume) { return runFsfreeze("-f", volume); },
-      [](const bench::Volume& volume) { return runFsfreeze("-u", volume); });
-}
-
-enum class Load { idle, dirty };
-
-std::vector<bench::Stall> watch(const std::function<void()>& way, const Volumes& volumes, Load load) {
-  std::vector<std::string> paths;
-  for (const bench::Volume* volume : volumes) paths.push_back(volume->path());
-  for (const bench::Volume* volume : volumes) {
-    if (load == Load::dirty) volume->makeDirty(dirtyMegabytes);
-  }
-  bench::LiveWriters writers(paths);
-  std::this_thread::sleep_for(coolDown);
-  way();
-  const auto stalls = writers.stop();
-  for (const bench::Volume* volume : volumes) volume->clean();
-  return stalls;
 }
 
 void measure(const bench::LoadedPlugin& plugin, const Volumes& volumes, Load load,
              std::vector<bench::Comparison>& results) {
   const bool dirty = load == Load::dirty;
   const int repetitions = dirty ? 7 : 15;
-  std::vector<std::string> paths;
-  for (const bench::Volume* volume : volumes) paths.push_back(volume->path());
-  bench::QuiesceNodes nodes(plugin, paths);
+  bench::QuiesceNodes nodes(plugin, bench::pathsOf(volumes));
   std::vector<double> ours;
   std::vector<double> skew;
   std::vector<double> requests;
   std::vector<double> requestsAgain;
   std::vector<double> programs;
   for (int repetition = 0; repetition < repetitions; ++repetition) {
-    const auto stalls = watch([&] { byPlugin(nodes, volumes); }, volumes, load);
+    const auto stalls = bench::watch([&] { byPlugin(nodes, volumes); }, volumes, load);
     ours.push_back(bench::longestStall(stalls));
     skew.push_back(bench::greatestSkew(stalls));
-    requests.push_back(bench::longestStall(watch([&] { byRequests(volumes); }, volumes, load)));
-    programs.push_back(bench::longestStall(watch([&] { byPrograms(volumes); }, volumes, load)));
-    requestsAgain.push_back(bench::longestStall(watch([&] { byRequests(volumes); }, volumes, load)));
+    requests.push_back(bench::longestStall(bench::watch([&] { byRequests(volumes); }, volumes, load)));
+    programs.push_back(bench::longestStall(bench::watch([&] { bench::splitByPrograms(volumes); }, volumes, load)));
+    requestsAgain.push_back(bench::longestStall(bench::watch([&] { byRequests(volumes); }, volumes, load)));
   }
   const bool most = volumes.size() == 16;
   const std::string what = std::to_string(volumes.size()) + (dirty ? " XFS, 64 MB dirty each" : " XFS, idle");
@@ -138,8 +76,7 @@ int main(int count, char** words) {
   const auto volumes = bench::mountedVolumes();
   std::vector<bench::Comparison> results;
   for (const std::size_t fileSystems : {1U, 4U, 16U}) {
-    Volumes chosen;
-    for (std::size_t i = 0; i < fileSystems; ++i) chosen.push_back(volumes.at(i).get());
+    const Volumes chosen = bench::firstOf(volumes, fileSystems);
     measure(plugin, chosen, Load::idle, results);
     measure(plugin, chosen, Load::dirty, results);
   }

@@ -49,30 +49,22 @@ struct Node {
 
 class Snapshot {
  public:
-  explicit Snapshot(const bench::LoadedPlugin& plugin)
-      : m_identifier(plugin.function<Identifier>("qmfi_get_objid")),
-        m_claim(plugin.entryPoint<int(qmfi_objid*, qmfi_objid***, int*)>("claim")),
-        m_initNode(plugin.entryPoint<int(kfi_domain*, kfi_domain**, int, qmfi_objid*)>("init_node")),
-        m_quiesce(plugin.entryPoint<int(kfi_quiescenode*, kfi_quiescenode**, int, char*)>("quiesce")),
-        m_unquiesce(plugin.entryPoint<void(kfi_quiescenode*, kfi_quiescenode**, int)>("unquiesce")),
-        m_buildAltTree(
-            plugin.entryPoint<int(kfi_domain*, char*, qmfi_objid**, qmfi_objid**, int, qmfi_objid**)>("build_alttree")),
-        m_deinitNode(plugin.entryPoint<void(kfi_domain*)>("deinit_node")) {
-    m_configuration.fid_objid = identifier("configuration");
-    require(m_initNode(&m_configuration, nullptr, 0, nullptr) == 0);
+  explicit Snapshot(const bench::LoadedPlugin& plugin) : m_plugin(plugin) {
+    m_configuration.fid_objid = plugin.identifier("configuration");
+    require(plugin->fi_pgn_init_node(&m_configuration, nullptr, 0, nullptr) == 0);
     for (int number = 0; number < mostNodes; ++number) {
       Node& node = m_nodes.emplace_back();
       node.alternate = mountPoint(number) + "_alt";
       node.subObjects[0] = {const_cast<char*>(""), node.alternate.data()};
-      node.snapshotDevice = identifier("/dev/qm/dsk/dg1/growth-" + std::to_string(number) + "-snapshot");
-      node.domain.fid_objid = identifier(mountPoint(number));
+      node.snapshotDevice = plugin.identifier("/dev/qm/dsk/dg1/growth-" + std::to_string(number) + "-snapshot");
+      node.domain.fid_objid = plugin.identifier(mountPoint(number));
       node.domain.fid_provider = m_provider.data();
       node.domain.fid_subobjs = node.subObjects;
     }
   }
   Snapshot(const Snapshot&) = delete;
   Snapshot& operator=(const Snapshot&) = delete;
-  ~Snapshot() { m_deinitNode(&m_configuration); }
+  ~Snapshot() { m_plugin->fi_pgn_deinit_node(&m_configuration); }
 
   void take(int count) {
     std::vector<kfi_quiescenode*> quiesceNodes;
@@ -81,43 +73,32 @@ class Snapshot {
       kfi_domain* configuration = &m_configuration;
       qmfi_objid** groups = nullptr;
       int groupCount = 0;
-      require(m_claim(domain->fid_objid, &groups, &groupCount) == 1);
-      require(m_initNode(domain, &configuration, 1, nullptr) == 0);
+      require(m_plugin->fi_pgn_claim(domain->fid_objid, &groups, &groupCount) == 1);
+      require(m_plugin->fi_pgn_init_node(domain, &configuration, 1, nullptr) == 0);
       quiesceNodes.push_back(domain->fid_qnode);
     }
-    require(m_quiesce(nullptr, quiesceNodes.data(), count, nullptr) == 0);
-    m_unquiesce(nullptr, quiesceNodes.data(), count);
+    require(m_plugin->fi_pgn_quiesce(nullptr, quiesceNodes.data(), count, nullptr) == 0);
+    m_plugin->fi_pgn_unquiesce(nullptr, quiesceNodes.data(), count);
     for (int number = 0; number < count; ++number) {
       Node& node = m_nodes[static_cast<std::size_t>(number)];
       char id[] = "growth";
       qmfi_objid* alternate = nullptr;
-      require(m_buildAltTree(&node.domain, id, nullptr, &node.snapshotDevice, 1, &alternate) == 0);
+      require(m_plugin->fi_pgn_build_alttree(&node.domain, id, nullptr, &node.snapshotDevice, 1, &alternate) == 0);
     }
   }
 
   void forget(int count) {
-    for (int number = 0; number < count; ++number) m_deinitNode(&m_nodes[static_cast<std::size_t>(number)].domain);
+    for (int number = 0; number < count; ++number) {
+      m_plugin->fi_pgn_deinit_node(&m_nodes[static_cast<std::size_t>(number)].domain);
+    }
   }
 
  private:
-  using Identifier = qmfi_objid*(const char*, std::uint32_t, std::int32_t);
-
   static void require(bool condition) {
     if (!condition) throw std::runtime_error("the plug-in did not do its part");
   }
 
-  qmfi_objid* identifier(const std::string& name) {
-    return m_identifier(name.c_str(), static_cast<std::uint32_t>(name.size()), 1);
-  }
-
-  Identifier* m_identifier;
-  int (*m_claim)(qmfi_objid*, qmfi_objid***, int*);
-  int (*m_initNode)(kfi_domain*, kfi_domain**, int, qmfi_objid*);
-  int (*m_quiesce)(kfi_quiescenode*, kfi_quiescenode**, int, char*);
-  void (*m_unquiesce)(kfi_quiescenode*, kfi_quiescenode**, int);
-  int (*m_buildAltTree)(kfi_domain*, char*, qmfi_objid**, qmfi_objid**, int, qmfi_objid**);
-  void (*m_deinitNode)(kfi_domain*);
-
+  const bench::LoadedPlugin& m_plugin;
   std::string m_provider = "qmfsfi";
   kfi_domain m_configuration{};
   std::deque<Node> m_nodes;

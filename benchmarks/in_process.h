@@ -1,5 +1,6 @@
 // Benchmarks of what lies inside the process, run by Google Benchmark with all repetitions shuffled.
-#pragma once
+#ifndef IN_PROCESS_H
+#define IN_PROCESS_H
 
 #include <benchmark/benchmark.h>
 
@@ -49,3 +50,5 @@ void addComparison(const Comparison& comparison);
 int runComparisons(int count, char** words);
 
 }  // namespace bench
+
+#endif

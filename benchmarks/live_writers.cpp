@@ -11,7 +11,9 @@ namespace bench {
 
 namespace {
 
-constexpr std::chrono::microseconds pauseBetween(200);
+constexpr std::chrono::microseconds shortestPause(200);
+// More of them would keep the processors from those whom they watch.
+constexpr std::size_t eagerWriters = 16;
 
 double milliseconds(Stall::Clock::duration duration) {
   return std::chrono::duration<double, std::milli>(duration).count();
@@ -19,7 +21,9 @@ double milliseconds(Stall::Clock::duration duration) {
 
 }  // namespace
 
-LiveWriters::LiveWriters(const std::vector<std::string>& directories) : m_stalls(directories.size()) {
+LiveWriters::LiveWriters(const std::vector<std::string>& directories)
+    : m_pause(shortestPause * std::max(directories.size() / eagerWriters, std::size_t{1})),
+      m_stalls(directories.size()) {
   for (std::size_t i = 0; i < directories.size(); ++i) {
     m_threads.emplace_back([this, path = directories[i] + "/live", i] { write(path, m_stalls[i]); });
   }
@@ -46,7 +50,7 @@ void LiveWriters::write(const std::string& path, Stall& longest) {
     latest.end = Stall::Clock::now();
     if (latest.length() > longest.length()) longest = latest;
     latest.lastEnd = latest.end;
-    std::this_thread::sleep_for(pauseBetween);
+    std::this_thread::sleep_for(m_pause);
   }
   close(file);
 }

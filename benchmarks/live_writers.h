@@ -1,5 +1,6 @@
 // Programs that go on writing while their file systems are frozen: what they notice.
-#pragma once
+#ifndef LIVE_WRITERS_H
+#define LIVE_WRITERS_H
 
 #include <atomic>
 #include <chrono>
@@ -20,7 +21,8 @@ struct Stall {
   Clock::duration length() const { return end - begin; }
 };
 
-// One thread for each directory overwrites the beginning of a file, with a short pause between.
+// One thread for each directory overwrites the beginning of a file, with a short pause between that
+// grows with their number.
 class LiveWriters {
  public:
   explicit LiveWriters(const std::vector<std::string>& directories);
@@ -35,6 +37,7 @@ class LiveWriters {
  private:
   void write(const std::string& path, Stall& longest);
 
+  const std::chrono::microseconds m_pause;
   std::atomic<bool> m_ended{false};
   std::vector<Stall> m_stalls;
   std::vector<std::thread> m_threads;
@@ -46,3 +49,5 @@ double longestStall(const std::vector<Stall>& stalls);
 double greatestSkew(const std::vector<Stall>& stalls);
 
 }  // namespace bench
+
+#endif

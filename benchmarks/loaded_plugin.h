@@ -1,59 +1,44 @@
 // The built plug-in, loaded and started as a framework does it.
-#pragma once
+#ifndef LOADED_PLUGIN_H
+#define LOADED_PLUGIN_H
 
-#include <dlfcn.h>
-
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
-#include "kfi.h"
+#include "support/loaded_plugin.h"
 
 namespace bench {
 
 // The library, not started.
-class PluginLibrary {
+class PluginLibrary : public ::LoadedPlugin {
  public:
   // Throws std::runtime_error when it cannot be loaded.
-  PluginLibrary() : m_library(dlopen(BENCH_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
-    if (m_library == nullptr) throw std::runtime_error(dlerror());
-  }
-  PluginLibrary(const PluginLibrary&) = delete;
-  PluginLibrary& operator=(const PluginLibrary&) = delete;
-  ~PluginLibrary() { dlclose(m_library); }
+  PluginLibrary() : ::LoadedPlugin(BENCH_PLUGIN, "qmfsfi") {}
 
-  // Of the plug-in or of the framework's library.
-  template <typename Function>
-  Function* function(const std::string& name) const {
-    auto* const found = reinterpret_cast<Function*>(dlsym(m_library, name.c_str()));
-    if (found == nullptr) throw std::runtime_error("no function " + name);
-    return found;
+  // The framework's identifier of a name.
+  qmfi_objid* identifier(const std::string& name) const {
+    using Identifier = qmfi_objid*(const char*, std::uint32_t, std::int32_t);
+    return function<Identifier>("qmfi_get_objid")(name.c_str(), static_cast<std::uint32_t>(name.size()), 1);
   }
-
-  template <typename Function>
-  Function* entryPoint(const std::string& operation) const {
-    return function<Function>("qmfsfi_fi_pgn_" + operation);
-  }
-
- private:
-  void* m_library;
 };
 
 // A plug-in of a library, from init to fini.
 class StartedPlugin {
  public:
   // Throws std::runtime_error when it does not start: that needs a machine with the package installed.
-  explicit StartedPlugin(const PluginLibrary& library) : m_fini(library.entryPoint<void()>("fini")) {
+  explicit StartedPlugin(const PluginLibrary& library) : m_library(library) {
     kfi_version version{};
     char name[] = "bench";
-    const int status = library.entryPoint<int(kfi_context*, kfi_version*, char*)>("init")(nullptr, &version, name);
+    const int status = library->fi_pgn_init(nullptr, &version, name);
     if (status != 0) throw std::runtime_error("the plug-in does not start: status " + std::to_string(status));
   }
   StartedPlugin(const StartedPlugin&) = delete;
   StartedPlugin& operator=(const StartedPlugin&) = delete;
-  ~StartedPlugin() { m_fini(); }
+  ~StartedPlugin() { m_library->fi_pgn_fini(); }
 
  private:
-  void (*m_fini)();
+  const PluginLibrary& m_library;
 };
 
 // Both.
@@ -66,3 +51,5 @@ class LoadedPlugin : public PluginLibrary {
 };
 
 }  // namespace bench
+
+#endif

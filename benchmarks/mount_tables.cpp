@@ -12,6 +12,7 @@
 
 #include "in_process.h"
 #include "qmfs_mount_table.h"
+#include "support/temporary_directory.h"
 #include "yardsticks/plain_mount_table.h"
 
 namespace {
@@ -27,21 +28,17 @@ class Workshop {
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
       throw std::runtime_error("no mount namespace: run this as root");
     }
-    std::string pattern = fs::temp_directory_path() / "bench.XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    m_path = pattern;
   }
   Workshop(const Workshop&) = delete;
   Workshop& operator=(const Workshop&) = delete;
   ~Workshop() {
-    for (const auto& entry : fs::directory_iterator(m_path)) umount2(entry.path().c_str(), MNT_DETACH);
-    fs::remove_all(m_path);
+    for (const auto& entry : fs::directory_iterator(path())) umount2(entry.path().c_str(), MNT_DETACH);
   }
 
-  const fs::path& path() const { return m_path; }
+  fs::path path() const { return m_directory.path(); }
 
  private:
-  fs::path m_path;
+  TemporaryDirectory m_directory;
 };
 
 std::string mountPoint(int number) {

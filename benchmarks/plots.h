@@ -1,5 +1,6 @@
 // The results as lines of plots, for gnuplot.
-#pragma once
+#ifndef PLOTS_H
+#define PLOTS_H
 
 #include <string>
 #include <vector>
@@ -14,3 +15,5 @@ namespace bench {
 void writePlots(const std::string& directory, const std::vector<Result>& results);
 
 }  // namespace bench
+
+#endif

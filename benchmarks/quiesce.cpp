@@ -61,8 +61,6 @@ void compareQuiesce(bench::QuiesceNodes& nodes) {
 int main(int count, char** words) {
   const bench::LoadedPlugin plugin;
   std::deque<bench::QuiesceNodes> nodes;
-  for (const int fileSystems : {1, 4, 16, 64}) {
-    compareQuiesce(nodes.emplace_back(plugin, makeDirectories(fileSystems)));
-  }
+  for (const int fileSystems : {1, 4, 16, 64}) compareQuiesce(nodes.emplace_back(plugin, makeDirectories(fileSystems)));
   return bench::runComparisons(count, words);
 }

@@ -5,26 +5,78 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <tuple>
 
 #include "statistics.h"
 
 namespace bench {
 
+namespace {
+
+std::vector<double> ratiosOf(const std::vector<double>& ours, const std::vector<double>& theirs) {
+  std::vector<double> ratios;
+  for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i) ratios.push_back(ours[i] / theirs[i]);
+  return ratios;
+}
+
+// lowest, highest: what the measured value may really be.
+Verdict verdictOn(double lowest, double highest, double limit) {
+  if (highest <= limit) return Verdict::met;
+  return lowest > limit ? Verdict::missed : Verdict::undecided;
+}
+
+bool isSameWork(const Comparison& one, const Comparison& other) {
+  return std::tie(one.row, one.what, one.yardstick) == std::tie(other.row, other.what, other.yardstick);
+}
+
+}  // namespace
+
 Result judge(const Comparison& comparison) {
-  const auto& [ours, theirs] = std::tie(comparison.ours, comparison.theirs);
-  Result result{comparison, median(ours), median(theirs), {}, 0, {}};
+  const std::vector<double>& ours = comparison.ours;
+  const std::vector<double>& theirs = comparison.theirs;
+  Result result{comparison, median(ours), median(theirs), {}, 0, Verdict::informs};
   double limit = comparison.goal.value_or(0);
+  double spreadOfOurs = 0;
   if (theirs.empty()) {
-    result.spread = result.ours > 0 ? spread(ours) / result.ours : 0;
+    spreadOfOurs = spread(ours) / 2;
+    result.spread = result.ours > 0 ? spreadOfOurs / result.ours : 0;
   } else {
     result.ratio = result.ours / result.theirs;
-    std::vector<double> ratios;
-    for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i) ratios.push_back(ours[i] / theirs[i]);
-    result.spread = spread(ratios);
+    result.spread = spread(ratiosOf(ours, theirs)) / 2;
+    spreadOfOurs = result.spread * result.theirs;
     limit = limit * result.theirs + comparison.allowance;
   }
-  if (comparison.goal) result.met = result.ours <= limit;
+  if (comparison.goal) result.verdict = verdictOn(result.ours - spreadOfOurs, result.ours + spreadOfOurs, limit);
   return result;
+}
+
+std::vector<Comparison> pooled(const std::vector<Comparison>& comparisons) {
+  std::vector<Comparison> pool;
+  for (const Comparison& comparison : comparisons) {
+    const auto same =
+        std::find_if(pool.begin(), pool.end(), [&](const Comparison& one) { return isSameWork(one, comparison); });
+    if (same == pool.end()) {
+      pool.push_back(comparison);
+      continue;
+    }
+    same->ours.insert(same->ours.end(), comparison.ours.begin(), comparison.ours.end());
+    same->theirs.insert(same->theirs.end(), comparison.theirs.begin(), comparison.theirs.end());
+  }
+  return pool;
+}
+
+std::string verdictText(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::informs:
+      return "";
+    case Verdict::met:
+      return "met";
+    case Verdict::missed:
+      return "MISSED";
+    case Verdict::undecided:
+      return "undecided";
+  }
+  return "";
 }
 
 void writeResults(const std::string& path, const std::vector<Result>& results) {
@@ -40,10 +92,10 @@ void writeResults(const std::string& path, const std::vector<Result>& results) {
       entry["theirs"] = result.theirs;
       entry["ratio"] = *result.ratio;
     }
-    if (result.met) {
+    if (comparison.goal) {
       entry["goal"] = *comparison.goal;
       entry["allowance"] = comparison.allowance;
-      entry["met"] = *result.met;
+      entry["verdict"] = verdictText(result.verdict);
     }
     list.push_back(entry);
   }

@@ -1,5 +1,6 @@
 // A trace log that lets nothing through, as most of a plug-in's records are filtered in earnest.
-#pragma once
+#ifndef SILENT_LOG_H
+#define SILENT_LOG_H
 
 #include "cfitracelog.h"
 
@@ -19,3 +20,5 @@ inline qmfi_pdk_4_4::CFiTraceLogSPtr silentLog() {
 }
 
 }  // namespace bench
+
+#endif

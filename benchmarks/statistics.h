@@ -1,5 +1,6 @@
 // Medians and quartiles of samples.
-#pragma once
+#ifndef STATISTICS_H
+#define STATISTICS_H
 
 #include <vector>
 
@@ -14,3 +15,5 @@ double median(const std::vector<double>& samples);
 double spread(const std::vector<double>& samples);
 
 }  // namespace bench
+
+#endif

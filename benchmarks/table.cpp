@@ -26,16 +26,15 @@ std::string goalText(const Comparison& comparison) {
 
 std::vector<std::string> cells(const Result& result) {
   const Comparison& comparison = result.comparison;
-  const std::string met = result.met.value_or(false) ? "met" : "MISSED";
   return {comparison.row,
           comparison.what,
           quantity(result.ours, comparison.unit),
           comparison.yardstick,
           result.ratio ? quantity(result.theirs, comparison.unit) : "",
           result.ratio ? number(*result.ratio, 3) : "",
-          "+-" + number(result.spread / 2, 3),
+          "+-" + number(result.spread, 3),
           goalText(comparison),
-          result.met ? met : ""};
+          verdictText(result.verdict)};
 }
 
 }  // namespace
@@ -53,7 +52,7 @@ std::string quantity(double value, const std::string& unit) {
 }
 
 void printTable(const std::vector<Result>& results) {
-  std::cout << "row\twhat\tours\tyardstick\t\tratio\tspread\tgoal\tmet or not\n";
+  std::cout << "row\twhat\tours\tyardstick\t\tratio\tspread\tgoal\tverdict\n";
   for (const Result& result : results) {
     for (const std::string& cell : cells(result)) std::cout << cell << '\t';
     std::cout << '\n';

@@ -1,5 +1,6 @@
 // The results as a table, for column.
-#pragma once
+#ifndef TABLE_H
+#define TABLE_H
 
 #include <string>
 #include <vector>
@@ -15,3 +16,5 @@ std::string quantity(double value, const std::string& unit);
 void printTable(const std::vector<Result>& results);
 
 }  // namespace bench
+
+#endif

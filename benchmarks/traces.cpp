@@ -4,13 +4,13 @@
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
 
 #include "cfitracelog.h"
 #include "in_process.h"
+#include "support/temporary_directory.h"
 #include "yardsticks/plain_trace.h"
 
 namespace {
@@ -20,24 +20,12 @@ namespace fs = std::filesystem;
 
 constexpr const char* command = "/bin/mkdir -p  /srv/data_alt20261121060708";
 
-class LogDirectory {
+class LogDirectory : public TemporaryDirectory {
  public:
-  LogDirectory() : m_path(fs::temp_directory_path() / "bench.XXXXXX") {
-    if (mkdtemp(m_path.data()) == nullptr) throw fs::filesystem_error("no directory", std::error_code());
-  }
-  LogDirectory(const LogDirectory&) = delete;
-  LogDirectory& operator=(const LogDirectory&) = delete;
-  ~LogDirectory() { fs::remove_all(m_path); }
-
-  const std::string& path() const { return m_path; }
-
   // Logs that are written without end would fill the disk.
   void empty() const {
-    for (const auto& file : fs::directory_iterator(m_path)) fs::resize_file(file.path(), 0);
+    for (const auto& file : fs::directory_iterator(path())) fs::resize_file(file.path(), 0);
   }
-
- private:
-  std::string m_path;
 };
 
 CFiTraceLogSPtr openLog(const LogDirectory& directory, int level) {

@@ -5,13 +5,14 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
+
+#include "system/checked.h"
+#include "system/loop_device.h"
 
 namespace bench {
 
@@ -25,15 +26,15 @@ constexpr std::size_t megabyte = std::size_t{1} << 20;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
+qmfi_system::Descriptor openFile(const std::string& path, int flags) {
+  return qmfi_system::Descriptor(qmfi_system::checked(open(path.c_str(), flags | O_CLOEXEC, 0600), path));
+}
+
 // The file behind the loop device of a mounted file system.
 std::string backingFile(const std::string& mountPoint) {
   struct stat status {};
   if (stat(mountPoint.c_str(), &status) != 0) fail(mountPoint);
-  std::ifstream file("/sys/dev/block/" + std::to_string(major(status.st_dev)) + ":" +
-                     std::to_string(minor(status.st_dev)) + "/loop/backing_file");
-  std::string name;
-  std::getline(file, name);
-  return name;
+  return qmfi_system::backingFileName(status.st_dev);
 }
 
 std::string dirtyFile(const std::string& mountPoint) {
@@ -46,20 +47,12 @@ std::string clonePath(const std::string& imagePath) {
 
 }  // namespace
 
-OpenFile::OpenFile(const std::string& path, int flags) : m_descriptor(open(path.c_str(), flags | O_CLOEXEC, 0600)) {
-  if (m_descriptor < 0) fail(path);
-}
-
-OpenFile::~OpenFile() {
-  close(m_descriptor);
-}
-
 Volume::Volume(const std::string& mountPoint)
     : m_path(mountPoint),
-      m_directory(mountPoint, O_RDONLY | O_DIRECTORY),
+      m_directory(openFile(mountPoint, O_RDONLY | O_DIRECTORY)),
       m_imagePath(backingFile(mountPoint)),
-      m_image(m_imagePath, O_RDONLY),
-      m_clone(clonePath(m_imagePath), O_RDWR | O_CREAT) {}
+      m_image(openFile(m_imagePath, O_RDONLY)),
+      m_clone(openFile(clonePath(m_imagePath), O_RDWR | O_CREAT)) {}
 
 Volume::~Volume() {
   unlink(clonePath(m_imagePath).c_str());
@@ -75,7 +68,7 @@ void Volume::split() const {
 
 void Volume::makeDirty(std::size_t megabytes) const {
   // A new one: the kernel begins at once to write out a file that was emptied and filled again.
-  const OpenFile file(dirtyFile(m_path), O_WRONLY | O_CREAT | O_EXCL);
+  const auto file = openFile(dirtyFile(m_path), O_WRONLY | O_CREAT | O_EXCL);
   const std::string block(megabyte, 'x');
   for (std::size_t written = 0; written < megabytes; ++written) {
     if (write(file.get(), block.data(), block.size()) != static_cast<ssize_t>(block.size())) fail("cannot write");

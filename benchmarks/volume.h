@@ -1,26 +1,15 @@
 // Volumes of the testbed: what is written to them, and how they are split.
-#pragma once
+#ifndef VOLUME_H
+#define VOLUME_H
 
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "system/descriptor.h"
+
 namespace bench {
-
-// A descriptor of its own. Opening throws std::system_error.
-class OpenFile {
- public:
-  OpenFile(const std::string& path, int flags);
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile();
-
-  int get() const { return m_descriptor; }
-
- private:
-  int m_descriptor;
-};
 
 // A mounted volume, and a file beside the volume's own that becomes its clone. All but the destructor throws
 // std::system_error.
@@ -48,13 +37,15 @@ class Volume {
 
  private:
   std::string m_path;
-  OpenFile m_directory;
+  qmfi_system::Descriptor m_directory;
   std::string m_imagePath;
-  OpenFile m_image;
-  OpenFile m_clone;
+  qmfi_system::Descriptor m_image;
+  qmfi_system::Descriptor m_clone;
 };
 
 // The volumes that are mounted on /bench/0, /bench/1 and so on.
 std::vector<std::unique_ptr<Volume>> mountedVolumes();
 
 }  // namespace bench
+
+#endif

@@ -1,5 +1,6 @@
 // The locks of an entry point, and nothing else.
-#pragma once
+#ifndef ENTRY_POINT_LOCKS_H
+#define ENTRY_POINT_LOCKS_H
 
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/Thread_Mutex.h>
@@ -32,3 +33,5 @@ class EntryPointLocks {
 };
 
 }  // namespace bench
+
+#endif

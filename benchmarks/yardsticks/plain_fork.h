@@ -1,5 +1,6 @@
 // Running a program in a copy of the process.
-#pragma once
+#ifndef PLAIN_FORK_H
+#define PLAIN_FORK_H
 
 #include <string>
 #include <vector>
@@ -11,3 +12,5 @@ namespace bench {
 int forkAndCapture(const std::vector<std::string>& words, std::string& output);
 
 }  // namespace bench
+
+#endif

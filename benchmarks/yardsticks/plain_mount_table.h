@@ -1,5 +1,6 @@
 // Other ways to read a mount table.
-#pragma once
+#ifndef PLAIN_MOUNT_TABLE_H
+#define PLAIN_MOUNT_TABLE_H
 
 #include <cstddef>
 
@@ -15,3 +16,5 @@ bool libmountFinds(const char* path, const char* mountPoint);
 bool everyLineFinds(const char* path, const char* mountPoint);
 
 }  // namespace bench
+
+#endif

@@ -1,5 +1,6 @@
 // A node's state as text, packed into one reserved string and restored in one pass over views.
-#pragma once
+#ifndef PLAIN_NODE_STATE_H
+#define PLAIN_NODE_STATE_H
 
 #include <string>
 #include <vector>
@@ -21,3 +22,5 @@ bool packNodeState(const NodeState& state, kfi_blob& blob);
 bool restoreNodeState(const kfi_blob& blob, NodeState& state);
 
 }  // namespace bench
+
+#endif

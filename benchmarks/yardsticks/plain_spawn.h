@@ -1,5 +1,6 @@
 // Running a program by the shortest safe way.
-#pragma once
+#ifndef PLAIN_SPAWN_H
+#define PLAIN_SPAWN_H
 
 #include <chrono>
 #include <string>
@@ -15,3 +16,5 @@ using Words = std::vector<std::string>;
 int spawnAndCapture(const std::vector<Words>& programs, std::string& output, std::chrono::milliseconds time);
 
 }  // namespace bench
+
+#endif

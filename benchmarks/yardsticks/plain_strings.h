@@ -1,5 +1,6 @@
 // Copy and append with a bound, by nothing but the C library's fast functions.
-#pragma once
+#ifndef PLAIN_STRINGS_H
+#define PLAIN_STRINGS_H
 
 #include <cstddef>
 
@@ -10,3 +11,5 @@ std::size_t plainCopy(char* buffer, const char* text, std::size_t size);
 std::size_t plainAppend(char* buffer, const char* text, std::size_t size);
 
 }  // namespace bench
+
+#endif

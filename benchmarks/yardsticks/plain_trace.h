@@ -1,5 +1,6 @@
 // A trace record formatted on the stack and written at once.
-#pragma once
+#ifndef PLAIN_TRACE_H
+#define PLAIN_TRACE_H
 
 namespace bench {
 
@@ -7,3 +8,5 @@ namespace bench {
 bool writeLine(int file, int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 }  // namespace bench
+
+#endif
