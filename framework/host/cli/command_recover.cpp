@@ -70,7 +70,7 @@ class Recover : public Command {
     results.add({{"id", snapshot.id}}, [&](Json&) {
       requireProviders(providers, snapshot);
       recoverSnapshot(providers, splitters, state.store(), snapshot, state.unlocked());
-      const std::string outcome = snapshot.phase == Phase::unmounted ? "unmounted" : "removed";
+      std::string outcome = snapshot.phase == Phase::unmounted ? "unmounted" : "removed";
       results.tell("snapshot " + snapshot.id + " " + outcome);
       return outcome;
     });
