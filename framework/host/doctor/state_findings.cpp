@@ -29,8 +29,9 @@ Findings ofSnapshot(const SnapshotStatus& status) {
     return Findings{{weight, "snapshot", called(snapshot) + " " + what, mend}};
   };
   const std::string& state = status.state;
-  if (state == "damaged")
+  if (state == "damaged") {
     return told(Weight::problem, "is damaged: " + status.damage, command + "delete " + snapshot.id);
+  }
   if (state == "interrupted") {
     return told(Weight::problem, "was interrupted while " + phaseName(snapshot.phase), "qmfi recover");
   }
