@@ -9,7 +9,7 @@
 #include <limits>
 #include <string_view>
 
-#include "failure/host_error.h"
+#include "failure/file_error.h"
 #include "system/small_file.h"
 
 namespace qmfi_host {
@@ -18,8 +18,9 @@ namespace {
 
 constexpr std::int64_t largestRequest = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int64_t largestArgument = 63;
+constexpr const char* mend = "mend the file, or install the provider anew";
 
-// A table of the file; what is wrong in it is told with the file's name and the key's whole name.
+// A table of the file; what is wrong in it is told with its line and the key's whole name.
 class Table {
  public:
   Table(const toml::table& table, std::string file, std::string prefix = "")
@@ -70,7 +71,9 @@ class Table {
   }
 
   [[noreturn]] void fail(std::string_view key, const std::string& what) const {
-    throw HostError(m_file + ": " + m_prefix + std::string(key) + " " + what);
+    const toml::node* const node = m_table.get(key);
+    const std::uint32_t line = (node == nullptr ? m_table : *node).source().begin.line;
+    throw FileError(Failure::failed, {m_file, line, m_prefix + std::string(key)}, what, mend);
   }
 
   const toml::table& m_table;
@@ -80,12 +83,11 @@ class Table {
 
 toml::table parse(const std::filesystem::path& file) {
   const auto text = qmfi_system::readSmallFile(file);
-  if (!text) throw systemError(file.string());
+  if (!text) throw FileError(systemError(file.string()), file);
   try {
     return toml::parse(*text);
   } catch (const toml::parse_error& error) {
-    throw HostError(file.string() + ":" + std::to_string(error.source().begin.line) + ": " +
-                    std::string(error.description()));
+    throw FileError(Failure::failed, {file, error.source().begin.line}, std::string(error.description()), mend);
   }
 }
 

@@ -49,8 +49,8 @@ struct ProviderDescriptor {
   std::optional<CacheOptions> cache{};  // without them a change of the way of writing is not looked for
 };
 
-// Reads a descriptor file. Throws HostError that names the file and what is wrong there: no TOML, a key that is not
-// known or missing, a value of another kind than is expected.
+// Reads a descriptor file. Throws FileError that says where and what is wrong: no TOML, a key that is not known or
+// missing, a value of another kind than is expected.
 ProviderDescriptor readDescriptor(const std::filesystem::path& file);
 
 // The raw device that belongs to a block device's path; empty where the provider's volumes have none.

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "build_tree.h"
-#include "failure/host_error.h"
+#include "failure/file_error.h"
 #include "support/temporary_directory.h"
 
 namespace qmfi_host {
@@ -82,51 +82,54 @@ TEST_F(ProviderDescriptorTest, NeedNotSayWhereATimeoutIsConfigured) {
   EXPECT_FALSE(descriptor.timeout->configured);
 }
 
-TEST_F(ProviderDescriptorTest, ThatIsWrongIsAnErrorThatNamesFileKeyAndWhatIsExpected) {
+TEST_F(ProviderDescriptorTest, ThatIsWrongIsAnErrorThatNamesFileLineKeyAndWhatIsExpected) {
   const struct {
     const char* text;
     const char* error;
   } cases[] = {
-      {"colour = 1", ": colour is not known; known are timeout, requests, failed-freeze, devices, cache, package"},
-      {"timeout = 3", ": timeout must be a table"},
-      {"[timeout]", ": timeout.parameter is missing; it must be a text that is not empty"},
-      {"[timeout]\nparameter = 3", ": timeout.parameter must be a text that is not empty"},
-      {"[timeout]\nparameter = \"\"", ": timeout.parameter must be a text that is not empty"},
-      {"[timeout]\nparameter = \"p\"\nseconds = 2", ": timeout.seconds is not known; known are parameter, configured"},
-      {"[timeout]\nparameter = \"p\"\nconfigured = \"x\"", ": timeout.configured must be a table"},
+      {"colour = 1", ":1: colour is not known; known are timeout, requests, failed-freeze, devices, cache, package"},
+      {"timeout = 3", ":1: timeout must be a table"},
+      {"[timeout]", ":1: timeout.parameter is missing; it must be a text that is not empty"},
+      {"[timeout]\nparameter = 3", ":2: timeout.parameter must be a text that is not empty"},
+      {"[timeout]\nparameter = \"\"", ":2: timeout.parameter must be a text that is not empty"},
+      {"[timeout]\nparameter = \"p\"\nseconds = 2",
+       ":3: timeout.seconds is not known; known are parameter, configured"},
+      {"[timeout]\nparameter = \"p\"\nconfigured = \"x\"", ":3: timeout.configured must be a table"},
       {"[timeout]\nparameter = \"p\"\n[timeout.configured]\nsection = \"s\"",
-       ": timeout.configured.name is missing; it must be a text that is not empty"},
+       ":3: timeout.configured.name is missing; it must be a text that is not empty"},
       {"[timeout]\nparameter = \"p\"\n[timeout.configured]\nsection = \"s\"\nname = \"n\"\nunit = \"s\"",
-       ": timeout.configured.unit is not known; known are section, name"},
-      {"[requests]\nfreeze = 1", ": requests.thaw is missing; it must be a number from 1 to 4294967295"},
-      {"[requests]\nfreeze = \"1\"\nthaw = 2", ": requests.freeze must be a number from 1 to 4294967295"},
-      {"[requests]\nfreeze = 1.5\nthaw = 2", ": requests.freeze must be a number from 1 to 4294967295"},
-      {"[requests]\nfreeze = 0\nthaw = 2", ": requests.freeze must be a number from 1 to 4294967295"},
-      {"[requests]\nfreeze = 1\nthaw = 0x100000000", ": requests.thaw must be a number from 1 to 4294967295"},
-      {"[failed-freeze]\nargument = 0", ": failed-freeze.message is missing; it must be a text that is not empty"},
-      {"[failed-freeze]\nmessage = \"M\"", ": failed-freeze.argument is missing; it must be a number from 0 to 63"},
-      {"[failed-freeze]\nmessage = \"M\"\nargument = -1", ": failed-freeze.argument must be a number from 0 to 63"},
-      {"[devices]\nblock = \"/dev/x\"", ": devices.raw is missing; it must be a text that is not empty"},
-      {"[cache]\nsafe = \"s\"", ": cache.fast is missing; it must be a text that is not empty"},
-      {"[cache]\nsafe = \"s\"\nfast = \"f\"\nslow = \"x\"", ": cache.slow is not known; known are safe, fast"},
-      {"[package]", ": package.name is missing; it must be a text that is not empty"},
+       ":6: timeout.configured.unit is not known; known are section, name"},
+      {"[requests]\nfreeze = 1", ":1: requests.thaw is missing; it must be a number from 1 to 4294967295"},
+      {"[requests]\nfreeze = \"1\"\nthaw = 2", ":2: requests.freeze must be a number from 1 to 4294967295"},
+      {"[requests]\nfreeze = 1.5\nthaw = 2", ":2: requests.freeze must be a number from 1 to 4294967295"},
+      {"[requests]\nfreeze = 0\nthaw = 2", ":2: requests.freeze must be a number from 1 to 4294967295"},
+      {"[requests]\nfreeze = 1\nthaw = 0x100000000", ":3: requests.thaw must be a number from 1 to 4294967295"},
+      {"[failed-freeze]\nargument = 0", ":1: failed-freeze.message is missing; it must be a text that is not empty"},
+      {"[failed-freeze]\nmessage = \"M\"", ":1: failed-freeze.argument is missing; it must be a number from 0 to 63"},
+      {"[failed-freeze]\nmessage = \"M\"\nargument = -1", ":3: failed-freeze.argument must be a number from 0 to 63"},
+      {"[devices]\nblock = \"/dev/x\"", ":1: devices.raw is missing; it must be a text that is not empty"},
+      {"[cache]\nsafe = \"s\"", ":1: cache.fast is missing; it must be a text that is not empty"},
+      {"[cache]\nsafe = \"s\"\nfast = \"f\"\nslow = \"x\"", ":4: cache.slow is not known; known are safe, fast"},
+      {"[package]", ":1: package.name is missing; it must be a text that is not empty"},
       {"[devices]\nblock = \"dev/x\"\nraw = \"/dev/y\"",
-       ": devices.block must be an absolute path that does not end with a slash"},
+       ":2: devices.block must be an absolute path that does not end with a slash"},
       {"[devices]\nblock = \"/dev/x/\"\nraw = \"/dev/y\"",
-       ": devices.block must be an absolute path that does not end with a slash"},
+       ":2: devices.block must be an absolute path that does not end with a slash"},
   };
   for (const auto& one : cases) {
-    EXPECT_THAT([&] { read(one.text); }, ThrowsMessage<HostError>(m_file + one.error)) << one.text;
+    EXPECT_THAT([&] { read(one.text); },
+                ThrowsMessage<FileError>(m_file + one.error + "; mend the file, or install the provider anew"))
+        << one.text;
   }
 }
 
 TEST_F(ProviderDescriptorTest, ThatIsNoTomlIsAnErrorThatNamesTheLine) {
-  EXPECT_THAT([&] { read("[requests]\nfreeze = \n"); }, ThrowsMessage<HostError>(StartsWith(m_file + ":2: ")));
-  EXPECT_THAT([&] { read("[devices]\n[devices]\n"); }, ThrowsMessage<HostError>(StartsWith(m_file + ":2: ")));
+  EXPECT_THAT([&] { read("[requests]\nfreeze = \n"); }, ThrowsMessage<FileError>(StartsWith(m_file + ":2: ")));
+  EXPECT_THAT([&] { read("[devices]\n[devices]\n"); }, ThrowsMessage<FileError>(StartsWith(m_file + ":2: ")));
 }
 
 TEST_F(ProviderDescriptorTest, ThatIsMissingIsAnErrorThatNamesTheFile) {
-  EXPECT_THAT([&] { readDescriptor(m_file); }, ThrowsMessage<HostError>(m_file + ": No such file or directory"));
+  EXPECT_THAT([&] { readDescriptor(m_file); }, ThrowsMessage<FileError>(m_file + ": No such file or directory"));
 }
 
 TEST_F(ProviderDescriptorTest, KnowsTheRawDeviceOfAVolumesDevice) {

@@ -33,7 +33,7 @@ TEST(ThawRequests, AreThoseOfTheOthersWhenADescriptorFileIsWrong) {
   testing::internal::CaptureStderr();
   EXPECT_THAT(installedThawRequests(directory.path()), ElementsAre(7, FITHAW));
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
-              testing::StartsWith("qmfi: " + wrong + ": nonsense is not known"));
+              testing::StartsWith("qmfi: " + wrong + ":1: nonsense is not known"));
 }
 
 }  // namespace
