@@ -12,6 +12,7 @@
 #include "cli/present_status.h"
 #include "doctor/machine_findings.h"
 #include "doctor/provider_findings.h"
+#include "doctor/settings_findings.h"
 #include "doctor/state_findings.h"
 #include "doctor/storage_findings.h"
 #include "failure/host_error.h"
@@ -86,8 +87,11 @@ class Doctor : public Command {
  public:
   void declare(CommandOptions& /*options*/) override {}
 
+  WrongSettings wrongSettings() const override { return WrongSettings::leave; }
+
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     Findings findings = machineFindings();
+    append(findings, settingsFindings(settings.files));
     OpenProviders providers(settings);
     findings.push_back(directoryFinding("providers", settings.providerDirectory));
     append(findings, providerFindings(providers, providers.names()));

@@ -30,6 +30,7 @@ class Explain : public Command {
   }
 
   bool needsRoot() const override { return false; }
+  WrongSettings wrongSettings() const override { return WrongSettings::leave; }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     Json array = Json::array();

@@ -1,28 +1,26 @@
 // Global options and the choice of the sub-command.
 #include "cli/command_line.h"
 
-#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <optional>
 #include <string_view>
 
 #include "cfiscopeexit.h"
+#include "cli/chosen_settings.h"
 #include "cli/command_table.h"
 #include "cli/completion.h"
-#include "cli/language.h"
 #include "cli/similar_word.h"
 #include "failure/host_error.h"
+#include "settings/setting_table.h"
 
 namespace qmfi_host {
 
 namespace {
 
-constexpr const char* stateDirectoryVariable = "QMFI_STATE_DIR";
 constexpr std::string_view completionWord = "complete";
 
 constexpr const char* description =
@@ -36,36 +34,33 @@ std::string refuseEmpty(const std::string& directory) {
   return directory.empty() ? "the name of a directory is empty" : "";
 }
 
-// Whoever runs the program with more rights than his own does not tell it where its files are.
-CLI::Option* withVariable(CLI::Option* option, const char* variable) {
-  return getauxval(AT_SECURE) == 0 ? option->envname(variable) : option;
+// Where the value comes from that an option does not give: what counts most stands first.
+std::string otherwise(const char* key) {
+  const SettingEntry& entry = *findSetting("", key);
+  std::string sources;
+  for (const char* const variable : entry.variables) sources += variable == nullptr ? "" : std::string(variable) + ", ";
+  const auto* const standard = std::get_if<std::string>(&entry.standard);
+  return " (default: " + sources + "settings files, " + (standard == nullptr ? entry.unset : *standard) + ")";
 }
 
-void declareGlobalOptions(CLI::App& app, Settings& settings, std::optional<std::string>& language) {
-  app.add_option("--provider", settings.provider, "Snapshot provider (default: all that are installed)")
-      ->type_name("NAME");
-  withVariable(app.add_option("--provider-dir", settings.providerDirectory, "Directory of the providers"),
-               "QMFI_PROVIDER_DIR")
-      ->capture_default_str()
+void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
+  app.add_option("--provider", options.provider, "Snapshot provider" + otherwise("provider"))->type_name("NAME");
+  app.add_option("--provider-dir", options.providerDirectory, "Directory of the providers" + otherwise("provider_dir"))
       ->check(refuseEmpty)
       ->type_name("DIR");
-  withVariable(app.add_option("--state-dir", settings.stateDirectory, "Directory in which qmfi remembers snapshots"),
-               stateDirectoryVariable)
-      ->capture_default_str()
+  app.add_option("--state-dir", options.stateDirectory,
+                 "Directory in which qmfi remembers snapshots" + otherwise("state_dir"))
       ->check(refuseEmpty)
       ->type_name("DIR");
-  withVariable(app.add_option("--splitter-command", settings.splitterCommand,
-                              "Program that splits what qmfi cannot, by its absolute path"),
-               "QMFI_SPLITTER_COMMAND")
-      ->capture_default_str()
+  app.add_option("--splitter-command", options.splitterCommand,
+                 "Program that splits what qmfi cannot, by its absolute path" + otherwise("splitter_command"))
       ->type_name("PROGRAM");
-  constexpr int longestWait = 7 * 24 * 3600;
-  app.add_option("--lock-wait", settings.lockWait, "How long another qmfi is waited for (default: until it has done)")
-      ->check(CLI::Range(0, longestWait))
+  app.add_option("--lock-wait", options.lockWait, "How long another qmfi is waited for" + otherwise("lock_wait"))
+      ->check(CLI::Range(0, longestLockWait))
       ->type_name("SECONDS");
-  app.add_option("--language", language, "Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG)")
+  app.add_option("--language", options.language, "Language of the provider's messages" + otherwise("language"))
       ->type_name("LANGUAGE");
-  app.add_flag("--json", settings.json, "Print JSON");
+  app.add_flag("--json", json, "Print JSON");
 }
 
 // The declared commands, by the parser of each.
@@ -141,11 +136,20 @@ void tellStatus(std::ostream& errors, ExitStatus status) {
   printError(errors, HostError(status, "not everything is done, or as it should be; standard output tells of each"));
 }
 
-ExitStatus runCommand(Command& command, Settings& settings, std::ostream& out, std::ostream& errors) {
+void meetWrongSettings(WrongSettings way, const std::vector<FileError>& wrong) {
+  if (way == WrongSettings::fail && !wrong.empty()) throw FileError(wrong.front());
+  if (way != WrongSettings::tell) return;
+  for (const FileError& error : wrong) reportError(error);
+}
+
+ExitStatus runCommand(Command& command, const OptionValues& options, Settings& settings, std::ostream& out,
+                      std::ostream& errors) {
   try {
     if (command.needsRoot() && geteuid() != 0) {
       throw HostError(ExitStatus::noPermission, "freezing and mounting file systems needs root");
     }
+    chooseSettings(settings, options);
+    meetWrongSettings(command.wrongSettings(), settings.files.errors);
     const ExitStatus status = command.run(settings, out);
     if (!out.flush()) throw unwritableOutput();
     if (const auto signal = settings.signals->pending()) {
@@ -238,10 +242,16 @@ bool asksForJson(int count, const char* const* words) {
 }
 
 // "qmfi complete WORD...", which shells run and people need not know. Prints a line for each.
-int printCompletions(const CLI::App& app, const Settings& settings, std::vector<std::string> words, std::ostream& out) {
-  const char* const variable = secure_getenv(stateDirectoryVariable);
-  const std::string state = variable != nullptr ? variable : settings.stateDirectory.string();
-  for (const std::string& word : completionsOf(app, words, machineSources(state))) out << word << "\n";
+int printCompletions(const CLI::App& app, std::vector<std::string> words, std::ostream& out) {
+  Settings settings;
+  try {
+    chooseSettings(settings, {});
+  } catch (const std::exception&) {
+    // Who only types is told of no failure.
+    settings.stateDirectory.clear();
+  }
+  const CompletionSources sources = machineSources(settings.stateDirectory);
+  for (const std::string& word : completionsOf(app, words, sources)) out << word << "\n";
   return static_cast<int>(out.flush() ? ExitStatus::done : ExitStatus::failed);
 }
 
@@ -255,15 +265,15 @@ ExitStatus wrongUsageOf(const CLI::App& app, const Commands& commands) {
 int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors) {
   CLI::App app(description, "qmfi");
   Settings settings;
-  std::optional<std::string> language;
-  declareGlobalOptions(app, settings, language);
+  OptionValues options;
+  declareGlobalOptions(app, options, settings.json);
   app.set_version_flag("--version", "qmfi 7.0.0");
   app.require_subcommand(1);
   // Global options may stand behind the command, too. The commands take this over when they are added.
   app.fallthrough();
   const Commands commands = declareCommands(app);
   if (count > 1 && std::string_view(words[1]) == completionWord) {
-    return printCompletions(app, settings, {words + 2, words + count}, out);
+    return printCompletions(app, {words + 2, words + count}, out);
   }
   const bool json = asksForJson(count, words);
   setMessageForm(formOf(json));
@@ -275,15 +285,11 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
     return static_cast<int>(endParsing(app, wrongUsageOf(app, commands), error, json, out, errors));
   }
   setMessageForm(formOf(settings.json));
-  // A command may leave the directory that it was started in.
-  settings.providerDirectory = std::filesystem::absolute(settings.providerDirectory);
-  settings.stateDirectory = std::filesystem::absolute(settings.stateDirectory);
-  settings.language = language ? localeName(*language) : userLanguage();
   const DeferredSignals signals;
   settings.signals = &signals;
   const CLI::App& parser = *chosenParser(app, commands);
   settings.command = wordsOf(parser);
-  return static_cast<int>(runCommand(*commands.at(&parser), settings, out, errors));
+  return static_cast<int>(runCommand(*commands.at(&parser), options, settings, out, errors));
 }
 
 }  // namespace qmfi_host

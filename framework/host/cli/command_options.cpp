@@ -2,6 +2,7 @@
 #include "cli/command_options.h"
 
 #include <CLI/CLI.hpp>
+#include <stdexcept>
 
 namespace qmfi_host {
 
@@ -21,6 +22,18 @@ void CommandOptions::arguments(const std::string& name, std::vector<std::string>
 
 void CommandOptions::flag(const std::string& names, bool& destination, const std::string& help) {
   m_app.add_flag(names, destination, help);
+}
+
+void CommandOptions::flag(const std::string& names, std::optional<bool>& destination, const std::string& help) {
+  // A flag of the parser's that is optional would be set by its declaration already.
+  m_app.add_flag(names, help)->check([&destination](const std::string& value) -> std::string {
+    try {
+      destination = CLI::detail::to_flag_value(value) > 0;
+      return {};
+    } catch (const std::logic_error&) {
+      return "\"" + value + "\" is neither true nor false";
+    }
+  });
 }
 
 void CommandOptions::text(const std::string& names, std::optional<std::string>& destination,

@@ -28,6 +28,8 @@ class CommandOptions {
   void arguments(const std::string& name, std::vector<std::string>& destination, const std::string& help);
   // An option without a value, which sets the destination.
   void flag(const std::string& names, bool& destination, const std::string& help);
+  // The same where something else may have set it already: "--name=false" takes that back.
+  void flag(const std::string& names, std::optional<bool>& destination, const std::string& help);
   // An option with any text as its value.
   void text(const std::string& names, std::optional<std::string>& destination, const std::string& placeholder,
             const std::string& help);

@@ -31,6 +31,8 @@ class Thaw : public Command {
     options.arguments("MOUNTPOINT", m_mountPoints, "File systems that may be frozen");
   }
 
+  WrongSettings wrongSettings() const override { return WrongSettings::tell; }
+
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     const std::vector<unsigned long> requests = trustedThawRequests(settings.providerDirectory);
     ObjectResults results(settings, out);

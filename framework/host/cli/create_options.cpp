@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <iterator>
 
 #include "cli/command_session.h"
@@ -13,29 +12,25 @@
 
 namespace qmfi_host {
 
-namespace {
-
-constexpr const char* alternateDirectoryVariable = "QMFI_ALTERNATE_DIR";
-
-}  // namespace
-
 void CreateOptions::declare(CommandOptions& options) {
   options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");
   options.text("--name", m_name, "NAME", "Name of the snapshot (default: its id)");
   options.number("--freeze-timeout", m_freezeTimeout, shortestFreezeTimeout, longestFreezeTimeout, "SECONDS",
-                 "Time after which the freeze ends by itself (default: the provider's configuration)");
+                 "Time after which the freeze ends by itself (default: settings files, the provider's configuration)");
   options.texts("--splitter", m_splitters, "[MOUNTPOINT=]NAME",
                 "What splits the volumes, or that of one file system (default: by what the volume is)");
   options.text("--snapshot-size", m_snapshotSize, "SIZE",
-               "Room for a classic snapshot of a logical volume, as 20% of it or 512M (default: 20%)");
-  options.flag("--overcommit", m_overcommit, "Also where the storage has no room for an overwrite of the volumes");
+               "Room for a classic snapshot of a logical volume, as 20% of it or 512M (default: settings files, 20%)");
+  options.flag("--overcommit", m_overcommit,
+               "Also where the storage has no room for an overwrite of the volumes (default: settings files)");
   options.text("--require", m_required, "LEVEL",
                "What must be proven of the freeze, group or none; a snapshot of which less is proven is not kept "
-               "(default: none)");
+               "(default: settings files, none)");
   options.flag("--private-mounts", m_privateMounts, "Also in another mount namespace than that of process 1");
   options.text("--alternate-dir", m_alternateDirectory, "DIR",
-               std::string("Where the directories lie in which snapshots are mounted, root's alone (default: ") +
-                   alternateDirectoryVariable + ", " + standardAlternateDirectory + ")");
+               std::string("Where the directories lie in which snapshots are mounted, root's alone (default: "
+                           "QMFI_ALTERNATE_DIR, settings files, ") +
+                   standardAlternateDirectory + ")");
 }
 
 std::vector<std::string> CreateOptions::mountPoints() const {
@@ -48,21 +43,22 @@ std::vector<std::string> CreateOptions::mountPoints() const {
   return mountPoints;
 }
 
-SnapshotRequest CreateOptions::request() const {
+SnapshotRequest CreateOptions::request(const Settings& settings) const {
   SnapshotRequest request;
   if (m_name) requireUsersSnapshotName(*m_name);
   request.name = m_name.value_or("");
-  request.overcommit = m_overcommit;
-  if (const auto directory = alternateDirectory()) request.alternateDirectory = *directory;
-  if (m_required) request.required = levelOfName(*m_required);
-  if (m_freezeTimeout) request.freezeTimeout = std::chrono::seconds(*m_freezeTimeout);
+  request.overcommit = m_overcommit.value_or(settings.create.overcommit);
+  request.alternateDirectory = alternateDirectory(settings);
+  request.required = levelOfName(m_required.value_or(settings.create.required));
+  const std::optional<int> timeout = m_freezeTimeout ? m_freezeTimeout : settings.create.freezeTimeout;
+  if (timeout) request.freezeTimeout = std::chrono::seconds(*timeout);
   readSplitters(request);
   return request;
 }
 
 SplitterSettings CreateOptions::splitters(const Settings& settings) const {
   SplitterSettings chosen = splitterSettings(settings);
-  if (m_snapshotSize) chosen.snapshotSize = snapshotSizeOf(*m_snapshotSize);
+  chosen.snapshotSize = snapshotSizeOf(m_snapshotSize.value_or(settings.create.snapshotSize));
   return chosen;
 }
 
@@ -83,14 +79,10 @@ void CreateOptions::readSplitters(SnapshotRequest& request) const {
   }
 }
 
-// The option before the environment.
-std::optional<std::string> CreateOptions::alternateDirectory() const {
-  if (m_alternateDirectory) {
-    if (m_alternateDirectory->empty()) throw UsageError("--alternate-dir: the name of a directory is empty");
-    return m_alternateDirectory;
-  }
-  const char* const set = secure_getenv(alternateDirectoryVariable);
-  return set != nullptr && *set != '\0' ? std::optional<std::string>(set) : std::nullopt;
+std::string CreateOptions::alternateDirectory(const Settings& settings) const {
+  if (!m_alternateDirectory) return settings.create.alternateDirectory;
+  if (m_alternateDirectory->empty()) throw UsageError("--alternate-dir: the name of a directory is empty");
+  return *m_alternateDirectory;
 }
 
 }  // namespace qmfi_host

@@ -21,8 +21,9 @@ class CreateOptions {
   // The mount points, canonical, as the user named them. Throws UsageError for one that is named twice.
   std::vector<std::string> mountPoints() const;
 
-  // All that is asked for, without an id and without the file systems, which are to be claimed. Throws UsageError.
-  SnapshotRequest request() const;
+  // All that is asked for, or holds where nothing is said, without an id and without the file systems, which are to be
+  // claimed. Throws UsageError.
+  SnapshotRequest request(const Settings& settings) const;
 
   // What the splitters need. Throws UsageError.
   SplitterSettings splitters(const Settings& settings) const;
@@ -32,7 +33,7 @@ class CreateOptions {
 
  private:
   void readSplitters(SnapshotRequest& request) const;
-  std::optional<std::string> alternateDirectory() const;
+  std::string alternateDirectory(const Settings& settings) const;
 
   std::vector<std::string> m_mountPoints;
   std::optional<std::string> m_name;
@@ -41,7 +42,7 @@ class CreateOptions {
   std::vector<std::string> m_splitters;
   std::optional<std::string> m_snapshotSize;
   std::optional<std::string> m_required;
-  bool m_overcommit = false;
+  std::optional<bool> m_overcommit;
   bool m_privateMounts = false;
 };
 

@@ -10,9 +10,6 @@ namespace qmfi_host {
 // "C" and "POSIX" become the empty name, which stands for the default language.
 std::string localeName(const std::string& language);
 
-// The locale name of the user's environment: the first of LC_ALL, LC_MESSAGES and LANG that is not empty.
-std::string userLanguage();
-
 }  // namespace qmfi_host
 
 #endif

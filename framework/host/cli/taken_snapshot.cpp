@@ -13,10 +13,10 @@ namespace qmfi_host {
 namespace {
 
 // Before anything is opened: each file system of a snapshot needs several descriptors.
-SnapshotRequest requestOf(const CreateOptions& options) {
+SnapshotRequest requestOf(const Settings& settings, const CreateOptions& options) {
   raiseDescriptorLimit();
   raiseFileSizeLimit();
-  SnapshotRequest request = options.request();
+  SnapshotRequest request = options.request(settings);
   if (!options.privateMounts()) requireMachinesMountNamespace();
   return request;
 }
@@ -24,7 +24,7 @@ SnapshotRequest requestOf(const CreateOptions& options) {
 }  // namespace
 
 RequestedSnapshot::RequestedSnapshot(const Settings& settings, const CreateOptions& options)
-    : m_request(requestOf(options)), m_splitters(options.splitters(settings)), m_providers(settings) {
+    : m_request(requestOf(settings, options)), m_splitters(options.splitters(settings)), m_providers(settings) {
   const std::vector<std::string> mountPoints = options.mountPoints();
   for (const std::string& mountPoint : mountPoints) {
     m_request.fileSystems.push_back(requireClaimed(m_providers, mountPoint));

@@ -23,8 +23,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::array<std::string_view, 8> readVariables = {
-    "QMFI_ALTERNATE_DIR", "QMFI_CATALOG_DIR", "QMFI_CONF_DIR",         "QMFI_LOG_DIR",
+constexpr std::array<std::string_view, 9> readVariables = {
+    "QMFI_ALTERNATE_DIR", "QMFI_CATALOG_DIR", "QMFI_CONF_DIR",         "QMFI_CONFIG_DIR", "QMFI_LOG_DIR",
     "QMFI_PROVIDER_DIR",  "QMFI_STATE_DIR",   "QMFI_SPLITTER_COMMAND", "QMFI_TRACE_LEVEL"};
 
 // Where the kernel lets those wait who want to change a frozen file system.

@@ -26,6 +26,7 @@ enum class Failure {
   notClaimed,
   notDisabled,
   untrusted,
+  settingsWrong,
   providerFailed,
   providerUnusable,
   providerAmbiguous,

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "host_fixture.h"
 #include "support/text_file.h"
@@ -120,6 +121,21 @@ TEST_F(VolumesTest, OneThatCouldNotBeOverwrittenIsRefusedUnlessOvercommitIsAsked
                                                     "[0-9.]+ [KM]iB if all is overwritten .*\n"));
   const Snapshot snapshot = create({"/mnt/a"}, {"--overcommit"});
   EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
+}
+
+TEST_F(VolumesTest, WhetherOneMayBeTakenThatCouldNotBeOverwrittenIsASettingThatTheOptionTakesBack) {
+  const std::string directory = "/run/settings";
+  fs::create_directory(directory);
+  std::ofstream(directory + "/qmfi.toml") << "[create]\novercommit = true\n";
+  struct stat volume {};
+  ASSERT_EQ(stat(volumeFile().c_str(), &volume), 0);
+  const FullStorage full(volume.st_blocks * 512 / 2);
+  const std::vector<std::string> variables = {"QMFI_CONFIG_DIR=" + directory};
+  EXPECT_EQ(qmfi({"snapshot", "create", "/mnt/a", "--overcommit=false"}, variables).status, 1);
+  const auto taken = qmfi({"snapshot", "create", "/mnt/a", "--name", "nightly"}, variables);
+  EXPECT_EQ(taken.status, 0) << taken.output;
+  EXPECT_EQ(qmfi({"snapshot", "delete", "nightly"}).status, 0);
+  fs::remove_all(directory);
 }
 
 }  // namespace

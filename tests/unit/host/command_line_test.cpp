@@ -44,6 +44,8 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
       {"snapshot", "create", "/mnt/a", "--freeze-timeout", "0"},
       {"snapshot", "create", "/mnt/a", "--freeze-timeout", "3601"},
       {"snapshot", "create", "/mnt/a", "--freeze-timeout", "soon"},
+      {"snapshot", "create", "/mnt/a", "--overcommit=perhaps"},
+      {"snapshot", "create", "/mnt/a", "--overcommit=99999999999999999999"},
       {"snapshot", "show"},
       {"snapshot", "delete"},
       {"claim"},
@@ -187,15 +189,18 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "words, 3 partly done, 4 not found, 5 busy, 6 freeze timed out (all thawed), 7 perhaps still frozen, 8 no "
        "permission, 9 locked, 10 less is proven than --require asks for."
        " Usage: qmfi [OPTIONS] SUBCOMMAND"
-       " Options: -h,--help Print this help message and exit --provider NAME Snapshot provider (default: all that are "
-       "installed)"
-       " --provider-dir DIR=/usr/lib/qmfi/providers (Env:QMFI_PROVIDER_DIR) Directory of the providers"
-       " --state-dir DIR=/var/lib/qmfi (Env:QMFI_STATE_DIR) Directory in which qmfi remembers snapshots"
-       " --splitter-command PROGRAM=/usr/lib/qmfi/splitter (Env:QMFI_SPLITTER_COMMAND) Program that splits what qmfi "
-       "cannot, by its absolute path"
-       " --lock-wait SECONDS:INT in [0 - 604800] How long another qmfi is waited for (default: until it has done)"
-       " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG) --json Print "
-       "JSON "
+       " Options: -h,--help Print this help message and exit --provider NAME Snapshot provider (default: settings "
+       "files, all that are installed)"
+       " --provider-dir DIR Directory of the providers (default: QMFI_PROVIDER_DIR, settings files, "
+       "/usr/lib/qmfi/providers)"
+       " --state-dir DIR Directory in which qmfi remembers snapshots (default: QMFI_STATE_DIR, settings files, "
+       "/var/lib/qmfi)"
+       " --splitter-command PROGRAM Program that splits what qmfi cannot, by its absolute path (default: "
+       "QMFI_SPLITTER_COMMAND, settings files, /usr/lib/qmfi/splitter)"
+       " --lock-wait SECONDS:INT in [0 - 604800] How long another qmfi is waited for (default: settings files, until "
+       "the other qmfi has done)"
+       " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG, settings files, "
+       "the provider's own) --json Print JSON "
        "--version Display program version information and exit"
        " Subcommands: provider The snapshot providers snapshot Snapshots of mounted file systems"
        " resource Devices and the file systems on them access Taking file systems out of use for a while cache How "
@@ -252,32 +257,34 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
        " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot (default: its id)"
        " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: the provider's configuration)"
+       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
        " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
        "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files) "
        "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: none) --private-mounts "
+       "kept (default: settings files, none) --private-mounts "
        "Also in another mount "
        "namespace than that of process 1"
        " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, /run/qmfi/snapshots)"},
+       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
       {{"snapshot", "run"},
        "Take a snapshot, run the program behind \"--\" on it, and remove it"
        " Usage: qmfi snapshot run [OPTIONS] MOUNTPOINT..."
        " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
        " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot (default: its id)"
        " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: the provider's configuration)"
+       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
        " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
        "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files) "
        "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: none) --private-mounts "
+       "kept (default: settings files, none) --private-mounts "
        "Also in another mount "
        "namespace than that of process 1"
        " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, /run/qmfi/snapshots)"},
+       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
       {{"snapshot", "list"},
        "List the snapshots"
        " Usage: qmfi snapshot list [OPTIONS]"

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "support/environment.h"
-
 namespace qmfi_host {
 namespace {
 
@@ -18,17 +16,6 @@ TEST(Language, IsALocaleNameWithoutEncodingAndModifier) {
       {".UTF-8", ""},
   };
   for (const auto& one : cases) EXPECT_EQ(localeName(one.language), one.locale) << one.language;
-}
-
-TEST(Language, OfTheUserIsTheFirstVariableThatIsSet) {
-  const EnvironmentVariable lang("LANG", "fr_FR.UTF-8");
-  const EnvironmentVariable messages("LC_MESSAGES", "");
-  const EnvironmentVariable all("LC_ALL", "");
-  EXPECT_EQ(userLanguage(), "fr_FR");
-  setenv("LC_MESSAGES", "de_DE.UTF-8", 1);
-  EXPECT_EQ(userLanguage(), "de_DE");
-  setenv("LC_ALL", "C", 1);
-  EXPECT_EQ(userLanguage(), "");
 }
 
 }  // namespace
