@@ -11,6 +11,7 @@ constexpr std::array groups = {
     CommandGroup{"resource", "Devices and the file systems on them"},
     CommandGroup{"access", "Taking file systems out of use for a while"},
     CommandGroup{"cache", "How mounted file systems write"},
+    CommandGroup{"config", "What the settings files say"},
 };
 
 constexpr std::array commands = {
@@ -34,6 +35,8 @@ constexpr std::array commands = {
     CommandEntry{"access", "list", "List the file systems that are out of use", makeAccessList},
     CommandEntry{"cache", "enable", "Write with the safe settings of the log", makeCacheEnable},
     CommandEntry{"cache", "disable", "Write with the fast settings of the log", makeCacheDisable},
+    CommandEntry{"config", "show", "Show the settings that are in effect", makeConfigShow},
+    CommandEntry{"config", "check", "Look for what is wrong in settings files and descriptors", makeConfigCheck},
     CommandEntry{"", "doctor", "Look for what keeps qmfi from its work, and for what was left behind", makeDoctor},
     CommandEntry{"", "thaw", "Thaw file systems that somebody left frozen", makeThaw},
     CommandEntry{"", "recover", "Clean up what an interrupted qmfi left behind", makeRecover},

@@ -27,6 +27,8 @@ std::unique_ptr<Command> makeAccessList();
 std::unique_ptr<Command> makeCacheDisable();
 std::unique_ptr<Command> makeCacheEnable();
 std::unique_ptr<Command> makeClaim();
+std::unique_ptr<Command> makeConfigCheck();
+std::unique_ptr<Command> makeConfigShow();
 std::unique_ptr<Command> makeDoctor();
 std::unique_ptr<Command> makeExplain();
 std::unique_ptr<Command> makeProviderShow();

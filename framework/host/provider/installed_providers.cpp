@@ -31,7 +31,7 @@ class InstalledProviders::Loaded {
  public:
   Loaded(const fs::path& directory, const std::string& name, const std::string& language)
       : m_library(directory, name),
-        m_provider(m_library.entryPoints(), name, language, readDescriptor(directory / (name + ".provider"))) {}
+        m_provider(m_library.entryPoints(), name, language, readDescriptor(descriptorOf(directory, name))) {}
 
   Provider& provider() { return m_provider; }
 

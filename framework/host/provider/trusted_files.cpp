@@ -26,9 +26,12 @@ fs::path settingsOf(const std::string& name) {
 
 }  // namespace
 
+fs::path descriptorOf(const fs::path& directory, const std::string& name) {
+  return directory / (name + ".provider");
+}
+
 std::vector<fs::path> filesOfProvider(const fs::path& directory, const std::string& name) {
-  std::vector<fs::path> files = {directory / ("lib" + name + ".so"), directory / (name + ".provider"),
-                                 settingsOf(name)};
+  std::vector<fs::path> files = {directory / ("lib" + name + ".so"), descriptorOf(directory, name), settingsOf(name)};
   // Beside the provider's texts those that qmfi has of its failures.
   for (const std::string& owner : {name, std::string("qmfi")}) {
     const fs::path texts = fromEnvironment("QMFI_CATALOG_DIR", "/usr/share/qmfi/catalogs") / owner;

@@ -8,6 +8,9 @@
 
 namespace qmfi_host {
 
+// The descriptor of a provider that is installed in the directory.
+std::filesystem::path descriptorOf(const std::filesystem::path& directory, const std::string& name);
+
 // What is read when a provider is started: its library and its descriptor, which lie in the directory, its settings,
 // and the directories of its texts and of qmfi's with all that is in them. Settings and texts are where the environment
 // or else the system has them.

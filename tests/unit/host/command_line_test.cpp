@@ -204,7 +204,7 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "--version Display program version information and exit"
        " Subcommands: provider The snapshot providers snapshot Snapshots of mounted file systems"
        " resource Devices and the file systems on them access Taking file systems out of use for a while cache How "
-       "mounted file systems write"
+       "mounted file systems write config What the settings files say"
        " claim Ask the providers whether paths are their mounted file systems doctor Look for what keeps qmfi "
        "from its work, and for what was left behind thaw Thaw file systems that somebody left "
        "frozen recover Clean up what an interrupted qmfi left behind explain Say what failures and exit statuses "
@@ -242,6 +242,21 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Usage: qmfi cache [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit"
        " Subcommands: enable Write with the safe settings of the log disable Write with the fast settings of the log"},
+      {{"config"},
+       "What the settings files say"
+       " Usage: qmfi config [OPTIONS] SUBCOMMAND"
+       " Options: -h,--help Print this help message and exit"
+       " Subcommands: show Show the settings that are in effect check Look for what is wrong in settings files and "
+       "descriptors"},
+      {{"config", "show"},
+       "Show the settings that are in effect"
+       " Usage: qmfi config show [OPTIONS]"
+       " Options: -h,--help Print this help message and exit --origin Also where each value comes from (always with "
+       "--json)"},
+      {{"config", "check"},
+       "Look for what is wrong in settings files and descriptors"
+       " Usage: qmfi config check [OPTIONS]"
+       " Options: -h,--help Print this help message and exit"},
       {{"provider", "show"},
        "Show what the providers say of themselves"
        " Usage: qmfi provider show [OPTIONS]"
