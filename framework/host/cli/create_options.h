@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/command.h"
-#include "snapshot/snapshot_creation.h"
+#include "snapshot/snapshot_planning.h"
 #include "volume/machine_splitters.h"
 
 namespace qmfi_host {

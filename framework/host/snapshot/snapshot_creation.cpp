@@ -1,51 +1,22 @@
 // The steps of a snapshot.
 #include "snapshot/snapshot_creation.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <chrono>
+#include <list>
+#include <map>
+#include <string>
 #include <utility>
 
-#include "provider/freeze_timeout.h"
 #include "snapshot/freeze_moment.h"
 #include "snapshot/nested_nodes.h"
 #include "snapshot/snapshot_removal.h"
 #include "snapshot/storage_space.h"
 #include "state/snapshot_record.h"
-#include "volume/possible_name.h"
 
 namespace qmfi_host {
 
 namespace {
-
-dev_t fileSystemOf(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) throw systemError(path + " cannot be read").about(path);
-  return status.st_dev;
-}
-
-// What a split writes to would wait for its own thaw.
-void requireVolumesOutside(const Snapshot& snapshot, const Splitters& splitters) {
-  std::map<dev_t, std::string> frozen;
-  for (const SnapshotNode& node : snapshot.nodes) frozen.emplace(fileSystemOf(node.mountPoint), node.mountPoint);
-  for (const SnapshotNode& node : snapshot.nodes) {
-    const std::string place = splitters.named(node.volume.splitter).workPlace(node.volume);
-    const auto found = place.empty() ? frozen.end() : frozen.find(fileSystemOf(place));
-    if (found == frozen.end()) continue;
-    const bool isVolume = place == node.volume.volumeFile;
-    throw HostError((isVolume ? "the volume of " + node.mountPoint + " lies on "
-                              : "what splits the volume of " + node.mountPoint + " writes to " + place + " on ") +
-                    found->second + ", which is to be frozen with it");
-  }
-}
-
-// Providers hand names to programs as words, and refuse such a one only when they do so, after the freeze.
-void requireWord(const std::string& what, const std::string& name) {
-  if (name.find_first_of(" \t\n") == std::string::npos) return;
-  throw HostError("no snapshot can be taken with " + what + " \"" + name +
-                  "\": a name with a blank, a tab or a line feed cannot be given to the programs that mount; use "
-                  "another name");
-}
 
 // A receipt has the file systems in the order in which they were frozen.
 FreezeReceipt inOrderOf(const Snapshot& snapshot, FreezeReceipt receipt, const std::vector<FreezeGroup>& groups) {
@@ -72,7 +43,6 @@ void requireLevel(const FreezeReceipt& receipt, ProofLevel required) {
 Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   m_whenComplete = request.whenComplete;
   m_requiredLevel = request.required;
-  initialiseNodes(request);
   plan(request);
   enterInStore();
   claimDirectory();
@@ -85,55 +55,16 @@ Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   return m_snapshot;
 }
 
-void SnapshotCreation::initialiseNodes(const SnapshotRequest& request) {
-  for (const ClaimedFileSystem& fileSystem : request.fileSystems) addPart(fileSystem, request);
-  for (const ClaimedFileSystem& fileSystem : request.fileSystems) {
-    Part& part = m_parts.at(fileSystem.provider);
-    m_nodes.emplace_back(*part.provider, fileSystem.mountPoint).initialise(&*part.config);
-  }
-}
-
-void SnapshotCreation::addPart(const ClaimedFileSystem& fileSystem, const SnapshotRequest& request) {
-  const auto [place, isNew] = m_parts.try_emplace(fileSystem.provider);
-  if (!isNew) return;
-  Part& part = place->second;
-  part.provider = &m_providers.named(fileSystem.provider);
-  part.config.emplace(*part.provider, fileSystem.group, ObjectKind::object);
-  part.config->initialise(nullptr);
-  part.timeout = request.freezeTimeout ? *request.freezeTimeout : configuredFreezeTimeout(*part.provider);
-  const std::optional<ProviderDescriptor::Timeout>& timeout = part.provider->descriptor().timeout;
-  if (timeout) part.config->configure(timeout->parameter, std::to_string(part.timeout.count()));
-}
-
 void SnapshotCreation::plan(const SnapshotRequest& request) {
+  m_planning.emplace(m_providers, m_splitters, m_directories, request);
+  for (const ClaimedFileSystem& fileSystem : request.fileSystems) m_planning->initialise(fileSystem);
   m_snapshot.id = request.id;
   m_snapshot.name = request.name.empty() ? m_snapshot.id : request.name;
   m_store.requireUnknown(m_snapshot);
   m_snapshot.created = std::chrono::floor<Snapshot::Time::duration>(std::chrono::system_clock::now());
-  for (Node& node : m_nodes) {
-    const std::vector<std::string> devices = node.subObjects();
-    if (devices.empty()) throw HostError(node.name() + " has no device");
-    requireWord("the mount point", node.name());
-    requireWord("the device", devices.front());
-    SnapshotNode planned;
-    const ProviderDescriptor& descriptor = node.provider().descriptor();
-    planned.provider = node.provider().name();
-    planned.thawRequest = descriptor.thawRequest;
-    planned.mountPoint = node.name();
-    planned.volume = splitterFor(devices.front(), node.name(), request).plan(devices.front(), m_snapshot.id);
-    planned.volume.rawDevice = rawDeviceOf(descriptor, planned.volume.snapshotDevice);
-    planned.alternate = m_directories.plan(request.alternateDirectory, m_snapshot.name, node.name());
-    for (const std::string& path : {planned.alternate, planned.volume.rawDevice}) requirePossibleName(path);
-    m_snapshot.nodes.push_back(std::move(planned));
-  }
+  for (Node& node : m_planning->nodes()) m_snapshot.nodes.push_back(m_planning->plan(node, m_snapshot));
   requireVolumesOutside(m_snapshot, m_splitters);
   if (!request.overcommit) requireSpace(m_splitters, m_snapshot, m_store.snapshots());
-}
-
-const VolumeSplitter& SnapshotCreation::splitterFor(const std::string& device, const std::string& mountPoint,
-                                                    const SnapshotRequest& request) const {
-  const auto chosen = request.splitters.find(mountPoint);
-  return m_splitters.choose(device, chosen != request.splitters.end() ? chosen->second : request.splitter);
 }
 
 // SQLite may report a failure, as of unlocking, for what it has written all the same.
@@ -193,16 +124,13 @@ void SnapshotCreation::makeDirectories() {
 
 std::vector<FreezeGroup> SnapshotCreation::freezeGroups() {
   std::map<std::string, FreezeGroup> byProvider;
-  auto node = m_nodes.begin();
+  auto node = m_planning->nodes().begin();
   for (SnapshotNode& planned : m_snapshot.nodes) {
-    const Part& part = m_parts.at(planned.provider);
-    FreezeGroup& group =
-        byProvider.try_emplace(planned.provider, FreezeGroup{part.provider, part.timeout}).first->second;
-    const ProviderDescriptor& driver = part.provider->descriptor();
-    if (driver.timeout) planned.kernelTimeout = part.timeout;
-    std::unique_ptr<MountedFileSystem> fileSystem =
-        m_fileSystems.open({planned.mountPoint, planned.volume.device, driver.freezeRequest, driver.thawRequest});
-    group.targets.push_back({&*node++, planned.volume.device, std::move(fileSystem)});
+    Provider& provider = node->provider();
+    const std::chrono::seconds timeout = m_planning->timeoutOf(planned.provider);
+    FreezeGroup& group = byProvider.try_emplace(planned.provider, FreezeGroup{&provider, timeout}).first->second;
+    if (provider.descriptor().timeout) planned.kernelTimeout = timeout;
+    group.targets.push_back({&*node++, planned.volume.device, m_fileSystems.open(placeOf(planned, provider))});
   }
   std::vector<FreezeGroup> groups;
   groups.reserve(byProvider.size());
@@ -269,14 +197,13 @@ void SnapshotCreation::mountAlternate(SnapshotNode& planned, Node& primary) {
 }
 
 Node& SnapshotCreation::nodeOf(const SnapshotNode& planned) {
-  return *std::find_if(m_nodes.begin(), m_nodes.end(),
-                       [&](const Node& node) { return node.name() == planned.mountPoint; });
+  std::list<Node>& nodes = m_planning->nodes();
+  return *std::find_if(nodes.begin(), nodes.end(), [&](const Node& node) { return node.name() == planned.mountPoint; });
 }
 
 // What fails here is told now; the failure that led here is told by whoever catches it.
 void SnapshotCreation::undo() {
-  m_nodes.clear();
-  m_parts.clear();
+  m_planning.reset();
   if (tryOrReport([&] { SnapshotRemoval(m_providers, m_splitters, m_store, m_unlocked).remove(m_snapshot); })) return;
   tellWhatIsLeft();
 }
