@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <optional>
@@ -63,6 +64,10 @@ std::string backingFileOf(const std::string& device) {
   if (!isLoopNode(*status)) {
     throw HostError(Failure::cannotBeSplit, "the volume " + device + " cannot be split: it does not consist of a file")
         .about(device);
+  }
+  // Whoever may not look is told so, and not that there is nothing.
+  if (faccessat(AT_FDCWD, device.c_str(), R_OK, AT_EACCESS) != 0) {
+    throw systemError("the device " + device + " cannot be read").about(device);
   }
   const auto loop = qmfi_system::loopBacking(device);
   std::string name = qmfi_system::backingFileName(status->st_rdev);
