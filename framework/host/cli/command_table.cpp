@@ -18,6 +18,8 @@ constexpr std::array commands = {
     CommandEntry{"provider", "show", "Show what the providers say of themselves", makeProviderShow},
     CommandEntry{"", "claim", "Ask the providers whether paths are their mounted file systems", makeClaim},
     CommandEntry{"snapshot", "create", "Take a snapshot of file systems, all at the same moment", makeSnapshotCreate},
+    CommandEntry{"snapshot", "plan", "Tell what a snapshot would be, and what is in the way; changes nothing",
+                 makeSnapshotPlan},
     CommandEntry{"snapshot", "run", "Take a snapshot, run the program behind \"--\" on it, and remove it",
                  makeSnapshotRun},
     CommandEntry{"snapshot", "list", "List the snapshots", makeSnapshotList},

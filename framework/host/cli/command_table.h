@@ -40,6 +40,7 @@ std::unique_ptr<Command> makeSnapshotDelete();
 std::unique_ptr<Command> makeSnapshotHold();
 std::unique_ptr<Command> makeSnapshotList();
 std::unique_ptr<Command> makeSnapshotMount();
+std::unique_ptr<Command> makeSnapshotPlan();
 std::unique_ptr<Command> makeSnapshotPrune();
 std::unique_ptr<Command> makeSnapshotRelease();
 std::unique_ptr<Command> makeSnapshotRun();
