@@ -1,8 +1,11 @@
-// qmfi snapshot list
+// qmfi snapshot list [-o COLUMN,...] [--no-headings]
+#include <chrono>
+
 #include "cli/command_session.h"
 #include "cli/command_table.h"
 #include "cli/present_status.h"
 #include "cli/snapshot_output.h"
+#include "cli/snapshot_table.h"
 
 namespace qmfi_host {
 
@@ -10,16 +13,25 @@ namespace {
 
 class SnapshotList : public Command {
  public:
-  void declare(CommandOptions& /*options*/) override {}
+  void declare(CommandOptions& options) override {
+    options.text("-o,--columns", m_columns, "COLUMN,...", "What is shown of each, of " + allColumns());
+    options.flag("--no-headings", m_noHeadings, "No line that names the columns");
+  }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
+    const TableLooks looks{m_columns ? columnsOf(*m_columns) : usualColumns(), !m_noHeadings};
     if (settings.json) {
       printJson(out, knownSnapshots(settings, LookAt::everything));
     } else {
-      printText(out, knownSnapshots(settings, LookAt::copy));
+      const auto now = std::chrono::floor<Snapshot::Time::duration>(std::chrono::system_clock::now());
+      printTable(out, knownSnapshots(settings, LookAt::copy), looks, now);
     }
     return ExitStatus::done;
   }
+
+ private:
+  std::optional<std::string> m_columns;
+  bool m_noHeadings = false;
 };
 
 }  // namespace

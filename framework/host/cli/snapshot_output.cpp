@@ -1,10 +1,8 @@
 // JSON and text of snapshots.
 #include "cli/snapshot_output.h"
 
-#include <algorithm>
 #include <array>
 #include <ctime>
-#include <iomanip>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -53,6 +51,13 @@ Json jsonOf(const SnapshotStatus& status) {
   return json;
 }
 
+}  // namespace
+
+std::string millisecondsText(std::chrono::microseconds duration) {
+  const auto tenths = std::chrono::round<std::chrono::duration<std::int64_t, std::ratio<1, 10000>>>(duration).count();
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms";
+}
+
 std::string localTime(Snapshot::Time time) {
   const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
   std::tm local{};
@@ -60,40 +65,6 @@ std::string localTime(Snapshot::Time time) {
   std::array<char, 32> text{};
   std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
   return text.data();
-}
-
-// The different texts of a snapshot's file systems, each once.
-std::string joined(const Snapshot& snapshot, const std::string SnapshotNode::*member) {
-  std::vector<std::string> texts;
-  for (const SnapshotNode& node : snapshot.nodes) {
-    if (std::find(texts.begin(), texts.end(), node.*member) == texts.end()) texts.push_back(node.*member);
-  }
-  std::string all;
-  for (const std::string& text : texts) all += (all.empty() ? "" : " ") + inOneLine(text);
-  return all;
-}
-
-using Row = std::array<std::string, 9>;
-
-Row rowOf(const SnapshotStatus& status) {
-  const Snapshot& snapshot = status.snapshot;
-  if (!status.damage.empty()) return {snapshot.id, snapshot.name, "", "", status.state, "", "", "", status.damage};
-  return {snapshot.id,
-          snapshot.name,
-          localTime(snapshot.created),
-          millisecondsText(snapshot.frozen),
-          status.state + (snapshot.held.empty() ? "" : ", held"),
-          isMounted(status) ? "yes" : "no",
-          bytesText(bytesOf(status)),
-          joined(snapshot, &SnapshotNode::provider),
-          joined(snapshot, &SnapshotNode::mountPoint)};
-}
-
-}  // namespace
-
-std::string millisecondsText(std::chrono::microseconds duration) {
-  const auto tenths = std::chrono::round<std::chrono::duration<std::int64_t, std::ratio<1, 10000>>>(duration).count();
-  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms";
 }
 
 void printJson(std::ostream& out, const SnapshotStatus& snapshot) {
@@ -124,24 +95,6 @@ void printText(std::ostream& out, const SnapshotStatus& status) {
         << node.volume.splitter << "\n     a full overwrite needs " << bytesText(volume.needs) << " of "
         << bytesText(volume.free) << " free\n";
     printMoments(out, snapshot, i);
-  }
-}
-
-void printText(std::ostream& out, const std::vector<SnapshotStatus>& snapshots) {
-  std::vector<Row> rows = {
-      {"ID", "NAME", "CREATED", "FROZEN FOR", "STATE", "MOUNTED", "SIZE", "PROVIDER", "FILE SYSTEMS"}};
-  std::transform(snapshots.begin(), snapshots.end(), std::back_inserter(rows), rowOf);
-  std::array<std::size_t, std::tuple_size_v<Row>> widths = {8, 4, 19, 10, 11};
-  for (const Row& row : rows) {
-    for (std::size_t column = 0; column < row.size(); ++column) {
-      widths[column] = std::max(widths[column], row[column].size());
-    }
-  }
-  for (const Row& row : rows) {
-    for (std::size_t column = 0; column + 1 < row.size(); ++column) {
-      out << std::left << std::setw(static_cast<int>(widths[column] + 2)) << row[column];
-    }
-    out << row.back() << "\n";
   }
 }
 

@@ -22,11 +22,11 @@ void printJson(std::ostream& out, const std::vector<SnapshotStatus>& snapshots);
 // One snapshot in full.
 void printText(std::ostream& out, const SnapshotStatus& snapshot);
 
-// A line for each snapshot, below a heading; that of a damaged one ends with what is wrong.
-void printText(std::ostream& out, const std::vector<SnapshotStatus>& snapshots);
-
 // Microseconds as milliseconds with one decimal: "12.3 ms".
 std::string millisecondsText(std::chrono::microseconds duration);
+
+// A time as the clock of the user shows it: "2026-11-23 03:00:00".
+std::string localTime(Snapshot::Time time);
 
 }  // namespace qmfi_host
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/snapshot_output.h"
+#include "cli/snapshot_table.h"
 #include "failure/host_error.h"
 #include "support/environment.h"
 
@@ -179,21 +180,81 @@ TEST(SnapshotOutput, MillisecondsHaveOneDecimal) {
   for (const auto& one : cases) EXPECT_EQ(millisecondsText(std::chrono::microseconds(one.microseconds)), one.text);
 }
 
-TEST(SnapshotOutput, ListHasALineForEachSnapshot) {
-  const EnvironmentVariable zone("TZ", "UTC");
-  std::ostringstream text;
+SnapshotStatus damagedStatus() {
   Snapshot bad;
   bad.id = "0a0a0a0a";
   bad.name = "a longer name";
-  printText(text, {makeStatus(), {bad, "damaged", {}, "created is no number"}});
+  return {bad, "damaged", {}, "created is no number"};
+}
+
+// The list of two snapshots some time after the first was taken.
+std::string table(const TableLooks& looks, std::chrono::seconds age = std::chrono::seconds(0)) {
+  const EnvironmentVariable zone("TZ", "UTC");
+  std::ostringstream text;
+  printTable(text, {makeStatus(), damagedStatus()}, looks, makeSnapshot().created + age);
+  return text.str();
+}
+
+TEST(SnapshotTable, HasALineForEachSnapshot) {
   EXPECT_EQ(
-      text.str(),
+      table({usualColumns()}),
       "ID        NAME           CREATED              FROZEN FOR  STATE        MOUNTED  SIZE     PROVIDER  FILE "
       "SYSTEMS\n"
       "17b4f33e  nightly        2024-11-21 00:00:00  12.3 ms     unmounted    no       3.5 MiB  sample    /mnt/a "
       "/mnt/b\n"
       "0a0a0a0a  a longer name                                   damaged                                  created "
       "is no number\n");
+}
+
+TEST(SnapshotTable, HasTheColumnsThatAreChosenInTheirOrder) {
+  EXPECT_EQ(table({columnsOf("splitter,proof,age,name")}, std::chrono::minutes(3)),
+            "SPLITTER     PROOF  AGE    NAME\n"
+            "reflink lvm         3 min  nightly\n"
+            "                           a longer name\n");
+}
+
+TEST(SnapshotTable, HasNoHeadingsWhereNoneAreWanted) {
+  EXPECT_EQ(table({columnsOf("id,state"), false}), "17b4f33e  unmounted\n0a0a0a0a  damaged\n");
+}
+
+TEST(SnapshotTable, TellsTheDirectoryOfWhatIsMounted) {
+  SnapshotStatus status = makeStatus();
+  status.nodes[1].mounted = true;
+  status.snapshot.nodes[0].alternate = "/run/qmfi/snapshots/nightly/mnt/a";
+  status.snapshot.nodes[1].alternate = "/run/qmfi/snapshots/nightly/mnt/b";
+  std::ostringstream text;
+  printTable(text, {status}, {{"directory"}, false}, status.snapshot.created);
+  EXPECT_EQ(text.str(), "/run/qmfi/snapshots/nightly\n");
+}
+
+TEST(SnapshotTable, WidthOfNamesIsThatOfTheirCharacters) {
+  SnapshotStatus longer = makeStatus();
+  longer.snapshot.held = "f\xc3\xbcr Anna";
+  SnapshotStatus shorter = makeStatus();
+  shorter.snapshot.held = "-";
+  std::ostringstream text;
+  printTable(text, {longer, shorter}, {{"held", "id"}, false}, longer.snapshot.created);
+  EXPECT_EQ(text.str(), "f\xc3\xbcr Anna  17b4f33e\n-         17b4f33e\n");
+}
+
+TEST(SnapshotTable, AgeIsInTheLargestUnitOfWhichThereAreTwo) {
+  const struct {
+    int seconds;
+    const char* text;
+  } cases[] = {{-5, "0 s\n"},   {119, "119 s\n"},          {120, "2 min\n"},     {7199, "119 min\n"},
+               {7200, "2 h\n"}, {2 * 86400 - 1, "47 h\n"}, {2 * 86400, "2 d\n"}, {400 * 86400, "400 d\n"}};
+  for (const auto& one : cases) {
+    EXPECT_EQ(table({{"age"}, false}, std::chrono::seconds(one.seconds)),
+              one.text + std::string("created is no number\n"));
+  }
+}
+
+TEST(SnapshotTable, UnknownColumnIsRefusedWithThoseThatThereAre) {
+  const std::string all =
+      "id, name, created, age, frozen, proof, state, mounted, size, provider, splitter, held, directory, mount_points";
+  EXPECT_THAT([] { columnsOf("id,colour"); },
+              ThrowsMessage<UsageError>("there is no column \"colour\"; there are " + all));
+  EXPECT_THAT([] { columnsOf(""); }, ThrowsMessage<UsageError>("no column is named; there are " + all));
 }
 
 TEST(SnapshotOutput, OneSnapshotIsShownWithItsFileSystems) {
