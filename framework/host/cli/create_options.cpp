@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <iterator>
 
 #include "cli/command_session.h"
+#include "cli/dated_name.h"
 #include "failure/host_error.h"
 #include "provider/freeze_timeout.h"
 #include "volume/snapshot_size.h"
@@ -14,7 +16,8 @@ namespace qmfi_host {
 
 void CreateOptions::declare(CommandOptions& options) {
   options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");
-  options.text("--name", m_name, "NAME", "Name of the snapshot (default: its id)");
+  options.text("--name", m_name, "NAME",
+               "Name of the snapshot, with the time in the place of %F, %H and the like (default: its id)");
   options.number("--freeze-timeout", m_freezeTimeout, shortestFreezeTimeout, longestFreezeTimeout, "SECONDS",
                  "Time after which the freeze ends by itself (default: settings files, the provider's configuration)");
   options.texts("--splitter", m_splitters, "[MOUNTPOINT=]NAME",
@@ -45,8 +48,10 @@ std::vector<std::string> CreateOptions::mountPoints() const {
 
 SnapshotRequest CreateOptions::request(const Settings& settings) const {
   SnapshotRequest request;
-  if (m_name) requireUsersSnapshotName(*m_name);
-  request.name = m_name.value_or("");
+  if (m_name) {
+    request.name = datedName(*m_name, std::time(nullptr));
+    requireUsersSnapshotName(request.name);
+  }
   request.overcommit = m_overcommit.value_or(settings.create.overcommit);
   request.alternateDirectory = alternateDirectory(settings);
   request.required = levelOfName(m_required.value_or(settings.create.required));
