@@ -110,6 +110,11 @@ void LvmSplitter::requireUsable() const {
 }
 
 SplitPlan LvmSplitter::plan(const std::string& device, const std::string& snapshotId) const {
+  if (blockDeviceAt(device) && !isFor(device)) {
+    throw HostError(Failure::cannotBeSplit, "the volume " + device + " cannot be split by lvm: it is " +
+                                                kindOf(device) + ", and no logical volume")
+        .about(device);
+  }
   requireUsable();
   const auto [group, name] = m_lvm.namesOf(device);
   const std::string volume = std::string(deviceDirectory) + group + "/" + name;
