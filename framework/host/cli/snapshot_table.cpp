@@ -133,9 +133,7 @@ void printRows(std::ostream& out, const std::vector<Row>& rows, std::vector<std:
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
   }
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i + 1 < row.size(); ++i) {
-      out << row[i] << std::string(widths[i] - widthOf(row[i]) + 2, ' ');
-    }
+    for (std::size_t i = 0; i + 1 < row.size(); ++i) out << row[i] << std::string(widths[i] - widthOf(row[i]) + 2, ' ');
     out << row.back() << "\n";
   }
 }

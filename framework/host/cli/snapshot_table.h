@@ -26,8 +26,8 @@ std::string allColumns();
 // Reads a list of columns: "id,name". Throws UsageError for a name that there is none of.
 std::vector<std::string> columnsOf(const std::string& names);
 
-// A line for each snapshot. The line of a damaged one has what is known, and what is wrong in the last column. now: what
-// ages are counted to.
+// A line for each snapshot. The line of a damaged one has what is known, and what is wrong in the last column. now:
+// what ages are counted to.
 void printTable(std::ostream& out, const std::vector<SnapshotStatus>& snapshots, const TableLooks& looks,
                 Snapshot::Time now);
 
