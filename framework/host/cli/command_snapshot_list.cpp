@@ -1,9 +1,10 @@
-// qmfi snapshot list [-o COLUMN,...] [--no-headings]
+// qmfi snapshot list [-o COLUMN,...] [--no-headings] | --metrics
 #include <chrono>
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
 #include "cli/present_status.h"
+#include "cli/snapshot_metrics.h"
 #include "cli/snapshot_output.h"
 #include "cli/snapshot_table.h"
 
@@ -16,11 +17,15 @@ class SnapshotList : public Command {
   void declare(CommandOptions& options) override {
     options.text("-o,--columns", m_columns, "COLUMN,...", "What is shown of each, of " + allColumns());
     options.flag("--no-headings", m_noHeadings, "No line that names the columns");
+    options.flag("--metrics", m_metrics, "Numbers for monitoring, in the text format of Prometheus");
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
+    if (m_metrics && settings.json) throw UsageError("--metrics and --json cannot be given together");
     const TableLooks looks{m_columns ? columnsOf(*m_columns) : usualColumns(), !m_noHeadings};
-    if (settings.json) {
+    if (m_metrics) {
+      printMetrics(out, knownSnapshots(settings, LookAt::everything));
+    } else if (settings.json) {
       printJson(out, knownSnapshots(settings, LookAt::everything));
     } else {
       const auto now = std::chrono::floor<Snapshot::Time::duration>(std::chrono::system_clock::now());
@@ -32,6 +37,7 @@ class SnapshotList : public Command {
  private:
   std::optional<std::string> m_columns;
   bool m_noHeadings = false;
+  bool m_metrics = false;
 };
 
 }  // namespace

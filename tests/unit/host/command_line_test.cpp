@@ -46,6 +46,7 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
       {"snapshot", "create", "/mnt/a", "--freeze-timeout", "soon"},
       {"snapshot", "create", "/mnt/a", "--overcommit=perhaps"},
       {"snapshot", "create", "/mnt/a", "--overcommit=99999999999999999999"},
+      {"snapshot", "list", "--columns", "colour"},
       {"snapshot", "show"},
       {"snapshot", "delete"},
       {"claim"},
@@ -63,6 +64,13 @@ TEST(CommandLine, ThatIsWrongEndsWithTwoAndSaysWhy) {
     EXPECT_EQ(outcome.out, "") << testing::PrintToString(words);
     EXPECT_THAT(outcome.errors, StartsWith("qmfi: ")) << testing::PrintToString(words);
   }
+}
+
+TEST(CommandLine, ListIsForMonitoringOrForProgramsAndNotForBoth) {
+  const Outcome outcome = run({"snapshot", "list", "--metrics", "--json"});
+  EXPECT_EQ(outcome.status, wrongUsage);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.errors, testing::HasSubstr("--metrics and --json cannot be given together"));
 }
 
 TEST(CommandLine, LeavesWhatStandsBehindTheMarkToTheProgramOfACommand) {
@@ -326,7 +334,8 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Options: -h,--help Print this help message and exit -o,--columns COLUMN,... What is shown of each, of id, "
        "name, "
        "created, age, frozen, proof, state, mounted, size, provider, splitter, held, directory, mount_points "
-       "--no-headings No line that names the columns"},
+       "--no-headings No line that names the columns --metrics Numbers for monitoring, in the text format of "
+       "Prometheus"},
       {{"snapshot", "show"},
        "Show one snapshot"
        " Usage: qmfi snapshot show [OPTIONS] SNAPSHOT"

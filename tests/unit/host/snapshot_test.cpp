@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "cli/snapshot_metrics.h"
 #include "cli/snapshot_output.h"
 #include "cli/snapshot_table.h"
 #include "failure/host_error.h"
@@ -193,6 +194,58 @@ std::string table(const TableLooks& looks, std::chrono::seconds age = std::chron
   std::ostringstream text;
   printTable(text, {makeStatus(), damagedStatus()}, looks, makeSnapshot().created + age);
   return text.str();
+}
+
+std::string metrics(const std::vector<SnapshotStatus>& snapshots) {
+  std::ostringstream text;
+  printMetrics(text, snapshots);
+  return text.str();
+}
+
+TEST(SnapshotMetrics, TellOfEachStateAndOfTheNewestOfEachFileSystem) {
+  SnapshotStatus older = makeStatus();
+  older.snapshot.created -= std::chrono::hours(1);
+  older.snapshot.nodes.resize(1);
+  older.nodes.resize(1);
+  older.nodes[0].volume.needs = 1;
+  EXPECT_EQ(metrics({makeStatus(), older, damagedStatus()}),
+            "# HELP qmfi_snapshots Snapshots that are known.\n"
+            "# TYPE qmfi_snapshots gauge\n"
+            "qmfi_snapshots{state=\"ready\"} 0\n"
+            "qmfi_snapshots{state=\"unmounted\"} 2\n"
+            "qmfi_snapshots{state=\"gone\"} 0\n"
+            "qmfi_snapshots{state=\"working\"} 0\n"
+            "qmfi_snapshots{state=\"interrupted\"} 0\n"
+            "qmfi_snapshots{state=\"damaged\"} 1\n"
+            "# HELP qmfi_newest_snapshot_timestamp_seconds When the newest complete snapshot was taken.\n"
+            "# TYPE qmfi_newest_snapshot_timestamp_seconds gauge\n"
+            "qmfi_newest_snapshot_timestamp_seconds{mount_point=\"/mnt/a\"} 1732147200\n"
+            "qmfi_newest_snapshot_timestamp_seconds{mount_point=\"/mnt/b\"} 1732147200\n"
+            "# HELP qmfi_newest_snapshot_frozen_seconds How long the freeze for it lasted.\n"
+            "# TYPE qmfi_newest_snapshot_frozen_seconds gauge\n"
+            "qmfi_newest_snapshot_frozen_seconds{mount_point=\"/mnt/a\"} 0.012345\n"
+            "qmfi_newest_snapshot_frozen_seconds{mount_point=\"/mnt/b\"} 0.012345\n"
+            "# HELP qmfi_snapshot_bytes What the copies occupy, with the blocks that they share.\n"
+            "# TYPE qmfi_snapshot_bytes gauge\n"
+            "qmfi_snapshot_bytes{mount_point=\"/mnt/a\"} 6291456\n"
+            "qmfi_snapshot_bytes{mount_point=\"/mnt/b\"} 524288\n"
+            "# HELP qmfi_overwrite_needs_bytes What an overwrite of the whole volume takes of its storage.\n"
+            "# TYPE qmfi_overwrite_needs_bytes gauge\n"
+            "qmfi_overwrite_needs_bytes{mount_point=\"/mnt/a\"} 2097152\n"
+            "qmfi_overwrite_needs_bytes{mount_point=\"/mnt/b\"} 0\n"
+            "# HELP qmfi_storage_free_bytes What the storage of the volume has.\n"
+            "# TYPE qmfi_storage_free_bytes gauge\n"
+            "qmfi_storage_free_bytes{mount_point=\"/mnt/a\"} 5242880\n"
+            "qmfi_storage_free_bytes{mount_point=\"/mnt/b\"} 0\n");
+}
+
+TEST(SnapshotMetrics, NamesAreQuotedAsTheirReadersKnow) {
+  SnapshotStatus status = makeStatus();
+  status.snapshot.nodes[0].mountPoint = "/a\"b\\c";
+  status.snapshot.nodes[1].mountPoint = "/a\nb";
+  const std::string text = metrics({status});
+  EXPECT_THAT(text, testing::HasSubstr("qmfi_snapshot_bytes{mount_point=\"/a\\\"b\\\\c\"} "));
+  EXPECT_THAT(text, testing::HasSubstr("qmfi_snapshot_bytes{mount_point=\"/a%0Ab\"} "));
 }
 
 TEST(SnapshotTable, HasALineForEachSnapshot) {
