@@ -46,7 +46,8 @@ TEST_F(CommandsTest, ClaimTellsForEachPath) {
   const auto some = qmfi({"claim", "/mnt/a", "/mnt/a/", "/proc", "/dev/qm/dsk/dg1/a", "/nonexistent"});
   EXPECT_EQ(some.status, 4);
   EXPECT_EQ(some.output,
-            "/mnt/a: claimed in group qmfs-quiesce\n/mnt/a/: not claimed\n/proc: not claimed\n"
+            "/mnt/a: claimed in group qmfs-quiesce\n/mnt/a/: not claimed; it lies in the file system on /mnt/a\n"
+            "/proc: not claimed\n"
             "/dev/qm/dsk/dg1/a: not claimed\n/nonexistent: not claimed\n");
 }
 

@@ -41,10 +41,12 @@ JsonOutcome qmfiJson(std::vector<std::string> words) {
 }
 
 TEST_F(JsonTest, ClaimTellsWhoClaimsEachPath) {
-  const JsonOutcome outcome = qmfiJson({"claim", "/mnt/a", "/proc"});
+  const JsonOutcome outcome = qmfiJson({"claim", "/mnt/a", "/mnt/a/.", "/proc"});
   EXPECT_EQ(outcome.document, Json::parse(R"([
-    {"path": "/mnt/a", "outcome": "claimed", "provider": "qmfsfi", "groups": ["qmfs-quiesce"]},
-    {"path": "/proc", "outcome": "not_claimed", "provider": null, "groups": []}])"));
+    {"path": "/mnt/a", "outcome": "claimed", "provider": "qmfsfi", "groups": ["qmfs-quiesce"],
+     "below": null},
+    {"path": "/mnt/a/.", "outcome": "not_claimed", "provider": null, "groups": [], "below": "/mnt/a"},
+    {"path": "/proc", "outcome": "not_claimed", "provider": null, "groups": [], "below": null}])"));
   EXPECT_EQ(outcome.status, 4);
   EXPECT_EQ(outcome.error["id"], "not_found");
 }
