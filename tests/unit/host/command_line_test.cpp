@@ -282,16 +282,17 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot, with the time in the "
        "place of %F, %H and the like (default: its id)"
        " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: the provider's configuration)"
+       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
        " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
        "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
+       "(default: settings files) "
        "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: none) --private-mounts "
+       "kept (default: settings files, none) --private-mounts "
        "Also in another mount "
        "namespace than that of process 1"
        " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, /run/qmfi/snapshots)"},
+       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
       {{"snapshot", "plan"},
        "Tell what a snapshot would be, and what is in the way; changes nothing"
        " Usage: qmfi snapshot plan [OPTIONS] MOUNTPOINT..."
