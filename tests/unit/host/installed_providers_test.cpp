@@ -58,6 +58,7 @@ TEST(InstalledProviders, LibraryWithoutADescriptorIsNotStarted) {
 
 TEST(InstalledProviders, AreStartedOnceAndThoseThatCannotBeAreTold) {
   const TemporaryDirectory directory;
+  const EnvironmentVariable log("QMFI_LOG_DIR", directory.path());
   std::filesystem::create_symlink(QMFI_BINARY_DIR "/lib/libtinyfi.so", directory.file("libtinyfi.so"));
   directory.write("tinyfi.provider", "[timeout]\nparameter = \"seconds\"\n");
   directory.write("broken.provider", "");
