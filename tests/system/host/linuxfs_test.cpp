@@ -95,7 +95,8 @@ TEST_F(LinuxFS, ClaimsWholeFileSystemsOfItsTypesOnly) {
   fs::remove("/mnt/orders/part");
   EXPECT_EQ(outcome.output,
             "/mnt/orders: claimed in group linuxfs-quiesce\n/mnt/invoices: claimed in group linuxfs-quiesce\n"
-            "/mnt/orders/part: not claimed\n/mnt/bound: not claimed\n/proc: not claimed\n");
+            "/mnt/orders/part: not claimed; it lies in the file system on /mnt/orders\n/mnt/bound: not claimed\n/proc: "
+            "not claimed\n");
   EXPECT_EQ(outcome.status, 4);
 }
 
