@@ -271,7 +271,8 @@ void SpaceRuns::run(const SpaceCase& one) {
 
 // Nothing is forgotten, and what is said is true.
 void SpaceRuns::expectKnown(const SpaceCase& one, const Ended& ended, const std::string& left) {
-  const std::string what = "status " + std::to_string(ended.status) + ", but the snapshot is \"" + left + "\"";
+  const std::string what =
+      "status " + std::to_string(ended.status) + ", but the snapshot is \"" + left + "\": " + ended.errors;
   switch (one.command->effect) {
     case Effect::makes:
       return m_campaign.expect((ended.status == 0) == (left == "ready"), what);
