@@ -164,7 +164,10 @@ void Database::fail(int result, const std::string& reason) const {
     damage.about(m_path.string()).because(reason).advise("\"qmfi recover --rescan\" makes a new one");
     throw DamagedDatabase(damage);
   }
-  if (isFull(result & primary, sqlite3_system_errno(handle()))) {
+  // Why the directory could not be written out is forgotten by then, but it fails again.
+  const int systemError = result == SQLITE_IOERR_DIR_FSYNC ? qmfi_system::writeOutDirectory(m_path.parent_path())
+                                                           : sqlite3_system_errno(handle());
+  if (isFull(result & primary, systemError)) {
     FullStorage full(Failure::storageFull, what);
     full.about(m_path.string()).because(reason);
     throw FullStorage(full);

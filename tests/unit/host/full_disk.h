@@ -1,4 +1,4 @@
-// A disk without room for the journal of a database.
+// A disk without room for the journal of a database, or for the directory that it lies in.
 #ifndef FULL_DISK_H
 #define FULL_DISK_H
 
@@ -33,6 +33,37 @@ class FullDisk {
   inline static int s_result = SQLITE_FULL;
   inline static int s_systemError = ENOSPC;
   inline static decltype(sqlite3_vfs::xOpen) s_open = nullptr;
+  sqlite3_vfs* const m_files = sqlite3_vfs_find(nullptr);
+};
+
+// What fsync() fails with; 0 where it does its work.
+inline int errorOfFsync = 0;
+
+// As long as it lives SQLite cannot write out the directory once it has removed a journal, and says no more than that.
+// One at a time.
+class FullDirectory {
+ public:
+  // systemError: the errno value that the directory fails with when it is asked again; 0 where it does not.
+  explicit FullDirectory(int systemError = ENOSPC) {
+    errorOfFsync = systemError;
+    s_delete = m_files->xDelete;
+    m_files->xDelete = remove;
+  }
+  FullDirectory(const FullDirectory&) = delete;
+  FullDirectory& operator=(const FullDirectory&) = delete;
+  ~FullDirectory() {
+    m_files->xDelete = s_delete;
+    errorOfFsync = 0;
+  }
+
+ private:
+  static int remove(sqlite3_vfs* files, const char* name, int writesOut) {
+    const int result = s_delete(files, name, 0);
+    errno = 0;
+    return result == SQLITE_OK && writesOut != 0 ? SQLITE_IOERR_DIR_FSYNC : result;
+  }
+
+  inline static decltype(sqlite3_vfs::xDelete) s_delete = nullptr;
   sqlite3_vfs* const m_files = sqlite3_vfs_find(nullptr);
 };
 

@@ -1,10 +1,19 @@
 // The state store on a disk without room: what makes room can be forgotten, and nothing is half done.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "full_disk.h"
 #include "state/state_store.h"
 #include "support/temporary_directory.h"
+
+// In the place of the C library's.
+extern "C" int fsync(int descriptor) {
+  if (qmfi_host::errorOfFsync == 0) return static_cast<int>(syscall(SYS_fsync, descriptor));
+  errno = qmfi_host::errorOfFsync;
+  return -1;
+}
 
 namespace qmfi_host {
 namespace {
@@ -78,6 +87,27 @@ TEST_F(FullStateStoreTest, OnABadDiskForgetsNothing) {
     EXPECT_THROW(m_store.remove("0a"), HostError);
   }
   EXPECT_TRUE(m_store.find("0a"));
+}
+
+// The database has no word for why.
+TEST_F(FullStateStoreTest, ForgetsSnapshotsWhereTheDirectoryHasNoRoom) {
+  {
+    const FullDirectory full;
+    m_store.remove("0a");
+  }
+  EXPECT_FALSE(StateStore(m_directory.path()).find("0a"));
+}
+
+TEST_F(FullStateStoreTest, DirectoryThatFailsOnceIsNotTakenForFull) {
+  const FullDirectory failing(0);
+  try {
+    m_store.remove("0a");
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const FullStorage&) {
+    ADD_FAILURE() << "it is taken for full";
+  } catch (const HostError& error) {
+    EXPECT_EQ(error.what(), "the state store " + m_directory.file("state.db") + " cannot be used: disk I/O error");
+  }
 }
 
 TEST_F(FullStateStoreTest, HasAJournalAgainAfterwards) {
