@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
 #include "system/descriptor.h"
@@ -175,6 +176,14 @@ void Database::fail(int result, const std::string& reason) const {
   throw HostError(what).about(m_path.string()).because(reason);
 }
 
+void Database::writeOutDirectory() const {
+  const int error = qmfi_system::writeOutDirectory(m_path.parent_path());
+  if (error == 0) return;
+  printNotice("the directory of the state store " + m_path.string() + " could not be written out (" +
+              std::generic_category().message(error) +
+              "): a power cut may undo the last change, and \"qmfi recover\" cleans up then");
+}
+
 JournalInMemory::JournalInMemory(Database& database) : m_database(database) {
   m_database.execute("PRAGMA journal_mode = MEMORY");
 }
@@ -239,7 +248,13 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-  m_database.execute("COMMIT");
+  const int result = sqlite3_exec(m_database.handle(), "COMMIT", nullptr, nullptr, nullptr);
+  if (result == SQLITE_IOERR_DIR_FSYNC) {
+    // The journal is removed, so the change stands. It may be undone only by a journal that is back after a power cut.
+    m_database.writeOutDirectory();
+  } else if (result != SQLITE_OK) {
+    m_database.fail();
+  }
   m_open = false;
 }
 

@@ -46,6 +46,9 @@ class Database {
   // The file, as it was named.
   const std::filesystem::path& path() const { return m_path; }
 
+  // Writes out the directory of the file; says so on standard error when it cannot be.
+  void writeOutDirectory() const;
+
   // Throws what the last call of SQLite failed with.
   [[noreturn]] void fail() const;
 
@@ -119,7 +122,8 @@ class Transaction {
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();
 
-  // On the disk when it returns. Throws HostError, and then the end of the object undoes everything.
+  // On the disk when it returns, or else told on standard error that a power cut may undo it. Throws HostError, and
+  // then the end of the object undoes everything.
   void commit();
 
  private:

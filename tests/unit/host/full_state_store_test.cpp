@@ -110,6 +110,23 @@ TEST_F(FullStateStoreTest, DirectoryThatFailsOnceIsNotTakenForFull) {
   }
 }
 
+TEST_F(FullStateStoreTest, ChangeStandsWhoseEndCouldNotBeWrittenOut) {
+  for (const int error : {ENOSPC, 0}) {
+    m_snapshot.phase = error == 0 ? Phase::deleting : Phase::unmounted;
+    testing::internal::CaptureStderr();
+    {
+      const FullDirectory full(error);
+      m_store.update(m_snapshot);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              error == 0 ? ""
+                         : "qmfi: the directory of the state store " + m_directory.file("state.db") +
+                               " could not be written out (No space left on device): a power cut may undo the last "
+                               "change, and \"qmfi recover\" cleans up then\n");
+    EXPECT_EQ(StateStore(m_directory.path()).find("0a")->phase, m_snapshot.phase);
+  }
+}
+
 TEST_F(FullStateStoreTest, HasAJournalAgainAfterwards) {
   {
     const FullDisk full;
