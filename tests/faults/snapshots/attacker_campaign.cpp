@@ -205,8 +205,9 @@ void AttackerCampaign::expectEnd(const AttackedCommand& command, const Ended& en
   m_campaign.expect(("\n" + ended.errors + ended.output).find("\nqmfi: forged") == std::string::npos,
                     "his name is a line of its own");
   if (ended.status == 0) return;
-  const Words objects = {attackersHome, m_place.device(), "fault", victimDirectory, m_place.otherMountPoint(),
-                         "/orders",     "claim /:"};
+  // The last two are where his links lead to.
+  const Words objects = {attackersHome, m_place.device(), "fault",      victimDirectory, m_place.otherMountPoint(),
+                         "/orders",     "claim /:",       "claim /srv:"};
   const bool named = std::any_of(objects.begin(), objects.end(), [&](const std::string& object) {
     return (ended.errors + ended.output).find(object) != std::string::npos;
   });
