@@ -187,10 +187,31 @@ std::string wordsOf(const std::string& text) {
   return words;
 }
 
+// What the commands that take or plan a snapshot have in common.
+std::string helpOfNewSnapshot(const std::string& command, const std::string& purpose) {
+  return purpose + " Usage: qmfi snapshot " + command +
+         " [OPTIONS] MOUNTPOINT..."
+         " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
+         " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot, with the time in the "
+         "place of %F, %H and the like (default: its id)"
+         " --freeze-timeout SECONDS:INT in [1 - 3600]"
+         " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
+         " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
+         "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
+         "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the "
+         "volumes (default: settings files) "
+         "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
+         "kept (default: settings files, none) --private-mounts "
+         "Also in another mount "
+         "namespace than that of process 1"
+         " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
+         " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)";
+}
+
 TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
   const struct {
     std::vector<const char*> command;
-    const char* help;
+    std::string help;
   } cases[] = {
       {{},
        "Takes snapshots of mounted file systems through a snapshot provider. Exit status: 0 done, 1 failed, 2 wrong "
@@ -275,60 +296,11 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Usage: qmfi claim [OPTIONS] PATH..."
        " Positionals: PATH ... REQUIRED Mount points of file systems"
        " Options: -h,--help Print this help message and exit"},
-      {{"snapshot", "create"},
-       "Take a snapshot of file systems, all at the same moment"
-       " Usage: qmfi snapshot create [OPTIONS] MOUNTPOINT..."
-       " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
-       " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot, with the time in the "
-       "place of %F, %H and the like (default: its id)"
-       " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
-       " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
-       "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
-       "(default: settings files) "
-       "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: settings files, none) --private-mounts "
-       "Also in another mount "
-       "namespace than that of process 1"
-       " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
+      {{"snapshot", "create"}, helpOfNewSnapshot("create", "Take a snapshot of file systems, all at the same moment")},
       {{"snapshot", "plan"},
-       "Tell what a snapshot would be, and what is in the way; changes nothing"
-       " Usage: qmfi snapshot plan [OPTIONS] MOUNTPOINT..."
-       " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
-       " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot, with the time in the "
-       "place of %F, %H and the like (default: its id)"
-       " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
-       " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
-       "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
-       "(default: settings files) "
-       "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: settings files, none) --private-mounts "
-       "Also in another mount "
-       "namespace than that of process 1"
-       " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
+       helpOfNewSnapshot("plan", "Tell what a snapshot would be, and what is in the way; changes nothing")},
       {{"snapshot", "run"},
-       "Take a snapshot, run the program behind \"--\" on it, and remove it"
-       " Usage: qmfi snapshot run [OPTIONS] MOUNTPOINT..."
-       " Positionals: MOUNTPOINT ... REQUIRED File systems that are frozen together"
-       " Options: -h,--help Print this help message and exit --name NAME Name of the snapshot, with the time in the "
-       "place of %F, %H and the like (default: its id)"
-       " --freeze-timeout SECONDS:INT in [1 - 3600]"
-       " Time after which the freeze ends by itself (default: settings files, the provider's configuration)"
-       " --splitter [MOUNTPOINT=]NAME ... What splits the volumes, or that of one file system (default: by what the "
-       "volume is) --snapshot-size SIZE Room for a classic snapshot of a logical volume, as 20% of it or 512M "
-       "(default: settings files, 20%) --overcommit Also where the storage has no room for an overwrite of the volumes "
-       "(default: settings files) "
-       "--require LEVEL What must be proven of the freeze, group or none; a snapshot of which less is proven is not "
-       "kept (default: settings files, none) --private-mounts "
-       "Also in another mount "
-       "namespace than that of process 1"
-       " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
-       " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)"},
+       helpOfNewSnapshot("run", "Take a snapshot, run the program behind \"--\" on it, and remove it")},
       {{"snapshot", "list"},
        "List the snapshots"
        " Usage: qmfi snapshot list [OPTIONS]"
