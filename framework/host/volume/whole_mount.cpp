@@ -1,13 +1,13 @@
 // Reading the kernel's mount table.
 #include "volume/whole_mount.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
+#include <cstdint>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "failure/host_error.h"
+#include "system/mount_point.h"
 
 namespace qmfi_host {
 
@@ -33,11 +33,9 @@ std::string rootOf(std::uint64_t mount) {
 }  // namespace
 
 void requireWholeMount(const std::string& mountPoint) {
-  struct statx status {};
-  if (statx(AT_FDCWD, mountPoint.c_str(), AT_NO_AUTOMOUNT, STATX_MNT_ID, &status) != 0) {
-    throw systemError(mountPoint + " cannot be read").about(mountPoint);
-  }
-  const std::string root = rootOf(status.stx_mnt_id);
+  const std::optional<std::uint64_t> mount = qmfi_system::mountNumberOf(mountPoint);
+  if (!mount) throw systemError(mountPoint + " cannot be read").about(mountPoint);
+  const std::string root = rootOf(*mount);
   if (root == "/") return;
   if (root.empty()) throw HostError(mountPoint + " is not in " + mountTable);
   throw HostError("only the directory " + root + " of a file system is mounted on " + mountPoint +
