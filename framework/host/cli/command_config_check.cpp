@@ -35,12 +35,6 @@ FileErrors descriptorErrors(const fs::path& directory) {
   return errors;
 }
 
-Json hintOf(const HostError& error) {
-  if (error.hint()) return *error.hint();
-  const char* const advice = kindOf(error.failure()).advice;
-  return advice != nullptr ? Json(advice) : Json();
-}
-
 void printJson(std::ostream& out, const FileErrors& errors) {
   Json all = Json::array();
   for (const FileError& error : errors) {
@@ -49,7 +43,7 @@ void printJson(std::ostream& out, const FileErrors& errors) {
                    {"line", place.line == 0 ? Json() : Json(place.line)},
                    {"key", place.key.empty() ? Json() : Json(place.key)},
                    {"text", error.what()},
-                   {"hint", hintOf(error)}});
+                   {"hint", jsonOf(error).at("hint")}});
   }
   out << jsonDocument(all);
 }
