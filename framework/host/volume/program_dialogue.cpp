@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "failure/host_error.h"
 #include "system/pipe.h"
@@ -19,6 +20,15 @@ namespace {
 bool isReady(int fd, short events, ProgramDialogue::Clock::time_point deadline) {
   std::array<pollfd, 1> watched = {pollfd{fd, events, 0}};
   return qmfi_system::pollUntil(watched, deadline);
+}
+
+bool hasLine(std::string_view text, std::string_view line) {
+  for (std::size_t at = text.find(line); at != std::string_view::npos; at = text.find(line, at + 1)) {
+    const std::size_t end = at + line.size();
+    const bool isBegun = at == 0 || text[at - 1] == '\n';
+    if (isBegun && end < text.size() && text[end] == '\n') return true;
+  }
+  return false;
 }
 
 Descriptor openNowhere() {
@@ -62,15 +72,31 @@ int ProgramDialogue::send(std::string_view text, Clock::time_point deadline) noe
 
 int ProgramDialogue::receive(std::string_view end, Clock::time_point deadline) noexcept {
   m_length = 0;
-  while (answer().find(end) == std::string_view::npos) {
+  return receiveUntil([&] { return answer().find(end) != std::string_view::npos; }, deadline);
+}
+
+int ProgramDialogue::receiveLine(std::string_view line, Clock::time_point deadline) noexcept {
+  return receiveUntil([&] { return hasLine(answer(), line); }, deadline);
+}
+
+template <typename IsAnswered>
+int ProgramDialogue::receiveUntil(IsAnswered isAnswered, Clock::time_point deadline) noexcept {
+  while (!isAnswered()) {
     if (m_length == m_answer.size()) return EMSGSIZE;
     if (!isReady(m_talk.get(), POLLIN, deadline)) return ETIME;
-    const ssize_t came = recv(m_talk.get(), m_answer.data() + m_length, m_answer.size() - m_length, MSG_DONTWAIT);
-    if (came < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-    if (came == 0 || (came < 0 && errno == ECONNRESET)) return EPIPE;
-    if (came < 0) return errno;
-    m_length += static_cast<std::size_t>(came);
+    const int error = take();
+    if (error != 0) return error;
   }
+  return 0;
+}
+
+// Takes what is there to be read. Returns EPIPE at the end.
+int ProgramDialogue::take() noexcept {
+  const ssize_t came = recv(m_talk.get(), m_answer.data() + m_length, m_answer.size() - m_length, MSG_DONTWAIT);
+  if (came < 0 && (errno == EAGAIN || errno == EINTR)) return 0;
+  if (came == 0 || (came < 0 && errno == ECONNRESET)) return EPIPE;
+  if (came < 0) return errno;
+  m_length += static_cast<std::size_t>(came);
   return 0;
 }
 
@@ -83,8 +109,27 @@ void ProgramDialogue::sendEnd() noexcept {
   shutdown(m_talk.get(), SHUT_WR);
 }
 
+// A program that has more to say than there is room for between it and us does not end before it is listened to.
+bool ProgramDialogue::waitForEnd(Clock::time_point deadline) noexcept {
+  std::array<pollfd, 2> watched = {pollfd{m_program.watchFd(), POLLIN, 0}, pollfd{m_talk.get(), POLLIN, 0}};
+  do {
+    if (!qmfi_system::pollUntil(watched, deadline)) return false;
+    const bool hasMore = watched[1].revents != 0;
+    if (!hasMore) return true;
+    if (m_length == m_answer.size()) forgetFirstHalf();
+    if (take() != 0) watched[1].fd = -1;
+  } while (Clock::now() < deadline);
+  return false;
+}
+
+void ProgramDialogue::forgetFirstHalf() noexcept {
+  const std::size_t half = m_length / 2;
+  m_length -= half;
+  std::memmove(m_answer.data(), m_answer.data() + half, m_length);
+}
+
 bool ProgramDialogue::endsWell(Clock::time_point deadline) noexcept {
-  if (m_program.watchFd() < 0 || !isReady(m_program.watchFd(), POLLIN, deadline)) return false;
+  if (m_program.watchFd() < 0 || !waitForEnd(deadline)) return false;
   // What it left in its group is killed while its number still stands for that.
   m_program.kill();
   int status = 0;

@@ -15,8 +15,8 @@ namespace qmfi_host {
 
 // The program has an environment of its own, nothing of this process's descriptors, and a process group of its own;
 // whatever is left of that is killed when the object ends. What it writes to its standard error goes nowhere, or to its
-// answers. The memory for the answers is there from the beginning: send(), receive() and ask() allocate nothing, and
-// may be called while file systems are frozen. One thread at a time.
+// answers. The memory for the answers is there from the beginning: send(), receive(), receiveLine() and ask() allocate
+// nothing, and may be called while file systems are frozen. One thread at a time.
 class ProgramDialogue {
  public:
   using Clock = std::chrono::steady_clock;
@@ -37,19 +37,29 @@ class ProgramDialogue {
   // EPIPE when it answers no more, EMSGSIZE for an answer that is too long.
   int receive(std::string_view end, Clock::time_point deadline) noexcept;
 
-  // Sends a text and waits for its answer, as the two above. The answer counts also of a program that did not read all.
+  // Waits until one of the lines that it has answered is this one, which has no line feed here. After ETIME it may be
+  // called again, and goes on where it was. Returns what receive() does.
+  int receiveLine(std::string_view line, Clock::time_point deadline) noexcept;
+
+  // Sends a text and waits for its answer, as the first two. The answer counts also of a program that did not read all.
   int ask(std::string_view text, std::string_view end, Clock::time_point deadline) noexcept;
 
-  // What it has answered since the last receive() began.
+  // What it has answered since the last receive() began, as far as it was taken.
   std::string_view answer() const { return {m_answer.data(), m_length}; }
 
   // Tells it that nothing more comes.
   void sendEnd() noexcept;
 
-  // Waits for its end. True when it ended by itself before the deadline with status 0.
+  // Waits for its end, and takes what it has still to say: the last of it is its answer then. True when it ended by
+  // itself before the deadline with status 0. Not to be called again once it has ended.
   bool endsWell(Clock::time_point deadline) noexcept;
 
  private:
+  template <typename IsAnswered>
+  int receiveUntil(IsAnswered isAnswered, Clock::time_point deadline) noexcept;
+  bool waitForEnd(Clock::time_point deadline) noexcept;
+  int take() noexcept;
+  void forgetFirstHalf() noexcept;
   void kill() noexcept;
 
   static constexpr std::size_t longestAnswer = std::size_t{1} << 16;

@@ -44,6 +44,36 @@ TEST(ProgramDialogue, WaitsForTheEndOfAnAnswerThatComesInParts) {
   EXPECT_EQ(dialogue.answer(), "b\n");
 }
 
+TEST(ProgramDialogue, WaitsForALineOfItsOwn) {
+  ProgramDialogue dialogue(shell("echo already; echo ready or not; printf rea; read word; echo dy; read word"),
+                           Errors::discarded);
+  EXPECT_EQ(dialogue.receive("rea", later()), 0);
+  EXPECT_EQ(dialogue.receiveLine("ready", Clock::now()), ETIME);
+  EXPECT_EQ(dialogue.send("\n", later()), 0);
+  EXPECT_EQ(dialogue.receiveLine("ready", later()), 0);
+  EXPECT_EQ(dialogue.answer(), "already\nready or not\nready\n");
+}
+
+TEST(ProgramDialogue, TellsOfAProgramThatHasEndedWithoutTheLine) {
+  ProgramDialogue dialogue(shell("echo reason; printf ready"), Errors::discarded);
+  EXPECT_EQ(dialogue.receiveLine("ready", later()), EPIPE);
+  EXPECT_EQ(dialogue.answer(), "reason\nready");
+}
+
+TEST(ProgramDialogue, ListensUntilTheProgramHasEndedAndKnowsItsLastWords) {
+  ProgramDialogue dialogue(shell("read word; head -c 2000000 /dev/zero | tr '\\0' x; echo; echo last words"),
+                           Errors::discarded);
+  dialogue.sendEnd();
+  EXPECT_TRUE(dialogue.endsWell(later()));
+  EXPECT_THAT(std::string(dialogue.answer()), testing::EndsWith("xx\nlast words\n"));
+}
+
+TEST(ProgramDialogue, WaitsForNobodyThatTheProgramLeaves) {
+  ProgramDialogue dialogue(shell("sleep 1000 & echo last words"), Errors::discarded);
+  EXPECT_TRUE(dialogue.endsWell(later()));
+  EXPECT_EQ(dialogue.answer(), "last words\n");
+}
+
 TEST(ProgramDialogue, GivesUpAtTheDeadline) {
   ProgramDialogue dialogue(shell("read word; sleep 1000"), Errors::discarded);
   EXPECT_EQ(dialogue.receive("\n", Clock::now()), ETIME);
