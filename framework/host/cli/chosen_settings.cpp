@@ -3,6 +3,7 @@
 
 #include "cli/language.h"
 #include "settings/setting_table.h"
+#include "snapshot/hook_directory.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -45,9 +46,13 @@ std::optional<int> optionalNumber(const SettingValues& values, const char* key) 
 
 CreateSettings createSettings(const SettingValues& values) {
   const auto* const overcommit = std::get_if<bool>(&values.at("create.overcommit").data);
-  return {textOf(values, "create.alternate_dir"), optionalNumber(values, "create.freeze_timeout"),
-          textOf(values, "create.snapshot_size"), textOf(values, "create.require"),
-          overcommit != nullptr && *overcommit};
+  return {textOf(values, "create.alternate_dir"),
+          optionalNumber(values, "create.freeze_timeout"),
+          textOf(values, "create.snapshot_size"),
+          textOf(values, "create.require"),
+          overcommit != nullptr && *overcommit,
+          textOf(values, "create.hook_dir"),
+          optionalNumber(values, "create.hook_time").value_or(standardHookTime)};
 }
 
 }  // namespace

@@ -24,6 +24,8 @@ struct CreateSettings {
   std::string snapshotSize{};          // as --snapshot-size takes it
   std::string required{};              // as --require takes it
   bool overcommit = false;
+  std::string hookDirectory{};  // where the programs lie that run around the freeze
+  int hookTime = 0;             // in seconds, for each of them
 };
 
 // What all commands share.

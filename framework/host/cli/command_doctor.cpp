@@ -10,6 +10,7 @@
 #include "cli/command_table.h"
 #include "cli/mount_namespace.h"
 #include "cli/present_status.h"
+#include "doctor/hook_findings.h"
 #include "doctor/machine_findings.h"
 #include "doctor/provider_findings.h"
 #include "doctor/settings_findings.h"
@@ -92,6 +93,7 @@ class Doctor : public Command {
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     Findings findings = machineFindings();
     append(findings, settingsFindings(settings.files));
+    append(findings, hookFindings(settings.create.hookDirectory));
     OpenProviders providers(settings);
     findings.push_back(directoryFinding("providers", settings.providerDirectory));
     append(findings, providerFindings(providers, providers.names()));

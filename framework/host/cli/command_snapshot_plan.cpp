@@ -39,6 +39,7 @@ void printJson(std::ostream& out, const SnapshotPreview& preview, bool isPossibl
   out << jsonDocument({{"name", preview.name},
                        {"possible", isPossible},
                        {"obstacles", jsonOf(preview.obstacles)},
+                       {"hooks", preview.hooks},
                        {"file_systems", std::move(fileSystems)}});
 }
 
@@ -62,6 +63,7 @@ void printText(std::ostream& out, const PreviewedFileSystem& fileSystem) {
 void printText(std::ostream& out, const SnapshotPreview& preview, bool isPossible) {
   out << "snapshot " << preview.name << (isPossible ? ": nothing is in the way" : ": cannot be taken") << "\n";
   printObstacles(out, preview.obstacles);
+  for (const std::string& hook : preview.hooks) out << "  hook: " << inOneLine(hook) << "\n";
   for (const PreviewedFileSystem& fileSystem : preview.fileSystems) printText(out, fileSystem);
 }
 

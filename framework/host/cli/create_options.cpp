@@ -30,6 +30,7 @@ void CreateOptions::declare(CommandOptions& options) {
                "What must be proven of the freeze, group or none; a snapshot of which less is proven is not kept "
                "(default: settings files, none)");
   options.flag("--private-mounts", m_privateMounts, "Also in another mount namespace than that of process 1");
+  options.flag("--no-hooks", m_withoutHooks, "Without the programs that run around the freeze: see qmfi-hooks(7)");
   options.text("--alternate-dir", m_alternateDirectory, "DIR",
                std::string("Where the directories lie in which snapshots are mounted, root's alone (default: "
                            "QMFI_ALTERNATE_DIR, settings files, ") +
@@ -57,6 +58,8 @@ SnapshotRequest CreateOptions::request(const Settings& settings) const {
   request.required = levelOfName(m_required.value_or(settings.create.required));
   const std::optional<int> timeout = m_freezeTimeout ? m_freezeTimeout : settings.create.freezeTimeout;
   if (timeout) request.freezeTimeout = std::chrono::seconds(*timeout);
+  if (!m_withoutHooks) request.hooks.directory = settings.create.hookDirectory;
+  request.hooks.time = std::chrono::seconds(settings.create.hookTime);
   readSplitters(request);
   return request;
 }

@@ -44,6 +44,7 @@ class CreateOptions {
   std::optional<std::string> m_required;
   std::optional<bool> m_overcommit;
   bool m_privateMounts = false;
+  bool m_withoutHooks = false;
 };
 
 }  // namespace qmfi_host

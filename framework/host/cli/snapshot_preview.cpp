@@ -9,6 +9,7 @@
 #include "cli/command_session.h"
 #include "cli/mount_namespace.h"
 #include "provider/claim.h"
+#include "snapshot/hook_directory.h"
 #include "snapshot/own_snapshots.h"
 #include "snapshot/snapshot_planning.h"
 #include "snapshot/storage_space.h"
@@ -69,6 +70,7 @@ class Preview {
     std::vector<Obstacle>& obstacles = m_preview.obstacles;
     if (!m_options.privateMounts()) attempt(obstacles, requireMachinesMountNamespace);
     attempt(obstacles, [&] { requireOutside(m_settings.stateDirectory, m_options.mountPoints()); });
+    attempt(obstacles, [&] { m_preview.hooks = hooksIn(m_request.hooks.directory).programs; });
     m_store = readableState(m_settings, obstacles);
     if (m_store) attempt(obstacles, [&] { m_store->requireUnknown(m_snapshot); });
   }

@@ -39,6 +39,7 @@ struct PreviewedFileSystem {
 // A snapshot that could be taken where there are no obstacles.
 struct SnapshotPreview {
   std::string name;
+  std::vector<std::string> hooks{};  // the programs that run around the freeze
   std::vector<PreviewedFileSystem> fileSystems{};
   std::vector<Obstacle> obstacles{};  // that belong to none of the file systems
 };

@@ -7,6 +7,7 @@
 #include "failure/host_error.h"
 #include "provider/freeze_timeout.h"
 #include "snapshot/alternate_directories.h"
+#include "snapshot/hook_directory.h"
 #include "state/freeze_receipt.h"
 #include "volume/snapshot_size.h"
 
@@ -60,6 +61,14 @@ bool isFreezeTimeout(const SettingData& data) {
 
 std::string expectedFreezeTimeout() {
   return numberFrom(shortestFreezeTimeout, longestFreezeTimeout);
+}
+
+bool isHookTime(const SettingData& data) {
+  return isNumberIn(data, 1, longestHookTime);
+}
+
+std::string expectedHookTime() {
+  return numberFrom(1, longestHookTime);
 }
 
 // Whether what reads the option of that meaning takes the text.
@@ -118,6 +127,8 @@ const std::vector<SettingEntry>& table() {
        ""},
       {"create", "require", expectedLevel, isLevel, {}, levelName(ProofLevel::none), ""},
       {"create", "overcommit", expectedSwitch, isSwitch, {}, false, ""},
+      {"create", "hook_dir", expectedPath, isPath, {"QMFI_HOOK_DIR"}, standardHookDirectory, ""},
+      {"create", "hook_time", expectedHookTime, isHookTime, {}, std::int64_t{standardHookTime}, ""},
   };
   return entries;
 }

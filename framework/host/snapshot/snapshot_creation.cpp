@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "snapshot/freeze_hooks.h"
 #include "snapshot/freeze_moment.h"
 #include "snapshot/nested_nodes.h"
 #include "snapshot/snapshot_removal.h"
@@ -43,6 +44,8 @@ void requireLevel(const FreezeReceipt& receipt, ProofLevel required) {
 Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
   m_whenComplete = request.whenComplete;
   m_requiredLevel = request.required;
+  m_hooks = hooksIn(request.hooks.directory).programs;
+  m_hookTime = request.hooks.time;
   plan(request);
   enterInStore();
   claimDirectory();
@@ -153,6 +156,7 @@ std::vector<std::unique_ptr<GroupSplit>> SnapshotCreation::prepareSplits() const
 
 void SnapshotCreation::split() {
   const std::vector<std::unique_ptr<GroupSplit>> splits = prepareSplits();
+  FreezeHooks hooks(m_hooks, m_hookTime, m_snapshot, m_signals);
   // To prepare may take long: the file systems are opened only now, so that what they are is known late.
   std::vector<FreezeGroup> groups = freezeGroups();
   m_snapshot.freeze = presentMoment();
@@ -160,6 +164,7 @@ void SnapshotCreation::split() {
   m_snapshot.receipt = inOrderOf(m_snapshot, splitFrozen(groups, splits), groups);
   m_snapshot.frozen = m_snapshot.receipt->over;
   requireLevel(*m_snapshot.receipt, m_requiredLevel);
+  hooks.taken();
 }
 
 // The devices must be held until they are mounted.

@@ -2,8 +2,10 @@
 #ifndef SNAPSHOT_CREATION_H
 #define SNAPSHOT_CREATION_H
 
+#include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -67,6 +69,8 @@ class SnapshotCreation {
   Snapshot m_snapshot;
   Phase m_whenComplete = Phase::ready;
   ProofLevel m_requiredLevel = ProofLevel::none;
+  std::vector<std::string> m_hooks;  // the programs
+  std::chrono::seconds m_hookTime{};
   std::optional<SnapshotPlanning> m_planning;  // whose nodes are in the order of the snapshot's
 };
 

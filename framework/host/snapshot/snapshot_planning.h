@@ -15,6 +15,7 @@
 #include "provider/node.h"
 #include "provider/providers.h"
 #include "snapshot/alternate_directories.h"
+#include "snapshot/hook_directory.h"
 #include "snapshot/mounted_file_system.h"
 #include "state/snapshot.h"
 #include "volume/splitters.h"
@@ -34,6 +35,7 @@ struct SnapshotRequest {
   ProofLevel required = ProofLevel::none;             // what must be proven of its freeze
   // Where the directory of the snapshot's alternates will lie.
   std::filesystem::path alternateDirectory = standardAlternateDirectory;
+  HookSettings hooks{};  // which of the administrator's programs run around the freeze
 };
 
 // Plans the file systems of a snapshot one by one.

@@ -204,6 +204,7 @@ std::string helpOfNewSnapshot(const std::string& command, const std::string& pur
          "kept (default: settings files, none) --private-mounts "
          "Also in another mount "
          "namespace than that of process 1"
+         " --no-hooks Without the programs that run around the freeze: see qmfi-hooks(7)"
          " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
          " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)";
 }

@@ -31,7 +31,7 @@ TEST(Completion, OffersTheCommandsThatBeginSo) {
 }
 
 TEST(Completion, OffersTheOptionsOfTheCommandAndOfAll) {
-  EXPECT_EQ(offered({"snapshot", "create", "--n"}), "--name\n");
+  EXPECT_EQ(offered({"snapshot", "create", "--n"}), "--name\n--no-hooks\n");
   EXPECT_EQ(offered({"snapshot", "create", "--prov"}), "--provider\n--provider-dir\n");
   EXPECT_THAT(offered({"snapshot", "list", "--"}), AllOf(HasSubstr("--json\n"), Not(HasSubstr("--name\n"))));
 }

@@ -46,7 +46,9 @@ TEST_F(ConfigCommandsTest, ShowSettingsWithTheirOrigin) {
             "create.freeze_timeout  (the provider's configuration)\n"
             "create.snapshot_size   20%\n"
             "create.require         none\n"
-            "create.overcommit      false\n");
+            "create.overcommit      false\n"
+            "create.hook_dir        /etc/qmfi/hooks.d\n"
+            "create.hook_time       60\n");
   EXPECT_EQ(run({"config", "show", "--lock-wait", "30", "--origin"}).out,
             "provider               (all that are installed)        default\n"
             "provider_dir           /usr/lib/qmfi/providers         default\n"
@@ -58,7 +60,9 @@ TEST_F(ConfigCommandsTest, ShowSettingsWithTheirOrigin) {
             "create.freeze_timeout  (the provider's configuration)  default\n"
             "create.snapshot_size   20%                             default\n"
             "create.require         none                            default\n"
-            "create.overcommit      false                           default\n");
+            "create.overcommit      false                           default\n"
+            "create.hook_dir        /etc/qmfi/hooks.d               default\n"
+            "create.hook_time       60                              default\n");
 }
 
 TEST_F(ConfigCommandsTest, ShowSettingsToPrograms) {

@@ -69,6 +69,8 @@ freeze_timeout = 20
 snapshot_size = "512M"
 require = "group"
 overcommit = true
+hook_dir = "/srv/hooks"
+hook_time = 5
 )");
   EXPECT_THAT(files.errors, IsEmpty());
   EXPECT_THAT(files.unknown, IsEmpty());
@@ -89,6 +91,8 @@ overcommit = true
       {"create.snapshot_size", "512M", 11},
       {"create.require", "group", 12},
       {"create.overcommit", true, 13},
+      {"create.hook_dir", "/srv/hooks", 14},
+      {"create.hook_time", std::int64_t{5}, 15},
   };
   EXPECT_EQ(files.values.size(), std::size(expected));
   EXPECT_EQ(settingTable().size(), std::size(expected));
@@ -206,7 +210,7 @@ TEST_F(SettingsFilesTest, NameKeysThatNobodyKnows) {
       "lock_wait, language";
   const std::string create =
       " is not known; remove it, or write one of alternate_dir, freeze_timeout, snapshot_size, "
-      "require, overcommit";
+      "require, overcommit, hook_dir, hook_time";
   const struct {
     const char* text;
     std::string unknown;
