@@ -15,7 +15,6 @@
 
 #include "failure/host_error.h"
 #include "support/temporary_directory.h"
-#include "volume/device_content.h"
 #include "volume/loop_device.h"
 
 namespace {
@@ -121,13 +120,6 @@ TEST(LoopDevice, IsNotOverAFileWhenOneOfThemIsMissingOrAnother) {
   EXPECT_FALSE(loopDeviceOver("/dev/null", directory.file("file")));
   EXPECT_FALSE(loopDeviceOver("/nonexistent", directory.file("file")));
   EXPECT_FALSE(loopDeviceOver(directory.file("file"), directory.file("file")));
-}
-
-TEST(DeviceContent, IsAskedOfBlockDevicesOnly) {
-  EXPECT_THAT([] { requireUnusedDevice("/dev/null", "formatted"); },
-              ThrowsMessage<HostError>("/dev/null is not a block device"));
-  EXPECT_THAT([] { requireUnusedDevice("/nonexistent", "formatted"); },
-              ThrowsMessage<HostError>("/nonexistent cannot be read: No such file or directory"));
 }
 
 }  // namespace
