@@ -1,7 +1,8 @@
 # What every provider has beside its objects.
 
 # qmfi_add_provider(NAME): the library NAMEfi in the folder where this is called, from NAME_entry_points.cpp and the target
-# NAME_provider, with the exports of NAME_exports.map.in, and its descriptor NAMEfi.provider.
+# NAME_provider, with the exports of NAME_exports.map.in, and its descriptor NAMEfi.provider. Both are installed as the component
+# provider-NAME.
 function(qmfi_add_provider NAME)
   # Everything but what is listed stays hidden, C++ symbols included.
   set(EXPORT_MAP "${CMAKE_CURRENT_BINARY_DIR}/${NAME}_exports.map")
@@ -21,14 +22,17 @@ function(qmfi_add_provider NAME)
 
   # Hosts look for it beside the library.
   configure_file("${NAME}fi.provider" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${NAME}fi.provider" COPYONLY)
+
+  install(TARGETS "${NAME}fi" LIBRARY DESTINATION "${QMFI_PROVIDER_DIRECTORY}" COMPONENT "provider-${NAME}")
+  install(FILES "${NAME}fi.provider" DESTINATION "${QMFI_PROVIDER_DIRECTORY}" COMPONENT "provider-${NAME}")
 endfunction()
 
 find_program(GENRB_PROGRAM genrb REQUIRED)
 add_custom_target(catalogs ALL)
 
-# qmfi_add_catalogs(PROVIDER): the message catalogs, a resource bundle for each language, made from the texts in the
-# folder where this is called.
-function(qmfi_add_catalogs PROVIDER)
+# qmfi_add_catalogs(PROVIDER COMPONENT): the message catalogs, a resource bundle for each language, made from the texts in the
+# folder where this is called. They are installed with that component.
+function(qmfi_add_catalogs PROVIDER COMPONENT)
   set(CATALOG_DIRECTORY "${PROJECT_BINARY_DIR}/share/qmfi/catalogs/${PROVIDER}")
   set(CATALOG_BUNDLES)
   foreach(LANGUAGE de root)
@@ -45,4 +49,5 @@ function(qmfi_add_catalogs PROVIDER)
   endforeach()
   add_custom_target("${PROVIDER}_catalogs" DEPENDS ${CATALOG_BUNDLES})
   add_dependencies(catalogs "${PROVIDER}_catalogs")
+  install(FILES ${CATALOG_BUNDLES} DESTINATION "${CMAKE_INSTALL_DATADIR}/qmfi/catalogs/${PROVIDER}" COMPONENT "${COMPONENT}")
 endfunction()
