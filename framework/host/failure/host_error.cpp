@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "failure/notices.h"
 #include "failure/one_line.h"
 
 namespace qmfi_host {
@@ -143,7 +144,7 @@ void printError(std::ostream& out, const std::exception& error) {
 }
 
 void printNotice(const std::string& text) {
-  std::cerr << noticeText(text, nullptr);
+  if (areNoticesTold()) std::cerr << noticeText(text, nullptr);
 }
 
 void reportError(const std::exception& error) {

@@ -26,7 +26,7 @@ bool readRecord(const KeptRecord& record, std::vector<Snapshot>& snapshots) {
     snapshots.push_back(snapshotOf(record));
     return true;
   } catch (const HostError& error) {
-    printNotice("the record of " + record.snapshotFile + " is of no use: " + error.what());
+    reportError(HostError("the record of " + record.snapshotFile + " is of no use: " + error.what()));
     return false;
   }
 }

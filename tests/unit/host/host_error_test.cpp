@@ -6,6 +6,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "failure/notices.h"
 #include "failure/one_line.h"
 
 namespace qmfi_host {
@@ -57,6 +58,16 @@ TEST(HostError, NoticeIsWrittenAtOnce) {
   printNotice("a name\nof two lines");
   EXPECT_EQ(buffer.str(), "qmfi: a name\\x0aof two lines\n");
   EXPECT_EQ(buffer.writes(), 1);
+}
+
+TEST(HostError, IsToldWhereNoticesAreNot) {
+  testing::internal::CaptureStderr();
+  setNoticesTold(false);
+  printNotice("a notice");
+  tryOrReport([] { throw HostError("a failure"); });
+  setNoticesTold(true);
+  printNotice("another notice");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "qmfi: a failure\nqmfi: another notice\n");
 }
 
 TEST(HostError, NameWithALineFeedDoesNotLookLikeALine) {
