@@ -51,6 +51,12 @@ std::string commandIn(const std::vector<std::string>& words) {
   return {};
 }
 
+// The one of a line of the standard error output.
+std::string schemaOfLine(const std::string& line) {
+  const Json json = Json::parse(line, nullptr, false);
+  return json.contains("event") ? "progress" : "failure";
+}
+
 // Whether the last line tells why qmfi ended with this status.
 bool tellsStatus(const std::vector<std::string>& lines, int status) {
   if (lines.empty()) return false;
@@ -99,7 +105,7 @@ std::string brokenPromises(const std::vector<std::string>& words, int status, co
   const JsonOutput parts = jsonOutputOf(output);
   const std::string command = commandIn(words);
   std::string broken;
-  for (const std::string& line : parts.lines) broken += schemaErrors("failure", line);
+  for (const std::string& line : parts.lines) broken += schemaErrors(schemaOfLine(line), line);
   if (status == 0 && parts.document.empty()) broken += "nothing is printed\n";
   if (!parts.document.empty()) broken += schemaErrors(command, parts.document);
   constexpr int endedBySignal = 128;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/chosen_progress.h"
 #include "cli/command.h"
 
 namespace qmfi_host {
@@ -17,6 +18,7 @@ struct OptionValues {
   std::optional<std::string> splitterCommand{};
   std::optional<int> lockWait{};
   std::optional<std::string> language{};
+  ProgressOptions progress{};  // is no setting
 };
 
 // Reads the settings files and sets what they, variables and options say: an option counts for more than a variable,

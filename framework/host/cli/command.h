@@ -17,6 +17,8 @@
 
 namespace qmfi_host {
 
+class Progress;
+
 // What holds for a new snapshot unless its options say otherwise.
 struct CreateSettings {
   std::string alternateDirectory{};    // where the directories of snapshots lie
@@ -42,7 +44,8 @@ struct Settings {
   std::string command;                       // the words of the command that runs: "snapshot create"
   std::string language;                      // locale name for the provider's messages
   std::vector<std::string> program{};        // what stands behind "--", of a command that runs a program
-  const DeferredSignals* signals = nullptr;  // never null when a command runs
+  const DeferredSignals* signals = nullptr;  // never null when a command runs, nor is the next
+  const Progress* progress = nullptr;        // is told of what may take long
 };
 
 // What becomes of a command where a settings file is wrong.

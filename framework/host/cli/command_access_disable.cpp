@@ -5,6 +5,7 @@
 #include "provider/claim.h"
 #include "snapshot/access_disabling.h"
 #include "snapshot/own_snapshots.h"
+#include "snapshot/progress.h"
 
 namespace qmfi_host {
 
@@ -25,7 +26,7 @@ class AccessDisable : public Command {
       // It is remembered first, so what is interrupted can be enabled.
       settings.signals->deliverDuringLong([&] {
         results.add({{"mount_point", mountPoint}}, [&](Json&) {
-          disable(providers, state, trustedMountPoint(mountPoint));
+          disable(providers, state, trustedMountPoint(mountPoint), *settings.progress);
           return "done";
         });
       });
@@ -35,13 +36,16 @@ class AccessDisable : public Command {
 
  private:
   // No provider claims what is out of use already; the one that took it out is asked again.
-  void disable(Providers& providers, LockedState& state, const std::string& mountPoint) const {
+  void disable(Providers& providers, LockedState& state, const std::string& mountPoint,
+               const Progress& progress) const {
     const WorkClaim claim = state.claim(mountPoint);
     StateStore& store = state.store();
     requireNoSnapshot(store, mountPoint);
     const std::optional<DisabledAccess> earlier = store.findDisabledAccess(mountPoint);
     const bool isKnown = earlier && earlier->damage.empty();
     Provider& provider = isKnown ? providers.named(earlier->provider) : providerOfMountPoint(providers, mountPoint);
+    progress.choice(mountPoint, provider.name(), "");
+    progress.step(Step::unmount, mountPoint);
     disableAccess(provider, store, mountPoint, m_force, state.unlocked());
   }
 

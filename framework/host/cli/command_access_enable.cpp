@@ -6,6 +6,7 @@
 #include "cli/object_results.h"
 #include "provider/node.h"
 #include "snapshot/own_snapshots.h"
+#include "snapshot/progress.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -24,7 +25,7 @@ class AccessEnable : public Command {
     ObjectResults results(settings, out);
     for (const std::string& mountPoint : m_mountPoints) {
       results.add({{"mount_point", mountPoint}}, [&](Json&) {
-        enable(providers, state, trustedMountPoint(mountPoint));
+        enable(providers, state, trustedMountPoint(mountPoint), *settings.progress);
         return "done";
       });
     }
@@ -33,7 +34,8 @@ class AccessEnable : public Command {
 
  private:
   // One call for each file system: a provider ends its walk at one that is mounted already.
-  static void enable(Providers& providers, LockedState& state, const std::string& mountPoint) {
+  static void enable(Providers& providers, LockedState& state, const std::string& mountPoint,
+                     const Progress& progress) {
     const WorkClaim claim = state.claim(mountPoint);
     StateStore& store = state.store();
     const std::optional<DisabledAccess> access = store.findDisabledAccess(mountPoint);
@@ -45,6 +47,8 @@ class AccessEnable : public Command {
     // A check repairs, which nobody else may see. What is mounted already is not checked.
     if (!provider.isMounted(node)) requireUnusedDevice(access->device, "checked");
     node.storeState(access->state);
+    progress.choice(mountPoint, provider.name(), "");
+    progress.step(Step::online, mountPoint);
     // The check may take hours.
     state.unlocked()([&] { provider.enableAccess(node, access->device); });
     store.removeDisabledAccess(mountPoint);

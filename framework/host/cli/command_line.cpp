@@ -10,11 +10,13 @@
 #include <string_view>
 
 #include "cfiscopeexit.h"
+#include "cli/chosen_progress.h"
 #include "cli/chosen_settings.h"
 #include "cli/command_table.h"
 #include "cli/completion.h"
 #include "cli/similar_word.h"
 #include "failure/host_error.h"
+#include "failure/notices.h"
 #include "settings/setting_table.h"
 
 namespace qmfi_host {
@@ -61,6 +63,13 @@ void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
   app.add_option("--language", options.language, "Language of the provider's messages" + otherwise("language"))
       ->type_name("LANGUAGE");
   app.add_flag("--json", json, "Print JSON");
+  app.add_flag("-q,--quiet", options.progress.quiet, "Tell nothing but results and failures");
+  app.add_flag("-v,--verbose", options.progress.verbose,
+               "Tell each step, also without a terminal, and which provider and splitter was chosen");
+  app.add_option("--progress", options.progress.form,
+                 "How steps are told on standard error (default: auto, as text on a terminal)")
+      ->check(CLI::IsMember({"auto", "none", "text", "json"}))
+      ->type_name("FORM");
 }
 
 // The declared commands, by the parser of each.
@@ -143,8 +152,10 @@ void meetWrongSettings(WrongSettings way, const std::vector<FileError>& wrong) {
 }
 
 ExitStatus runCommand(Command& command, const OptionValues& options, Settings& settings, std::ostream& out,
-                      std::ostream& errors) {
+                      std::ostream& errors, bool isTerminal) {
   try {
+    const std::unique_ptr<Progress> progress = chosenProgress(options.progress, settings.json, isTerminal, errors);
+    settings.progress = progress.get();
     if (command.needsRoot() && geteuid() != 0) {
       throw HostError(ExitStatus::noPermission, "freezing and mounting file systems needs root");
     }
@@ -262,7 +273,7 @@ ExitStatus wrongUsageOf(const CLI::App& app, const Commands& commands) {
 
 }  // namespace
 
-int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors) {
+int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors, bool isTerminal) {
   CLI::App app(description, "qmfi");
   Settings settings;
   OptionValues options;
@@ -285,11 +296,13 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
     return static_cast<int>(endParsing(app, wrongUsageOf(app, commands), error, json, out, errors));
   }
   setMessageForm(formOf(settings.json));
+  setNoticesTold(!options.progress.quiet);
+  const qmfi_pdk_4_4::CFiScopeExit tellNotices([] { setNoticesTold(true); });
   const DeferredSignals signals;
   settings.signals = &signals;
   const CLI::App& parser = *chosenParser(app, commands);
   settings.command = wordsOf(parser);
-  return static_cast<int>(runCommand(*commands.at(&parser), options, settings, out, errors));
+  return static_cast<int>(runCommand(*commands.at(&parser), options, settings, out, errors, isTerminal));
 }
 
 }  // namespace qmfi_host

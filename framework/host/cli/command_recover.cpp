@@ -30,7 +30,7 @@ class Recover : public Command {
     for (const DamagedSnapshot& damaged : state.store().damagedSnapshots()) {
       results.addFailure({{"id", damaged.snapshot.id}}, damageOf(damaged));
     }
-    // Everything is thawed first: writers wait for that, and it needs no provider.
+    // Everything is thawed first: writers wait for that, and it needs no provider. No progress is told before.
     std::vector<Interrupted> thawed;
     for (const Snapshot& snapshot : state.store().snapshots()) {
       if (isAtRest(snapshot.phase)) continue;
@@ -46,7 +46,8 @@ class Recover : public Command {
     OpenProviders providers(settings);
     for (Interrupted& one : thawed) {
       const WorkClaim claim = std::move(one.claim);
-      settings.signals->deliverDuringLong([&] { recover(providers, splitters.all(), state, one.snapshot, results); });
+      settings.signals->deliverDuringLong(
+          [&] { recover(providers, splitters.all(), state, one.snapshot, results, *settings.progress); });
     }
     return results.finish();
   }
@@ -66,10 +67,10 @@ class Recover : public Command {
   }
 
   static void recover(Providers& providers, const Splitters& splitters, LockedState& state, Snapshot& snapshot,
-                      ObjectResults& results) {
+                      ObjectResults& results, const Progress& progress) {
     results.add({{"id", snapshot.id}}, [&](Json&) {
       requireProviders(providers, snapshot);
-      recoverSnapshot(providers, splitters, state.store(), snapshot, state.unlocked());
+      recoverSnapshot(providers, splitters, state.store(), snapshot, state.unlocked(), progress);
       std::string outcome = snapshot.phase == Phase::unmounted ? "unmounted" : "removed";
       results.tell("snapshot " + snapshot.id + " " + outcome);
       return outcome;

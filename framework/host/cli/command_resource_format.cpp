@@ -9,6 +9,7 @@
 #include "failure/json_text.h"
 #include "provider/claim.h"
 #include "snapshot/own_snapshots.h"
+#include "snapshot/progress.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -31,6 +32,8 @@ class ResourceFormat : public Command {
     Provider& provider = providerOfDevice(providers, m_device);
     if (!m_force) requireConsent(provider, settings, out);
     settings.signals->throwIfPending();
+    settings.progress->choice(m_device, provider.name(), "");
+    settings.progress->step(Step::format, m_device);
     provider.format(m_device);
     if (settings.json) {
       out << jsonDocument({{"device", m_device}, {"outcome", "done"}});

@@ -11,6 +11,7 @@
 #include "failure/one_line.h"
 #include "provider/claim.h"
 #include "snapshot/own_snapshots.h"
+#include "snapshot/progress.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -74,6 +75,8 @@ class ResourceOnline : public Command {
     // As the provider chooses it.
     const std::string chosen = "/" + std::filesystem::path(m_device).filename().string();
     if (!m_force) requireNothingCovered(m_device, m_mountPoint.value_or(chosen));
+    settings.progress->choice(m_device, provider.name(), "");
+    settings.progress->step(Step::online, m_device);
     const std::vector<std::string> mounted = provider.bringOnline(m_device, m_mountPoint, m_options);
     if (settings.json) {
       printJson(out, mounted);

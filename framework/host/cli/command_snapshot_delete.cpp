@@ -27,11 +27,11 @@ class SnapshotDelete : public SnapshotCommand {
   void change(const SnapshotTools& tools, Snapshot& snapshot) override {
     requireNotHeld(snapshot);
     if (!m_force) requireUnused(snapshot);
-    SnapshotRemoval(tools.providers, tools.splitters, tools.store, tools.unlocked).remove(snapshot);
+    SnapshotRemoval(tools.providers, tools.splitters, tools.store, tools.unlocked, tools.progress).remove(snapshot);
   }
 
   void changeDamaged(const SnapshotTools& tools, DamagedSnapshot& damaged) override {
-    removeDamaged(tools.providers, tools.splitters, tools.store, damaged, tools.unlocked);
+    removeDamaged(tools.providers, tools.splitters, tools.store, damaged, tools.unlocked, tools.progress);
   }
 
   void printChanged(const Snapshot& snapshot, std::ostream& out) const override {

@@ -13,7 +13,7 @@ class SnapshotMount : public SnapshotCommand {
 
   void change(const SnapshotTools& tools, Snapshot& snapshot) override {
     mountSnapshot(tools.providers, tools.splitters, PrivateAlternateDirectories(), tools.store, snapshot,
-                  tools.unlocked);
+                  tools.unlocked, tools.progress);
   }
 
   void printChanged(const Snapshot& snapshot, std::ostream& out) const override {

@@ -15,6 +15,7 @@
 #include "failure/json_text.h"
 #include "failure/one_line.h"
 #include "snapshot/file_system_users.h"
+#include "snapshot/progress.h"
 #include "snapshot/retention.h"
 #include "snapshot/snapshot_removal.h"
 
@@ -136,7 +137,7 @@ class SnapshotPrune : public Command {
       }
       settings.signals->deliverDuringLong([&] {
         const ExitStatus outcome = outcomeOf([&] {
-          remove(providers, splitters.all(), state, one);
+          remove(providers, splitters.all(), state, one, *settings.progress);
           one.isToGo() ? report.tellFate(one, "deleted") : report.tellKept(one);
         });
         if (outcome != ExitStatus::done) report.tellFailed(one);
@@ -178,7 +179,8 @@ class SnapshotPrune : public Command {
   }
 
   // Another qmfi may have changed it since the state was read.
-  static void remove(Providers& providers, const Splitters& splitters, LockedState& state, Candidate& one) {
+  static void remove(Providers& providers, const Splitters& splitters, LockedState& state, Candidate& one,
+                     const Progress& progress) {
     const std::optional<WorkClaim> claim = state.claimUnlessWorkedOn(workOnSnapshot(one.snapshot.id));
     const std::optional<Snapshot> now = state.store().find(one.snapshot.id);
     if (!claim || (now && !isAtRest(now->phase))) {
@@ -190,7 +192,7 @@ class SnapshotPrune : public Command {
     if (!one.leftAlone.empty()) return;
     requireUnused(*now);
     requireProviders(providers, *now);
-    SnapshotRemoval(providers, splitters, state.store(), state.unlocked()).remove(one.snapshot);
+    SnapshotRemoval(providers, splitters, state.store(), state.unlocked(), progress).remove(one.snapshot);
   }
 
   std::string m_pattern;

@@ -46,6 +46,7 @@ class SnapshotRun : public Command {
     int ended = 0;
     const ExitStatus ran = outcomeOf([&] {
       settings.signals->throwIfPending();
+      settings.progress->step(Step::run, settings.program.front());
       taken.unlocked()([&] { ended = runOn(program, taken.snapshot()); });
     });
     const ExitStatus removed = outcomeOf([&] { settings.signals->deliverDuringLong([&] { taken.remove(); }); });

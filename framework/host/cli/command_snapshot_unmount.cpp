@@ -17,7 +17,7 @@ class SnapshotUnmount : public SnapshotCommand {
 
   void change(const SnapshotTools& tools, Snapshot& snapshot) override {
     if (!m_force) requireUnused(snapshot);
-    SnapshotRemoval(tools.providers, tools.splitters, tools.store, tools.unlocked).unmount(snapshot);
+    SnapshotRemoval(tools.providers, tools.splitters, tools.store, tools.unlocked, tools.progress).unmount(snapshot);
   }
 
   void printChanged(const Snapshot& snapshot, std::ostream& out) const override {

@@ -14,5 +14,5 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   const qmfi_host::TerminalOutput output(std::cout, STDOUT_FILENO);
   const qmfi_host::TerminalOutput errors(std::cerr, STDERR_FILENO);
-  return qmfi_host::runCommandLine(argc, argv, std::cout, std::cerr);
+  return qmfi_host::runCommandLine(argc, argv, std::cout, std::cerr, isatty(STDERR_FILENO) != 0);
 }

@@ -38,7 +38,7 @@ ExitStatus SnapshotCommand::run(const Settings& settings, std::ostream& out) {
   ObjectResults results(settings, out);
   for (const std::string& idOrName : m_idsOrNames) {
     const auto change = [&](Json& object) {
-      const Snapshot changed = changeOne(providers, splitters.all(), state, idOrName);
+      const Snapshot changed = changeOne(providers, splitters.all(), state, *settings.progress, idOrName);
       describe(changed, object);
       if (!settings.json) printChanged(changed, out);
       return "done";
@@ -50,11 +50,11 @@ ExitStatus SnapshotCommand::run(const Settings& settings, std::ostream& out) {
 }
 
 Snapshot SnapshotCommand::changeOne(Providers& providers, const Splitters& splitters, LockedState& state,
-                                    const std::string& idOrName) {
+                                    const Progress& progress, const std::string& idOrName) {
   const std::string id = requireKnown(state.store(), idOrName);
   const WorkClaim claim = state.claim(workOnSnapshot(id));
   const RunUnlocked unlocked = state.unlocked();
-  const SnapshotTools tools{providers, splitters, state.store(), unlocked};
+  const SnapshotTools tools{providers, splitters, state.store(), unlocked, progress};
   std::optional<DamagedSnapshot> damaged = state.store().findDamaged(id);
   if (damaged && !state.store().find(id)) {
     changeDamaged(tools, *damaged);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/command_session.h"
+#include "snapshot/progress.h"
 #include "volume/splitters.h"
 
 namespace qmfi_host {
@@ -16,6 +17,7 @@ struct SnapshotTools {
   const Splitters& splitters;
   StateStore& store;
   const RunUnlocked& unlocked;
+  const Progress& progress;
 };
 
 // A command with snapshots as its arguments. A failure with one does not keep the others.
@@ -43,7 +45,8 @@ class SnapshotCommand : public Command {
   virtual void printChanged(const Snapshot& snapshot, std::ostream& out) const = 0;
 
   // The snapshot as it is then.
-  Snapshot changeOne(Providers& providers, const Splitters& splitters, LockedState& state, const std::string& idOrName);
+  Snapshot changeOne(Providers& providers, const Splitters& splitters, LockedState& state, const Progress& progress,
+                     const std::string& idOrName);
 
   std::vector<std::string> m_idsOrNames;
 };

@@ -27,13 +27,14 @@ RequestedSnapshot::RequestedSnapshot(const Settings& settings, const CreateOptio
     : m_request(requestOf(settings, options)), m_splitters(options.splitters(settings)), m_providers(settings) {
   const std::vector<std::string> mountPoints = options.mountPoints();
   for (const std::string& mountPoint : mountPoints) {
+    settings.progress->step(Step::claim, mountPoint);
     m_request.fileSystems.push_back(requireClaimed(m_providers, mountPoint));
   }
   requireOutside(settings.stateDirectory, mountPoints);
 }
 
 TakenSnapshot::TakenSnapshot(const Settings& settings, const CreateOptions& options, Phase whenComplete)
-    : m_requested(settings, options), m_state(settings) {
+    : m_progress(*settings.progress), m_requested(settings, options), m_state(settings) {
   SnapshotRequest request = m_requested.request();
   for (const ClaimedFileSystem& fileSystem : request.fileSystems) {
     requireNoSnapshot(m_state.store(), fileSystem.mountPoint);
@@ -45,12 +46,12 @@ TakenSnapshot::TakenSnapshot(const Settings& settings, const CreateOptions& opti
   const KernelFileSystems fileSystems;
   const PrivateAlternateDirectories directories;
   SnapshotCreation creation(m_requested.providers(), m_requested.splitters(), directories, fileSystems, m_state.store(),
-                            *settings.signals, m_state.unlocked());
+                            *settings.signals, m_state.unlocked(), m_progress);
   m_snapshot = creation.run(request);
 }
 
 void TakenSnapshot::remove() {
-  SnapshotRemoval(m_requested.providers(), m_requested.splitters(), m_state.store(), m_state.unlocked())
+  SnapshotRemoval(m_requested.providers(), m_requested.splitters(), m_state.store(), m_state.unlocked(), m_progress)
       .remove(m_snapshot);
 }
 

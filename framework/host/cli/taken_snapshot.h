@@ -6,6 +6,7 @@
 
 #include "cli/command_session.h"
 #include "cli/create_options.h"
+#include "snapshot/progress.h"
 #include "snapshot/snapshot_creation.h"
 #include "volume/machine_splitters.h"
 
@@ -48,6 +49,7 @@ class TakenSnapshot {
   void remove();
 
  private:
+  const Progress& m_progress;
   RequestedSnapshot m_requested;
   LockedState m_state;
   std::optional<WorkClaim> m_claim;

@@ -51,14 +51,14 @@ void removePastProviders(const Splitters& splitters, const Snapshot& snapshot) {
 }  // namespace
 
 void removeDamaged(Providers& providers, const Splitters& splitters, StateStore& store, DamagedSnapshot& damaged,
-                   const RunUnlocked& unlocked) {
+                   const RunUnlocked& unlocked, const Progress& progress) {
   Snapshot& snapshot = damaged.snapshot;
   for (const SnapshotNode& node : snapshot.nodes) {
     if (!isCertain(snapshot, node)) tellWhatIsLeft(node);
   }
   Snapshot certain = snapshot;
   std::erase_if(certain.nodes, [&](const SnapshotNode& node) { return !isCertain(snapshot, node); });
-  SnapshotRemoval removal(providers, splitters, store, unlocked);
+  SnapshotRemoval removal(providers, splitters, store, unlocked, progress);
   if (!tryOrReport([&] { removal.remove(certain); })) removePastProviders(splitters, certain);
   store.remove(snapshot.id);
 }

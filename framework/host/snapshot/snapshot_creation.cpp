@@ -66,6 +66,9 @@ void SnapshotCreation::plan(const SnapshotRequest& request) {
   m_store.requireUnknown(m_snapshot);
   m_snapshot.created = std::chrono::floor<Snapshot::Time::duration>(std::chrono::system_clock::now());
   for (Node& node : m_planning->nodes()) m_snapshot.nodes.push_back(m_planning->plan(node, m_snapshot));
+  for (const SnapshotNode& node : m_snapshot.nodes) {
+    m_progress.choice(node.mountPoint, node.provider, node.volume.splitter);
+  }
   requireVolumesOutside(m_snapshot, m_splitters);
   if (!request.overcommit) requireSpace(m_splitters, m_snapshot, m_store.snapshots());
 }
@@ -149,7 +152,9 @@ std::vector<std::unique_ptr<GroupSplit>> SnapshotCreation::prepareSplits() const
     for (const SnapshotNode& node : m_snapshot.nodes) {
       if (node.volume.splitter == splitter->name()) plans.push_back(node.volume);
     }
-    if (!plans.empty()) splits.push_back(splitter->prepare(plans));
+    if (plans.empty()) continue;
+    m_progress.step(Step::prepare, splitter->name());
+    splits.push_back(splitter->prepare(plans));
   }
   return splits;
 }
@@ -157,12 +162,14 @@ std::vector<std::unique_ptr<GroupSplit>> SnapshotCreation::prepareSplits() const
 void SnapshotCreation::split() {
   const std::vector<std::unique_ptr<GroupSplit>> splits = prepareSplits();
   FreezeHooks hooks(m_hooks, m_hookTime, m_snapshot, m_signals);
+  m_progress.step(Step::freeze, m_snapshot.name);
   // To prepare may take long: the file systems are opened only now, so that what they are is known late.
   std::vector<FreezeGroup> groups = freezeGroups();
   m_snapshot.freeze = presentMoment();
   enter(Phase::freezing);
   m_snapshot.receipt = inOrderOf(m_snapshot, splitFrozen(groups, splits), groups);
   m_snapshot.frozen = m_snapshot.receipt->over;
+  m_progress.thawed(m_snapshot.frozen, m_signals.pending());
   requireLevel(*m_snapshot.receipt, m_requiredLevel);
   hooks.taken();
 }
@@ -171,6 +178,7 @@ void SnapshotCreation::split() {
 std::vector<std::unique_ptr<SnapshotDevice>> SnapshotCreation::attach() {
   std::vector<std::unique_ptr<SnapshotDevice>> devices;
   for (const SnapshotNode& node : m_snapshot.nodes) {
+    m_progress.step(Step::attach, node.volume.snapshotDevice);
     devices.push_back(m_splitters.named(node.volume.splitter).attach(node.volume));
   }
   return devices;
@@ -179,6 +187,7 @@ std::vector<std::unique_ptr<SnapshotDevice>> SnapshotCreation::attach() {
 void SnapshotCreation::mount() {
   for (SnapshotNode* const planned : outerFirst(m_snapshot)) {
     m_signals.throwIfPending();
+    m_progress.step(Step::mount, planned->alternate);
     m_directories.make(m_snapshot, *planned);
     mountAlternate(*planned, nodeOf(*planned));
     m_directories.secure(*planned);
@@ -209,6 +218,7 @@ Node& SnapshotCreation::nodeOf(const SnapshotNode& planned) {
 // What fails here is told now; the failure that led here is told by whoever catches it.
 void SnapshotCreation::undo() {
   m_planning.reset();
+  m_progress.step(Step::undo, m_snapshot.name);
   if (tryOrReport([&] { SnapshotRemoval(m_providers, m_splitters, m_store, m_unlocked).remove(m_snapshot); })) return;
   tellWhatIsLeft();
 }

@@ -11,6 +11,7 @@
 
 #include "failure/deferred_signals.h"
 #include "snapshot/freeze_window.h"
+#include "snapshot/progress.h"
 #include "snapshot/snapshot_planning.h"
 #include "state/snapshot.h"
 #include "state/state_lock.h"
@@ -26,17 +27,18 @@ void requireLevel(const FreezeReceipt& receipt, ProofLevel required);
 class SnapshotCreation {
  public:
   // The references must outlive this object. signals: asked between the steps whether the work is to be given up.
-  // unlocked: as for SnapshotRemoval, when all is undone.
+  // unlocked: as for SnapshotRemoval, when all is undone. progress: is told of each step.
   SnapshotCreation(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
                    const FileSystems& fileSystems, StateStore& store, const DeferredSignals& signals,
-                   RunUnlocked unlocked = runLocked)
+                   RunUnlocked unlocked = runLocked, const Progress& progress = noProgress())
       : m_providers(providers),
         m_splitters(splitters),
         m_directories(directories),
         m_fileSystems(fileSystems),
         m_store(store),
         m_signals(signals),
-        m_unlocked(std::move(unlocked)) {}
+        m_unlocked(std::move(unlocked)),
+        m_progress(progress) {}
 
   // Returns the complete snapshot. Throws HostError.
   Snapshot run(const SnapshotRequest& request);
@@ -66,6 +68,7 @@ class SnapshotCreation {
   StateStore& m_store;
   const DeferredSignals& m_signals;
   RunUnlocked m_unlocked;
+  const Progress& m_progress;
   Snapshot m_snapshot;
   Phase m_whenComplete = Phase::ready;
   ProofLevel m_requiredLevel = ProofLevel::none;

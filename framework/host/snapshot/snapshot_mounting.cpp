@@ -11,12 +11,14 @@ namespace {
 
 // What is mounted already is looked at all the same.
 void mountNode(Provider& provider, const Splitters& splitters, const AlternateDirectories& directories,
-               const Snapshot& snapshot, const SnapshotNode& node) {
+               const Snapshot& snapshot, const SnapshotNode& node, const Progress& progress) {
   Node primary(provider, node.mountPoint);
   Node alternate(provider, node.alternate);
   if (!provider.isMounted(alternate)) {
     directories.make(snapshot, node);
+    progress.step(Step::attach, node.volume.snapshotDevice);
     const std::unique_ptr<SnapshotDevice> device = splitters.named(node.volume.splitter).attach(node.volume);
+    progress.step(Step::mount, node.alternate);
     alternate.storeState(node.alternateState);
     provider.online(primary, alternate);
   }
@@ -35,14 +37,14 @@ void claimDirectory(const AlternateDirectories& directories, StateStore& store, 
 }
 
 void undo(Providers& providers, const Splitters& splitters, StateStore& store, Snapshot& snapshot,
-          const RunUnlocked& unlocked) {
-  tryOrReport([&] { SnapshotRemoval(providers, splitters, store, unlocked).unmount(snapshot); });
+          const RunUnlocked& unlocked, const Progress& progress) {
+  tryOrReport([&] { SnapshotRemoval(providers, splitters, store, unlocked, progress).unmount(snapshot); });
 }
 
 }  // namespace
 
 void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
-                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked) {
+                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked, const Progress& progress) {
   const bool isClaimed = snapshot.phase != Phase::unmounted || !isInOwnDirectory(snapshot, snapshot.nodes.front());
   snapshot.phase = Phase::remounting;
   store.update(snapshot);
@@ -50,11 +52,11 @@ void mountSnapshot(Providers& providers, const Splitters& splitters, const Alter
   try {
     unlocked([&] {
       for (const SnapshotNode* const node : outerFirst(snapshot)) {
-        mountNode(providers.named(node->provider), splitters, directories, snapshot, *node);
+        mountNode(providers.named(node->provider), splitters, directories, snapshot, *node, progress);
       }
     });
   } catch (const HostError&) {
-    undo(providers, splitters, store, snapshot, unlocked);
+    undo(providers, splitters, store, snapshot, unlocked, progress);
     throw;
   }
   snapshot.phase = Phase::ready;

@@ -4,6 +4,7 @@
 
 #include "provider/providers.h"
 #include "snapshot/alternate_directories.h"
+#include "snapshot/progress.h"
 #include "state/snapshot.h"
 #include "state/state_lock.h"
 #include "state/state_store.h"
@@ -12,9 +13,10 @@
 namespace qmfi_host {
 
 // Mounts every alternate that is not mounted, with the options that the provider remembers. When one cannot be mounted,
-// all are unmounted and the failure is thrown. unlocked: as for SnapshotRemoval.
+// all are unmounted and the failure is thrown. unlocked, progress: as for SnapshotRemoval.
 void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
-                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked = runLocked);
+                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked = runLocked,
+                   const Progress& progress = noProgress());
 
 }  // namespace qmfi_host
 

@@ -43,9 +43,10 @@ void thawInterrupted(const FileSystems& fileSystems, const Snapshot& snapshot) {
 }
 
 void recoverSnapshot(Providers& providers, const Splitters& splitters, StateStore& store, Snapshot& snapshot,
-                     const RunUnlocked& unlocked) {
+                     const RunUnlocked& unlocked, const Progress& progress) {
+  progress.step(Step::wait, snapshot.id);
   unlocked([&] { waitForOrphanedPrograms(snapshot); });
-  SnapshotRemoval removal(providers, splitters, store, unlocked);
+  SnapshotRemoval removal(providers, splitters, store, unlocked, progress);
   // Decided once: an attempt that fails late has changed the phase.
   const bool kept = isKept(snapshot);
   const auto takeDown = [&] { kept ? removal.unmount(snapshot) : removal.remove(snapshot); };
@@ -55,6 +56,7 @@ void recoverSnapshot(Providers& providers, const Splitters& splitters, StateStor
     try {
       return takeDown();
     } catch (const HostError&) {
+      progress.retry(attempt + 1, attempts, wait);
       unlocked([&] { std::this_thread::sleep_for(wait); });
     }
   }

@@ -4,6 +4,7 @@
 
 #include "provider/providers.h"
 #include "snapshot/mounted_file_system.h"
+#include "snapshot/progress.h"
 #include "state/snapshot.h"
 #include "state/state_lock.h"
 #include "state/state_store.h"
@@ -19,9 +20,9 @@ void thawInterrupted(const FileSystems& fileSystems, const Snapshot& snapshot);
 // removed; one that was being mounted or unmounted ends unmounted. May be repeated, also after being killed itself. The
 // snapshot's phase afterwards tells which of the two it was. Throws HostError.
 //
-// unlocked: as for SnapshotRemoval; for waiting, too.
+// unlocked, progress: as for SnapshotRemoval; for waiting, too.
 void recoverSnapshot(Providers& providers, const Splitters& splitters, StateStore& store, Snapshot& snapshot,
-                     const RunUnlocked& unlocked = runLocked);
+                     const RunUnlocked& unlocked = runLocked, const Progress& progress = noProgress());
 
 }  // namespace qmfi_host
 

@@ -48,10 +48,12 @@ void SnapshotRemoval::remove(Snapshot& snapshot) {
   rememberIfThereIsRoom(m_store, snapshot);
   const auto takeAway = [&](const SnapshotNode& node) {
     if (!isForeignMount(node, m_splitters)) {
+      m_progress.step(Step::unmount, node.alternate);
       if (isNested(snapshot, node)) unmountAlternate(node, &Provider::unmountOnly);
       unmountAlternate(node, &Provider::deport);
       removeAlternateDirectory(snapshot, node);
     }
+    m_progress.step(Step::remove, node.volume.snapshotDevice);
     m_splitters.named(node.volume.splitter).release(node.volume);
   };
   m_unlocked([&] { forEachNode(snapshot, takeAway); });
@@ -63,10 +65,12 @@ void SnapshotRemoval::unmount(Snapshot& snapshot) {
   rememberIfThereIsRoom(m_store, snapshot);
   const auto takeOffline = [&](const SnapshotNode& node) {
     if (!isForeignMount(node, m_splitters)) {
+      m_progress.step(Step::unmount, node.alternate);
       // The mount point of a nested one is part of another alternate, and stays.
       unmountAlternate(node, isNested(snapshot, node) ? &Provider::unmountOnly : &Provider::takeOffline);
       removeAlternateDirectory(snapshot, node);
     }
+    m_progress.step(Step::detach, node.volume.snapshotDevice);
     m_splitters.named(node.volume.splitter).detach(node.volume);
   };
   m_unlocked([&] { forEachNode(snapshot, takeOffline); });

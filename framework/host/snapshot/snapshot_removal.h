@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "provider/providers.h"
+#include "snapshot/progress.h"
 #include "state/snapshot.h"
 #include "state/state_lock.h"
 #include "state/state_store.h"
@@ -17,9 +18,14 @@ namespace qmfi_host {
 class SnapshotRemoval {
  public:
   // The references must outlive this object. unlocked: for the work of the providers, who may try again for long; the
-  // snapshot is claimed then.
-  SnapshotRemoval(Providers& providers, const Splitters& splitters, StateStore& store, RunUnlocked unlocked = runLocked)
-      : m_providers(providers), m_splitters(splitters), m_store(store), m_unlocked(std::move(unlocked)) {}
+  // snapshot is claimed then. progress: is told of each step.
+  SnapshotRemoval(Providers& providers, const Splitters& splitters, StateStore& store, RunUnlocked unlocked = runLocked,
+                  const Progress& progress = noProgress())
+      : m_providers(providers),
+        m_splitters(splitters),
+        m_store(store),
+        m_unlocked(std::move(unlocked)),
+        m_progress(progress) {}
 
   // Removes the snapshot with everything that belongs to it. Throws HostError.
   void remove(Snapshot& snapshot);
@@ -36,6 +42,7 @@ class SnapshotRemoval {
   const Splitters& m_splitters;
   StateStore& m_store;
   RunUnlocked m_unlocked;
+  const Progress& m_progress;
 };
 
 }  // namespace qmfi_host

@@ -148,8 +148,8 @@ std::string schemaOf(const CommandEntry& entry) {
   return std::string(entry.group) + (*entry.group != '\0' ? "-" : "") + entry.name;
 }
 
-TEST(Schemas, ThereIsOneForEachCommandAndOneForFailures) {
-  std::set<std::string> expected = {"failure"};
+TEST(Schemas, ThereIsOneForEachCommandAndThoseOfTheErrors) {
+  std::set<std::string> expected = {"failure", "progress"};
   for (const CommandEntry& entry : commandTable()) {
     // The standard output belongs to the program where one is run.
     if (!entry.make()->runsProgram()) expected.insert(schemaOf(entry));

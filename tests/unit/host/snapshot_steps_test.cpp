@@ -7,6 +7,7 @@
 #include <map>
 
 #include "cfiscopeexit.h"
+#include "cli/progress_steps.h"
 #include "fake_provider.h"
 #include "full_disk.h"
 #include "snapshot/snapshot_creation.h"
@@ -25,6 +26,30 @@ using testing::ElementsAre;
 using testing::Eq;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
+
+// Records what it is told beside what is done.
+class RecordedProgress : public Progress {
+ public:
+  explicit RecordedProgress(Journal& journal) : m_journal(journal) {}
+
+  void step(Step step, const std::string& object) const override {
+    m_journal.record("told " + std::string(nameOf(step).key) + " " + object);
+  }
+  void choice(const std::string& object, const std::string& provider, const std::string& splitter) const override {
+    m_journal.record("told choice " + object + " " + provider + " " + splitter);
+  }
+  void thawed(std::chrono::microseconds frozen, const std::optional<std::string>& signal) const override {
+    EXPECT_GT(frozen.count(), 0);
+    m_journal.record("told thawed " + signal.value_or(""));
+  }
+  void retry(int attempt, int attempts, std::chrono::milliseconds pause) const override {
+    m_journal.record("told retry " + std::to_string(attempt) + " " + std::to_string(attempts) + " " +
+                     std::to_string(pause.count()));
+  }
+
+ private:
+  Journal& m_journal;
+};
 
 // Mount points are file systems that every machine has; nothing of what is asked for is really done.
 class SnapshotStepsTest : public testing::Test {
@@ -45,6 +70,21 @@ class SnapshotStepsTest : public testing::Test {
             .name = "nightly",
             .freezeTimeout = someTimeout,
             .alternateDirectory = "/alternates"};
+  }
+
+  // What is told, and of what is done those calls that the others begin with.
+  std::vector<std::string> told(const std::string& id, const std::vector<std::string>& others = {}) const {
+    std::vector<std::string> chosen = calls(id);
+    std::erase_if(chosen, [&](const std::string& call) {
+      return !call.starts_with("told ") && std::none_of(others.begin(), others.end(), [&](const std::string& other) {
+        return call.starts_with(other);
+      });
+    });
+    return chosen;
+  }
+
+  SnapshotCreation toldCreation() {
+    return {m_providers, m_splitters, m_directories, m_fileSystems, m_store, m_signals, runLocked, m_progress};
   }
 
   SnapshotCreation creation() { return {m_providers, m_splitters, m_directories, m_fileSystems, m_store, m_signals}; }
@@ -89,6 +129,7 @@ class SnapshotStepsTest : public testing::Test {
   GivenProviders m_providers;
   StateStore m_store{m_directory.path()};
   DeferredSignals m_signals;
+  RecordedProgress m_progress{m_journal};
 };
 
 TEST_F(SnapshotStepsTest, CreationMakesEveryCallInItsOrder) {
@@ -479,6 +520,55 @@ TEST_F(SnapshotStepsTest, SignalEndsACreationBetweenItsStepsAndNothingIsLeft) {
   int signal = 0;
   sigwait(&taken, &signal);
   EXPECT_EQ(signal, SIGTERM);
+}
+
+TEST_F(SnapshotStepsTest, StepsOfACreationAreToldBeforeTheyBeginAndNothingWhileItIsFrozen) {
+  const Snapshot snapshot = toldCreation().run(request());
+  EXPECT_THAT(
+      told(snapshot.id, {"prepare", "flush", "quiesce", "split", "unquiesce", "attach", "build_alttree"}),
+      ElementsAre("told choice /proc sample reflink", "told choice /sys sample reflink", "told prepare reflink",
+                  "prepare /dev/proc", "prepare /dev/sys", "told freeze nightly", "flush /dev/proc", "flush /dev/sys",
+                  "flush /dev/proc", "flush /dev/sys", "quiesce /proc /sys", "split /dev/proc", "split /dev/sys",
+                  "unquiesce /proc /sys", "told thawed ", "told attach /dev/proc-ID", "attach /dev/proc",
+                  "told attach /dev/sys-ID", "attach /dev/sys", "told mount /alternates/nightly/proc",
+                  "build_alttree /proc sample 8 /dev/proc /dev/proc-ID 1", "told mount /alternates/nightly/sys",
+                  "build_alttree /sys sample 8 /dev/sys /dev/sys-ID 1"));
+}
+
+TEST_F(SnapshotStepsTest, SignalThatComesWhileItIsFrozenIsToldAfterTheThaw) {
+  m_splitter.onSplit = [] { raise(SIGTERM); };
+  EXPECT_THROW(toldCreation().run(request()), HostError);
+  EXPECT_THAT(told("none", {"quiesce", "unquiesce", "release"}),
+              ElementsAre("told choice /proc sample reflink", "told choice /sys sample reflink", "told prepare reflink",
+                          "told freeze nightly", "quiesce /proc /sys", "unquiesce /proc /sys", "told thawed SIGTERM",
+                          "told undo nightly", "release /dev/sys", "release /dev/proc"));
+  sigset_t taken;
+  sigemptyset(&taken);
+  sigaddset(&taken, SIGTERM);
+  int signal = 0;
+  sigwait(&taken, &signal);
+}
+
+TEST_F(SnapshotStepsTest, StepsOfOtherWorkAreTold) {
+  Snapshot snapshot = createEarlier(Phase::ready);
+  SnapshotRemoval(m_providers, m_splitters, m_store, runLocked, m_progress).unmount(snapshot);
+  EXPECT_THAT(told(snapshot.id), ElementsAre("told unmount /alternates/nightly/sys", "told detach /dev/sys-ID",
+                                             "told unmount /alternates/nightly/proc", "told detach /dev/proc-ID"));
+  m_journal.clear();
+  mountSnapshot(m_providers, m_splitters, m_directories, m_store, snapshot, runLocked, m_progress);
+  EXPECT_THAT(told(snapshot.id), ElementsAre("told attach /dev/proc-ID", "told mount /alternates/nightly/proc",
+                                             "told attach /dev/sys-ID", "told mount /alternates/nightly/sys"));
+  m_journal.clear();
+  m_fake.statuses["deport_tree"] = 6;
+  m_journal.onCall = [&](const std::string& call) {
+    if (call.starts_with("deport_tree") && count("deport_tree") == 3) m_fake.statuses.erase("deport_tree");
+  };
+  snapshot.phase = Phase::deleting;
+  recoverSnapshot(m_providers, m_splitters, m_store, snapshot, runLocked, m_progress);
+  EXPECT_THAT(told(snapshot.id), ElementsAre("told wait ID", "told unmount /alternates/nightly/sys",
+                                             "told unmount /alternates/nightly/proc", "told retry 2 6 100",
+                                             "told unmount /alternates/nightly/sys", "told remove /dev/sys-ID",
+                                             "told unmount /alternates/nightly/proc", "told remove /dev/proc-ID"));
 }
 
 TEST_F(SnapshotStepsTest, RemovalRestoresTheStatesDeportsAndReleases) {
