@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "host_fixture.h"
+#include "qmfi_at_terminal.h"
 #include "support/freeze_requests.h"
 #include "support/writer.h"
 
@@ -167,6 +168,23 @@ TEST_F(FaultsTest, InterruptWhileFrozenEndsItByTheSignalWhenEverythingIsUndone) 
   EXPECT_EQ(creation.wait(), 128 + SIGINT);
   expectNothingLeft();
   expectNextSnapshotToSucceed();
+}
+
+TEST_F(FaultsTest, CtrlCWhileFrozenIsAnsweredAfterTheThaw) {
+  QmfiAtTerminal creation({"snapshot", "create", "--freeze-timeout", "20", "--name", "nightly", "/mnt/a"});
+  ASSERT_TRUE(waitForState("freezing"));
+  creation.type("\x03");
+  const auto outcome = creation.wait();
+  EXPECT_EQ(outcome.status, 128 + SIGINT);
+  const std::string time = "\\[ +[0-9]+\\.[0-9]+ s\\] ";
+  EXPECT_THAT(
+      outcome.output,
+      testing::MatchesRegex(time + "asking the providers about /mnt/a\n" + time + "preparing the split by reflink\n" +
+                            time + "writing out what is in memory, then freezing for the snapshot nightly\n" + time +
+                            "frozen for [0-9]+\\.[0-9] ms\n" + time + "interrupted by SIGINT; thawed\n" + time +
+                            "removing what was made of the snapshot nightly\n"
+                            "qmfi: interrupted by SIGINT\n"));
+  expectNothingLeft();
 }
 
 // With the process that would thaw in its place. The writer works on /mnt/a and is blocked afterwards.

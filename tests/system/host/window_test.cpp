@@ -12,11 +12,13 @@ using testing::ElementsAre;
 using WindowTest = HostTest;
 
 // Creates a snapshot under supervision, and deletes it.
-faults::FrozenCalls callsWhileFrozen(const std::vector<std::string>& mountPoints) {
+faults::FrozenCalls callsWhileFrozen(const std::vector<std::string>& mountPoints,
+                                     const std::vector<std::string>& options = {}) {
   constexpr std::chrono::seconds limit(60);
   std::vector<std::string> words = {"/usr/bin/qmfi", "snapshot", "create", "--freeze-timeout", "20",
                                     "--name",        "watched"};
   words.insert(words.end(), mountPoints.begin(), mountPoints.end());
+  words.insert(words.end(), options.begin(), options.end());
   faults::FrozenCalls frozen(static_cast<int>(mountPoints.size()));
   faults::Tracer tracer;
   const faults::Ended ended = tracer.run(words, &frozen, limit);
@@ -33,6 +35,14 @@ TEST_F(WindowTest, OfOneFileSystemHasNothingButFreezeProofSplitAndThaw) {
   EXPECT_THAT(frozen.calls(), ElementsAre("ioctl QM_FREEZE_ALL", "ioctl QM_FREEZE", "ioctl FICLONERANGE",
                                           "rt_sigprocmask", "ioctl QM_THAW"));
   EXPECT_EQ(frozen.pagesRead(), 0U);
+}
+
+TEST_F(WindowTest, IsSilentWhereEachStepIsTold) {
+  for (const char* option : {"--verbose", "--progress=json"}) {
+    EXPECT_THAT(
+        callsWhileFrozen({"/mnt/a"}, {option}).calls(),
+        ElementsAre("ioctl QM_FREEZE_ALL", "ioctl QM_FREEZE", "ioctl FICLONERANGE", "rt_sigprocmask", "ioctl QM_THAW"));
+  }
 }
 
 TEST_F(WindowTest, OfThreeFileSystemsHasNothingButFreezeProofsSplitsAndThaws) {
