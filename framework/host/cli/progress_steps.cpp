@@ -10,7 +10,9 @@ namespace {
 constexpr std::array steps = {
     StepName{Step::claim, "claim", "asking the providers about %"},
     StepName{Step::prepare, "prepare", "preparing the split by %"},
+    StepName{Step::hook, "hook", "waiting until the hook % is ready"},
     StepName{Step::freeze, "freeze", "writing out what is in memory, then freezing for the snapshot %"},
+    StepName{Step::hookEnd, "hook-end", "waiting until the hook % has ended"},
     StepName{Step::attach, "attach", "attaching the copy %"},
     StepName{Step::mount, "mount", "mounting %"},
     StepName{Step::unmount, "unmount", "unmounting % (its provider may try again for a minute while it is in use)"},

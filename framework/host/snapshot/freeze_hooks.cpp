@@ -84,9 +84,10 @@ HostError FreezeHooks::Hook::failure(const std::string& reason, const std::strin
 
 // Once there is an object its destructor runs, whatever is thrown here.
 FreezeHooks::FreezeHooks(const std::vector<std::string>& programs, std::chrono::seconds time, const Snapshot& snapshot,
-                         const DeferredSignals& signals)
-    : FreezeHooks() {
+                         const DeferredSignals& signals, const Progress& progress)
+    : FreezeHooks(progress) {
   for (const std::string& program : programs) {
+    m_progress.step(Step::hook, program);
     Hook& hook = m_hooks.emplace_back(program, time, snapshot);
     try {
       hook.awaitReady(signals);
@@ -112,6 +113,7 @@ std::optional<HostError> FreezeHooks::endAll(const std::string& outcome) {
   std::optional<HostError> first;
   for (; !m_hooks.empty(); m_hooks.pop_back()) {
     try {
+      m_progress.step(Step::hookEnd, m_hooks.back().program());
       m_hooks.back().end(outcome);
     } catch (const HostError& error) {
       if (first) printNotice(error.what());

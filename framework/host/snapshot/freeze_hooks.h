@@ -10,6 +10,7 @@
 
 #include "failure/deferred_signals.h"
 #include "failure/host_error.h"
+#include "snapshot/progress.h"
 #include "state/snapshot.h"
 #include "volume/program_dialogue.h"
 
@@ -21,9 +22,10 @@ namespace qmfi_host {
 class FreezeHooks {
  public:
   // Starts the programs one after another, each when the one before is ready. time: for each. Throws HostError when one
-  // refuses, is late, or a signal has come; those that were ready are told that nothing was taken.
+  // refuses, is late, or a signal has come; those that were ready are told that nothing was taken. signals, progress:
+  // must outlive the object.
   FreezeHooks(const std::vector<std::string>& programs, std::chrono::seconds time, const Snapshot& snapshot,
-              const DeferredSignals& signals);
+              const DeferredSignals& signals, const Progress& progress = noProgress());
   FreezeHooks(const FreezeHooks&) = delete;
   FreezeHooks& operator=(const FreezeHooks&) = delete;
   // Tells all that nothing was taken, unless they have been told already. What fails is told as a notice.
@@ -40,6 +42,7 @@ class FreezeHooks {
 
     void awaitReady(const DeferredSignals& signals);
     void end(const std::string& outcome);
+    const std::string& program() const { return m_program; }
 
    private:
     HostError failure(const std::string& reason, const std::string& consequence) const;
@@ -49,10 +52,11 @@ class FreezeHooks {
     ProgramDialogue m_dialogue;
   };
 
-  FreezeHooks() = default;
+  explicit FreezeHooks(const Progress& progress) : m_progress(progress) {}
 
   std::optional<HostError> endAll(const std::string& outcome);
 
+  const Progress& m_progress;
   std::list<Hook> m_hooks;  // all are ready but the last, while it is waited for
 };
 

@@ -12,7 +12,9 @@ namespace qmfi_host {
 enum class Step {
   claim,    // the providers are asked whose a file system is (its mount point)
   prepare,  // a splitter makes all that its splits need (the splitter)
+  hook,     // a hook gets ready (its path)
   freeze,   // what is in memory is written out, then everything is frozen, split and thawed (the snapshot)
+  hookEnd,  // a hook is told what came of the freeze, and ends (its path)
   attach,   // a device is made of a copy (the device)
   mount,    // a copy is mounted (where)
   unmount,  // a copy, or a file system that is taken out of use, is unmounted (where it is mounted)

@@ -161,7 +161,7 @@ std::vector<std::unique_ptr<GroupSplit>> SnapshotCreation::prepareSplits() const
 
 void SnapshotCreation::split() {
   const std::vector<std::unique_ptr<GroupSplit>> splits = prepareSplits();
-  FreezeHooks hooks(m_hooks, m_hookTime, m_snapshot, m_signals);
+  FreezeHooks hooks(m_hooks, m_hookTime, m_snapshot, m_signals, m_progress);
   m_progress.step(Step::freeze, m_snapshot.name);
   // To prepare may take long: the file systems are opened only now, so that what they are is known late.
   std::vector<FreezeGroup> groups = freezeGroups();

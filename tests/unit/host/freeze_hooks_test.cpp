@@ -71,6 +71,28 @@ TEST_F(FreezeHooksTest, AreReadyInOrderAndToldOfTheCopiesInTheReverse) {
   EXPECT_THAT(diary(), ElementsAre("one", "two", "two taken", "one taken"));
 }
 
+// Notes down steps.
+class StepDiary : public NoProgress {
+ public:
+  explicit StepDiary(std::vector<std::pair<Step, std::string>>& steps) : m_steps(steps) {}
+  void step(Step step, const std::string& object) const override { m_steps.emplace_back(step, object); }
+
+ private:
+  std::vector<std::pair<Step, std::string>>& m_steps;
+};
+
+TEST_F(FreezeHooksTest, AreStepsBeforeAndAfterTheFreeze) {
+  std::vector<std::pair<Step, std::string>> steps;
+  const std::string one = diarist("one");
+  const std::string two = diarist("two");
+  const StepDiary progress(steps);
+  FreezeHooks hooks({one, two}, longTime, m_snapshot, m_signals, progress);
+  EXPECT_THAT(steps, ElementsAre(testing::Pair(Step::hook, one), testing::Pair(Step::hook, two)));
+  steps.clear();
+  hooks.taken();
+  EXPECT_THAT(steps, ElementsAre(testing::Pair(Step::hookEnd, two), testing::Pair(Step::hookEnd, one)));
+}
+
 TEST_F(FreezeHooksTest, AreToldOnceWhenNothingWasTaken) {
   { const FreezeHooks hooks({diarist("one"), diarist("two")}, longTime, m_snapshot, m_signals); }
   EXPECT_THAT(diary(), ElementsAre("one", "two", "two failed", "one failed"));
