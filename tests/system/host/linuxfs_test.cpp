@@ -1,5 +1,6 @@
 // The provider for xfs and ext4 on real file systems, through qmfi and through its exports.
 // Volumes: "orders" and "ledger" are xfs, "invoices" is ext4, all mounted below /mnt; "spare" is blank.
+#include <fcntl.h>
 #include <linux/fs.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -22,6 +23,7 @@
 #include "support/loaded_plugin.h"
 #include "support/text_file.h"
 #include "support/writer.h"
+#include "system/descriptor.h"
 #include "system/pipe.h"
 #include "writer_process.h"
 
@@ -161,6 +163,25 @@ TEST_F(LinuxFS, SnapshotInUseIsRemovedByForce) {
     EXPECT_EQ(qmfiHere({"snapshot", "delete", "--force", snapshot.id}).output,
               "snapshot " + snapshot.id + " deleted\n");
   }
+}
+
+TEST_F(LinuxFS, WhoeverUsesASnapshotThatIsRemovedByForceGetsErrors) {
+  for (const std::string mountPoint : mountPoints) std::ofstream(mountPoint + "/held") << "content\n";
+  const Snapshot snapshot = createOfAll();
+  {
+    std::vector<qmfi_system::Descriptor> files;
+    for (const SnapshotNode& node : snapshot.nodes) {
+      files.emplace_back(open((node.alternate + "/held").c_str(), O_RDONLY | O_CLOEXEC));
+    }
+    char byte = 0;
+    for (const qmfi_system::Descriptor& file : files) EXPECT_EQ(pread(file.get(), &byte, 1, 0), 1);
+    EXPECT_EQ(qmfiHere({"snapshot", "delete", "--force", snapshot.id}).status, 0);
+    for (const qmfi_system::Descriptor& file : files) {
+      EXPECT_EQ(pread(file.get(), &byte, 1, 0), -1);
+      EXPECT_EQ(errno, EIO);
+    }
+  }
+  for (const std::string mountPoint : mountPoints) fs::remove(mountPoint + "/held");
 }
 
 TEST_F(LinuxFS, AccessIsDisabledAndEnabledAgain) {
