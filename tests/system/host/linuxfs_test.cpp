@@ -275,6 +275,18 @@ class Framework {
     }));
   }
 
+  // Gives up what is mounted there, and lets nobody use the directory any more.
+  int dispose(const std::string& mountPoint) {
+    return withNode(mountPoint, [&](kfi_domain& node) {
+      return m_plugin->fi_pgn_dispose(nullptr, &node, nullptr, KFI_DISPOSITION_REMOVE);
+    });
+  }
+  // Takes it down as an alternate.
+  int deport(const std::string& mountPoint) {
+    return withNode(mountPoint,
+                    [&](kfi_domain& node) { return m_plugin->fi_pgn_deport_tree(m_nodes.data(), &node, nullptr); });
+  }
+
   std::vector<std::string> takeMessages() {
     std::vector<std::string> ids;
     kfi_msg_info* list = nullptr;
@@ -287,6 +299,17 @@ class Framework {
   }
 
  private:
+  template <typename Action>
+  int withNode(const std::string& mountPoint, Action action) {
+    kfi_domain node{};
+    name(node, mountPoint);
+    kfi_domain* domains[] = {&m_config};
+    EXPECT_EQ(m_plugin->fi_pgn_init_node(&node, domains, 1, nullptr), 0);
+    const int status = action(node);
+    m_plugin->fi_pgn_deinit_node(&node);
+    return status;
+  }
+
   void name(kfi_domain& node, const std::string& text) {
     node.fid_objid = m_identifierOf(text.c_str(), static_cast<std::uint32_t>(text.size()), KFI_OBJID_PATH);
   }
@@ -312,6 +335,17 @@ TEST_F(LinuxFS, AllAreFrozenUntilTheThaw) {
 TEST_F(LinuxFS, AccessToAllThatAreMountedAlreadyIsEnabled) {
   Framework framework;
   EXPECT_EQ(framework.stillDisabled(), 0U);
+}
+
+TEST_F(LinuxFS, DirectoryOfWhatIsGivenUpIsRemoved) {
+  constexpr const char* device = "/dev/qm/dsk/dg1/spare";
+  ASSERT_EQ(qmfiHere({"resource", "format", "--force", device}).status, 0);
+  Framework framework;
+  for (const auto takeDown : {&Framework::dispose, &Framework::deport}) {
+    ASSERT_EQ(qmfiHere({"resource", "online", device, "/mnt/spare"}).status, 0);
+    EXPECT_EQ((framework.*takeDown)("/mnt/spare"), 0);
+    EXPECT_FALSE(fs::exists("/mnt/spare"));
+  }
 }
 
 TEST_F(LinuxFS, FreezeEndsByItsTimeOutAndTheThawTellsOfIt) {
