@@ -83,11 +83,18 @@ template <typename IsAnswered>
 int ProgramDialogue::receiveUntil(IsAnswered isAnswered, Clock::time_point deadline) noexcept {
   while (!isAnswered()) {
     if (m_length == m_answer.size()) return EMSGSIZE;
-    if (!isReady(m_talk.get(), POLLIN, deadline)) return ETIME;
-    const int error = take();
+    const int error = listen(deadline);
     if (error != 0) return error;
   }
   return 0;
+}
+
+// Takes what it says next. What it has left running may hold its output open for ever, so its end counts, too. Returns
+// ETIME, or EPIPE when nothing more comes.
+int ProgramDialogue::listen(Clock::time_point deadline) noexcept {
+  std::array<pollfd, 2> watched = {pollfd{m_talk.get(), POLLIN, 0}, pollfd{m_program.watchFd(), POLLIN, 0}};
+  if (!qmfi_system::pollUntil(watched, deadline)) return ETIME;
+  return watched[0].revents != 0 ? take() : EPIPE;
 }
 
 // Takes what is there to be read. Returns EPIPE at the end.
@@ -111,15 +118,12 @@ void ProgramDialogue::sendEnd() noexcept {
 
 // A program that has more to say than there is room for between it and us does not end before it is listened to.
 bool ProgramDialogue::waitForEnd(Clock::time_point deadline) noexcept {
-  std::array<pollfd, 2> watched = {pollfd{m_program.watchFd(), POLLIN, 0}, pollfd{m_talk.get(), POLLIN, 0}};
-  do {
-    if (!qmfi_system::pollUntil(watched, deadline)) return false;
-    const bool hasMore = watched[1].revents != 0;
-    if (!hasMore) return true;
+  int error = 0;
+  while (error == 0 && Clock::now() < deadline) {
     if (m_length == m_answer.size()) forgetFirstHalf();
-    if (take() != 0) watched[1].fd = -1;
-  } while (Clock::now() < deadline);
-  return false;
+    error = listen(deadline);
+  }
+  return isReady(m_program.watchFd(), POLLIN, deadline);
 }
 
 void ProgramDialogue::forgetFirstHalf() noexcept {

@@ -58,6 +58,7 @@ class ProgramDialogue {
   template <typename IsAnswered>
   int receiveUntil(IsAnswered isAnswered, Clock::time_point deadline) noexcept;
   bool waitForEnd(Clock::time_point deadline) noexcept;
+  int listen(Clock::time_point deadline) noexcept;
   int take() noexcept;
   void forgetFirstHalf() noexcept;
   void kill() noexcept;

@@ -1,13 +1,17 @@
 // Speaking to a program that runs.
 #include "volume/program_dialogue.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <thread>
 
 #include "failure/host_error.h"
+#include "system/descriptor.h"
+#include "system/pipe.h"
 
 namespace qmfi_host {
 namespace {
@@ -60,6 +64,12 @@ TEST(ProgramDialogue, TellsOfAProgramThatHasEndedWithoutTheLine) {
   EXPECT_EQ(dialogue.answer(), "reason\nready");
 }
 
+TEST(ProgramDialogue, WaitsForNoLineOfWhatAProgramLeavesThatHasEnded) {
+  ProgramDialogue dialogue(shell("sleep 1000 & echo reason"), Errors::discarded);
+  EXPECT_EQ(dialogue.receiveLine("ready", later()), EPIPE);
+  EXPECT_EQ(dialogue.answer(), "reason\n");
+}
+
 TEST(ProgramDialogue, ListensUntilTheProgramHasEndedAndKnowsItsLastWords) {
   ProgramDialogue dialogue(shell("read word; head -c 2000000 /dev/zero | tr '\\0' x; echo; echo last words"),
                            Errors::discarded);
@@ -78,6 +88,17 @@ TEST(ProgramDialogue, GivesUpAtTheDeadline) {
   ProgramDialogue dialogue(shell("read word; sleep 1000"), Errors::discarded);
   EXPECT_EQ(dialogue.receive("\n", Clock::now()), ETIME);
   EXPECT_FALSE(dialogue.endsWell(Clock::now()));
+}
+
+// A pipe without writers is always ready, and nobody's business here.
+TEST(ProgramDialogue, GivesUpAtTheDeadlineWhateverItsOwnStandardInputIs) {
+  const qmfi_system::Descriptor before(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  qmfi_system::Pipe pipe = qmfi_system::makePipe();
+  dup2(pipe.readEnd.get(), STDIN_FILENO);
+  pipe = {};
+  ProgramDialogue dialogue(shell("read word"), Errors::discarded);
+  EXPECT_EQ(dialogue.receive("\n", Clock::now()), ETIME);
+  dup2(before.get(), STDIN_FILENO);
 }
 
 TEST(ProgramDialogue, TellsOfAProgramThatHasEnded) {
