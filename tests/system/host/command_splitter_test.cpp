@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "build_tree.h"
@@ -99,6 +100,22 @@ TEST_F(CommandSplitterTest, SnapshotIsFoundAgainByItsRecordWhenTheStateIsLost) {
   fs::remove("/var/lib/qmfi/state.db");
   EXPECT_EQ(qmfi({"recover", "--rescan"}).output, "snapshot " + snapshot.id + " found\n");
   EXPECT_EQ(listedState(), "ready");
+  EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
+}
+
+TEST_F(CommandSplitterTest, WhatTheProgramTellsOfACopyIsShown) {
+  const Snapshot snapshot = create({"/mnt/b"}, {"--splitter", "command"});
+  const std::string example = textOf(program);
+  std::ofstream(program) << R"(#!/bin/sh
+read -r line
+echo '{"ok":true,"exists":true,"bytes":1000,"storage":"array","occupied":3000,"needs":2000,"free":4000}'
+)";
+  const std::string shown = qmfi({"snapshot", "show", snapshot.id, "--json"}).output;
+  std::ofstream(program) << example;
+  const nlohmann::json node = nlohmann::json::parse(shown).at("nodes").at(0);
+  EXPECT_EQ(node.at("size"), 1000);
+  EXPECT_EQ(node.at("needs"), 2000);
+  EXPECT_EQ(node.at("free"), 4000);
   EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
 }
 
