@@ -23,7 +23,8 @@ struct StartReport {
   int error;  // why not, an errno value; not read when it was started
 };
 
-// The second report, only of a program that was started. Offsets: code 0, status 4.
+// The second report, only of a program that was started, once it has ended. There is none where its status is lost: the
+// keeper ends then without it, after the program. Offsets: code 0, status 4.
 struct EndReport {
   int code;    // CLD_EXITED, or another one for a signal's end
   int status;  // the exit status, or the signal

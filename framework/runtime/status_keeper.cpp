@@ -5,13 +5,17 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "system/child_process.h"
+#include "system/poll_until.h"
 
 namespace {
 
@@ -27,10 +31,16 @@ void closeStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) close(stream);
 }
 
-EndReport waitForEnd(pid_t pid) {
+// Nothing where the status cannot be had. The program has ended then, too: who is told early takes away what it still
+// works on.
+std::optional<EndReport> waitForEnd(const ChildProcess& child) {
   siginfo_t info{};
-  TEMP_FAILURE_RETRY(waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT));
-  return {info.si_code, info.si_status};
+  if (TEMP_FAILURE_RETRY(waitid(P_PID, static_cast<id_t>(child.pid()), &info, WEXITED | WNOWAIT)) == 0) {
+    return EndReport{info.si_code, info.si_status};
+  }
+  std::array<pollfd, 1> watched = {pollfd{child.watchFd(), POLLIN, 0}};
+  pollUntil(watched, std::chrono::steady_clock::time_point::max());
+  return std::nullopt;
 }
 
 void waitUntilTheOtherEndIsClosed() {
@@ -46,7 +56,9 @@ int keep(const std::vector<std::string>& program) {
   start.pid = child.pid();
   tell(start);
   if (!child.started()) return EXIT_FAILURE;
-  tell(waitForEnd(child.pid()));
+  const std::optional<EndReport> end = waitForEnd(child);
+  if (!end) return EXIT_FAILURE;
+  tell(*end);
   waitUntilTheOtherEndIsClosed();
   return EXIT_SUCCESS;
 }

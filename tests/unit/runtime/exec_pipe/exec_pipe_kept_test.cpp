@@ -104,6 +104,17 @@ TEST_F(KeptStatus, IsLostOnlyWithItsKeeper) {
   EXPECT_EQ(run.error.getText(), program + ": its exit status was lost");
 }
 
+// The program lets nobody wait for its output, and works on.
+TEST_F(KeptStatus, IsNotLostBeforeTheProgramHasEnded) {
+  keeper() = QMFI_BINARY_DIR "/bin/keeper_that_cannot_wait";
+  const std::string program =
+      script("exec >&- 2>&-; i=0; while [ $i -lt 100000 ]; do i=$((i + 1)); done; echo ended >" + path("end"));
+  const Outcome run = exec(program);
+  EXPECT_EQ(textOf(path("end")), "ended\n");
+  EXPECT_EQ(run.code, 13);
+  EXPECT_EQ(run.error.getText(), program + ": its exit status was lost");
+}
+
 TEST_F(KeptStatus, CannotBeKeptByAKeeperThatEndsBeforeItHasStartedTheProgram) {
   keeper() = "/bin/true";
   const Outcome run = exec("/bin/echo a");
