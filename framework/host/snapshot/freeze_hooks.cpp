@@ -116,8 +116,11 @@ std::optional<HostError> FreezeHooks::endAll(const std::string& outcome) {
       m_progress.step(Step::hookEnd, m_hooks.back().program());
       m_hooks.back().end(outcome);
     } catch (const HostError& error) {
-      if (first) printNotice(error.what());
-      if (!first) first = error;
+      if (first) {
+        printNotice(error.what());
+      } else {
+        first = error;
+      }
     }
   }
   return first;
