@@ -244,6 +244,17 @@ TEST_F(AlternateDirectoriesTest, WithSomethingInThemAreNotRemoved) {
                                        " could not be removed: Directory not empty"));
 }
 
+// Somebody's mount hides what was made, and keeps the directory it is on.
+TEST_F(AlternateDirectoriesTest, BelowAMountOfSomebodyElseAreNotRemoved) {
+  m_directories.make(m_snapshot, inner());
+  ASSERT_EQ(mount("none", "/run/test/snapshots/nightly/mnt", "tmpfs", 0, nullptr), 0);
+  EXPECT_THAT([&] { removeAlternateDirectory(m_snapshot, inner()); },
+              ThrowsMessage<HostError>(
+                  "the directory /run/test/snapshots/nightly/mnt could not be removed: Device or resource busy"));
+  ASSERT_EQ(umount("/run/test/snapshots/nightly/mnt"), 0);
+  EXPECT_TRUE(fs::exists(inner().alternate));
+}
+
 // As snapshots of an earlier version have them.
 TEST_F(AlternateDirectoriesTest, BesideTheFileSystemAreRemovedAloneAndMadeOnlyWhereRootAloneWrites) {
   fs::create_directories("/run/test/mnt/orders_alt17b4f33e");
