@@ -95,6 +95,19 @@ TEST_F(CommandSplitterTest, GroupOfTwoKindsHoldsWhatWasThereAtTheFreeze) {
   for (const char* mountPoint : {"/mnt/a", "/mnt/b"}) fs::remove(std::string(mountPoint) + "/file");
 }
 
+// The name of a device that is not the copy's any more may be left from before a restart.
+TEST_F(CommandSplitterTest, DeviceThatIsLeftUnderTheNameOfTheCopyIsReplaced) {
+  std::ofstream("/mnt/b/file") << "before";
+  const Snapshot snapshot = create({"/mnt/b"}, {"--splitter", "command"});
+  EXPECT_EQ(qmfi({"snapshot", "unmount", snapshot.id}).status, 0);
+  constexpr dev_t noDevice = 0;
+  ASSERT_EQ(mknod(("/dev/qm/dsk/dg1/b-" + snapshot.id).c_str(), S_IFBLK | 0600, noDevice), 0);
+  EXPECT_EQ(qmfi({"snapshot", "mount", snapshot.id}).status, 0);
+  EXPECT_EQ(textOf(snapshot.nodes.front().alternate + "/file"), "before");
+  EXPECT_EQ(qmfi({"snapshot", "delete", snapshot.id}).status, 0);
+  fs::remove("/mnt/b/file");
+}
+
 TEST_F(CommandSplitterTest, SnapshotIsFoundAgainByItsRecordWhenTheStateIsLost) {
   const Snapshot snapshot = create({"/mnt/b"}, {"--splitter", "command"});
   fs::remove("/var/lib/qmfi/state.db");

@@ -30,7 +30,7 @@ while [[ $# == 0 ]]; do
   echo "$line" >> shell
   case $line in
     qmfi-end) echo "  No such command 'qmfi-end'.  Try 'help'." >&2 ;;
-    "lvcreate --test "*) [[ -e untried ]] && echo '  Module dm-snapshot not found.' >&2 || made "$line" ;;
+    "lvcreate --test "*) [[ -e untried ]] && cat untried >&2 || made "$line" ;;
     lvcreate*)
       [[ -p gate ]] && read -r < gate
       [[ -e unlucky && $line == *"$(cat unlucky)" ]] && echo '  Failed to suspend it.' >&2 || made "$line"
@@ -156,13 +156,21 @@ TEST_F(LvmSplitterTest, SplitsAllVolumesInOneShellThatHasTriedItBefore) {
 }
 
 TEST_F(LvmSplitterTest, WhatLvmCannotEvenTryIsRefusedBeforeTheFreeze) {
-  m_directory.write("untried", "");
+  m_directory.write("untried", "  Module dm-snapshot not found.\n");
   EXPECT_THAT(
       [&] {
         splitter().prepare({planned(thin), planned(classic)});
       },
       ThrowsMessage<HostError>("the volume vg/orders cannot be split by lvm: Module dm-snapshot not found."
                                "\\x0a  Module dm-snapshot not found.; nothing was frozen"));
+}
+
+// They do not move their words to the right.
+TEST_F(LvmSplitterTest, WordsOfProgramsThatLvmRunsAreToldWhole) {
+  m_directory.write("untried", "modprobe: FATAL: Module dm-snapshot not found.\n");
+  EXPECT_THAT([&] { splitter().prepare({planned(thin)}); },
+              ThrowsMessage<HostError>("the volume vg/orders cannot be split by lvm: modprobe: FATAL: Module "
+                                       "dm-snapshot not found.; nothing was frozen"));
 }
 
 TEST_F(LvmSplitterTest, VolumeThatLvmCouldNotSplitIsNamedWithItsWords) {
