@@ -14,7 +14,6 @@
 #include "cfimounting.h"
 #include "cfinode.h"
 #include "cfiproviderinfo.h"
-#include "cfistringtool.h"
 #include "linuxfs_mounting.h"
 #include "linuxfs_private_data.h"
 
@@ -75,11 +74,6 @@ void requireList(const kfi_node_subobj_list* list) {
 }
 
 }  // namespace
-
-void CLinuxFSPlugin::traceFailure(const char* operation, const CFiFailure& failure) const {
-  const std::string arguments = CFiStringTool::vec2str(failure.arguments(), " ");
-  trace(CFI_TRACE_ERROR, "%s failed: %s %s", operation, failure.id().c_str(), arguments.c_str());
-}
 
 int CLinuxFSPlugin::init() {
   return operation("init", [&] {

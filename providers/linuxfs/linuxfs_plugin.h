@@ -2,9 +2,8 @@
 #ifndef LINUXFS_PLUGIN_H
 #define LINUXFS_PLUGIN_H
 
-#include "cfifailure.h"
-#include "cfipluginbase.h"
 #include "cfiquiescence.h"
+#include "cfitracedpluginbase.h"
 
 // The group of objects that this provider quiesces, and the parameter with the freeze time-out in seconds.
 inline constexpr const char* linuxFSQuiesceGroup = "linuxfs-quiesce";
@@ -13,7 +12,7 @@ inline constexpr const char* linuxFSFreezeTimeout = "linuxfsFreezeTimeout";
 // What an operation does, takes and answers stands in cfientrypoints.def. File systems are those of the kernel's mount
 // table, found by numbers; they are frozen by the kernel's own request, all at once. A status other than 0 comes with a
 // message. Operations may run on several threads; only one quiesce can be outstanding.
-class CLinuxFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
+class CLinuxFSPlugin : public qmfi_pdk_4_4::CFiTracedPluginBase {
  public:
   int init() override;
   void fini() override;
@@ -43,24 +42,6 @@ class CLinuxFSPlugin : public qmfi_pdk_4_4::CFiPluginBase {
                      char*** paths, int* pathCount) override;
 
  private:
-  // An operation by its name, which the trace shows.
-  template <typename Body>
-  int operation(const char* name, const Body& body,
-                const qmfi_pdk_4_4::CFiSourceLocation& location = qmfi_pdk_4_4::CFiSourceLocation::here()) const {
-    const auto scope = traceScope(name, location.line, location.file);
-    return qmfi_pdk_4_4::answered(
-        [&]() -> int {
-          try {
-            return body();
-          } catch (const qmfi_pdk_4_4::CFiFailure& failure) {
-            traceFailure(name, failure);
-            throw;
-          }
-        },
-        location);
-  }
-  void traceFailure(const char* operation, const qmfi_pdk_4_4::CFiFailure& failure) const;
-
   qmfi_pdk_4_4::CFiOutstandingQuiesce m_quiesce;
   qmfi_objid* m_groups[1] = {nullptr};  // as claim hands it out
 };

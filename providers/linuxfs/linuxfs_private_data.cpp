@@ -1,14 +1,13 @@
-// A node's state as a line of words, escaped like those of the mount table.
+// What is known of a node, and its state as a text.
 #include "linuxfs_private_data.h"
 
-#include <cstring>
 #include <new>
-#include <string_view>
 #include <vector>
 
 #include "cfidomain.h"
 #include "cfifailure.h"
 #include "cfinode.h"
+#include "cfistatetext.h"
 #include "linuxfs_mounting.h"
 
 using namespace qmfi_pdk_4_4;
@@ -20,28 +19,21 @@ constexpr const char* mark = "linuxfs";
 }  // namespace
 
 int CLinuxFSPrivateData::getNodeState(kfi_blob* blob) {
-  std::string text = mark;
-  for (const std::string& word : {type, deviceName(), options, alternate}) text += " " + escapedWord(word);
-  blob->kb_buffer = static_cast<char*>(qmfi_alloc_buf(text.size() + 1));
-  if (blob->kb_buffer == nullptr) throw std::bad_alloc();
-  std::memcpy(blob->kb_buffer, text.c_str(), text.size() + 1);
-  blob->kb_length = text.size() + 1;
-  blob->kb_encoding = KFI_BLOB_TEXT;
+  putStateText(*blob, {mark, type, deviceName(), options, alternate});
   return CFI_STATUS_SUCCESS;
 }
 
 int CLinuxFSPrivateData::setNodeState(kfi_blob* blob) {
   if (blob->kb_encoding != KFI_BLOB_TEXT || blob->kb_length == 0) return CFI_STATUS_SUCCESS;
-  const std::string_view text(blob->kb_buffer, ::strnlen(blob->kb_buffer, blob->kb_length));
-  const std::vector<std::string_view> words = wordsOf(text);
+  const std::vector<std::string> words = stateTextOf(*blob);
   constexpr std::size_t wordCount = 5;
   if (words.size() != wordCount || words[0] != mark || !isLinuxFSType(words[1]) || !words[2].starts_with('/')) {
     throw CFiFailure(CFI_STATUS_FAILED, "MSG_LINUXFS_STATE", {getObjName()});
   }
   type = words[1];
-  addDevice(plainWord(words[2]));
-  options = plainWord(words[3]);
-  alternate = plainWord(words[4]);
+  addDevice(words[2]);
+  options = words[3];
+  alternate = words[4];
   return CFI_STATUS_SUCCESS;
 }
 

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "cfifailure.h"
+#include "cfitracedpluginbase.h"
 #include "support/pushed_messages.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -72,6 +74,35 @@ TEST_F(Failure, LeavesOtherExceptionsToTheLadder) {
 TEST_F(Failure, IsNoneWhereTheBodyAnswers) {
   EXPECT_EQ(answered([] { return 1088; }), 1088);
   EXPECT_THAT(pushed(), IsEmpty());
+}
+
+// A plug-in with one operation.
+class Probe : public CFiTracedPluginBase {
+ public:
+  int init() override { return CFI_STATUS_SUCCESS; }
+  void fini() override {}
+  int check(bool fails) const {
+    return operation("check", [&]() -> int {
+      if (fails) throw CFiFailure(CFI_STATUS_BUSY, "MSG_HELD", {"/mnt/a", "by somebody"});
+      return CFI_STATUS_SUCCESS;
+    });
+  }
+};
+
+TEST_F(Failure, OfATracedOperationIsInTheTraceAndAnsweredWithItsMessage) {
+  const TraceCapture capture;
+  Probe probe;
+  probe.registerTraceLog(capture.log());
+  EXPECT_EQ(probe.check(false), 0);
+  EXPECT_EQ(probe.check(true), 32);
+  EXPECT_THAT(withoutLineNumbers(capture.records()),
+              ElementsAre("L6 Entering Function check [line, pdk/include/cfitracelog.h]",
+                          "L6 Exiting Function check [line, pdk/include/cfitracelog.h]",
+                          "L6 Entering Function check [line, pdk/include/cfitracelog.h]",
+                          "L1 check failed: MSG_HELD /mnt/a by somebody ",
+                          "L6 Exiting Function check [line, pdk/include/cfitracelog.h]"));
+  ASSERT_EQ(pushed().size(), 1U);
+  EXPECT_EQ(pushed().front().id, "MSG_HELD");
 }
 
 }  // namespace
