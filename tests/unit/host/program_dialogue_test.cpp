@@ -96,8 +96,10 @@ TEST(ProgramDialogue, GivesUpAtTheDeadlineWhateverItsOwnStandardInputIs) {
   qmfi_system::Pipe pipe = qmfi_system::makePipe();
   dup2(pipe.readEnd.get(), STDIN_FILENO);
   pipe = {};
-  ProgramDialogue dialogue(shell("read word"), Errors::discarded);
+  ProgramDialogue dialogue(shell("exec sleep 1000"), Errors::discarded);
   EXPECT_EQ(dialogue.receive("\n", Clock::now()), ETIME);
+  const std::string moreThanThereIsRoomFor(1 << 24, 'x');
+  EXPECT_EQ(dialogue.send(moreThanThereIsRoomFor, Clock::now()), ETIME);
   dup2(before.get(), STDIN_FILENO);
 }
 
