@@ -76,7 +76,7 @@ std::vector<Stall> watch(const std::function<void()>& way, const Volumes& volume
   LiveWriters live(spreadOver(volumes, writers));
   std::this_thread::sleep_for(coolDown);
   way();
-  const auto stalls = live.stop();
+  auto stalls = live.stop();
   for (const Volume* volume : volumes) volume->clean();
   return stalls;
 }

@@ -26,7 +26,7 @@ constexpr std::size_t some = 64;
 constexpr std::size_t writersOfMany = 16;
 
 std::vector<bench::Stall> stallsOfASnapshot(const Volumes& volumes, Load load, std::size_t writers) {
-  const auto stalls = bench::watch([&] { bench::createSnapshot(bench::pathsOf(volumes)); }, volumes, load, writers);
+  auto stalls = bench::watch([&] { bench::createSnapshot(bench::pathsOf(volumes)); }, volumes, load, writers);
   bench::deleteSnapshot();
   return stalls;
 }

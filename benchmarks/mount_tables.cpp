@@ -47,7 +47,7 @@ std::string mountPoint(int number) {
 
 // A table of that many entries, each of a length that is common.
 std::string makeTable(const fs::path& directory, int entries) {
-  const std::string path = directory / ("table-" + std::to_string(entries));
+  std::string path = directory / ("table-" + std::to_string(entries));
   std::ofstream table(path);
   for (int number = 1; number <= entries; ++number) {
     table << "/dev/qm/dsk/group-" << number / 16 << "/volume-" << number << ' ' << mountPoint(number)
@@ -110,7 +110,7 @@ void compareLookUp(const std::string& what, const LookUp& look, double readGoal,
 int main(int count, char** words) {
   if (count != 4) return 2;
   const std::string kind = words[2];
-  const int entries = std::atoi(words[3]);
+  const int entries = std::stoi(words[3]);
   const Workshop workshop;
   if (kind == "file") {
     const std::string table = makeTable(workshop.path(), entries);

@@ -29,13 +29,13 @@ std::string optionsFor(std::size_t blobBytes) {
 }
 
 CFiPrivateDataSPtr makeNode(const CFiTraceLogSPtr& log) {
-  const CFiPrivateDataSPtr node(new CQmFSPrivateData(identifier("/srv/data"), false));
+  CFiPrivateDataSPtr node(new CQmFSPrivateData(identifier("/srv/data"), false));
   node->registerTraceLog(log);
   return node;
 }
 
 CFiPrivateDataSPtr makeFilledNode(const CFiTraceLogSPtr& log, const std::string& options) {
-  const CFiPrivateDataSPtr node = makeNode(log);
+  CFiPrivateDataSPtr node = makeNode(log);
   auto& state = static_cast<CQmFSPrivateData&>(*node);
   state.addSubObject(identifier(device));
   state.setMntOpts(options.c_str());

@@ -29,7 +29,7 @@ class LogDirectory : public TemporaryDirectory {
 };
 
 CFiTraceLogSPtr openLog(const LogDirectory& directory, int level) {
-  const CFiTraceLogSPtr log(true);
+  CFiTraceLogSPtr log(true);
   ACE_String_Base<char> place(directory.path().c_str());
   ACE_String_Base<char> second;
   log->initialize(ACE_String_Base<char>("ours"), place, second, level, false);

@@ -36,7 +36,7 @@ std::set<std::string> symbolsOf(const std::string& path, Symbols wanted) {
 
 TEST(Exports, AreThe77EntryPointsTheFourHelpersAndNothingElse) {
   const std::set<std::string> expected = {
-#define NAME(name, result, parameters) "qmfsfi_fi_pgn_" #name,
+#define NAME(name, result, parameters) std::string("qmfsfi_fi_pgn_") + #name,
       FOREIGN_ENTRY_POINTS(NAME)
 #undef NAME
 #define NAME(name, result, parameters) #name,

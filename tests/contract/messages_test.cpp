@@ -187,7 +187,7 @@ class LastError : public StartedPlugin {
     int length = -1;
     char* found = nullptr;
     EXPECT_EQ(plugin.get_locale_message(&length, record, locale, &found), 0);
-    const std::string copy = found != nullptr ? found : "null";
+    std::string copy = found != nullptr ? found : "null";
     EXPECT_EQ(static_cast<std::size_t>(length), copy.size());
     EXPECT_EQ(plugin.del_locale_message(&found), 0);
     EXPECT_EQ(found, nullptr);

@@ -211,7 +211,7 @@ class DeviceNames : public StartedPlugin {
     EXPECT_STREQ(paths != nullptr ? paths[0] : nullptr, "/mnt/a");
     if (paths != nullptr) framework.qmfi_free_buf(paths[0], 7);
     std::free(paths);
-    const auto commands = programs.commands();
+    auto commands = programs.commands();
     programs.forget();
     return commands;
   }

@@ -7,7 +7,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 const char* const device = "/dev/qm/dsk/dg1/vol1";
@@ -35,7 +34,7 @@ class NodeState : public StartedPlugin {
     EXPECT_EQ(plugin.process_providerstate(&domain, &blob, fetchState), 0);
     EXPECT_EQ(blob.kb_encoding, 1);
     if (blob.kb_buffer == nullptr) return "";
-    const std::string text = blob.kb_buffer;
+    std::string text = blob.kb_buffer;
     EXPECT_EQ(blob.kb_length, text.size() + 1);
     framework.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
     return text;
@@ -47,7 +46,7 @@ class NodeState : public StartedPlugin {
     EXPECT_EQ(plugin.subobj_list(&domain, &objects, &count), 0);
     std::vector<std::string> names;
     for (int i = 0; i < count; ++i) names.emplace_back(objects[i]->vid_name);
-    framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+    framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
     return names;
   }
 

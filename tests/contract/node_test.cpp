@@ -5,10 +5,8 @@
 
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 const char* const device = "/dev/qm/dsk/dg1/vol1";
 
@@ -28,7 +26,7 @@ class NodeInitialisation : public StartedPlugin {
     EXPECT_EQ(plugin.subobj_list(&domain, &objects, &count), 0);
     std::vector<std::string> names;
     for (int i = 0; i < count; ++i) names.emplace_back(objects[i]->vid_name);
-    framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+    framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
     return names;
   }
 
@@ -36,7 +34,7 @@ class NodeInitialisation : public StartedPlugin {
   std::string state(kfi_domain& domain) {
     kfi_blob blob{};
     EXPECT_EQ(plugin.process_providerstate(&domain, &blob, 1), 0);
-    const std::string text = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
+    std::string text = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
     framework.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
     return text;
   }

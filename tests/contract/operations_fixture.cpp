@@ -34,7 +34,7 @@ int OperationsTest::bringOnline(std::string device, char* mountPoint, char* opti
 std::string OperationsTest::stateOf(kfi_domain& node) {
   kfi_blob blob{};
   EXPECT_EQ(plugin.process_providerstate(&node, &blob, 1), 0);
-  const std::string text = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
+  std::string text = blob.kb_buffer != nullptr ? blob.kb_buffer : "";
   framework.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
   return text;
 }
@@ -45,7 +45,7 @@ std::vector<std::string> OperationsTest::subObjectsOf(kfi_domain& node) {
   EXPECT_EQ(plugin.subobj_list(&node, &objects, &count), 0);
   std::vector<std::string> names;
   for (int i = 0; i < count; ++i) names.emplace_back(objects[i]->vid_name);
-  framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(qmfi_objid*));
+  framework.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
   return names;
 }
 

@@ -82,7 +82,7 @@ std::vector<Call> OrdinaryArguments::nodeCalls() {
       {"subobj_list", "the device is handed out", 0,
        [this] {
          const int status = plugin.subobj_list(primary, &outObjects, &outNumber);
-         framework.qmfi_free_buf(outObjects, sizeof *outObjects);
+         framework.qmfi_free_buf(outObjects, sizeof(void*));
          return status;
        }},
       {"quiesce", "one node is frozen", 0, [this] { return plugin.quiesce(primary->fid_qnode, nullptr, 0, nullptr); }},

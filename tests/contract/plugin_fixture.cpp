@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 #include "build_tree.h"
@@ -63,7 +62,7 @@ void expectCaughtError(const std::vector<PushedMessage>& messages, const std::st
   const std::string rest = message.arguments.substr(what.size() + 2);
   EXPECT_TRUE(rest.starts_with("qmfs_")) << rest;
   EXPECT_NE(rest.find(".cpp, " + function + ", "), std::string::npos) << rest;
-  EXPECT_LT(0, std::atoi(rest.substr(rest.rfind(' ') + 1).c_str())) << rest;
+  EXPECT_LT(0, std::stoi(rest.substr(rest.rfind(' ') + 1))) << rest;
 }
 
 void LoadedPlugin::SetUp() {

@@ -3,9 +3,7 @@
 
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 const std::string DEVICE = "/dev/qm/dsk/dg/vol1";

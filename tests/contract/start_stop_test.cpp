@@ -11,7 +11,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using ::testing::StartsWith;
 using ::testing::UnorderedElementsAre;
 
 const char* const checkCommand = "/bin/rpm -qa  | /bin/grep KRIBqmfs";

@@ -128,7 +128,7 @@ int callSubObjects(Caller& caller) {
   const int status = qmfsfi_fi_pgn_subobj_list(caller.pool.pick<kfi_domain*>(), &objects, &count);
   require((objects != nullptr) == (count > 0), "a list has its count");
   for (int i = 0; i < count; ++i) require(objects[i]->vid_name != nullptr, "sub-objects have names");
-  qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+  qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
   return status;
 }
 

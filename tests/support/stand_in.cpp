@@ -41,21 +41,21 @@ void noteCall(const std::vector<std::string>& words) {
 }
 
 // The number behind "<base>." of an answer to a single call; 0 for any other file.
-int answerNumber(const std::string& file, const std::string& base) {
+long answerNumber(const std::string& file, const std::string& base) {
   const std::string lead = base + ".";
-  return file.starts_with(lead) ? std::atoi(file.c_str() + lead.size()) : 0;
+  return file.starts_with(lead) ? std::strtol(file.c_str() + lead.size(), nullptr, 10) : 0;
 }
 
 std::vector<std::string> takeAnswer(const std::string& program) {
   const std::string base = standInAnswerBase(program);
-  int lowest = 0;
+  long lowest = 0;
   for (const auto& entry : std::filesystem::directory_iterator(STAND_IN_DIRECTORY)) {
-    const int number = answerNumber(entry.path(), base);
+    const long number = answerNumber(entry.path(), base);
     if (number > 0 && (lowest == 0 || number < lowest)) lowest = number;
   }
   if (lowest == 0) return linesOf(base + ".always");
   const std::string path = base + "." + std::to_string(lowest);
-  const auto lines = linesOf(path);
+  auto lines = linesOf(path);
   std::filesystem::remove(path);
   return lines;
 }

@@ -281,7 +281,7 @@ TEST_F(ReplacementSession, GetsTheSnapshotsInABufferOfTheirNumber) {
   EXPECT_STREQ(objects[0]->vid_name, "/snap/a");
   EXPECT_STREQ(objects[1]->vid_name, "/snap/b");
   ASSERT_EQ(frameworkRecord().buffers.size(), 1u);
-  EXPECT_EQ(frameworkRecord().buffers[objects], 2 * sizeof *objects);
+  EXPECT_EQ(frameworkRecord().buffers[objects], 2 * sizeof(void*));
   EXPECT_THAT(importedCalls().identifierRequests(),
               ElementsAre(IdentifierRequest{"/snap/a", 8, 1}, IdentifierRequest{"/snap/b", 8, 1}));
   frameworkRecord().buffers.clear();

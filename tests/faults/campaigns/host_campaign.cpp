@@ -36,8 +36,9 @@ std::vector<std::string> namesOf(const std::vector<Conditions>& all) {
   std::vector<std::string> names;
   for (const Conditions& conditions : all) {
     std::string name;
-    for (const NamedCondition* condition : conditions)
+    for (const NamedCondition* condition : conditions) {
       name += (name.empty() ? "" : " and ") + std::string(condition->name);
+    }
     names.push_back(name);
   }
   return names;

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -62,7 +63,7 @@ int Campaign::finish() {
                                  {"form", quick() ? "quick" : "full"},
                                  {"cases", m_cases},
                                  {"failures", m_failures},
-                                 {"seconds", static_cast<std::uint64_t>(seconds * 10) / 10.0}};
+                                 {"seconds", std::floor(seconds * 10) / 10}};
   if (!m_options.only.empty()) line["only"] = m_options.only;
   for (const auto& [figure, number] : m_figures) line[figure] = number;
   std::printf("%s\n", line.dump().c_str());

@@ -45,7 +45,7 @@ std::string fetchState(Host& host, kfi_domain& node) {
   kfi_blob blob{};
   host.make("process_providerstate", [&] { return host.call.process_providerstate(&node, &blob, fetch); });
   if (blob.kb_buffer == nullptr) return {};
-  const std::string state = blob.kb_buffer;
+  std::string state = blob.kb_buffer;
   host.output(state);
   host.call.qmfi_free_buf(blob.kb_buffer, blob.kb_length);
   return state;
@@ -56,7 +56,7 @@ void listSubObjects(Host& host, kfi_domain& node) {
   int count = 0;
   host.make("subobj_list", [&] { return host.call.subobj_list(&node, &objects, &count); });
   for (int i = 0; i < count; ++i) host.output(objects[i]->vid_name);
-  host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof *objects);
+  host.call.qmfi_free_buf(objects, static_cast<std::size_t>(count) * sizeof(void*));
 }
 
 void askWhetherParent(Host& host, const std::string& device) {

@@ -80,8 +80,9 @@ void makeDisks(const std::string& folder) {
 Disks::Disks(const std::string& folder) {
   fs::remove_all(followers);
   fs::create_directories(copies);
-  for (const char* disk : {"/state", "/storage"})
+  for (const char* disk : {"/state", "/storage"}) {
     mustRun({"/bin/cp", "--sparse=always", folder + disk, followers + disk});
+  }
   m_state = openDisk(followers + "/state");
   m_storage = openDisk(followers + "/storage");
   m_stateBytes = fs::file_size(followers + "/state");

@@ -97,7 +97,7 @@ std::string race(const Descriptor& socket, AttackersTricks& tricks, const std::s
     poll(awaited.data(), awaited.size(), -1);
     if (awaited[0].revents != 0) return report + tricks.putBack();
     for (unsigned left = random() % mostAtOnce + 1; left > 0 && !isReadable(socket.get()); --left) {
-      const unsigned chosen = random() % (2 * static_cast<unsigned>(Trick::count));
+      const unsigned chosen = random() % (2UL * static_cast<unsigned>(Trick::count));
       const bool plays = chosen < static_cast<unsigned>(Trick::count);
       report += plays ? tricks.play(static_cast<Trick>(chosen)) : tricks.putBack();
     }

@@ -28,6 +28,7 @@ struct CallErrors {
 // prctl and arch_prctl, whose failures the C library takes for its own defects; wait4, whose errors come only to
 // callers that have asked for them by their handling of signals; rt_sigaction and rt_sigprocmask, which fail for wrong
 // arguments only. Those of them that are named have no errors here.
+// NOLINTNEXTLINE(readability-function-size): it is one list.
 const std::vector<CallErrors>& table() {
   static const std::vector<CallErrors> calls = {
       CALL(access, EACCES, EIO, ENOENT, ENOMEM, EROFS),

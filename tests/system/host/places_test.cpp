@@ -59,7 +59,7 @@ TEST_F(PlacesTest, OfProvidersThatOthersCanChangeAreRefused) {
 }
 
 TEST_F(PlacesTest, EveryFileOfAProviderHasToBeRoots) {
-  std::ofstream("/etc/qmfi/qmfsfi.conf", std::ios::app);
+  const std::ofstream settings("/etc/qmfi/qmfsfi.conf", std::ios::app);
   for (const std::string file :
        {"/usr/lib/qmfi/providers/libqmfsfi.so", "/usr/lib/qmfi/providers/qmfsfi.provider", "/etc/qmfi/qmfsfi.conf",
         "/usr/share/qmfi/catalogs/qmfsfi/de.res", "/usr/share/qmfi/catalogs/qmfi/de.res"}) {

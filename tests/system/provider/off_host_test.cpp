@@ -83,10 +83,10 @@ TEST(OffHost, ASnapshotOfOneMachineIsImportedReadAndDeportedByAnother) {
   const Storage storage;
   ASSERT_TRUE(storage.ready());
   ASSERT_EQ(setenv("QMFS_BUILD_DIR", QMFI_BINARY_DIR, 1), 0);
+  const std::string testbed = QMFI_SOURCE_DIR "/testbed/qmfs-testbed";
+  const std::string program = QMFI_BINARY_DIR "/bin/off_host_machine";
   const auto machine = [&](const std::string& volume, const std::string& role) {
-    return std::vector<std::string>{
-        QMFI_SOURCE_DIR "/testbed/qmfs-testbed", "--pool", storage.path(), "--volume", volume, "--",
-        QMFI_BINARY_DIR "/bin/off_host_machine", role};
+    return std::vector<std::string>{testbed, "--pool", storage.path(), "--volume", volume, "--", program, role};
   };
   Machine exporter(machine("data:320M:/mnt/data", "export"));
   ASSERT_EQ(exporter.line(), "ready");

@@ -28,6 +28,7 @@ using testing::StartsWith;
 
 const std::string launcher = QMFI_SOURCE_DIR "/testbed/qmfs-testbed";
 const std::string scratch = QMFI_BINARY_DIR "/tests/system/testbed/scratch";
+const std::string holdFrozen = QMFI_BINARY_DIR "/bin/testbed_hold_frozen";
 
 // Begins the name of every volume here, so that what belongs to these testbeds can be told from what others run
 // meanwhile.
@@ -315,9 +316,8 @@ TEST_F(Launcher, TakesDownWhatIsFrozenBehindTheDriversBack) {
 TEST_F(Launcher, TakesDownWhatIsFrozenAndNoLongerInTheMountTable) {
   const std::string marker = scratch + "/ready";
   EXPECT_EQ(launch({"--volume", mounted("a"), "--", "/bin/sh", "-c",
-                    QMFI_BINARY_DIR "/bin/testbed_hold_frozen"
-                                    " " +
-                        marker + " /mnt/a & while ! test -e " + marker + "; do sleep 0.01; done; umount -l /mnt/a"})
+                    holdFrozen + " " + marker + " /mnt/a & while ! test -e " + marker +
+                        "; do sleep 0.01; done; umount -l /mnt/a"})
                 .status,
             0);
   fs::remove(marker);
@@ -335,8 +335,8 @@ class LauncherHit : public Launcher, public testing::WithParamInterface<Blow> {}
 
 TEST_P(LauncherHit, TakesEverythingDown) {
   const std::string marker = scratch + "/ready";
-  RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
-                           QMFI_BINARY_DIR "/bin/testbed_hold_frozen", marker, "/mnt/a", "/mnt/b"});
+  RunningLauncher running(
+      {"--volume", mounted("a"), "--volume", mounted("b"), "--", holdFrozen, marker, "/mnt/a", "/mnt/b"});
   const Watched itsEnd(running.pid());
   while (!fs::exists(marker) && !itsEnd.hasEnded()) std::this_thread::yield();
   ASSERT_TRUE(fs::exists(marker));
@@ -367,8 +367,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Launcher, TakesEverythingDownWhenKilledAtAnyMoment) {
   for (int delay = 0; delay < 200; delay += 7) {
-    RunningLauncher running({"--volume", mounted("a"), "--volume", mounted("b"), "--",
-                             QMFI_BINARY_DIR "/bin/testbed_hold_frozen", "/tmp/ready", "/mnt/a", "/mnt/b"});
+    RunningLauncher running(
+        {"--volume", mounted("a"), "--volume", mounted("b"), "--", holdFrozen, "/tmp/ready", "/mnt/a", "/mnt/b"});
     std::this_thread::sleep_for(std::chrono::milliseconds(delay));  // the moment is what varies, nothing is waited for
     const pid_t inner = childOf(running.pid());
     const Watched supervisor(inner == 0 ? running.pid() : inner);

@@ -4,16 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "failure/host_error.h"
 #include "support/temporary_directory.h"
 #include "system/program.h"
 
 namespace qmfi_host {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::size_t size = std::size_t{16} << 20;
 

@@ -36,7 +36,7 @@ class FreezeHooksTest : public testing::Test {
  protected:
   // A program that runs in the directory of the test.
   std::string program(const std::string& name, const std::string& script) {
-    const std::string path = m_directory.file(name);
+    std::string path = m_directory.file(name);
     std::ofstream(path) << "#!/bin/sh\ncd '" << m_directory.path() << "'\n" << script << "\n";
     fs::permissions(path, fs::perms::owner_all);
     return path;

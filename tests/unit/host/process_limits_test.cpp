@@ -39,8 +39,7 @@ TEST(LastToBeEnded, IsSoAsLongAsItLives) {
 
 TEST(LastToBeEnded, ChangesNothingWhereThatCannotBeRead) {
   const TemporaryDirectory directory;
-  const std::string score = directory.path() + "/score";
-  std::ofstream{score};
+  const std::string score = directory.write("score", "");
   { const LastToBeEnded last(score.c_str()); }
   { const LastToBeEnded last("/none"); }
   EXPECT_EQ(textOf(score), "");

@@ -11,7 +11,6 @@
 namespace qmfi_host {
 namespace {
 
-using testing::HasSubstr;
 using testing::StartsWith;
 using testing::ThrowsMessage;
 

@@ -237,8 +237,8 @@ TEST_F(SettingsFilesTest, ThatAreNoTomlNameTheLine) {
 
 TEST_F(SettingsFilesTest, ThatAreNoFilesOrTooLargeAreRefused) {
   const std::string way = "; make it a file that root can read, of at most 64 KiB";
-  EXPECT_THAT(errorsIn(std::string(64 * 1024 + 1, '#')), ElementsAre(": cannot be read: File too large" + way));
-  EXPECT_THAT(errorsIn(std::string(64 * 1024, '#')), IsEmpty());
+  EXPECT_THAT(errorsIn(std::string(64UL * 1024 + 1, '#')), ElementsAre(": cannot be read: File too large" + way));
+  EXPECT_THAT(errorsIn(std::string(64UL * 1024, '#')), IsEmpty());
   std::filesystem::remove(m_file);
   ASSERT_EQ(mkfifo(m_file.c_str(), S_IRUSR), 0);
   EXPECT_THAT(behindFile(read().errors), ElementsAre(": cannot be read: it is no regular file" + way));

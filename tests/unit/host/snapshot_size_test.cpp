@@ -12,7 +12,7 @@ namespace {
 using testing::ThrowsMessage;
 
 TEST(SnapshotSize, IsAPartOfTheVolumeOrBytes) {
-  constexpr std::uint64_t volume = 100 * 4096;
+  constexpr std::uint64_t volume = 100UL * 4096;
   const struct {
     const char* text;
     std::uint64_t extents;

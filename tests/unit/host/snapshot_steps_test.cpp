@@ -23,7 +23,6 @@ namespace qmfi_host {
 namespace {
 
 using testing::ElementsAre;
-using testing::Eq;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
 

@@ -13,7 +13,6 @@
 namespace qmfi_host {
 namespace {
 
-using testing::HasSubstr;
 using testing::ThrowsMessage;
 
 SnapshotNode makeNode(const std::string& mountPoint) {

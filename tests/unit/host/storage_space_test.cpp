@@ -83,7 +83,7 @@ TEST(BytesText, HasOneDecimalAndAUnitThatLeavesFewDigits) {
     const char* text;
   } cases[] = {{0, "0.0 KiB"},
                {512, "0.5 KiB"},
-               {1023 * 1024, "1023.0 KiB"},
+               {1023UL * 1024, "1023.0 KiB"},
                {mebibyte, "1.0 MiB"},
                {1536 * mebibyte, "1.5 GiB"},
                {mebibyte << 20, "1.0 TiB"},

@@ -64,7 +64,7 @@ TEST(ProcessOwned, IsLeftAsItIsByAForkedChild) {
 
 struct Counted : virtual CFiRefCount {
   Counted() { ++living; }
-  ~Counted() { --living; }
+  ~Counted() override { --living; }
   static int living;
 };
 

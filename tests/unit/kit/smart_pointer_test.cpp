@@ -211,11 +211,11 @@ TEST(SmartPointer, MovedCountChangesHands) {
   int deaths = 0;
   Pointer first(new Counted(&deaths));
   Pointer second(std::move(first));
-  EXPECT_FALSE(first);
+  EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): it says what it has left.
   EXPECT_EQ(second->getCount(), 1);
   Pointer third(new Counted(&deaths));
   third = std::move(second);
-  EXPECT_FALSE(second);
+  EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): as above.
   EXPECT_EQ(third->getCount(), 1);
   EXPECT_EQ(deaths, 1);
   Pointer& same = third;

@@ -162,7 +162,7 @@ class TinySessions : public TinyProvider {
         EXPECT_EQ(m_objects[i]->vid_kind, 1);
         m_names.emplace_back(m_objects[i]->vid_name);
       }
-      qmfi_free_buf(m_objects, static_cast<std::size_t>(m_count) * sizeof *m_objects);
+      qmfi_free_buf(m_objects, static_cast<std::size_t>(m_count) * sizeof(void*));
     }
     return status;
   }
@@ -211,7 +211,7 @@ TEST_F(TinySessions, MakeTakesASingleNode) {
   ASSERT_EQ(count, 1);
   EXPECT_STREQ(objects[0]->vid_name, "/snap/a");
   EXPECT_EQ(objects[0]->vid_length, 7U);
-  qmfi_free_buf(objects, sizeof *objects);
+  qmfi_free_buf(objects, sizeof(void*));
 }
 
 TEST_F(TinySessions, NodeThatTheSessionDoesNotKnowAddsNothing) {
@@ -458,7 +458,7 @@ TEST_F(TinySessionsLackingNodes, NeedNoNameForMake) {
   EXPECT_EQ(m_plugin->fi_pgn_make(nullptr, session(), list, 1, &objects, &count), 0);
   ASSERT_EQ(count, 1);
   EXPECT_STREQ(objects[0]->vid_name, "/snap/a");
-  qmfi_free_buf(objects, sizeof *objects);
+  qmfi_free_buf(objects, sizeof(void*));
 }
 
 TEST_F(TinySessions, AnswerOfTheProviderComesBeforeTheCheckOfWhatTheSessionNeeds) {

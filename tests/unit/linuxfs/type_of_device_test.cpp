@@ -19,7 +19,7 @@ class TypeOfDeviceTest : public testing::Test {
  protected:
   // A file with what the system's own program makes of it.
   std::string formatted(const std::string& program, std::uintmax_t megabytes) const {
-    const std::string file = m_directory.write("device", "");
+    std::string file = m_directory.write("device", "");
     fs::resize_file(file, megabytes << 20);
     EXPECT_EQ(qmfi_system::captureProgram({{program, "-q", file}, {"PATH=/usr/sbin:/usr/bin"}}).exitStatus, 0);
     return file;

@@ -157,8 +157,8 @@ TEST_F(MountTable, EmptyTableHasNothing) {
 }
 
 TEST_F(MountTable, ReadsLinesOfAnyLength) {
-  const std::string longOptions(100 * 1024, 'o');
-  const std::string longPath = "/" + std::string(100 * 1024, 'p');
+  const std::string longOptions(100UL * 1024, 'o');
+  const std::string longPath = "/" + std::string(100UL * 1024, 'p');
   write("/dev/a /a qmfs " + longOptions + " 0 0\n/dev/b " + longPath + " qmfs rw 0 0\n/dev/c /c qmfs ro 0 0\n");
   EXPECT_EQ(byMountPoint("/a"), found("/dev/a", longOptions));
   EXPECT_EQ(byMountPoint(longPath.c_str()), found("/dev/b", "rw"));

@@ -10,8 +10,6 @@
 
 #include "qmfs_plugin.h"
 
-extern std::vector<std::string> m_vecCfsMountPoints;
-
 namespace {
 
 using testing::ElementsAre;

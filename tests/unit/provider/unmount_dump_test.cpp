@@ -29,7 +29,7 @@ std::string describe(const struct stat& status) {
 
 TEST_F(UnmountDump, DescribesDeviceMountPointUsersAndMountedFileSystems) {
   const TemporaryDirectory directory;
-  const std::string path = directory.path();
+  const std::string& path = directory.path();
   struct stat mountPoint {};
   struct stat device {};
   ASSERT_EQ(::stat(path.c_str(), &mountPoint), 0);

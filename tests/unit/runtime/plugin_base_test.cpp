@@ -277,7 +277,7 @@ TEST_F(PluginBaseTest, HandsOutTheSubObjectsOfANode) {
   ASSERT_EQ(count, 2);
   EXPECT_EQ(objects[0], first);
   EXPECT_EQ(objects[1], second);
-  qmfi_free_buf(objects, 2 * sizeof *objects);
+  qmfi_free_buf(objects, 2 * sizeof(void*));
 }
 
 TEST_F(PluginBaseTest, RefusesSubObjectsWithoutPrivateDataOrAPlace) {

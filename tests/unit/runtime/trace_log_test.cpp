@@ -21,7 +21,6 @@ namespace {
 
 using namespace qmfi_pdk_4_4;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 mode_t modeOf(const std::string& path) {
   struct stat status {};
@@ -53,6 +52,7 @@ TEST_F(TraceLogTest, WritesARecordWithTimeNumbersLevelAndText) {
   int process = 0;
   int thread = 0;
   int end = -1;
+  // NOLINTNEXTLINE(cert-err34-c): the numbers are compared below.
   ASSERT_EQ(sscanf(content.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%6dZ %d.%d L3 %n", &time.tm_year, &time.tm_mon,
                    &time.tm_mday, &time.tm_hour, &time.tm_min, &time.tm_sec, &microseconds, &process, &thread, &end),
             9);

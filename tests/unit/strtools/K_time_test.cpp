@@ -100,7 +100,7 @@ TEST(TimeConversion, GmtimeFillsTheCallersRecordAndReturnsIt) {
 TEST(TimeConversion, LocaltimeFillsTheCallersRecordInTheLocalZone) {
   const LocalZone zone;
   for (const Instant& instant : instants) {
-    const std::time_t threeHoursBefore = instant.seconds - 3 * 3600;
+    const std::time_t threeHoursBefore = instant.seconds - 3L * 3600;
     std::tm result{};
     EXPECT_EQ(K_localtime(&threeHoursBefore, &result), &result);
     expectSameTime(result, brokenDown(instant), instant.seconds);
@@ -160,7 +160,7 @@ TEST(TimeText, AsctimeWritesTheBrokenDownTime) {
 TEST(TimeText, CtimeWritesLocalTime) {
   const LocalZone zone;
   for (const Instant& instant : instants) {
-    const std::time_t threeHoursBefore = instant.seconds - 3 * 3600;
+    const std::time_t threeHoursBefore = instant.seconds - 3L * 3600;
     char buffer[26];
     ASSERT_EQ(K_ctime(&threeHoursBefore, buffer, sizeof buffer), buffer);
     EXPECT_STREQ(buffer, instant.text);

@@ -41,7 +41,7 @@ TEST(Descriptor, GivesAwayWhatItOwns) {
   const int fd = openNull();
   Descriptor first(fd);
   Descriptor second(std::move(first));
-  EXPECT_FALSE(first.valid());
+  EXPECT_FALSE(first.valid());  // NOLINT(bugprone-use-after-move): it says what it has left.
   EXPECT_EQ(second.get(), fd);
   EXPECT_TRUE(isOpen(fd));
 }

@@ -52,7 +52,7 @@ TEST_F(SmallFile, MayBeOneOfTheKernelThatTellsNoSize) {
   const std::string expected = fs::read_symlink("/proc/self/exe").string();
   const auto text = readSmallFile("/proc/self/cmdline");
   ASSERT_TRUE(text);
-  EXPECT_EQ(fs::canonical(std::string(text->c_str())), expected);
+  EXPECT_EQ(fs::canonical(text->c_str()), expected);
   EXPECT_EQ(text->back(), '\0');
 }
 
