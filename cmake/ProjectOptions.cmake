@@ -52,7 +52,7 @@ if(QMFI_COVERAGE)
   add_link_options(-fprofile-instr-generate)
 endif()
 
-option(QMFI_FUZZ "Build the fuzz targets instead of the other tests; needs clang" OFF)
+option(QMFI_FUZZ "Have the fuzz targets beside the other tests; needs clang" OFF)
 if(QMFI_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -12,7 +12,7 @@
 #include "cfitracelog.h"
 #include "stand_in_machine.h"
 
-// NOLINTBEGIN(readability-identifier-naming): the linker's names for calls and for what they called.
+// The linker's names for calls and for what they called.
 extern "C" {
 
 int __real_open64(const char* path, int flags, ...);
@@ -83,7 +83,6 @@ int posix_spawn(pid_t*, const char*, const posix_spawn_file_actions_t*, const po
   return EPERM;
 }
 }
-// NOLINTEND(readability-identifier-naming)
 
 namespace qmfi_pdk_4_4 {
 

@@ -122,7 +122,6 @@ bool leakSanitizerFindsLeaks() {
 
 // The loader keeps some of its memory where LeakSanitizer does not look; it knows that memory by who asked for it,
 // which is this file now. A test may have a list of its own in place of this one.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the leak detector asks for this name.
 extern "C" [[gnu::weak]] const char* __lsan_default_suppressions() {
   return "leak:_dl_map_object_deps\n";
 }

@@ -78,7 +78,7 @@ std::string textAt(pid_t process, std::uint64_t address) {
     std::array<char, page> piece{};
     const std::size_t size = page - (address + text.size()) % page;
     const iovec local{piece.data(), size};
-    const iovec remote{reinterpret_cast<void*>(address + text.size()), size};  // NOLINT: an address over there
+    const iovec remote{reinterpret_cast<void*>(address + text.size()), size};  // an address over there
     const ssize_t count = process_vm_readv(process, &local, 1, &remote, 1, 0);
     if (count <= 0) return text;
     const char* const end = std::find(piece.data(), piece.data() + count, '\0');

@@ -37,7 +37,7 @@ int options() {
 
 long request(enum __ptrace_request name, pid_t pid, std::uintptr_t address, std::uintptr_t data) {
   // The two are typed pointers and are numbers.
-  return ptrace(name, pid, reinterpret_cast<void*>(address), reinterpret_cast<void*>(data));  // NOLINT
+  return ptrace(name, pid, reinterpret_cast<void*>(address), reinterpret_cast<void*>(data));
 }
 
 sigset_t childSignal() {

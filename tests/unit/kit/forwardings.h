@@ -15,7 +15,6 @@ class Address {
   explicit Address(std::uintptr_t address) : m_address(address) {}
   template <typename T>
   operator T*() const {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): nobody follows it.
     return reinterpret_cast<T*>(m_address);
   }
 

@@ -15,7 +15,6 @@
 #include "support/temporary_directory.h"
 
 // What cannot give its count back is kept for ever, so leaks of what these tests make are not reported.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the leak detector asks for this name.
 extern "C" const char* __lsan_default_suppressions() {
   return "leak:frame_mutex_test.cpp\n";
 }

@@ -8,7 +8,6 @@
 #include "tiny_fixture.h"
 
 // What cannot give its count back is kept for ever, also beyond its library, so the program is not looked at for leaks.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the leak detector asks for this name.
 extern "C" int __lsan_is_turned_off() {
   return 1;
 }

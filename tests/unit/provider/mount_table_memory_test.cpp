@@ -29,7 +29,6 @@ bool fails(Allocation allocation) {
 // The linker directs the look-ups' calls of the functions without "__wrap_" to these.
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker asks for these names.
 char* __real_strdup(const char* text);
 char* __wrap_strdup(const char* text) {
   return fails(Allocation::stringCopy) ? nullptr : __real_strdup(text);
@@ -63,7 +62,6 @@ ssize_t __wrap___getdelim(char** line, std::size_t* size, int delimiter, std::FI
   }
   return __real___getdelim(line, size, delimiter, stream);
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 }
 
 namespace {

@@ -5,7 +5,6 @@
 
 // AddressSanitizer does not see a cancelled thread's frames unwound. Where it keeps their variables elsewhere, the
 // guards that it has put around these do not stay on the stack.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the sanitizer asks for this name.
 extern "C" const char* __asan_default_options() {
   return "detect_stack_use_after_return=1";
 }
