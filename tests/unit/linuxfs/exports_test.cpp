@@ -156,6 +156,8 @@ TEST_F(LinuxFSExports, RefuseWhatIsMissingWithAMessage) {
        [&] { return m_plugin->fi_pgn_deport_tree(nullptr, &m_unnamed, nullptr); }},
       {"state", 3, needs("node"),
        [&] { return m_plugin->fi_pgn_process_providerstate(&m_unnamed, &blob, KFI_PROVIDERSTATE_FETCH); }},
+      {"state without a blob", 3, needs("blob"),
+       [&] { return m_plugin->fi_pgn_process_providerstate(&m_root, nullptr, KFI_PROVIDERSTATE_FETCH); }},
       {"no state", 6, "What is kept of /proc was not written by this provider.",
        [&] { return m_plugin->fi_pgn_process_providerstate(&m_root, nullptr, KFI_PROVIDERSTATE_STORE); }},
       {"disable", 6, needs("list of nodes"), [&] { return m_plugin->fi_pgn_disable_access(nullptr, 0); }},
