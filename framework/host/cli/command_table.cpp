@@ -16,6 +16,8 @@ constexpr std::array groups = {
 
 constexpr std::array commands = {
     CommandEntry{"provider", "show", "Show what the providers say of themselves", makeProviderShow},
+    CommandEntry{"provider", "verify", "Examine a provider's library: does it what the contract says",
+                 makeProviderVerify},
     CommandEntry{"", "claim", "Ask the providers whether paths are their mounted file systems", makeClaim},
     CommandEntry{"snapshot", "create", "Take a snapshot of file systems, all at the same moment", makeSnapshotCreate},
     CommandEntry{"snapshot", "plan", "Tell what a snapshot would be, and what is in the way; changes nothing",

@@ -32,6 +32,7 @@ std::unique_ptr<Command> makeConfigShow();
 std::unique_ptr<Command> makeDoctor();
 std::unique_ptr<Command> makeExplain();
 std::unique_ptr<Command> makeProviderShow();
+std::unique_ptr<Command> makeProviderVerify();
 std::unique_ptr<Command> makeRecover();
 std::unique_ptr<Command> makeResourceFormat();
 std::unique_ptr<Command> makeResourceOnline();

@@ -247,7 +247,8 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "The snapshot providers"
        " Usage: qmfi provider [OPTIONS] SUBCOMMAND"
        " Options: -h,--help Print this help message and exit"
-       " Subcommands: show Show what the providers say of themselves"},
+       " Subcommands: show Show what the providers say of themselves verify Examine a provider's library: does it what "
+       "the contract says"},
       {{"snapshot"},
        "Snapshots of mounted file systems"
        " Usage: qmfi snapshot [OPTIONS] SUBCOMMAND"

@@ -1,0 +1,58 @@
+// A provider by its file's name.
+#include "conformance/subject.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "cfimounttable.h"
+#include "failure/host_error.h"
+#include "provider/trusted_files.h"
+
+namespace qmfi_host {
+
+namespace {
+
+// "lib<name>.so"; empty for any other file name.
+std::string providerNameOf(const std::string& file) {
+  constexpr std::size_t prefix = 3;
+  constexpr std::size_t suffix = 3;
+  if (file.size() <= prefix + suffix || !file.starts_with("lib") || !file.ends_with(".so")) return {};
+  std::string name = file.substr(prefix, file.size() - prefix - suffix);
+  const bool isPlain = std::all_of(name.begin(), name.end(), [](unsigned char character) {
+    return std::isalnum(character) != 0 || character == '_';
+  });
+  return isPlain ? name : std::string();
+}
+
+FileSystemPlace placeOf(const std::string& mountPoint, const ProviderDescriptor& descriptor) {
+  const std::optional<qmfi_pdk_4_4::CFiMount> mount = qmfi_pdk_4_4::wholeMountOn(mountPoint);
+  const std::string device = mount ? qmfi_pdk_4_4::devicePathOf(*mount) : std::string();
+  if (device.empty()) {
+    throw HostError(ExitStatus::notFound, "no file system of a device is mounted on " + mountPoint).about(mountPoint);
+  }
+  return {mountPoint, device, descriptor.freezeRequest, descriptor.thawRequest};
+}
+
+}  // namespace
+
+Subject subjectOf(const std::filesystem::path& library, const std::vector<std::string>& mountPoints) {
+  if (!std::filesystem::exists(library)) {
+    throw HostError(ExitStatus::notFound, "there is no library " + library.string()).about(library);
+  }
+  Subject subject{.library = std::filesystem::canonical(library)};
+  subject.name = providerNameOf(library.filename());
+  if (subject.name.empty()) {
+    throw UsageError("\"" + library.filename().string() +
+                     "\" is not what the library of a provider is called: lib and the provider's name, a word of "
+                     "letters, digits and _, and .so");
+  }
+  try {
+    subject.descriptor = readDescriptor(descriptorOf(subject.library.parent_path(), subject.name));
+  } catch (const HostError& error) {
+    subject.descriptorFault = error.what();
+  }
+  for (const std::string& mountPoint : mountPoints) subject.places.push_back(placeOf(mountPoint, subject.descriptor));
+  return subject;
+}
+
+}  // namespace qmfi_host
