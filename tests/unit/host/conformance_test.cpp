@@ -75,6 +75,11 @@ TEST_F(Conformance, AProviderThatHandsOnToItPassesWithoutAFault) {
   EXPECT_THAT(failedIn(examined(broken("none"), allConformanceCases())), IsEmpty());
 }
 
+TEST_F(Conformance, TheTemplatePasses) {
+  const EnvironmentVariable catalogs("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/template/catalogs");
+  EXPECT_THAT(failedIn(examined(QMFI_BINARY_DIR "/template/libsamplefi.so", allConformanceCases())), IsEmpty());
+}
+
 struct PlantedFault {
   const char* name;
   const char* caughtBy;
