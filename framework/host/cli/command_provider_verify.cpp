@@ -3,11 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/written_file.h"
 #include "conformance/conformance_report.h"
 #include "failure/host_error.h"
 #include "provider/trusted_files.h"
@@ -61,7 +61,7 @@ class ProviderVerify : public Command {
                           .told = [&](const CaseResult& result) { tell(settings, out, result); }});
     if (settings.json) out << jsonDocument(jsonOfReport(subject, results));
     if (!settings.json) printSummary(out, results);
-    if (m_junitFile) writeJunit(subject, results);
+    if (m_junitFile) writeAskedFile("the report", *m_junitFile, junitOfReport(subject, results));
     return hasVerdict(results, Verdict::failed) ? ExitStatus::failed : ExitStatus::done;
   }
 
@@ -81,13 +81,6 @@ class ProviderVerify : public Command {
   static void tell(const Settings& settings, std::ostream& out, const CaseResult& result) {
     if (!settings.json && result.verdict == Verdict::failed) printCase(out, result);
     out.flush();
-  }
-
-  void writeJunit(const Subject& subject, const std::vector<CaseResult>& results) const {
-    std::ofstream file(*m_junitFile);
-    file << junitOfReport(subject, results);
-    if (!file.flush())
-      throw systemErrorOfNamed("the report " + *m_junitFile + " cannot be written").about(*m_junitFile);
   }
 
   std::string m_library;

@@ -1,8 +1,10 @@
-// qmfi snapshot show SNAPSHOT
+// qmfi snapshot show SNAPSHOT [--timeline FILE]
 #include "cli/command_session.h"
 #include "cli/command_table.h"
 #include "cli/present_status.h"
 #include "cli/snapshot_output.h"
+#include "cli/timeline_picture.h"
+#include "cli/written_file.h"
 
 namespace qmfi_host {
 
@@ -12,10 +14,12 @@ class SnapshotShow : public Command {
  public:
   void declare(CommandOptions& options) override {
     options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
+    options.text("--timeline", m_timeline, "FILE", "Draws when each file system was frozen into this file, as SVG");
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     const SnapshotStatus snapshot = presentStatus(settings, requireSnapshot(openState(settings), m_snapshot));
+    if (m_timeline) writeAskedFile("the picture", *m_timeline, timelineOf(snapshot.snapshot));
     if (settings.json) {
       printJson(out, snapshot);
     } else {
@@ -26,6 +30,7 @@ class SnapshotShow : public Command {
 
  private:
   std::string m_snapshot;
+  std::optional<std::string> m_timeline;
 };
 
 }  // namespace

@@ -14,7 +14,15 @@ namespace qmfi_host {
 
 namespace {
 
-std::string utcTime(FreezeReceipt::Time time) {
+// The file system of a position; nothing where the receipt has none.
+const FileSystemReceipt* fileSystemAt(const Snapshot& snapshot, std::size_t position) {
+  if (!snapshot.receipt || position >= snapshot.receipt->fileSystems.size()) return nullptr;
+  return &snapshot.receipt->fileSystems[position];
+}
+
+}  // namespace
+
+std::string exactUtcTime(FreezeReceipt::Time time) {
   const auto whole = std::chrono::floor<std::chrono::seconds>(time);
   const std::time_t seconds = whole.time_since_epoch().count();
   std::tm utc{};
@@ -25,14 +33,6 @@ std::string utcTime(FreezeReceipt::Time time) {
   std::snprintf(fraction.data(), fraction.size(), ".%06dZ", static_cast<int>((time - whole).count()));
   return std::string(text.data()) + fraction.data();
 }
-
-// The file system of a position; nothing where the receipt has none.
-const FileSystemReceipt* fileSystemAt(const Snapshot& snapshot, std::size_t position) {
-  if (!snapshot.receipt || position >= snapshot.receipt->fileSystems.size()) return nullptr;
-  return &snapshot.receipt->fileSystems[position];
-}
-
-}  // namespace
 
 Json receiptJson(const Snapshot& snapshot) {
   if (!snapshot.receipt) return {};
@@ -47,8 +47,8 @@ Json receiptJson(const Snapshot& snapshot) {
     fileSystems.push_back(std::move(json));
   }
   return {{"level", levelName(levelOf(receipt))},
-          {"begin", utcTime(receipt.begin)},
-          {"end", utcTime(receipt.end)},
+          {"begin", exactUtcTime(receipt.begin)},
+          {"end", exactUtcTime(receipt.end)},
           {"since_start_us", receipt.sinceStart.count()},
           {"split_began_us", receipt.splitBegan.count()},
           {"split_ended_us", receipt.splitEnded.count()},

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>
+#include <string>
 
 #include "state/snapshot.h"
 
@@ -12,6 +13,9 @@ namespace qmfi_host {
 // "level", the beginning and the end of the window, its moments in microseconds from the beginning, and
 // "file_systems" with those of each; null where there is no receipt.
 nlohmann::ordered_json receiptJson(const Snapshot& snapshot);
+
+// A moment of the world's time: "2026-11-22T01:30:00.250113Z".
+std::string exactUtcTime(FreezeReceipt::Time time);
 
 // A line with the level; nothing without a receipt.
 void printLevel(std::ostream& out, const Snapshot& snapshot);

@@ -16,6 +16,7 @@
 
 #include "host_fixture.h"
 #include "support/mount_lines.h"
+#include "support/temporary_directory.h"
 #include "support/text_file.h"
 #include "support/writer.h"
 #include "system/pipe.h"
@@ -601,6 +602,24 @@ TEST_F(SnapshotTest, WhoseDevicesAreGoneAsAfterARestartIsMountedAgainAndDeleted)
   fs::remove("/dev/qm/rdsk/dg1/a-" + snapshot.id);
   EXPECT_EQ(qmfi({"snapshot", "mount", snapshot.id}).status, 0);
   EXPECT_EQ(textOf(snapshot.nodes[0].alternate + "/file"), "before /mnt/a");
+  remove(snapshot);
+}
+
+TEST_F(SnapshotTest, ItsFreezeIsDrawnIntoAFile) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.file("freeze.svg");
+  const Snapshot snapshot = create({"/mnt/a", "/mnt/b"});
+  const std::string shown = qmfi({"snapshot", "show", snapshot.id}).output;
+  EXPECT_EQ(qmfi({"snapshot", "show", snapshot.id, "--timeline", file}).output, shown);
+  const std::string picture = directory.read("freeze.svg");
+  EXPECT_THAT(picture, HasSubstr("<svg xmlns=\"http://www.w3.org/2000/svg\""));
+  EXPECT_THAT(picture, HasSubstr(">/mnt/a</text>"));
+  EXPECT_THAT(picture, HasSubstr(">/mnt/b</text>"));
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+
+  const auto outcome = qmfi({"snapshot", "show", snapshot.id, "--timeline", "/no/such/freeze.svg"});
+  EXPECT_EQ(outcome.status, 4);
+  EXPECT_EQ(outcome.output, "qmfi: the picture /no/such/freeze.svg cannot be written: No such file or directory\n");
   remove(snapshot);
 }
 

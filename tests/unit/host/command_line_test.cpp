@@ -319,7 +319,8 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "Show one snapshot"
        " Usage: qmfi snapshot show [OPTIONS] SNAPSHOT"
        " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
-       " Options: -h,--help Print this help message and exit"},
+       " Options: -h,--help Print this help message and exit --timeline FILE Draws when each file system was frozen "
+       "into this file, as SVG"},
       {{"snapshot", "delete"},
        "Unmount snapshots and remove them"
        " Usage: qmfi snapshot delete [OPTIONS] SNAPSHOT..."
