@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "failure/host_error.h"
+#include "snapshot/alternate_directories.h"
 #include "system/loop_device.h"
 #include "volume/loop_device.h"
 
@@ -29,8 +30,15 @@ bool isOnDeviceOf(const SnapshotNode& node, dev_t device) {
   return !isLoop || loopDeviceOver(path, node.volume.snapshotFile).has_value();
 }
 
-bool isPartOf(const SnapshotNode& node, const std::string& path, std::optional<dev_t> device) {
-  if (path == node.alternate || path.starts_with(node.alternate + "/")) return true;
+bool isWithin(const std::string& directory, const std::string& path) {
+  return path == directory || path.starts_with(directory + "/");
+}
+
+bool isPartOf(const Snapshot& snapshot, const SnapshotNode& node, const std::string& path,
+              std::optional<dev_t> device) {
+  if (isWithin(node.alternate, path)) return true;
+  const bool hasDirectory = isInOwnDirectory(snapshot, snapshot.nodes.front());
+  if (hasDirectory && isWithin(ownDirectoryOf(snapshot), path)) return true;
   if (path == node.volume.snapshotDevice || path == node.volume.rawDevice) return true;
   return device && isOnDeviceOf(node, *device);
 }
@@ -41,7 +49,7 @@ void requireNoSnapshot(const StateStore& store, const std::string& path) {
   const std::optional<dev_t> device = deviceNumberOf(path);
   for (const Snapshot& snapshot : store.snapshots()) {
     for (const SnapshotNode& node : snapshot.nodes) {
-      if (!isPartOf(node, path, device)) continue;
+      if (!isPartOf(snapshot, node, path, device)) continue;
       throw HostError(Failure::partOfSnapshot,
                       path + " is part of the snapshot " + snapshot.name +
                           ", which stays as it is; \"qmfi snapshot unmount\" and \"delete\" take it away")

@@ -8,7 +8,8 @@
 
 namespace qmfi_host {
 
-// Throws HostError that names the snapshot when a path is part of one: its alternate or something in it, or its device.
+// Throws HostError that names the snapshot when a path is part of one: its directory, its alternate or something in
+// them, or its device.
 // path: a mount point, or the path of a device. What is not there is part of none.
 void requireNoSnapshot(const StateStore& store, const std::string& path);
 

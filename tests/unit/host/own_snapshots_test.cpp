@@ -27,9 +27,9 @@ class OwnSnapshotsTest : public testing::Test {
   StateStore m_store{m_directory.path()};
 };
 
-TEST_F(OwnSnapshotsTest, AlternateWhatIsInItAndTheDevicesAreRefused) {
-  for (const std::string path :
-       {"/snapshots/nightly/mnt/a", "/snapshots/nightly/mnt/a/inner", "/dev/a-1", "/raw/a-1"}) {
+TEST_F(OwnSnapshotsTest, DirectoryAlternatesWhatIsInThemAndTheDevicesAreRefused) {
+  for (const std::string path : {"/snapshots/nightly/mnt/a", "/snapshots/nightly/mnt/a/inner", "/snapshots/nightly",
+                                 "/snapshots/nightly/mnt/ab", "/dev/a-1", "/raw/a-1"}) {
     EXPECT_THAT(
         [&] { requireNoSnapshot(m_store, path); },
         ThrowsMessage<HostError>(path + " is part of the snapshot nightly, which stays as it is; \"qmfi snapshot "
@@ -38,8 +38,7 @@ TEST_F(OwnSnapshotsTest, AlternateWhatIsInItAndTheDevicesAreRefused) {
 }
 
 TEST_F(OwnSnapshotsTest, FileSystemThatASnapshotIsOfIsNone) {
-  for (const char* path :
-       {"/mnt/a", "/dev/a", "/snapshots/nightly/mnt/ab", "/snapshots/nightly", "/proc", "", "/dev"}) {
+  for (const char* path : {"/mnt/a", "/dev/a", "/snapshots/nightly2/mnt/a", "/snapshots", "/proc", "", "/dev"}) {
     EXPECT_NO_THROW(requireNoSnapshot(m_store, path)) << path;
   }
 }
