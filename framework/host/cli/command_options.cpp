@@ -20,6 +20,11 @@ void CommandOptions::arguments(const std::string& name, std::vector<std::string>
   m_app.add_option(name, destination, help)->required()->type_name("");
 }
 
+void CommandOptions::optionalArguments(const std::string& name, std::vector<std::string>& destination,
+                                       const std::string& help) {
+  m_app.add_option(name, destination, help)->type_name("");
+}
+
 void CommandOptions::flag(const std::string& names, bool& destination, const std::string& help) {
   m_app.add_flag(names, destination, help);
 }
@@ -49,6 +54,12 @@ void CommandOptions::texts(const std::string& names, std::vector<std::string>& d
 void CommandOptions::number(const std::string& names, std::optional<int>& destination, int smallest, int largest,
                             const std::string& placeholder, const std::string& help) {
   m_app.add_option(names, destination, help)->check(CLI::Range(smallest, largest))->type_name(placeholder);
+}
+
+void CommandOptions::examples(const std::vector<std::string>& lines) {
+  std::string footer = "Examples:";
+  for (const std::string& line : lines) footer += "\n  " + line;
+  m_app.footer(footer);
 }
 
 }  // namespace qmfi_host

@@ -26,6 +26,8 @@ class CommandOptions {
   void optionalArgument(const std::string& name, std::optional<std::string>& destination, const std::string& help);
   // One argument or more.
   void arguments(const std::string& name, std::vector<std::string>& destination, const std::string& help);
+  // Any number of arguments, none among them.
+  void optionalArguments(const std::string& name, std::vector<std::string>& destination, const std::string& help);
   // An option without a value, which sets the destination.
   void flag(const std::string& names, bool& destination, const std::string& help);
   // The same where something else may have set it already: "--name=false" takes that back.
@@ -39,6 +41,9 @@ class CommandOptions {
   // An option with a number from smallest to largest as its value; any other is a usage error.
   void number(const std::string& names, std::optional<int>& destination, int smallest, int largest,
               const std::string& placeholder, const std::string& help);
+
+  // What the help ends with: whole command lines, one each.
+  void examples(const std::vector<std::string>& lines);
 
  private:
   CLI::App& m_app;

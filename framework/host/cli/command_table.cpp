@@ -24,6 +24,7 @@ constexpr std::array commands = {
                  makeSnapshotPlan},
     CommandEntry{"snapshot", "run", "Take a snapshot, run the program behind \"--\" on it, and remove it",
                  makeSnapshotRun},
+    CommandEntry{"snapshot", "restore", "Copy files of a snapshot back, or into a directory", makeSnapshotRestore},
     CommandEntry{"snapshot", "list", "List the snapshots", makeSnapshotList},
     CommandEntry{"snapshot", "show", "Show one snapshot", makeSnapshotShow},
     CommandEntry{"snapshot", "delete", "Unmount snapshots and remove them", makeSnapshotDelete},

@@ -44,6 +44,7 @@ std::unique_ptr<Command> makeSnapshotMount();
 std::unique_ptr<Command> makeSnapshotPlan();
 std::unique_ptr<Command> makeSnapshotPrune();
 std::unique_ptr<Command> makeSnapshotRelease();
+std::unique_ptr<Command> makeSnapshotRestore();
 std::unique_ptr<Command> makeSnapshotRun();
 std::unique_ptr<Command> makeSnapshotShow();
 std::unique_ptr<Command> makeSnapshotUnmount();

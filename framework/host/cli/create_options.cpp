@@ -5,6 +5,7 @@
 #include <chrono>
 #include <ctime>
 #include <iterator>
+#include <utility>
 
 #include "cli/command_session.h"
 #include "cli/dated_name.h"
@@ -13,6 +14,9 @@
 #include "volume/snapshot_size.h"
 
 namespace qmfi_host {
+
+CreateOptions::CreateOptions(std::vector<std::string> mountPoints, std::string name, std::optional<bool> overcommit)
+    : m_mountPoints(std::move(mountPoints)), m_name(std::move(name)), m_overcommit(overcommit) {}
 
 void CreateOptions::declare(CommandOptions& options) {
   options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");

@@ -15,6 +15,11 @@ namespace qmfi_host {
 // The options and arguments of commands that take a snapshot.
 class CreateOptions {
  public:
+  CreateOptions() = default;
+  // Those of a snapshot that a command takes by itself, of these mount points and with this name. What is left open is
+  // as settings say. overcommit: as the option.
+  CreateOptions(std::vector<std::string> mountPoints, std::string name, std::optional<bool> overcommit);
+
   // The object must live until the command line has been read; the others are for after that.
   void declare(CommandOptions& options);
 

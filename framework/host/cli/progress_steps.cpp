@@ -23,6 +23,7 @@ constexpr std::array steps = {
     StepName{Step::wait, "wait", "waiting for programs that still work on the snapshot % (some seconds at most)"},
     StepName{Step::format, "format", "formatting % (may take minutes)"},
     StepName{Step::online, "online", "mounting %, after a check if need be (which may take hours)"},
+    StepName{Step::restore, "restore", "restoring % (may take hours)"},
 };
 
 }  // namespace

@@ -119,6 +119,10 @@ std::string toThisProcess(const std::string& user) {
   return isThis ? "this qmfi itself, by a file that it was started with" : user;
 }
 
+void listUsers(std::vector<std::string>& list, const std::string& mountPoint, dev_t device) {
+  for (const std::string& user : usersOf(device)) list.push_back(mountPoint + ": " + toThisProcess(user));
+}
+
 }  // namespace
 
 void requireUnused(const Snapshot& snapshot) {
@@ -128,7 +132,7 @@ void requireUnused(const Snapshot& snapshot) {
     struct stat mounted {};
     if (stat(node.volume.snapshotDevice.c_str(), &device) != 0 || stat(node.alternate.c_str(), &mounted) != 0) continue;
     if (!S_ISBLK(device.st_mode) || device.st_rdev != mounted.st_dev) continue;
-    for (const std::string& user : usersOf(mounted.st_dev)) list.push_back(node.alternate + ": " + toThisProcess(user));
+    listUsers(list, node.alternate, mounted.st_dev);
   }
   if (list.empty()) return;
   throw HostError(
@@ -136,6 +140,20 @@ void requireUnused(const Snapshot& snapshot) {
       "the snapshot " + snapshot.name + " is in use; --force unmounts it all the same, and its users get errors", list)
       .about(snapshot.name)
       .advise("end what uses it; --force unmounts it all the same");
+}
+
+void requireUnused(const std::vector<std::string>& mountPoints) {
+  std::vector<std::string> list;
+  for (const std::string& mountPoint : mountPoints) {
+    struct stat mounted {};
+    if (stat(mountPoint.c_str(), &mounted) == 0) listUsers(list, mountPoint, mounted.st_dev);
+  }
+  if (list.empty()) return;
+  throw HostError(ExitStatus::busy,
+                  "what is to be restored is in use; --force restores it all the same, and changes it below its users",
+                  list)
+      .about(mountPoints.front())
+      .advise("end what uses it; --force restores it all the same");
 }
 
 }  // namespace qmfi_host

@@ -20,6 +20,9 @@ std::vector<std::string> usersOf(dev_t device);
 // Throws HostError that names the users of a snapshot's mounted alternates, unless there are none.
 void requireUnused(const Snapshot& snapshot);
 
+// The same for the file systems on mount points that are to be changed below their users.
+void requireUnused(const std::vector<std::string>& mountPoints);
+
 }  // namespace qmfi_host
 
 #endif

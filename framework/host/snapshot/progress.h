@@ -24,7 +24,8 @@ enum class Step {
   run,      // the user's program works on a snapshot (the program)
   wait,     // programs that an interrupted host left are waited for (the snapshot)
   format,   // a new file system is made (on which device)
-  online    // a file system is checked where need be, and mounted (its device or its mount point)
+  online,   // a file system is checked where need be, and mounted (its device or its mount point)
+  restore   // files are copied from a snapshot (which file system, directory or file, by its original path)
 };
 
 // Listens to what the host does. It is told nothing from before the first freeze until after the last thaw, and by a

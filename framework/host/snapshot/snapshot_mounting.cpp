@@ -44,7 +44,8 @@ void undo(Providers& providers, const Splitters& splitters, StateStore& store, S
 }  // namespace
 
 void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
-                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked, const Progress& progress) {
+                   StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked, const Progress& progress,
+                   Phase whenMounted) {
   const bool isClaimed = snapshot.phase != Phase::unmounted || !isInOwnDirectory(snapshot, snapshot.nodes.front());
   snapshot.phase = Phase::remounting;
   store.update(snapshot);
@@ -59,7 +60,7 @@ void mountSnapshot(Providers& providers, const Splitters& splitters, const Alter
     undo(providers, splitters, store, snapshot, unlocked, progress);
     throw;
   }
-  snapshot.phase = Phase::ready;
+  snapshot.phase = whenMounted;
   store.update(snapshot);
 }
 

@@ -13,10 +13,11 @@
 namespace qmfi_host {
 
 // Mounts every alternate that is not mounted, with the options that the provider remembers. When one cannot be mounted,
-// all are unmounted and the failure is thrown. unlocked, progress: as for SnapshotRemoval.
+// all are unmounted and the failure is thrown. unlocked, progress: as for SnapshotRemoval. whenMounted: the phase that
+// it is left in; one that is mounted for a while only stays in that of its mounting, so that a recovery unmounts it.
 void mountSnapshot(Providers& providers, const Splitters& splitters, const AlternateDirectories& directories,
                    StateStore& store, Snapshot& snapshot, const RunUnlocked& unlocked = runLocked,
-                   const Progress& progress = noProgress());
+                   const Progress& progress = noProgress(), Phase whenMounted = Phase::ready);
 
 }  // namespace qmfi_host
 

@@ -255,7 +255,8 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        " Options: -h,--help Print this help message and exit"
        " Subcommands: create Take a snapshot of file systems, all at the same moment plan Tell what a snapshot "
        "would be, and what is in the way; changes nothing run Take a snapshot, run the "
-       "program behind \"--\" on it, and remove it list List the snapshots show Show "
+       "program behind \"--\" on it, and remove it restore Copy files of a snapshot back, or into a directory "
+       "list List the snapshots show Show "
        "one snapshot"
        " delete Unmount snapshots and remove them prune Remove the snapshots that no rule keeps hold Keep snapshots "
        "from being removed release Let snapshots that "
@@ -307,6 +308,21 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        helpOfNewSnapshot("plan", "Tell what a snapshot would be, and what is in the way; changes nothing")},
       {{"snapshot", "run"},
        helpOfNewSnapshot("run", "Take a snapshot, run the program behind \"--\" on it, and remove it")},
+      {{"snapshot", "restore"},
+       "Copy files of a snapshot back, or into a directory"
+       " Usage: qmfi snapshot restore [OPTIONS] SNAPSHOT [PATH...]"
+       " Positionals: SNAPSHOT REQUIRED Id or name of the snapshot"
+       " PATH ... Original paths of files and directories (default: all file systems)"
+       " Options: -h,--help Print this help message and exit"
+       " --to DIR Into this directory, new or empty and root's alone, with the original paths"
+       " --in-place To where they were, as they were; what is there now is kept in a snapshot of its own"
+       " --force Also below the users of a file system, or into a directory that is not empty"
+       " --checksum Compare contents also where size and time are the same"
+       " --overcommit As of \"snapshot create\", for the snapshot of what is there now (default: settings files)"
+       " --dry-run Only tell what would be changed"
+       " Examples: qmfi snapshot restore nightly /mnt/orders/2026 --to /root/restored"
+       " qmfi snapshot restore nightly /mnt/orders/2026 --in-place --dry-run"
+       " qmfi snapshot restore nightly --in-place"},
       {{"snapshot", "list"},
        "List the snapshots"
        " Usage: qmfi snapshot list [OPTIONS]"

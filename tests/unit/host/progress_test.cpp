@@ -97,7 +97,7 @@ TEST(Steps, AreInTheirOrderWithKeysOfTheirOwn) {
     EXPECT_EQ(&nameOf(name.step), &name) << name.key;
     EXPECT_TRUE(keys.insert(name.key).second) << name.key;
   }
-  EXPECT_EQ(stepNames().back().step, Step::online);
+  EXPECT_EQ(stepNames().back().step, Step::restore);
 }
 
 TEST(Steps, AreInTheSchemaAndInTheDocument) {

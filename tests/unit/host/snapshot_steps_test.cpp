@@ -433,6 +433,15 @@ TEST_F(SnapshotStepsTest, CreationWhoseDirectoryIsAnotherQmfisTakesNothingDown) 
   for (const char* call : {"make", "prepare", "quiesce", "deport_tree", "release"}) EXPECT_EQ(count(call), 0) << call;
 }
 
+TEST_F(SnapshotStepsTest, SnapshotThatWasMountedForAWhileIsUnmountedByRecovery) {
+  Snapshot snapshot = createEarlier(Phase::unmounted);
+  mountSnapshot(m_providers, m_splitters, m_directories, m_store, snapshot, runLocked, m_progress, Phase::remounting);
+  Snapshot left = m_store.find(snapshot.id).value();
+  EXPECT_EQ(left.phase, Phase::remounting);
+  recoverSnapshot(m_providers, m_splitters, m_store, left);
+  EXPECT_EQ(m_store.find(snapshot.id)->phase, Phase::unmounted);
+}
+
 TEST_F(SnapshotStepsTest, MountWhoseAlternateIsRefusedLeavesTheSnapshotUnmounted) {
   for (const bool isMounted : {false, true}) {
     Snapshot snapshot = createEarlier(Phase::unmounted);
