@@ -19,6 +19,7 @@ namespace {
 struct Place {
   const CLI::App* parser;
   const CLI::Option* awaiting = nullptr;  // the option whose value is typed
+  int arguments = 0;                      // how many words before were arguments of the command
 };
 
 bool takesValue(const CLI::Option& option) {
@@ -49,6 +50,8 @@ Place placeBehind(const CLI::App& app, const std::vector<std::string>& words) {
       if (option != nullptr && takesValue(*option)) place.awaiting = option;
     } else if (const CLI::App* const command = subcommandNamed(*place.parser, word)) {
       place.parser = command;
+    } else {
+      ++place.arguments;
     }
   }
   return place;
@@ -70,12 +73,15 @@ std::vector<std::string> commandNames(const CLI::App& parser) {
   return names;
 }
 
-// By what the help calls the argument.
-std::vector<std::string> argumentsOf(const CLI::App& parser, const CompletionSources& sources) {
+// By what the help calls the argument. before: how many there are already.
+std::vector<std::string> argumentsOf(const CLI::App& parser, int before, const CompletionSources& sources) {
   for (const CLI::Option* const option : parser.get_options()) {
     if (!option->get_positional()) continue;
+    before -= option->get_items_expected_max();
+    if (before >= 0) continue;
     if (option->get_name() == "SNAPSHOT") return sources.snapshots();
     if (option->get_name() == "MOUNTPOINT") return sources.mountPoints();
+    return {};
   }
   return {};
 }
@@ -84,7 +90,7 @@ std::vector<std::string> candidatesAt(const Place& place, const std::string& wor
   if (place.awaiting != nullptr) return {};
   if (word.starts_with("-")) return optionNames(place.parser);
   std::vector<std::string> names = commandNames(*place.parser);
-  return names.empty() ? argumentsOf(*place.parser, sources) : names;
+  return names.empty() ? argumentsOf(*place.parser, place.arguments, sources) : names;
 }
 
 std::vector<std::string> namesOfSnapshots(const std::string& stateDirectory) {

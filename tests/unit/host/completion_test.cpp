@@ -51,6 +51,12 @@ TEST(Completion, OffersMountPointsOfDevicesOnly) {
   EXPECT_THAT(offered({"snapshot", "create", ""}), Not(HasSubstr("/proc\n")));
 }
 
+TEST(Completion, LeavesPathsBehindASnapshotToTheShell) {
+  EXPECT_EQ(offered({"snapshot", "restore", "nightly", ""}), "");
+  EXPECT_EQ(offered({"snapshot", "restore", "nightly", "--to", ""}), "");
+  EXPECT_EQ(offered({"snapshot", "restore", "nightly", "--i"}), "--in-place\n");
+}
+
 TEST(Completion, OffersNoSnapshotsWhereNoneAreKnown) {
   EXPECT_EQ(offered({"--state-dir", "/nonexistent", "snapshot", "show", "zzz"}), "");
 }
