@@ -160,7 +160,9 @@ class SnapshotRestore : public Command {
         isWhole = restoreOne(settings, *part, object, results);
         return m_way.onlyTells ? "would be restored" : "restored";
       });
-      if (!isWhole) throw interruptedAt(*settings.signals->pending(), {part, parts.end()});
+      if (isWhole) continue;
+      if (!m_way.onlyTells) reportPartly({part, parts.end()});
+      settings.signals->throwIfPending();
     }
   }
 
@@ -187,15 +189,13 @@ class SnapshotRestore : public Command {
     return true;
   }
 
-  // parts: that which was under way, and those behind it.
-  HostError interruptedAt(const std::string& signal, const std::vector<RestoredPart>& parts) const {
-    if (m_way.onlyTells) return HostError(Failure::interrupted, "interrupted by " + signal).because(signal);
+  // At once: what else is to be done before the end may be ended by the signal. parts: that which was interrupted, and
+  // those behind it.
+  void reportPartly(const std::vector<RestoredPart>& parts) const {
     const std::string& path = parts.front().path;
     std::vector<std::string> lines;
     for (auto part = std::next(parts.begin()); part != parts.end(); ++part) lines.push_back(part->path + ": not begun");
-    const HostError error(Failure::interrupted, "interrupted by " + signal + "; " + path + " is restored only in part",
-                          lines);
-    return withWayOn(error, path).because(signal);
+    reportError(withWayOn(HostError(Failure::interrupted, path + " is restored only in part", lines), path));
   }
 
   HostError withWayOn(const HostError& error, const std::string& path) const {

@@ -746,12 +746,11 @@ TEST_F(SlowRestoreTest, CtrlCEndsItAndSaysWhatIsRestoredOnlyInPartAndHowToGoOn) 
   begin("--in-place");
   m_restoring->send(SIGINT);
   EXPECT_EQ(m_restoring->wait(), 128 + SIGINT);
-  EXPECT_EQ(
-      withoutDates(textOf(errors)),
-      std::string(keptBefore) +
-          "qmfi: interrupted by SIGINT; /mnt/a is restored only in part; the same command goes on from there, and "
-          "\"qmfi snapshot restore BEFORE /mnt/a --in-place\" brings back what was there before\n"
-          "  /mnt/b: not begun\n");
+  EXPECT_EQ(withoutDates(textOf(errors)),
+            std::string(keptBefore) +
+                "qmfi: /mnt/a is restored only in part; the same command goes on from there, and "
+                "\"qmfi snapshot restore BEFORE /mnt/a --in-place\" brings back what was there before\n"
+                "  /mnt/b: not begun\nqmfi: interrupted by SIGINT\n");
   EXPECT_FALSE(isUnderWay());
   m_slowness.reset();
   EXPECT_EQ(restore({"nightly", "--in-place"}).status, 0);
@@ -765,8 +764,8 @@ TEST_F(SlowRestoreTest, CtrlCUnmountsASnapshotThatWasMountedForTheTime) {
   m_restoring->send(SIGTERM);
   EXPECT_EQ(m_restoring->wait(), 128 + SIGTERM);
   EXPECT_EQ(textOf(errors),
-            "qmfi: interrupted by SIGTERM; /mnt/a is restored only in part; the same command with --force goes on from "
-            "there\n  /mnt/b: not begun\n");
+            "qmfi: /mnt/a is restored only in part; the same command with --force goes on from "
+            "there\n  /mnt/b: not begun\nqmfi: interrupted by SIGTERM\n");
   EXPECT_EQ(stateOfNightly(), "nightly  unmounted\n");
   EXPECT_FALSE(isUnderWay());
   m_slowness.reset();
