@@ -165,8 +165,7 @@ Place placeBelow(const fs::path& directory, const RestoredPart& part, bool makes
 
 HostError failureOf(const RestoredPart& part, const RsyncEnd& end) {
   constexpr int partlyTransferred = 23;
-  std::vector<std::string> reasons = end.messages;
-  std::erase_if(reasons, [](const std::string& line) { return line.starts_with("rsync error:"); });
+  const std::vector<std::string>& reasons = end.messages;
   const std::string status = "rsync ended with status " + std::to_string(end.status);
   const std::string cause = reasons.empty() ? status : reasons.front();
   const bool isFull = std::any_of(reasons.begin(), reasons.end(), [](const std::string& line) {

@@ -37,6 +37,8 @@ constexpr const char* setpriv = "/usr/bin/setpriv";
 // What tells the line of a change from a message.
 constexpr std::string_view changeMark = "change ";
 constexpr std::size_t mostMessages = 20;
+// A line that repeats what the status says.
+constexpr std::string_view summaryMark = "rsync error:";
 // It takes half a second to leave nothing half-written.
 constexpr std::chrono::milliseconds timeToEnd(800);
 constexpr int signalStatuses = 128;
@@ -46,8 +48,9 @@ void requireProgram(const char* program, const char* package) {
   requireTrusted(program);
   if (access(program, X_OK) == 0) return;
   const std::string cause = systemError(program).cause().value_or("");
-  throw HostError(ExitStatus::programMissing, std::string(program) + ", which copies the files, cannot be run: " +
-                                                  cause + "; install the package " + package)
+  throw HostError(ExitStatus::programMissing, std::string("files are copied by means of ") + program +
+                                                  ", which cannot be run: " + cause + "; install the package " +
+                                                  package)
       .about(program)
       .because(cause)
       .advise(std::string("install the package ") + package);
@@ -68,14 +71,21 @@ class RsyncOutput {
     m_rest.erase(0, begin);
   }
 
-  std::vector<std::string> messages() && { return std::move(m_messages); }
+  std::vector<std::string> messages() && {
+    if (m_more > 0) m_messages.push_back("and " + std::to_string(m_more) + " more");
+    return std::move(m_messages);
+  }
 
  private:
   void takeLine(const std::string& line) {
     if (line.starts_with(changeMark)) {
       takeChange(line.substr(changeMark.size()));
+    } else if (line.starts_with(summaryMark)) {
+      return;
     } else if (m_messages.size() < mostMessages) {
       m_messages.push_back(unescapedName(line));
+    } else {
+      ++m_more;
     }
   }
 
@@ -90,6 +100,7 @@ class RsyncOutput {
   const std::function<void(const FileChange&)>& m_tell;
   std::string m_rest;
   std::vector<std::string> m_messages;
+  std::size_t m_more = 0;  // messages that are not kept
 };
 
 // One run of it, which does not outlive the object.

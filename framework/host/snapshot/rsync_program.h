@@ -32,7 +32,8 @@ struct FileChange {
 struct RsyncEnd {
   bool isInterrupted = false;           // a signal had come, and it was ended
   int status = 0;                       // as a shell reports it
-  std::vector<std::string> messages{};  // what it said, a line each, the first of many; bytes of names as they are
+  std::vector<std::string> messages{};  // what it said, a line each, the first of many; bytes of names as they are.
+                                        // Without the summary of its status
 };
 
 // Throws HostError unless rsync is there, and root alone can change it.

@@ -617,8 +617,8 @@ TEST_F(RestoreTest, RsyncThatIsMissingIsToldBeforeAnythingIsDone) {
   fs::rename("/usr/bin/rsync-aside", "/usr/bin/rsync");
   EXPECT_EQ(
       outcome.output,
-      "qmfi: /usr/bin/rsync, which copies the files, cannot be run: No such file or directory; install the package "
-      "rsync\n");
+      "qmfi: files are copied by means of /usr/bin/rsync, which cannot be run: No such file or directory; install the "
+      "package rsync\n");
   EXPECT_EQ(outcome.status, 127);
   EXPECT_EQ(json.status, 127);
   EXPECT_EQ(namesOfSnapshots().size(), 1U);

@@ -140,7 +140,7 @@ TEST_F(RsyncTest, ContentsAreComparedWhereThatIsAskedFor) {
 TEST_F(RsyncTest, WhatItSaysOfAFailureIsKept) {
   const RsyncEnd end = run({.from = from(), .what = "none"});
   EXPECT_EQ(end.status, 23);
-  ASSERT_FALSE(end.messages.empty());
+  ASSERT_EQ(end.messages.size(), 1U);
   EXPECT_THAT(end.messages[0], testing::EndsWith("none\" failed: No such file or directory (2)"));
 }
 
@@ -151,6 +151,18 @@ TEST_F(RsyncTest, FileWithSeveralNamesThatCannotBeReplacedDoesNotKeepItFromEndin
   fs::create_hard_link(from() + "/file", from() + "/inner/file");
   fs::create_directories(to() + "/file/full");
   EXPECT_EQ(run({.from = from()}).status, 23);
+}
+
+TEST_F(RsyncTest, ManyMessagesAreCounted) {
+  constexpr int files = 30;
+  for (int i = 0; i < files; ++i) {
+    std::ofstream(from() + "/" + std::to_string(i)) << i;
+    fs::create_directories(to() + "/" + std::to_string(i) + "/full");
+  }
+  const RsyncEnd end = run({.from = from()});
+  EXPECT_EQ(end.status, 23);
+  ASSERT_EQ(end.messages.size(), 21U);
+  EXPECT_THAT(end.messages.back(), testing::MatchesRegex("and [0-9]+ more"));
 }
 
 TEST_F(RsyncTest, SignalThatHasComeKeepsItFromBeginning) {
