@@ -693,7 +693,7 @@ class SlowRestoreTest : public RestoreTest {
     spoil("/mnt/a/tree");
     fs::remove("/mnt/a/tree/zz");
     fs::copy_file("/usr/bin/rsync", slowRsync);
-    m_slowness.emplace("/usr/bin/rsync", "exec " + std::string(slowRsync) + " --bwlimit=2M \"$@\"\n");
+    m_slowness.emplace("/usr/bin/rsync", "exec " + std::string(slowRsync) + " --bwlimit=1M \"$@\"\n");
   }
 
   void TearDown() override {
