@@ -77,6 +77,16 @@ TEST_F(PlanTest, TellsAllThatIsInTheWayAtOnce) {
   EXPECT_EQ(qmfi({"snapshot", "delete", "nightly"}).status, 0);
 }
 
+TEST_F(PlanTest, AStateThatWouldBeFrozenIsInTheWay) {
+  const Outcome outcome = qmfi({"--state-dir", "/mnt/a/state", "snapshot", "plan", "/mnt/a"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(
+      outcome.output,
+      HasSubstr("  in the way: the state directory /mnt/a/state lies on the file system of /mnt/a, which is to be "
+                "frozen; --state-dir names another one\n"));
+  EXPECT_FALSE(fs::exists("/mnt/a/state"));
+}
+
 TEST_F(PlanTest, ProgramsAreToldWhatIsInTheWay) {
   const Outcome outcome = qmfi({"--json", "snapshot", "plan", "/proc"});
   EXPECT_EQ(outcome.status, 4);

@@ -167,6 +167,10 @@ TEST(CommandLine, ThatIsWrongIsToldToPrograms) {
     EXPECT_EQ(outcome.errors, errors);
   }
   EXPECT_EQ(run({"--freeze"}).errors.find('{'), std::string::npos);
+  // The statuses below are those of the program that it runs.
+  const Outcome outcome = run({"--json", "snapshot", "run", "--nonsense"});
+  EXPECT_EQ(outcome.status, 125);
+  EXPECT_NE(outcome.errors.find("\"id\":\"wrong_usage\",\"exit_status\":125,"), std::string::npos) << outcome.errors;
 }
 
 TEST(CommandLine, HelpAndVersionThatCannotBeWrittenAreAFailure) {

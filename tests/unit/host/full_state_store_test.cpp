@@ -77,6 +77,13 @@ TEST_F(FullStateStoreTest, KeepsWhatCannotBeChanged) {
   EXPECT_THAT([&] { m_store.update(changed); },
               testing::ThrowsMessage<FullStorage>("the state store " + m_directory.file("state.db") +
                                                   " cannot be used: database or disk is full"));
+  try {
+    m_store.update(changed);
+    FAIL() << "there is room";
+  } catch (const FullStorage& error) {
+    EXPECT_EQ(error.object(), m_directory.file("state.db"));
+    EXPECT_EQ(error.cause(), "database or disk is full");
+  }
   ASSERT_TRUE(m_store.find("0a"));
   EXPECT_EQ(m_store.find("0a")->phase, m_snapshot.phase);
 }

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <fstream>
+#include <functional>
+#include <vector>
 
 #include "failure/host_error.h"
 #include "support/temporary_directory.h"
@@ -294,8 +296,14 @@ TEST_F(LvmSplitterTest, NamesThatAreNoneAreNotGivenToLvm) {
 
 TEST_F(LvmSplitterTest, ProgramThatOthersCanChangeIsNotRun) {
   const LvmSplitter careful({.program = m_directory.file("lvm"), .kernel = "6.12"}, m_directory.file("records"));
-  EXPECT_THAT([&] { careful.plan("/dev/mapper/vg-orders", "0b"); },
-              ThrowsMessage<HostError>(HasSubstr("lvm cannot be trusted: ")));
+  const std::vector<std::function<void()>> uses = {
+      [&] { careful.requireUsable(); }, [&] { careful.plan("/dev/mapper/vg-orders", "0b"); },
+      [&] { careful.prepare({thin}); }, [&] { careful.attach(thin); },
+      [&] { careful.detach(thin); },    [&] { careful.release(thin); }};
+  for (const std::function<void()>& use : uses) {
+    EXPECT_THAT(use, ThrowsMessage<HostError>(HasSubstr("lvm cannot be trusted: ")));
+  }
+  EXPECT_FALSE(careful.look(thin, LookAt::everything).exists);
   EXPECT_EQ(calls(), "");
 }
 

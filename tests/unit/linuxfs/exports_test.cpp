@@ -51,6 +51,7 @@ class LinuxFSExports : public testing::Test {
 
   TemporaryDirectory m_directory;
   EnvironmentVariable m_logDirectory{"QMFI_LOG_DIR", m_directory.path()};
+  EnvironmentVariable m_traceLevel{"QMFI_TRACE_LEVEL", "6"};
   EnvironmentVariable m_catalogs{"QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs"};
   // Fails when one of the 77 is missing.
   LoadedPlugin m_plugin{QMFI_BINARY_DIR "/lib/liblinuxfsfi.so", "linuxfsfi"};
@@ -176,6 +177,35 @@ TEST_F(LinuxFSExports, RefuseWhatIsMissingWithAMessage) {
   for (const WrongCall& wrong : calls) {
     EXPECT_EQ(wrong.call(), wrong.status) << wrong.name;
     EXPECT_THAT(takeMessages(), ElementsAre(wrong.message)) << wrong.name;
+  }
+}
+
+// By these names operations are found in the log.
+TEST_F(LinuxFSExports, TraceEachOperationByItsName) {
+  m_plugin->fi_pgn_get_provider_info(nullptr);
+  m_plugin->fi_pgn_claim(nullptr, nullptr, nullptr);
+  m_plugin->fi_pgn_check_node_existence(&m_unnamed, nullptr);
+  m_plugin->fi_pgn_is_parent_pgn(nullptr, nullptr, 0);
+  m_plugin->fi_pgn_init_node(&m_unnamed, nullptr, 0, nullptr);
+  m_plugin->fi_pgn_init_altnode(&m_unnamed, nullptr, nullptr);
+  m_plugin->fi_pgn_quiesce(nullptr, nullptr, 1, nullptr);
+  m_plugin->fi_pgn_unquiesce(nullptr, nullptr, 0);
+  m_plugin->fi_pgn_build_alttree(nullptr, nullptr, nullptr, nullptr, 0, nullptr);
+  m_plugin->fi_pgn_import_tree(nullptr, nullptr, nullptr, 0, nullptr);
+  m_plugin->fi_pgn_online(nullptr, &m_unnamed, KFI_ONLINE_BRING, KFI_DISPOSITION_KEEP);
+  m_plugin->fi_pgn_deport_tree(nullptr, nullptr, nullptr);
+  m_plugin->fi_pgn_process_providerstate(&m_unnamed, nullptr, KFI_PROVIDERSTATE_FETCH);
+  m_plugin->fi_pgn_disable_access(nullptr, 0);
+  m_plugin->fi_pgn_enable_access(nullptr, 0, 0, 0);
+  m_plugin->fi_pgn_cache_enable(&m_root);
+  m_plugin->fi_pgn_format(nullptr, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr);
+  m_plugin->fi_pgn_online_resource(nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr);
+  const std::string log = m_directory.read("linuxfsfi.log");
+  for (const char* const operation :
+       {"init", "getProviderInfo", "claim", "checkNodeExistence", "isParentPgn", "initNode", "initAltNode", "quiesce",
+        "unquiesce", "buildAltTree", "importTreeNode", "online", "deportTree", "processProviderState", "disableAccess",
+        "enableAccess", "cacheEnable", "format", "onlineResource"}) {
+    EXPECT_THAT(log, testing::HasSubstr(std::string("Entering Function ") + operation + " [")) << operation;
   }
 }
 
