@@ -93,8 +93,8 @@ CaseResult tryCase(const ConformanceCase& tried, const Subject& subject, const C
 std::string obstacleTo(const ConformanceCase& tried, const Subject& subject, bool isUnusable) {
   if (tried.needs != CaseNeeds::first && isUnusable) return "the library cannot be used";
   if (tried.needs == CaseNeeds::fileSystem && subject.places.empty()) return "no file system is given by --on";
-  if (tried.needs == CaseNeeds::fileSystems && subject.places.size() < 2)
-    return "no two file systems are given by --on";
+  const bool lacksOne = tried.needs == CaseNeeds::fileSystems && subject.places.size() < 2;
+  if (lacksOne) return "no two file systems are given by --on";
   return {};
 }
 

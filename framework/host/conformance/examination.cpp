@@ -40,11 +40,6 @@ void Examination::expect(bool holds, const std::string& otherwise) {
   if (!holds) m_notes.found(otherwise);
 }
 
-void Examination::require(bool holds, const std::string& otherwise) {
-  expect(holds, otherwise);
-  if (!holds) throw CaseOver();
-}
-
 void Examination::skip(const char* why) {
   m_notes.notTried(why);
   throw CaseOver();

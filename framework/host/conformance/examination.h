@@ -76,7 +76,11 @@ class Examination {
   // Notes what is wrong unless it holds.
   void expect(bool holds, const std::string& otherwise);
   // The same, and ends the case.
-  void require(bool holds, const std::string& otherwise);
+  void require(bool holds, const std::string& otherwise) {
+    if (holds) return;
+    m_notes.found(otherwise);
+    throw CaseOver();
+  }
   // Ends the case, which cannot be tried with this provider. why: a literal.
   [[noreturn]] void skip(const char* why);
 

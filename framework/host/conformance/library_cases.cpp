@@ -50,7 +50,7 @@ void changesNothingWhenLoaded(Examination& it) {
   const Library library = load(it);
   for (const auto& [part, text] : processState()) {
     const std::string& expected = mayChangeOnce(part) ? between.at(part) : before.at(part);
-    it.expect(text == expected, "loading changes the " + part + ": " + text);
+    it.expect(text == expected, std::string("loading changes the ").append(part).append(": ").append(text));
   }
 }
 

@@ -38,8 +38,10 @@ void forget(Examination& it, kfi_msg_info*& list) {
 
 std::vector<std::string> argumentsOf(const kfi_msg_info* list) {
   std::vector<std::string> arguments;
-  for (; list != nullptr; list = list->kmi_next)
-    arguments.emplace_back(list->kmi_args != nullptr ? list->kmi_args : "");
+  for (; list != nullptr; list = list->kmi_next) {
+    const char* const text = list->kmi_args;
+    arguments.emplace_back(text != nullptr ? text : "");
+  }
   return arguments;
 }
 
