@@ -26,7 +26,7 @@ using qmfi_system::Descriptor;
 constexpr std::chrono::seconds ampleTimeout(20);
 constexpr std::chrono::seconds shortTimeout(1);
 // How much later than its time-out a freeze may end.
-constexpr std::chrono::milliseconds grace(2000);
+constexpr std::chrono::milliseconds grace(4000);
 
 void claimsItsOwn(Examination& it) {
   ExaminedNodes nodes(it, ampleTimeout);

@@ -57,8 +57,8 @@ std::string descriptors() {
   for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code error;
     const fs::path target = fs::read_symlink(entry.path(), error);
-    if (!error && !target.string().ends_with("/fd"))
-      lines.insert(entry.path().filename().string() + ":" + target.string());
+    const bool isCounted = !error && !target.string().ends_with("/fd");
+    if (isCounted) lines.insert(entry.path().filename().string() + ":" + target.string());
   }
   std::string text;
   for (const std::string& line : lines) text += line + " ";
