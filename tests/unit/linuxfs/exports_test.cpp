@@ -182,7 +182,9 @@ TEST_F(LinuxFSExports, RefuseWhatIsMissingWithAMessage) {
 
 // By these names operations are found in the log.
 TEST_F(LinuxFSExports, TraceEachOperationByItsName) {
-  m_plugin->fi_pgn_get_provider_info(nullptr);
+  kfi_provider_list* list = nullptr;
+  m_plugin->fi_pgn_get_provider_info(&list);
+  qmfi_free_providerlist(list);
   m_plugin->fi_pgn_claim(nullptr, nullptr, nullptr);
   m_plugin->fi_pgn_check_node_existence(&m_unnamed, nullptr);
   m_plugin->fi_pgn_is_parent_pgn(nullptr, nullptr, 0);
