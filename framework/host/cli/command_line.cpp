@@ -278,7 +278,7 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   Settings settings;
   OptionValues options;
   declareGlobalOptions(app, options, settings.json);
-  app.set_version_flag("--version", "qmfi 7.0.0");
+  app.set_version_flag("--version", "qmfi " QMFI_VERSION);
   app.require_subcommand(1);
   // Global options may stand behind the command, too. The commands take this over when they are added.
   app.fallthrough();
