@@ -1,11 +1,9 @@
 // A provider by its file's name.
 #include "conformance/subject.h"
 
-#include <algorithm>
-#include <cctype>
-
 #include "cfimounttable.h"
 #include "failure/host_error.h"
+#include "provider/provider_entry_points.h"
 #include "provider/trusted_files.h"
 
 namespace qmfi_host {
@@ -18,10 +16,7 @@ std::string providerNameOf(const std::string& file) {
   constexpr std::size_t suffix = 3;
   if (file.size() <= prefix + suffix || !file.starts_with("lib") || !file.ends_with(".so")) return {};
   std::string name = file.substr(prefix, file.size() - prefix - suffix);
-  const bool isPlain = std::all_of(name.begin(), name.end(), [](unsigned char character) {
-    return std::isalnum(character) != 0 || character == '_';
-  });
-  return isPlain ? name : std::string();
+  return isProviderName(name) ? name : std::string();
 }
 
 FileSystemPlace placeOf(const std::string& mountPoint, const ProviderDescriptor& descriptor) {

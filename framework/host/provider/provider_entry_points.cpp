@@ -12,13 +12,6 @@ namespace qmfi_host {
 
 namespace {
 
-// The name becomes a part of a path and of function names.
-bool isPlainWord(const std::string& name) {
-  return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char character) {
-    return std::isalnum(character) != 0 || character == '_';
-  });
-}
-
 // The loader names the library, or only another one that this one needs.
 std::string loaderError(const std::string& path) {
   const char* const told = dlerror();
@@ -41,8 +34,14 @@ void resolveAll(void* library, const std::string& path, const std::string& name,
 
 }  // namespace
 
+bool isProviderName(const std::string& name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char character) {
+    return std::isalnum(character) != 0 || character == '_';
+  });
+}
+
 ProviderLibrary::ProviderLibrary(const std::filesystem::path& directory, const std::string& name) {
-  if (!isPlainWord(name)) {
+  if (!isProviderName(name)) {
     UsageError error("\"" + name + "\" is not the name of a provider");
     error.about(name);
     throw UsageError(error);

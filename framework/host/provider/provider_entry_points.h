@@ -16,6 +16,9 @@ struct ProviderEntryPoints {
 #include "cfientrypoints.def"
 };
 
+// Whether a provider can have the name, which becomes a part of a path and of function names: a plain word.
+bool isProviderName(const std::string& name);
+
 // A provider's shared library, loaded as long as this object lives.
 class ProviderLibrary {
  public:
