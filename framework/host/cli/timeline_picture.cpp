@@ -10,6 +10,7 @@
 #include "cli/snapshot_output.h"
 #include "failure/host_error.h"
 #include "failure/one_line.h"
+#include "failure/plain_text.h"
 
 namespace qmfi_host {
 
@@ -32,13 +33,6 @@ constexpr const char* changingColour = "#a6cee3";
 constexpr const char* frozenColour = "#1f78b4";
 constexpr const char* splitColour = "#fdbf6f";
 constexpr const char* proofColour = "#ff7f00";
-
-// Bytes that are no plain text as a question mark: XML has no place for them.
-std::string plainText(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char character) { return character < ' ' || character > '~'; }, '?');
-  return text;
-}
 
 std::string pixels(double value) {
   std::ostringstream text;

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "failure/one_line.h"
+#include "failure/plain_text.h"
 
 namespace qmfi_host {
 
@@ -33,13 +34,6 @@ std::string linesOf(const CaseResult& result) {
   std::string lines = result.rule;
   for (const std::string& finding : result.findings) lines += "\n" + finding;
   return lines;
-}
-
-std::string plainText(std::string text) {
-  const auto isPlain = [](char character) { return character == '\n' || (character >= ' ' && character <= '~'); };
-  std::replace_if(
-      text.begin(), text.end(), [&](char character) { return !isPlain(character); }, '?');
-  return text;
 }
 
 std::string secondsOf(std::chrono::milliseconds time) {

@@ -7,6 +7,7 @@
 
 #include "cfifreezewatchdog.h"
 #include "conformance/case_process.h"
+#include "conformance/examined_freeze.h"
 #include "failure/host_error.h"
 
 namespace qmfi_host {
@@ -23,11 +24,9 @@ class Precaution {
  public:
   Precaution(const Subject& subject, const ConformanceCase& tried, std::chrono::milliseconds limit) {
     if (tried.needs != CaseNeeds::fileSystem && tried.needs != CaseNeeds::fileSystems) return;
+    m_fileSystems = openPlaces(subject);
     std::vector<CFiFreezableFileSystem> freezable;
-    for (const FileSystemPlace& place : subject.places) {
-      m_fileSystems.push_back(KernelFileSystems().open(place));
-      freezable.push_back(m_fileSystems.back()->freezable());
-    }
+    for (const auto& fileSystem : m_fileSystems) freezable.push_back(fileSystem->freezable());
     constexpr std::chrono::seconds margin(5);
     m_watchdog.emplace(freezable);
     if (!m_watchdog->watchUntil(Clock::now() + limit + margin)) throw HostError("the watchdog over freezes is gone");

@@ -1,7 +1,6 @@
 // The shared library itself.
 #include <dlfcn.h>
 
-#include <filesystem>
 #include <memory>
 
 #include "conformance/conformance_case.h"

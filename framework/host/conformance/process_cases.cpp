@@ -94,16 +94,12 @@ void stopsInAnotherThread(Examination& it) {
   it.stop();
 }
 
-void goesAllTheWay(Examination& it) {
-  goRound(it);
-}
-
 }  // namespace
 
 ConformanceCases processCases() {
   ConformanceCases cases = {
       {"process.round", "A host goes from init to fini, and nothing is printed meanwhile.", CaseNeeds::library,
-       goesAllTheWay},
+       goRound},
       {"process.threads-at-once", "Every function may be called from any thread.", CaseNeeds::library,
        answersInEveryThread},
       {"process.fini-elsewhere", "fini may be called from another thread than init.", CaseNeeds::library,

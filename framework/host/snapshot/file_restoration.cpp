@@ -17,6 +17,7 @@
 
 #include "cfimounttable.h"
 #include "failure/host_error.h"
+#include "snapshot/nested_nodes.h"
 #include "snapshot/own_snapshots.h"
 #include "trust/trusted_path.h"
 #include "volume/block_device.h"
@@ -77,10 +78,6 @@ void requireWritable(const Descriptor& root, const std::string& mountPoint) {
   throw HostError(Failure::readOnly,
                   mountPoint + " is mounted read-only; \"mount -o remount,rw " + mountPoint + "\" makes it writable")
       .about(mountPoint);
-}
-
-bool isWithin(const std::string& path, const std::string& directory) {
-  return path == directory || path.starts_with(directory == "/" ? directory : directory + "/");
 }
 
 std::vector<std::string> allMountPoints() {

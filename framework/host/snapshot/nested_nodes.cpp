@@ -7,11 +7,6 @@ namespace qmfi_host {
 
 namespace {
 
-bool liesBelow(const std::string& inner, const std::string& outer) {
-  if (inner == outer) return false;
-  return outer == "/" || inner.starts_with(outer + "/");
-}
-
 // Deeper ones are never above others.
 auto depthOf(const SnapshotNode& node) {
   return node.mountPoint == "/" ? 0 : std::count(node.mountPoint.begin(), node.mountPoint.end(), '/');
@@ -19,9 +14,14 @@ auto depthOf(const SnapshotNode& node) {
 
 }  // namespace
 
+bool isWithin(const std::string& path, const std::string& directory) {
+  return path == directory || path.starts_with(directory == "/" ? directory : directory + "/");
+}
+
 bool isNested(const Snapshot& snapshot, const SnapshotNode& node) {
-  return std::any_of(snapshot.nodes.begin(), snapshot.nodes.end(),
-                     [&](const SnapshotNode& other) { return liesBelow(node.mountPoint, other.mountPoint); });
+  return std::any_of(snapshot.nodes.begin(), snapshot.nodes.end(), [&](const SnapshotNode& other) {
+    return node.mountPoint != other.mountPoint && isWithin(node.mountPoint, other.mountPoint);
+  });
 }
 
 std::vector<SnapshotNode*> outerFirst(Snapshot& snapshot) {

@@ -2,11 +2,15 @@
 #ifndef NESTED_NODES_H
 #define NESTED_NODES_H
 
+#include <string>
 #include <vector>
 
 #include "state/snapshot.h"
 
 namespace qmfi_host {
+
+// Whether a path is that of a directory or lies in it, by the names alone. Both: absolute, without needless slashes.
+bool isWithin(const std::string& path, const std::string& directory);
 
 // Whether the mount point of a node lies below another one's of its snapshot.
 bool isNested(const Snapshot& snapshot, const SnapshotNode& node);

@@ -7,6 +7,7 @@
 
 #include "failure/host_error.h"
 #include "snapshot/alternate_directories.h"
+#include "snapshot/nested_nodes.h"
 #include "system/loop_device.h"
 #include "volume/loop_device.h"
 
@@ -30,15 +31,11 @@ bool isOnDeviceOf(const SnapshotNode& node, dev_t device) {
   return !isLoop || loopDeviceOver(path, node.volume.snapshotFile).has_value();
 }
 
-bool isWithin(const std::string& directory, const std::string& path) {
-  return path == directory || path.starts_with(directory + "/");
-}
-
 bool isPartOf(const Snapshot& snapshot, const SnapshotNode& node, const std::string& path,
               std::optional<dev_t> device) {
-  if (isWithin(node.alternate, path)) return true;
+  if (isWithin(path, node.alternate)) return true;
   const bool hasDirectory = isInOwnDirectory(snapshot, snapshot.nodes.front());
-  if (hasDirectory && isWithin(ownDirectoryOf(snapshot), path)) return true;
+  if (hasDirectory && isWithin(path, ownDirectoryOf(snapshot))) return true;
   if (path == node.volume.snapshotDevice || path == node.volume.rawDevice) return true;
   return device && isOnDeviceOf(node, *device);
 }
