@@ -11,6 +11,7 @@
 #include <valijson/validation_results.hpp>
 #include <valijson/validator.hpp>
 
+#include "build_tree.h"
 #include "support/text_file.h"
 
 namespace testbed_test {
@@ -22,7 +23,7 @@ using Adapter = valijson::adapters::NlohmannJsonAdapter;
 
 namespace {
 
-constexpr const char* directory = QMFI_SCHEMA_DIR;
+constexpr const char* directory = QMFI_SOURCE_DIR "/share/qmfi/schema";
 
 Json read(const std::string& file) {
   return Json::parse(textOf(fs::path(directory) / file));

@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "build_tree.h"
 #include "cli/command_table.h"
 #include "failure/failure_kind.h"
 #include "failure/host_error.h"
@@ -136,7 +137,7 @@ TEST(FailureKinds, OfAnExitStatusHaveThatStatus) {
 
 // The users' document has the same table.
 TEST(FailureKinds, AreInTheDocument) {
-  const std::string document = textOf(QMFI_DOCUMENT);
+  const std::string document = textOf(QMFI_SOURCE_DIR "/docs/qmfi.md");
   for (const FailureKind& kind : failureKinds()) {
     const std::string line = "| `" + std::string(kind.id) + "` | " + std::to_string(static_cast<int>(kind.exitStatus)) +
                              " | " + kind.meaning + " | " + (kind.advice != nullptr ? kind.advice : "") + " |\n";
@@ -169,7 +170,7 @@ void expectClosed(const Json& schema, const std::string& where) {
 
 TEST(Schemas, ForbidKeysThatTheyDoNotKnow) {
   for (const std::string& name : testbed_test::schemaNames()) {
-    expectClosed(Json::parse(textOf(std::string(QMFI_SCHEMA_DIR) + "/" + name + ".json")), name);
+    expectClosed(Json::parse(textOf(QMFI_SOURCE_DIR "/share/qmfi/schema/" + name + ".json")), name);
   }
   const std::string access = R"({"mount_point": "/mnt/a", "device": "/dev/a", "provider": "qmfsfi")";
   EXPECT_EQ(testbed_test::schemaErrors("access-list", "[" + access + "}]"), "");

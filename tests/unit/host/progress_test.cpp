@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "build_tree.h"
 #include "cli/chosen_progress.h"
 #include "cli/command_line.h"
 #include "cli/json_progress.h"
@@ -101,9 +102,9 @@ TEST(Steps, AreInTheirOrderWithKeysOfTheirOwn) {
 }
 
 TEST(Steps, AreInTheSchemaAndInTheDocument) {
-  const Json schema = Json::parse(textOf(std::string(QMFI_SCHEMA_DIR) + "/progress.json"));
+  const Json schema = Json::parse(textOf(QMFI_SOURCE_DIR "/share/qmfi/schema/progress.json"));
   Json keys = Json::array();
-  const std::string document = textOf(QMFI_DOCUMENT);
+  const std::string document = textOf(QMFI_SOURCE_DIR "/docs/qmfi.md");
   for (const StepName& name : stepNames()) {
     keys.push_back(name.key);
     EXPECT_NE(document.find("| `" + std::string(name.key) + "` | "), std::string::npos) << name.key;

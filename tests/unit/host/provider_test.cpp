@@ -7,6 +7,7 @@
 
 #include <sstream>
 
+#include "build_tree.h"
 #include "cfiexecpipe.h"
 #include "fake_provider.h"
 #include "provider/node.h"

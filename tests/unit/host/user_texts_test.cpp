@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "build_tree.h"
 #include "cfistatus.h"
 #include "support/environment.h"
 
