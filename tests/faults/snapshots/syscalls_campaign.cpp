@@ -18,7 +18,7 @@ struct CaseCounts {
   std::size_t quick;
   std::size_t full;
 };
-constexpr CaseCounts casesOfQmfs = {1600, 50000};
+constexpr CaseCounts casesOfQmfs = {1000, 50000};
 constexpr CaseCounts casesOfOrdinary = {200, 10000};
 
 struct FaultCase {
