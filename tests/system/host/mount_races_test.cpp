@@ -43,10 +43,11 @@ class AtCall : public faults::CallWatcher {
   int m_count = 0;
 };
 
-faults::Ended createWatchedBy(AtCall& race, const std::vector<std::string>& mountPoints) {
+// arguments: mount points and options.
+faults::Ended createWatchedBy(AtCall& race, const std::vector<std::string>& arguments) {
   constexpr std::chrono::seconds limit(60);
   std::vector<std::string> words = {"/usr/bin/qmfi", "snapshot", "create", "--freeze-timeout", "20"};
-  words.insert(words.end(), mountPoints.begin(), mountPoints.end());
+  words.insert(words.end(), arguments.begin(), arguments.end());
   faults::Tracer tracer;
   faults::Ended ended = tracer.run(words, &race, limit);
   EXPECT_TRUE(tracer.waitForAll(limit).empty());
@@ -102,6 +103,19 @@ TEST_F(MountRacesTest, FileSystemThatALinkLeadsToDuringTheFlushIsNotTakenForTheO
   EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.errors, testing::StartsWith("qmfi: the file system of /dev/qm/dsk/dg1/c on /mnt/owned/c was not "
                                                 "frozen, though its provider said so: "));
+}
+
+// It was free when the snapshot was planned.
+TEST_F(MountRacesTest, DirectoryThatAnotherHasTakenMeanwhileIsLeftAlone) {
+  const std::string directory = "/run/qmfi/snapshots/nightly";
+  AtCall race(SYS_mkdirat, [&] { fs::create_directories(directory); });
+  const faults::Ended ended = createWatchedBy(race, {"/mnt/a", "--name", "nightly"});
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_EQ(ended.errors,
+            "qmfi: /run/qmfi/snapshots/nightly is in use already: another snapshot is mounted there, or something has "
+            "been left in it\n");
+  EXPECT_TRUE(fs::remove(directory));
+  EXPECT_EQ(qmfi({"snapshot", "list", "--no-headings"}).output, "");
 }
 
 }  // namespace
