@@ -20,8 +20,8 @@ class CFiMessageCatalog : public virtual CFiRefCount {
 
 using CFiMessageCatalogSPtr = CFiSmartPtr<CFiMessageCatalog, CFiNullAllocator<CFiMessageCatalog>>;
 
-// A catalog read from an ICU resource bundle: the file <directory>/<name>/<locale>.res, with ICU's fallback from a
-// language to the root locale. Loaded whole when made; read-only afterwards, so any thread may use it.
+// A catalog read from an ICU resource bundle: the file DIRECTORY/NAME/LOCALE.res, with ICU's fallback from a language
+// to the root locale. Loaded whole when made; read-only afterwards, so any thread may use it.
 class CFiIcuMessageCatalog : public CFiMessageCatalog {
  public:
   // name is the catalog's (the provider's) name; an empty locale means the root locale.
