@@ -69,6 +69,7 @@ void chooseSettings(Settings& settings, const OptionValues& options) {
   settings.splitterCommand = textOf(settings.values, "splitter_command");
   settings.lockWait = optionalNumber(settings.values, "lock_wait");
   settings.language = localeName(textOf(settings.values, "language"));
+  useLanguage(settings.language);
   settings.create = createSettings(settings.values);
 }
 

@@ -42,7 +42,7 @@ struct Settings {
   SettingsFiles files{};                     // what was read, and what is wrong there
   bool json = false;                         // results and failures are for programs
   std::string command;                       // the words of the command that runs: "snapshot create"
-  std::string language;                      // locale name for the provider's messages
+  std::string language;                      // locale name for messages
   std::vector<std::string> program{};        // what stands behind "--", of a command that runs a program
   const DeferredSignals* signals = nullptr;  // never null when a command runs, nor is the next
   const Progress* progress = nullptr;        // is told of what may take long

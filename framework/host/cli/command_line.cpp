@@ -14,10 +14,12 @@
 #include "cli/chosen_settings.h"
 #include "cli/command_table.h"
 #include "cli/completion.h"
+#include "cli/language.h"
 #include "cli/similar_word.h"
 #include "failure/host_error.h"
 #include "failure/notices.h"
 #include "settings/setting_table.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -60,8 +62,7 @@ void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
   app.add_option("--lock-wait", options.lockWait, "How long another qmfi is waited for" + otherwise("lock_wait"))
       ->check(CLI::Range(0, longestLockWait))
       ->type_name("SECONDS");
-  app.add_option("--language", options.language, "Language of the provider's messages" + otherwise("language"))
-      ->type_name("LANGUAGE");
+  app.add_option("--language", options.language, "Language of messages" + otherwise("language"))->type_name("LANGUAGE");
   app.add_flag("--json", json, "Print JSON");
   app.add_flag("-q,--quiet", options.progress.quiet, "Tell nothing but results and failures");
   app.add_flag("-v,--verbose", options.progress.verbose,
@@ -274,7 +275,8 @@ ExitStatus wrongUsageOf(const CLI::App& app, const Commands& commands) {
 }  // namespace
 
 int runCommandLine(int count, const char* const* words, std::ostream& out, std::ostream& errors, bool isTerminal) {
-  CLI::App app(description, "qmfi");
+  useLanguageOfEnvironment();
+  CLI::App app(translated(description), "qmfi");
   Settings settings;
   OptionValues options;
   declareGlobalOptions(app, options, settings.json);

@@ -9,6 +9,7 @@
 #include "cfiexecpipe.h"
 #include "cfistatus.h"
 #include "provider/trusted_files.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -56,7 +57,6 @@ Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std
     : m_entryPoints(entryPoints),
       m_name(std::move(name)),
       m_language(std::move(language)),
-      m_texts(m_language),
       m_languageName(m_language.empty() ? nullptr : m_language.data()),
       m_descriptor(std::move(descriptor)) {
   m_context.kcx_language = &m_languageName;
@@ -97,7 +97,7 @@ ProviderError Provider::failure(const std::string& what, int status) {
 std::string Provider::meaningOf(int status) {
   const char* english = nullptr;
   m_entryPoints.fi_pgn_errmsg(status, &english);
-  return m_texts.meaningOf(status, english != nullptr ? english : "");
+  return english != nullptr && *english != '\0' ? translated(english) : "";
 }
 
 std::vector<ProviderMessage> Provider::takeMessages() {
@@ -117,7 +117,8 @@ std::string Provider::shownTextOf(kfi_msg_info& message) {
   kfi_msg_info shown = message;
   shown.kmi_args = shorter->data();
   const std::string log = logOfProvider(m_name);
-  const std::string rest = access(log.c_str(), F_OK) == 0 ? m_texts.outputIsLogged(log) : std::string();
+  const std::string rest =
+      access(log.c_str(), F_OK) == 0 ? translate("The whole output of the program is in {0}.", log) : std::string();
   return textOf(shown) + (rest.empty() ? "" : "\n" + rest);
 }
 

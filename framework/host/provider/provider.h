@@ -10,7 +10,6 @@
 #include "kfi.h"
 #include "provider/provider_descriptor.h"
 #include "provider/provider_entry_points.h"
-#include "provider/user_texts.h"
 
 namespace qmfi_host {
 
@@ -121,7 +120,6 @@ class Provider {
   const ProviderEntryPoints& m_entryPoints;
   std::string m_name;
   std::string m_language;
-  UserTexts m_texts;
   char* m_languageName;
   ProviderDescriptor m_descriptor;
   kfi_context m_context{};

@@ -26,21 +26,29 @@ fs::path settingsOf(const std::string& name) {
 
 }  // namespace
 
+fs::path textsOf(const std::string& owner) {
+  return fromEnvironment("QMFI_CATALOG_DIR", "/usr/share/qmfi/catalogs") / owner;
+}
+
+std::vector<fs::path> filesOfTexts(const std::string& owner) {
+  std::vector<fs::path> files = {textsOf(owner)};
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(files.front(), error);
+       !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    files.push_back(entry->path());
+  }
+  return files;
+}
+
 fs::path descriptorOf(const fs::path& directory, const std::string& name) {
   return directory / (name + ".provider");
 }
 
 std::vector<fs::path> filesOfProvider(const fs::path& directory, const std::string& name) {
   std::vector<fs::path> files = {directory / ("lib" + name + ".so"), descriptorOf(directory, name), settingsOf(name)};
-  // Beside the provider's texts those that qmfi has of its failures.
   for (const std::string& owner : {name, std::string("qmfi")}) {
-    const fs::path texts = fromEnvironment("QMFI_CATALOG_DIR", "/usr/share/qmfi/catalogs") / owner;
-    files.push_back(texts);
-    std::error_code error;
-    for (fs::directory_iterator entry(texts, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-      files.push_back(entry->path());
-    }
+    const std::vector<fs::path> texts = filesOfTexts(owner);
+    files.insert(files.end(), texts.begin(), texts.end());
   }
   return files;
 }

@@ -8,6 +8,12 @@
 
 namespace qmfi_host {
 
+// The directory of texts in other languages: those of a provider by its name, qmfi's own by "qmfi".
+std::filesystem::path textsOf(const std::string& owner);
+
+// The same directory with all that is in it.
+std::vector<std::filesystem::path> filesOfTexts(const std::string& owner);
+
 // The descriptor of a provider that is installed in the directory.
 std::filesystem::path descriptorOf(const std::filesystem::path& directory, const std::string& name);
 

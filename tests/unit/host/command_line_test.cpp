@@ -233,7 +233,7 @@ TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {
        "QMFI_SPLITTER_COMMAND, settings files, /usr/lib/qmfi/splitter)"
        " --lock-wait SECONDS:INT in [0 - 604800] How long another qmfi is waited for (default: settings files, until "
        "the other qmfi has done)"
-       " --language LANGUAGE Language of the provider's messages (default: LC_ALL, LC_MESSAGES, LANG, settings files, "
+       " --language LANGUAGE Language of messages (default: LC_ALL, LC_MESSAGES, LANG, settings files, "
        "the provider's own) --json Print JSON"
        " -q,--quiet Tell nothing but results and failures"
        " -v,--verbose Tell each step, also without a terminal, and which provider and splitter was chosen"

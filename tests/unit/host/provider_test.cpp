@@ -7,9 +7,9 @@
 
 #include <sstream>
 
-#include "build_tree.h"
 #include "cfiexecpipe.h"
 #include "fake_provider.h"
+#include "german_texts.h"
 #include "provider/node.h"
 #include "support/environment.h"
 #include "support/temporary_directory.h"
@@ -161,8 +161,8 @@ TEST_F(ProviderTest, FailingCallEndsWithTheStatusOfWhatIsBusy) {
 TEST_F(ProviderTest, OutputOfAProgramIsShownByItsLastLineAndWhereTheRestIs) {
   const TemporaryDirectory directory;
   const EnvironmentVariable log("QMFI_LOG_DIR", directory.path());
-  const EnvironmentVariable catalogs("QMFI_CATALOG_DIR", QMFI_BINARY_DIR "/share/qmfi/catalogs");
-  Provider provider(m_fake.entryPoints(), "sample", "de_DE");
+  const GermanTexts german;
+  Provider provider(m_fake.entryPoints(), "sample", "");
   const std::string program = directory.write("program", "#!/bin/sh\necho much; echo more; exit 1\n");
   chmod(program.c_str(), 0700);
   std::vector<std::string> output;
