@@ -162,7 +162,12 @@ TEST_F(ProviderTest, OutputOfAProgramIsShownByItsLastLineAndWhereTheRestIs) {
   const TemporaryDirectory directory;
   const EnvironmentVariable log("QMFI_LOG_DIR", directory.path());
   const GermanTexts german;
-  Provider provider(m_fake.entryPoints(), "sample", "");
+  ProviderEntryPoints entryPoints = m_fake.entryPoints();
+  entryPoints.fi_pgn_errmsg = [](int, const char** text) {
+    *text = "The operation failed; the messages of the provider say why.";
+    return 0;
+  };
+  Provider provider(entryPoints, "sample", "");
   const std::string program = directory.write("program", "#!/bin/sh\necho much; echo more; exit 1\n");
   chmod(program.c_str(), 0700);
   std::vector<std::string> output;
