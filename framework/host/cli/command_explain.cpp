@@ -5,21 +5,23 @@
 #include "failure/failure_kind.h"
 #include "failure/host_error.h"
 #include "failure/json_text.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
 namespace {
 
 void printText(std::ostream& out, const FailureKind& kind) {
-  out << kind.id << " (exit status " << static_cast<int>(kind.exitStatus) << "): " << kind.meaning << "\n";
-  if (kind.advice != nullptr) out << "  " << kind.advice << "\n";
+  const int status = static_cast<int>(kind.exitStatus);
+  out << translate("{0} (exit status {1}): {2}", kind.id, status, translated(kind.meaning)) << "\n";
+  if (kind.advice != nullptr) out << "  " << translated(kind.advice) << "\n";
 }
 
 Json jsonOfKind(const FailureKind& kind) {
   return {{"id", kind.id},
           {"exit_status", static_cast<int>(kind.exitStatus)},
-          {"meaning", kind.meaning},
-          {"hint", kind.advice != nullptr ? Json(kind.advice) : Json()}};
+          {"meaning", translated(kind.meaning)},
+          {"hint", kind.advice != nullptr ? Json(translated(kind.advice)) : Json()}};
 }
 
 // By what the failures of --json and the status that a script sees are called.

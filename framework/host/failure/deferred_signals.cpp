@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -32,7 +33,7 @@ std::optional<std::string> DeferredSignals::pending() const {
 
 void DeferredSignals::throwIfPending() const {
   if (const auto signal = pending()) {
-    throw HostError(Failure::interrupted, "interrupted by " + *signal).because(*signal);
+    throw HostError(Failure::interrupted, translate("interrupted by {0}", *signal)).because(*signal);
   }
 }
 

@@ -44,7 +44,7 @@ enum class Failure {
   outputFailed,
 };
 
-// What is told of a kind. The texts live as long as the program.
+// What is told of a kind. The texts live as long as the program; meaning and advice are English, for translated().
 struct FailureKind {
   Failure failure;
   const char* id;  // what programs know it by; stays what it is

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "texts/translation.h"
+
 namespace qmfi_host {
 
 namespace {
@@ -19,7 +21,8 @@ std::string whereOf(const FilePlace& place) {
 }  // namespace
 
 FileError::FileError(Failure failure, FilePlace place, const std::string& problem, const std::string& mend)
-    : HostError(failure, whereOf(place) + ": " + causeOf(place, problem) + "; " + mend), m_place(std::move(place)) {
+    : HostError(failure, translate("{0}: {1}; {2}", whereOf(place), causeOf(place, problem), mend)),
+      m_place(std::move(place)) {
   about(m_place.file);
   because(causeOf(m_place, problem));
   advise(mend);

@@ -9,6 +9,7 @@
 
 #include "failure/notices.h"
 #include "failure/one_line.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -33,7 +34,7 @@ Failure failureOfErrno(int errorNumber) {
 
 ProviderError::ProviderError(const std::string& what, int status, std::vector<ProviderMessage> messages,
                              std::string explanation)
-    : HostError(Failure::providerFailed, what + ": status " + std::to_string(status)),
+    : HostError(Failure::providerFailed, translate("{0}: status {1}", what, status)),
       m_status(status),
       m_messages(std::move(messages)),
       m_explanation(std::move(explanation)) {
@@ -83,7 +84,7 @@ Json orNull(const std::optional<std::string>& text) {
 Json hintOf(const HostError& error) {
   if (error.hint()) return *error.hint();
   const char* const advice = kindOf(error.failure()).advice;
-  return advice != nullptr ? Json(advice) : Json();
+  return advice != nullptr ? Json(translated(advice)) : Json();
 }
 
 Json jsonOfMessages(const std::vector<ProviderMessage>& messages) {
@@ -120,7 +121,7 @@ HostError systemError(const std::string& what) {
 
 HostError systemError(const std::string& what, int errorNumber) {
   const std::string cause = std::generic_category().message(errorNumber);
-  return HostError(failureOfErrno(errorNumber), what + ": " + cause).because(cause);
+  return HostError(failureOfErrno(errorNumber), translate("{0}: {1}", what, cause)).because(cause);
 }
 
 HostError systemErrorOfNamed(const std::string& what) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -33,7 +34,7 @@ std::string percentDecoded(const std::string& text) {
     const std::string code = text.substr(at + 1, 2);
     const auto [end, error] = std::from_chars(code.data(), code.data() + code.size(), byte, 16);
     if (error != std::errc() || code.size() != 2 || end != code.data() + 2) {
-      throw HostError("\"" + text + "\" holds a % that begins no byte");
+      throw HostError(translate("\"{0}\" holds a % that begins no byte", text));
     }
     result += static_cast<char>(byte);
     at += 2;

@@ -193,16 +193,17 @@ TEST_F(CommandsTest, ErrorOfTheProviderIsShownWithItsIdentifierInTheUsersLanguag
     all.insert(all.end(), words.begin(), words.end());
     return qmfi(all);
   };
-  const std::string first = "qmfi: /dev/qm/dsk/dg1/spare could not be brought online: status 6\n";
   const std::string identifier = "  MSG_ERROR_UNHANDLED_EXEC_PIPE_EXCEPTION: ";
   const std::string code = "it is damaged (KFI_EXEC_PIPE_CMD_FAILED, ";
-  const std::string english = first + "  The operation failed; the messages of the provider say why.\n" + identifier +
-                              "A command could not be run or failed: " + code +
-                              "reported by qmfs_plugin_resource.cpp line N)\n" +
-                              "      The whole output of the program is in /var/log/qmfi/qmfsfi.log.\n";
+  const std::string english =
+      "qmfi: /dev/qm/dsk/dg1/spare could not be brought online: status 6\n"
+      "  The operation failed; the messages of the provider say why.\n" +
+      identifier + "A command could not be run or failed: " + code + "reported by qmfs_plugin_resource.cpp line N)\n" +
+      "      The whole output of the program is in /var/log/qmfi/qmfsfi.log.\n";
   const std::string german =
-      first + "  Die Operation ist fehlgeschlagen; die Meldungen des Providers nennen den Grund.\n" + identifier +
-      "Ein Kommando konnte nicht ausgeführt werden oder ist fehlgeschlagen: " + code +
+      "qmfi: /dev/qm/dsk/dg1/spare could not be brought online: Status 6\n"
+      "  Die Operation ist fehlgeschlagen; die Meldungen des Providers nennen den Grund.\n" +
+      identifier + "Ein Kommando konnte nicht ausgeführt werden oder ist fehlgeschlagen: " + code +
       "gemeldet von qmfs_plugin_resource.cpp Zeile N)\n" +
       "      Die ganze Ausgabe des Programms steht in /var/log/qmfi/qmfsfi.log.\n";
   const auto outcome = qmfi(words);

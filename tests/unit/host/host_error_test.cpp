@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "failure/notices.h"
 #include "failure/one_line.h"
+#include "german_texts.h"
 
 namespace qmfi_host {
 namespace {
@@ -94,6 +96,16 @@ TEST(HostError, MessageOfSeveralLinesIsIndented) {
             "qmfi: /mnt/a failed: status 6\n"
             "  one\n"
             "      two\n");
+}
+
+TEST(HostError, IsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_EQ(printed(ProviderError("/mnt/a", 6, {{"MSG_X", "first"}}, "")),
+            "qmfi: /mnt/a: Status 6\n"
+            "  MSG_X: first\n");
+  const Json json = jsonOf(HostError(Failure::snapshotInterrupted, "/mnt/a"));
+  EXPECT_EQ(json["id"], "snapshot_interrupted");
+  EXPECT_EQ(json["hint"], "mit \"qmfi recover\" aufräumen");
 }
 
 }  // namespace
