@@ -14,6 +14,7 @@
 
 #include "failure/host_error.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -57,7 +58,7 @@ class Walk {
     if (!next.valid() && errno == ENOENT) return false;
     struct stat status {};
     if (!next.valid() || fstat(next.get(), &status) != 0) {
-      throw systemError(named.string() + " cannot be read").about(named.string());
+      throw systemError(translate("{0} cannot be read", named.string())).about(named.string());
     }
     if (S_ISLNK(status.st_mode)) {
       follow(next, named);
@@ -73,23 +74,25 @@ class Walk {
   void follow(const Descriptor& link, const fs::path& named) {
     std::array<char, PATH_MAX> target{};
     const ssize_t length = readlinkat(link.get(), "", target.data(), target.size());
-    if (length < 0) throw systemError(named.string() + " cannot be read").about(named.string());
-    if (++m_links > mostLinks) throw systemError(m_asked.string() + " cannot be read", ELOOP).about(m_asked.string());
+    if (length < 0) throw systemError(translate("{0} cannot be read", named.string())).about(named.string());
+    if (++m_links > mostLinks) {
+      throw systemError(translate("{0} cannot be read", m_asked.string()), ELOOP).about(m_asked.string());
+    }
     add(fs::path(std::string(target.data(), static_cast<std::size_t>(length))));
   }
 
   void requireRoots(const struct stat& status, const fs::path& named) const {
     const auto fail = [&](const std::string& reason) {
-      throw HostError(Failure::untrusted, m_asked.string() + " cannot be trusted: " + reason +
-                                              "; use a place that belongs to root and that nobody else can write to")
+      throw HostError(
+          Failure::untrusted,
+          translate("{0} cannot be trusted: {1}; use a place that belongs to root and that nobody else can write to",
+                    m_asked.string(), reason))
           .about(m_asked.string())
           .because(reason);
     };
-    if (status.st_uid != 0) fail(named.string() + " belongs to user " + std::to_string(status.st_uid));
-    if ((status.st_mode & S_IWOTH) != 0) fail("everybody can write to " + named.string());
-    if ((status.st_mode & S_IWGRP) != 0) {
-      fail("group " + std::to_string(status.st_gid) + " can write to " + named.string());
-    }
+    if (status.st_uid != 0) fail(translate("{0} belongs to user {1}", named.string(), status.st_uid));
+    if ((status.st_mode & S_IWOTH) != 0) fail(translate("everybody can write to {0}", named.string()));
+    if ((status.st_mode & S_IWGRP) != 0) fail(translate("group {0} can write to {1}", status.st_gid, named.string()));
   }
 
   fs::path m_asked;
