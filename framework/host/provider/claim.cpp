@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "texts/translation.h"
+
 namespace qmfi_host {
 
 namespace {
@@ -17,19 +19,21 @@ std::string namesOf(const std::vector<Provider*>& providers) {
   const std::vector<Provider*> all = providers.started();
   providers.tellOfOthers();
   if (all.size() == 1) {
-    throw HostError(Failure::notClaimed, "the provider " + all.front()->name() + " does not claim " + mountPoint +
-                                             ": no file system of its type is mounted there")
+    throw HostError(Failure::notClaimed,
+                    translate("the provider {0} does not claim {1}: no file system of its type is mounted there",
+                              all.front()->name(), mountPoint))
         .about(mountPoint);
   }
-  throw HostError(Failure::notClaimed, "none of the providers " + namesOf(all) + " claims " + mountPoint +
-                                           ": no file system of their types is mounted there")
+  throw HostError(Failure::notClaimed,
+                  translate("none of the providers {0} claims {1}: no file system of their types is mounted there",
+                            namesOf(all), mountPoint))
       .about(mountPoint);
 }
 
 void requireOne(const std::vector<Provider*>& owners, const std::string& object) {
   if (owners.size() < 2) return;
   throw HostError(Failure::providerAmbiguous,
-                  "the providers " + namesOf(owners) + " all claim " + object + "; --provider chooses one")
+                  translate("the providers {0} all claim {1}; --provider chooses one", namesOf(owners), object))
       .about(object);
 }
 
@@ -64,10 +68,11 @@ Provider& providerOfDevice(Providers& providers, const std::string& device) {
   requireOne(owners, device);
   if (!owners.empty()) return *owners.front();
   providers.tellOfOthers();
-  throw HostError(Failure::notClaimed, "none of the providers " + namesOf(all) + " knows the content of " + device +
-                                           "; --provider chooses one")
+  throw HostError(
+      Failure::notClaimed,
+      translate("none of the providers {0} knows the content of {1}; --provider chooses one", namesOf(all), device))
       .about(device)
-      .advise("choose one by --provider");
+      .advise(translate("choose one by --provider"));
 }
 
 }  // namespace qmfi_host

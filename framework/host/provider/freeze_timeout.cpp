@@ -6,6 +6,7 @@
 
 #include "cficonfiguration.h"
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -43,10 +44,10 @@ std::chrono::seconds configuredFreezeTimeout(const Provider& provider) {
   if (isNumber && seconds >= shortestFreezeTimeout && seconds <= longestFreezeTimeout) {
     return std::chrono::seconds(seconds);
   }
-  throw HostError("the settings of the provider " + provider.name() + " cannot be used: " + name + " of section " +
-                  section + " is \"" + *text + "\", not a number of seconds from " +
-                  std::to_string(shortestFreezeTimeout) + " to " + std::to_string(longestFreezeTimeout) +
-                  "; --freeze-timeout goes before it");
+  throw HostError(
+      translate("the settings of the provider {0} cannot be used: {1} of section {2} is \"{3}\", not a number of "
+                "seconds from {4} to {5}; --freeze-timeout goes before it",
+                provider.name(), name, section, *text, shortestFreezeTimeout, longestFreezeTimeout));
 }
 
 }  // namespace qmfi_host

@@ -7,6 +7,7 @@
 
 #include "failure/host_error.h"
 #include "provider/trusted_files.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -60,7 +61,7 @@ Provider& InstalledProviders::named(const std::string& name) {
 
 std::vector<Provider*> InstalledProviders::started() {
   if (m_names.empty()) {
-    throw HostError(Failure::providerUnusable, "no provider is installed in " + m_directory.string())
+    throw HostError(Failure::providerUnusable, translate("no provider is installed in {0}", m_directory.string()))
         .about(m_directory.string());
   }
   if (!m_started.empty()) return m_started;

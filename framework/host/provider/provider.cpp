@@ -45,9 +45,12 @@ std::optional<std::string> withLastLine(const char* arguments) {
 }
 
 std::string notStarted(const std::string& provider, int status, const std::string& package) {
-  std::string what = "the provider " + provider + " could not be started";
-  if (status != qmfi_pdk_4_4::CFI_STATUS_NOT_INSTALLED || package.empty()) return what;
-  return what + ": the package " + package + ", which it needs, was not found; install it and try again";
+  if (status != qmfi_pdk_4_4::CFI_STATUS_NOT_INSTALLED || package.empty()) {
+    return translate("the provider {0} could not be started", provider);
+  }
+  return translate(
+      "the provider {0} could not be started: the package {1}, which it needs, was not found; install it and try again",
+      provider, package);
 }
 
 }  // namespace
@@ -62,17 +65,17 @@ Provider::Provider(const ProviderEntryPoints& entryPoints, std::string name, std
   m_context.kcx_language = &m_languageName;
   kfi_version version{};
   const int status = m_entryPoints.fi_pgn_init(&m_context, &version, m_name.data());
-  const std::string what = notStarted(m_name, status, m_descriptor.package);
   if (status != 0) {
-    ProviderError error = failure(what, status);
+    ProviderError error = failure(notStarted(m_name, status, m_descriptor.package), status);
     error.about(m_name);
     m_entryPoints.fi_pgn_fini();
     throw ProviderError(error);
   }
   if (version.kv_major != KFI_INTERFACE_MAJOR) {
     m_entryPoints.fi_pgn_fini();
-    throw HostError(Failure::providerUnusable, what + ": it speaks version " + std::to_string(version.kv_major) +
-                                                   " of the interface, not " + std::to_string(KFI_INTERFACE_MAJOR))
+    throw HostError(Failure::providerUnusable,
+                    translate("the provider {0} could not be started: it speaks version {1} of the interface, not {2}",
+                              m_name, version.kv_major, KFI_INTERFACE_MAJOR))
         .about(m_name);
   }
 }

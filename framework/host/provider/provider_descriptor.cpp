@@ -11,6 +11,7 @@
 
 #include "failure/file_error.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -18,7 +19,7 @@ namespace {
 
 constexpr std::int64_t largestRequest = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int64_t largestArgument = 63;
-constexpr const char* mend = "mend the file, or install the provider anew";
+constexpr const char* mend = translatable("mend the file, or install the provider anew");
 
 // A table of the file; what is wrong in it is told with its line and the key's whole name.
 class Table {
@@ -31,27 +32,29 @@ class Table {
       if (std::find(known.begin(), known.end(), key.str()) != known.end()) continue;
       std::string names;
       for (const std::string_view name : known) names += (names.empty() ? "" : ", ") + std::string(name);
-      fail(key.str(), "is not known; known are " + names);
+      fail(key.str(), translate("is not known; known are {0}", names));
     }
   }
 
   std::string text(std::string_view key) const {
-    const std::string expected = "a text that is not empty";
+    const std::string expected = translate("a text that is not empty");
     const auto value = required(key, expected).value_exact<std::string>();
-    if (!value || value->empty()) fail(key, "must be " + expected);
+    if (!value || value->empty()) fail(key, translate("must be {0}", expected));
     return *value;
   }
 
   std::string directory(std::string_view key) const {
     std::string path = text(key);
-    if (path.front() != '/' || path.back() == '/') fail(key, "must be an absolute path that does not end with a slash");
+    if (path.front() != '/' || path.back() == '/') {
+      fail(key, translate("must be an absolute path that does not end with a slash"));
+    }
     return path;
   }
 
   std::int64_t number(std::string_view key, std::int64_t smallest, std::int64_t largest) const {
-    const std::string expected = "a number from " + std::to_string(smallest) + " to " + std::to_string(largest);
+    const std::string expected = translate("a number from {0} to {1}", smallest, largest);
     const auto value = required(key, expected).value_exact<std::int64_t>();
-    if (!value || *value < smallest || *value > largest) fail(key, "must be " + expected);
+    if (!value || *value < smallest || *value > largest) fail(key, translate("must be {0}", expected));
     return *value;
   }
 
@@ -59,21 +62,21 @@ class Table {
   std::optional<Table> table(std::string_view key) const {
     const toml::node* const node = m_table.get(key);
     if (node == nullptr) return std::nullopt;
-    if (!node->is_table()) fail(key, "must be a table");
+    if (!node->is_table()) fail(key, translate("must be a table"));
     return Table(*node->as_table(), m_file, m_prefix + std::string(key) + ".");
   }
 
  private:
   const toml::node& required(std::string_view key, const std::string& expected) const {
     const toml::node* const node = m_table.get(key);
-    if (node == nullptr) fail(key, "is missing; it must be " + expected);
+    if (node == nullptr) fail(key, translate("is missing; it must be {0}", expected));
     return *node;
   }
 
   [[noreturn]] void fail(std::string_view key, const std::string& what) const {
     const toml::node* const node = m_table.get(key);
     const std::uint32_t line = (node == nullptr ? m_table : *node).source().begin.line;
-    throw FileError(Failure::failed, {m_file, line, m_prefix + std::string(key)}, what, mend);
+    throw FileError(Failure::failed, {m_file, line, m_prefix + std::string(key)}, what, translated(mend));
   }
 
   const toml::table& m_table;
@@ -87,7 +90,8 @@ toml::table parse(const std::filesystem::path& file) {
   try {
     return toml::parse(*text);
   } catch (const toml::parse_error& error) {
-    throw FileError(Failure::failed, {file, error.source().begin.line}, std::string(error.description()), mend);
+    throw FileError(Failure::failed, {file, error.source().begin.line}, std::string(error.description()),
+                    translated(mend));
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cctype>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -15,15 +16,16 @@ namespace {
 // The loader names the library, or only another one that this one needs.
 std::string loaderError(const std::string& path) {
   const char* const told = dlerror();
-  const std::string text = told != nullptr ? told : "unknown reason";
-  return text.find(path) != std::string::npos ? text : path + ": " + text;
+  const std::string text = told != nullptr ? told : translate("unknown reason");
+  return text.find(path) != std::string::npos ? text : translate("{0}: {1}", path, text);
 }
 
 template <typename Function>
 void resolve(void* library, const std::string& path, const std::string& symbol, Function*& function) {
   function = reinterpret_cast<Function*>(dlsym(library, symbol.c_str()));
   if (function == nullptr) {
-    throw HostError(Failure::providerUnusable, "the provider " + path + " lacks the function " + symbol).about(path);
+    throw HostError(Failure::providerUnusable, translate("the provider {0} lacks the function {1}", path, symbol))
+        .about(path);
   }
 }
 
@@ -42,7 +44,7 @@ bool isProviderName(const std::string& name) {
 
 ProviderLibrary::ProviderLibrary(const std::filesystem::path& directory, const std::string& name) {
   if (!isProviderName(name)) {
-    UsageError error("\"" + name + "\" is not the name of a provider");
+    UsageError error(translate("\"{0}\" is not the name of a provider", name));
     error.about(name);
     throw UsageError(error);
   }
@@ -50,7 +52,7 @@ ProviderLibrary::ProviderLibrary(const std::filesystem::path& directory, const s
   m_handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) {
     const std::string reason = loaderError(path);
-    throw HostError(Failure::providerUnusable, "the provider " + name + " cannot be loaded: " + reason)
+    throw HostError(Failure::providerUnusable, translate("the provider {0} cannot be loaded: {1}", name, reason))
         .about(name)
         .because(reason);
   }

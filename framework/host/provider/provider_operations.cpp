@@ -5,6 +5,7 @@
 #include "cfiscopeexit.h"
 #include "provider/node.h"
 #include "provider/provider.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -59,7 +60,7 @@ class PathList {
 }  // namespace
 
 ProviderIdentity Provider::identity() {
-  const std::string what = "the provider does not say what it is";
+  const std::string what = translate("the provider does not say what it is");
   kfi_provider_list* list = nullptr;
   const CFiScopeExit release([&] { qmfi_free_providerlist(list); });
   run(m_name, what, [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_get_provider_info(&list); });
@@ -74,7 +75,7 @@ ClaimAnswer Provider::claim(const std::string& path) {
   const int answer = m_entryPoints.fi_pgn_claim(objectOf(path, ObjectKind::path), &groups, &count);
   if (answer == 0) return {};
   if (answer != KFI_CLAIMED) {
-    ProviderError error = failure(path + " could not be claimed", answer);
+    ProviderError error = failure(translate("{0} could not be claimed", path), answer);
     error.about(path);
     throw ProviderError(error);
   }
@@ -86,7 +87,7 @@ ClaimAnswer Provider::claim(const std::string& path) {
 bool Provider::ownsContentOf(const std::string& device) {
   int own = 0;
   std::string name = device;
-  run(device, device + " could not be looked up",
+  run(device, translate("{0} could not be looked up", device),
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_is_parent_pgn(name.data(), &own, 0); });
   return own != 0;
 }
@@ -105,52 +106,56 @@ std::string Provider::buildAlternate(Node& primary, const std::string& session, 
   qmfi_objid* object = objectOf(device, ObjectKind::object);
   qmfi_objid* snapshotObject = objectOf(snapshotDevice, ObjectKind::object);
   qmfi_objid* alternate = nullptr;
-  run(primary.name(), "the snapshot of " + primary.name() + " could not be mounted",
+  run(primary.name(), translate("the snapshot of {0} could not be mounted", primary.name()),
       [&](const ProviderEntryPoints& calls) {
         return calls.fi_pgn_build_alttree(primary.domain(), sessionName.data(), &object, &snapshotObject, 1,
                                           &alternate);
       });
   if (alternate == nullptr) {
-    throw HostError("the provider " + m_name + " does not say where the snapshot of " + primary.name() + " is mounted")
+    throw HostError(
+        translate("the provider {0} does not say where the snapshot of {1} is mounted", m_name, primary.name()))
         .about(primary.name());
   }
   return alternate->vid_name;
 }
 
 void Provider::online(Node& primary, Node& alternate) {
-  run(alternate.name(), alternate.name() + " could not be mounted", [&](const ProviderEntryPoints& calls) {
+  run(alternate.name(), translate("{0} could not be mounted", alternate.name()), [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_BRING, KFI_DISPOSITION_KEEP);
   });
 }
 
 void Provider::takeOffline(Node& primary, Node& alternate) {
-  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_dispose(primary.domain(), alternate.domain(), nullptr, KFI_DISPOSITION_REMOVE);
-  });
+  run(alternate.name(), translate("{0} could not be unmounted", alternate.name()),
+      [&](const ProviderEntryPoints& calls) {
+        return calls.fi_pgn_dispose(primary.domain(), alternate.domain(), nullptr, KFI_DISPOSITION_REMOVE);
+      });
 }
 
 void Provider::unmountOnly(Node& primary, Node& alternate) {
-  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_TAKE_OFFLINE, KFI_DISPOSITION_KEEP);
-  });
+  run(alternate.name(), translate("{0} could not be unmounted", alternate.name()),
+      [&](const ProviderEntryPoints& calls) {
+        return calls.fi_pgn_online(primary.domain(), alternate.domain(), KFI_ONLINE_TAKE_OFFLINE, KFI_DISPOSITION_KEEP);
+      });
 }
 
 void Provider::deport(Node& primary, Node& alternate) {
-  run(alternate.name(), alternate.name() + " could not be unmounted", [&](const ProviderEntryPoints& calls) {
-    return calls.fi_pgn_deport_tree(primary.domain(), alternate.domain(), nullptr);
-  });
+  run(alternate.name(), translate("{0} could not be unmounted", alternate.name()),
+      [&](const ProviderEntryPoints& calls) {
+        return calls.fi_pgn_deport_tree(primary.domain(), alternate.domain(), nullptr);
+      });
 }
 
 bool Provider::isMounted(Node& node) {
   int exists = 0;
-  run(node.name(), node.name() + " could not be looked up",
+  run(node.name(), translate("{0} could not be looked up", node.name()),
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_check_node_existence(node.domain(), &exists); });
   return exists != 0;
 }
 
 void Provider::disableAccess(Node& node, const std::string& device, bool force) {
   AccessList list(node, device);
-  run(node.name(), node.name() + " could not be taken out of use", [&](const ProviderEntryPoints& calls) {
+  run(node.name(), translate("{0} could not be taken out of use", node.name()), [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_disable_access(list.get(), force ? KFI_ACCESS_BY_FORCE : 0);
   });
 }
@@ -158,7 +163,7 @@ void Provider::disableAccess(Node& node, const std::string& device, bool force) 
 void Provider::enableAccess(Node& node, const std::string& device) {
   node.domain()->fid_attr = KFI_ATTR_FILE_SYSTEM_NODE | KFI_ATTR_ACCESS_DISABLED;
   AccessList list(node, device);
-  run(node.name(), node.name() + " could not be brought back into use",
+  run(node.name(), translate("{0} could not be brought back into use", node.name()),
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_enable_access(list.get(), 0, 0, 0); });
 }
 
@@ -166,11 +171,11 @@ void Provider::enableAccess(Node& node, const std::string& device) {
 void Provider::enableCache(Node& node) {
   takeMessages();
   m_entryPoints.fi_pgn_cache_enable(node.domain());
-  throwIfMessages("the cache of " + node.name() + " could not be enabled");
+  throwIfMessages(translate("the cache of {0} could not be enabled", node.name()));
 }
 
 void Provider::disableCache(Node& node) {
-  run(node.name(), "the cache of " + node.name() + " could not be disabled",
+  run(node.name(), translate("the cache of {0} could not be disabled", node.name()),
       [&](const ProviderEntryPoints& calls) { return calls.fi_pgn_cache_disable(node.domain()); });
 }
 
@@ -179,7 +184,7 @@ void Provider::format(const std::string& device) {
   char* devices[] = {name.data()};
   char** paths = nullptr;
   int count = 0;
-  run(device, device + " could not be formatted", [&](const ProviderEntryPoints& calls) {
+  run(device, translate("{0} could not be formatted", device), [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_format(devices, 1, nullptr, nullptr, nullptr, KFI_FORMAT_DEVICE, &paths, &count);
   });
 }
@@ -191,7 +196,7 @@ std::vector<std::string> Provider::bringOnline(const std::string& device, const 
   std::string optionList = "mountOptions=" + options.value_or("");
   char* devices[] = {name.data()};
   PathList mounted;
-  run(device, device + " could not be brought online", [&](const ProviderEntryPoints& calls) {
+  run(device, translate("{0} could not be brought online", device), [&](const ProviderEntryPoints& calls) {
     return calls.fi_pgn_online_resource(devices, 1, mountPoint ? directory.data() : nullptr, nullptr,
                                         options ? optionList.data() : nullptr, nullptr, 0, &mounted.paths,
                                         &mounted.count);

@@ -7,6 +7,7 @@
 
 #include "failure/host_error.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -60,7 +61,7 @@ fs::path logOfProvider(const std::string& name) {
 void requireReadableSettings(const std::string& name) {
   const fs::path settings = settingsOf(name);
   if (qmfi_system::readSmallFile(settings) || errno == ENOENT) return;
-  throw systemError("the settings " + settings.string() + " of the provider " + name + " cannot be read")
+  throw systemError(translate("the settings {0} of the provider {1} cannot be read", settings.string(), name))
       .about(settings.string());
 }
 

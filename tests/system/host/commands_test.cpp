@@ -201,7 +201,7 @@ TEST_F(CommandsTest, ErrorOfTheProviderIsShownWithItsIdentifierInTheUsersLanguag
       identifier + "A command could not be run or failed: " + code + "reported by qmfs_plugin_resource.cpp line N)\n" +
       "      The whole output of the program is in /var/log/qmfi/qmfsfi.log.\n";
   const std::string german =
-      "qmfi: /dev/qm/dsk/dg1/spare could not be brought online: Status 6\n"
+      "qmfi: /dev/qm/dsk/dg1/spare konnte nicht in Betrieb genommen werden: Status 6\n"
       "  Die Operation ist fehlgeschlagen; die Meldungen des Providers nennen den Grund.\n" +
       identifier + "Ein Kommando konnte nicht ausgeführt werden oder ist fehlgeschlagen: " + code +
       "gemeldet von qmfs_plugin_resource.cpp Zeile N)\n" +

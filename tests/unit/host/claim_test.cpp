@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_provider.h"
+#include "german_texts.h"
 
 namespace qmfi_host {
 namespace {
@@ -65,6 +66,13 @@ TEST_F(ClaimTest, FileSystemThatNobodyClaimsIsAnErrorThatNamesWhoWasAsked) {
   EXPECT_THAT([&] { requireClaimed(m_providers, "/dev"); },
               ThrowsMessage<HostError>("none of the providers sample, unlike claims /dev: no file system of their "
                                        "types is mounted there"));
+}
+
+TEST_F(ClaimTest, FileSystemThatNobodyClaimsIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT([&] { requireClaimed(m_providers, "/dev"); },
+              ThrowsMessage<HostError>("der Provider sample beansprucht /dev nicht: dort ist kein Dateisystem seines "
+                                       "Typs eingehängt"));
 }
 
 TEST_F(ClaimTest, FileSystemThatSeveralClaimIsAnErrorThatAsksForAChoice) {

@@ -6,6 +6,7 @@
 
 #include "build_tree.h"
 #include "failure/file_error.h"
+#include "german_texts.h"
 #include "support/temporary_directory.h"
 
 namespace qmfi_host {
@@ -149,6 +150,13 @@ TEST_F(ProviderDescriptorTest, KnowsTheDevicesOfVolumes) {
   EXPECT_TRUE(isVolumeDevice(descriptor, "/dev/sample/dsk/data"));
   EXPECT_TRUE(isVolumeDevice(descriptor, "/dev/sample/rdsk/data"));
   EXPECT_FALSE(isVolumeDevice(descriptor, "/dev/sample/other/data"));
+}
+
+TEST_F(ProviderDescriptorTest, ThatIsWrongIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT([&] { read("[requests]\nfreeze = 1"); },
+              ThrowsMessage<FileError>(m_file + ":1: requests.thaw fehlt; es muss eine Zahl von 1 bis 4294967295 sein; "
+                                                "die Datei berichtigen oder den Provider neu installieren"));
 }
 
 }  // namespace

@@ -186,7 +186,7 @@ TEST_F(ProviderTest, OutputOfAProgramIsShownByItsLastLineAndWhereTheRestIs) {
     return std::string();
   };
   const std::string withoutTheRest =
-      "qmfi: /dev/x could not be formatted: Status 6\n"
+      "qmfi: /dev/x konnte nicht formatiert werden: Status 6\n"
       "  Die Operation ist fehlgeschlagen; die Meldungen des Providers nennen den Grund.\n"
       "  MSG_OUTPUT: [\"/dev/x\",\"more\",7]\n";
   EXPECT_EQ(told(), withoutTheRest);
