@@ -9,6 +9,7 @@
 #include "snapshot/alternate_directories.h"
 #include "snapshot/hook_directory.h"
 #include "state/freeze_receipt.h"
+#include "texts/translation.h"
 #include "volume/snapshot_size.h"
 
 namespace qmfi_host {
@@ -21,7 +22,7 @@ bool isNumberIn(const SettingData& data, std::int64_t smallest, std::int64_t lar
 }
 
 std::string numberFrom(int smallest, int largest) {
-  return "a number from " + std::to_string(smallest) + " to " + std::to_string(largest);
+  return translate("a number from {0} to {1}", smallest, largest);
 }
 
 // Names are handed to the system, where they end at a zero byte.
@@ -35,7 +36,7 @@ bool isName(const SettingData& data) {
 }
 
 std::string expectedName() {
-  return "a text that is not empty";
+  return translate("a text that is not empty");
 }
 
 bool isPath(const SettingData& data) {
@@ -44,7 +45,7 @@ bool isPath(const SettingData& data) {
 }
 
 std::string expectedPath() {
-  return "an absolute path";
+  return translate("an absolute path");
 }
 
 bool isLockWait(const SettingData& data) {
@@ -89,7 +90,7 @@ bool isSnapshotSize(const SettingData& data) {
 }
 
 std::string expectedSnapshotSize() {
-  return "a part of the volume such as \"20%\", or a size such as \"512M\" (K, M, G, T)";
+  return translate("a part of the volume such as \"20%\", or a size such as \"512M\" (K, M, G, T)");
 }
 
 bool isLevel(const SettingData& data) {
@@ -97,7 +98,7 @@ bool isLevel(const SettingData& data) {
 }
 
 std::string expectedLevel() {
-  return "\"" + levelName(ProofLevel::group) + "\" or \"" + levelName(ProofLevel::none) + "\"";
+  return translate("\"{0}\" or \"{1}\"", levelName(ProofLevel::group), levelName(ProofLevel::none));
 }
 
 bool isSwitch(const SettingData& data) {
@@ -105,19 +106,25 @@ bool isSwitch(const SettingData& data) {
 }
 
 std::string expectedSwitch() {
-  return "true or false";
+  return translate("true or false");
 }
 
 const std::vector<SettingEntry>& table() {
   static const std::vector<SettingEntry> entries = {
-      {"", "provider", expectedName, isName, {}, {}, "all that are installed"},
+      {"", "provider", expectedName, isName, {}, {}, translatable("all that are installed")},
       {"", "provider_dir", expectedPath, isPath, {"QMFI_PROVIDER_DIR"}, "/usr/lib/qmfi/providers", ""},
       {"", "state_dir", expectedPath, isPath, {"QMFI_STATE_DIR"}, "/var/lib/qmfi", ""},
       {"", "splitter_command", expectedPath, isPath, {"QMFI_SPLITTER_COMMAND"}, "/usr/lib/qmfi/splitter", ""},
-      {"", "lock_wait", expectedLockWait, isLockWait, {}, {}, "until the other qmfi has done"},
-      {"", "language", expectedName, isName, {"LC_ALL", "LC_MESSAGES", "LANG"}, {}, "the provider's own"},
+      {"", "lock_wait", expectedLockWait, isLockWait, {}, {}, translatable("until the other qmfi has done")},
+      {"", "language", expectedName, isName, {"LC_ALL", "LC_MESSAGES", "LANG"}, {}, translatable("the provider's own")},
       {"create", "alternate_dir", expectedPath, isPath, {"QMFI_ALTERNATE_DIR"}, standardAlternateDirectory, ""},
-      {"create", "freeze_timeout", expectedFreezeTimeout, isFreezeTimeout, {}, {}, "the provider's configuration"},
+      {"create",
+       "freeze_timeout",
+       expectedFreezeTimeout,
+       isFreezeTimeout,
+       {},
+       {},
+       translatable("the provider's configuration")},
       {"create",
        "snapshot_size",
        expectedSnapshotSize,

@@ -22,7 +22,7 @@ struct SettingEntry {
   bool (*accepts)(const SettingData& data);  // whether a file may set this
   std::array<const char*, 3> variables;      // the first that is set counts; null behind the last
   SettingData standard;                      // what holds where nobody says anything
-  const char* unset;                         // what that means where it is nothing; empty otherwise
+  const char* unset;                         // what that means where it is nothing, for translated(); empty otherwise
 };
 
 // All settings, in the order in which they are shown.

@@ -13,6 +13,7 @@
 
 #include "settings/setting_table.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -67,11 +68,11 @@ class Reading {
       const auto text = qmfi_system::readSmallFile(file, largestFile);
       if (!text && errno == ENOENT) return;
       ++m_result.count;
-      if (!text) return addUnreadable(file, errno, "make it a file that root can read, of at most 64 KiB");
+      if (!text) return addUnreadable(file, errno, translate("make it a file that root can read, of at most 64 KiB"));
       m_file = file;
       addTop(toml::parse(*text));
     } catch (const toml::parse_error& error) {
-      addError({file, lineOf(error.source())}, std::string(error.description()), "mend the line");
+      addError({file, lineOf(error.source())}, std::string(error.description()), translate("mend the line"));
     } catch (const HostError& error) {
       m_result.errors.emplace_back(error, file);
     }
@@ -86,7 +87,7 @@ class Reading {
       if (!name.starts_with('.') && name.ends_with(ending)) files.push_back(entry->path());
     }
     if (error && error != std::errc::no_such_file_or_directory) {
-      addUnreadable(directory, error.value(), "make it a directory that root can read");
+      addUnreadable(directory, error.value(), translate("make it a directory that root can read"));
     }
     std::sort(files.begin(), files.end());
     return files;
@@ -100,7 +101,8 @@ class Reading {
       } else if (const toml::table* const inner = node.as_table()) {
         for (const auto& [name, value] : *inner) add(key.str(), name.str(), value);
       } else {
-        addError(placeOf(std::string(key.str()), node), "must be a table", "write [" + std::string(key.str()) + "]");
+        addError(placeOf(std::string(key.str()), node), translate("must be a table"),
+                 translate("write [{0}]", key.str()));
       }
     }
   }
@@ -112,7 +114,8 @@ class Reading {
     if (entry == nullptr) return addUnknown(place, table);
     const SettingData data = dataOf(node);
     if (!entry->accepts(data)) {
-      return addError(place, "must be " + entry->expected(), "change the value, or remove the line");
+      return addError(place, translate("must be {0}", entry->expected()),
+                      translate("change the value, or remove the line"));
     }
     m_result.values[key] = {data, {SettingOrigin::Kind::file, place.file, place.line}};
   }
@@ -131,8 +134,8 @@ class Reading {
   void addUnreadable(const fs::path& path, int errorNumber, const std::string& mend) {
     // The one answer of the system that would not be understood: what is no file is not waited for.
     const std::string cause =
-        errorNumber == EINVAL ? "it is no regular file" : std::generic_category().message(errorNumber);
-    addError({path}, "cannot be read: " + cause, mend);
+        errorNumber == EINVAL ? translate("it is no regular file") : std::generic_category().message(errorNumber);
+    addError({path}, translate("cannot be read: {0}", cause), mend);
   }
 
   void addError(const FilePlace& place, const std::string& problem, const std::string& mend) {
@@ -140,8 +143,8 @@ class Reading {
   }
 
   void addUnknown(const FilePlace& place, std::string_view table) {
-    m_result.unknown.emplace_back(Failure::settingsWrong, place, "is not known",
-                                  "remove it, or write one of " + knownNames(table));
+    m_result.unknown.emplace_back(Failure::settingsWrong, place, translate("is not known"),
+                                  translate("remove it, or write one of {0}", knownNames(table)));
   }
 
   const Check& m_check;

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "doctor/settings_findings.h"
+#include "german_texts.h"
 #include "settings/setting_table.h"
 #include "support/environment.h"
 #include "support/temporary_directory.h"
@@ -316,6 +317,13 @@ TEST(Settings, LieWhereTheVariableSays) {
   EXPECT_EQ(settingsDirectory(), "/etc/qmfi");
   const EnvironmentVariable set("QMFI_CONFIG_DIR", "/srv/qmfi");
   EXPECT_EQ(settingsDirectory(), "/srv/qmfi");
+}
+
+TEST_F(SettingsFilesTest, WhatIsWrongIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT(errorsIn("lock_wait = -1"), ElementsAre(":1: lock_wait muss eine Zahl von 0 bis 604800 sein; den Wert "
+                                                      "ändern oder die Zeile entfernen"));
+  EXPECT_THAT(errorsIn("create = 1"), ElementsAre(":1: create muss eine Tabelle sein; [create] schreiben"));
 }
 
 }  // namespace
