@@ -13,6 +13,7 @@
 
 #include "system/descriptor.h"
 #include "system/durable_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -25,7 +26,7 @@ constexpr int busyMilliseconds = 10000;
 fs::path canonicalDirectoryOf(const fs::path& file) {
   std::error_code error;
   fs::path directory = fs::canonical(file.parent_path(), error);
-  if (error) throw HostError("the state store " + file.string() + " cannot be opened: " + error.message());
+  if (error) throw HostError(translate("the state store {0} cannot be opened: {1}", file.string(), error.message()));
   return directory;
 }
 
@@ -48,7 +49,9 @@ fs::path realPathOf(const fs::path& file) {
 fs::path made(const fs::path& path) {
   fs::path file = realPathOf(path);
   const qmfi_system::Descriptor opened(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!opened.valid()) throw systemError("the state store " + path.string() + " cannot be opened").about(path.string());
+  if (!opened.valid()) {
+    throw systemError(translate("the state store {0} cannot be opened", path.string())).about(path.string());
+  }
   return file;
 }
 
@@ -61,7 +64,7 @@ bool isReadOnly(const std::string& file) {
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {
-    if (mkdtemp(m_path.data()) == nullptr) throw systemError(m_path + " cannot be made").about(m_path);
+    if (mkdtemp(m_path.data()) == nullptr) throw systemError(translate("{0} cannot be made", m_path)).about(m_path);
   }
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
@@ -76,7 +79,8 @@ class TemporaryDirectory {
     std::error_code error;
     fs::copy_file(file, copy, error);
     if (error) {
-      throw systemError(file.string() + " cannot be copied to " + copy.string(), error.value()).about(file.string());
+      throw systemError(translate("{0} cannot be copied to {1}", file.string(), copy.string()), error.value())
+          .about(file.string());
     }
     return copy;
   }
@@ -100,7 +104,7 @@ Database::Database(fs::path path, const std::string& file, int flags) : m_path(s
   const int result = sqlite3_open_v2(file.c_str(), &handle, flags | SQLITE_OPEN_NOFOLLOW, nullptr);
   m_handle.reset(handle);
   if (result != SQLITE_OK) {
-    throw HostError("the state store " + m_path.string() + " cannot be opened: " + sqlite3_errmsg(handle));
+    throw HostError(translate("the state store {0} cannot be opened: {1}", m_path.string(), sqlite3_errmsg(handle)));
   }
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_timeout(handle, busyMilliseconds);
@@ -135,7 +139,8 @@ void Database::copyTo(const fs::path& path) const {
   const fs::path unfinished = path.string() + ".new";
   const auto requireDone = [&](bool done) {
     if (!done) {
-      throw systemError("the copy " + path.string() + " of the state store could not be made").about(path.string());
+      throw systemError(translate("the copy {0} of the state store could not be made", path.string()))
+          .about(path.string());
     }
   };
   requireDone(unlink(unfinished.c_str()) == 0 || errno == ENOENT);
@@ -158,11 +163,12 @@ void Database::fail() const {
 }
 
 void Database::fail(int result, const std::string& reason) const {
-  const std::string what = "the state store " + m_path.string() + " cannot be used: " + reason;
+  const std::string what = translate("the state store {0} cannot be used: {1}", m_path.string(), reason);
   constexpr int primary = 0xff;
   if (isDamage(result & primary)) {
-    DamagedDatabase damage(what + "; \"qmfi recover --rescan\" makes a new one");
-    damage.about(m_path.string()).because(reason).advise("\"qmfi recover --rescan\" makes a new one");
+    const std::string mend = translate("\"qmfi recover --rescan\" makes a new one");
+    DamagedDatabase damage(translate("{0}; {1}", what, mend));
+    damage.about(m_path.string()).because(reason).advise(mend);
     throw DamagedDatabase(damage);
   }
   // Why the directory could not be written out is forgotten by then, but it fails again.
@@ -179,9 +185,10 @@ void Database::fail(int result, const std::string& reason) const {
 void Database::writeOutDirectory() const {
   const int error = qmfi_system::writeOutDirectory(m_path.parent_path());
   if (error == 0) return;
-  printNotice("the directory of the state store " + m_path.string() + " could not be written out (" +
-              std::generic_category().message(error) +
-              "): a power cut may undo the last change, and \"qmfi recover\" cleans up then");
+  printNotice(
+      translate("the directory of the state store {0} could not be written out ({1}): a power cut may undo the last "
+                "change, and \"qmfi recover\" cleans up then",
+                m_path.string(), std::generic_category().message(error)));
 }
 
 JournalInMemory::JournalInMemory(Database& database) : m_database(database) {
@@ -222,21 +229,22 @@ bool Statement::step() {
 }
 
 std::string Statement::text() {
-  const int column = nextColumn(SQLITE_TEXT, "text");
+  const int column = nextColumn(SQLITE_TEXT);
   const auto* const bytes = static_cast<const char*>(sqlite3_column_blob(m_statement.get(), column));
   const int length = sqlite3_column_bytes(m_statement.get(), column);
   return bytes != nullptr ? std::string(bytes, static_cast<std::size_t>(length)) : std::string();
 }
 
 std::int64_t Statement::number() {
-  return sqlite3_column_int64(m_statement.get(), nextColumn(SQLITE_INTEGER, "number"));
+  return sqlite3_column_int64(m_statement.get(), nextColumn(SQLITE_INTEGER));
 }
 
 // SQLite puts up with every kind of value in every column.
-int Statement::nextColumn(int type, const char* kind) {
+int Statement::nextColumn(int type) {
   const int column = m_column++;
   if (sqlite3_column_type(m_statement.get(), column) == type) return column;
-  throw DamagedDatabase(std::string(sqlite3_column_name(m_statement.get(), column)) + " is no " + kind);
+  const char* const name = sqlite3_column_name(m_statement.get(), column);
+  throw DamagedDatabase(type == SQLITE_TEXT ? translate("{0} is no text", name) : translate("{0} is no number", name));
 }
 
 Transaction::Transaction(Database& database) : m_database(database) {

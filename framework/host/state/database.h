@@ -105,7 +105,7 @@ class Statement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
 
-  int nextColumn(int type, const char* kind);
+  int nextColumn(int type);
 
   const Database& m_database;
   std::unique_ptr<sqlite3_stmt, Finalise> m_statement;

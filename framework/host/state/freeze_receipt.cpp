@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -29,7 +30,7 @@ ProofLevel levelOfName(const std::string& name) {
   for (const ProofLevel level : {ProofLevel::none, ProofLevel::group}) {
     if (name == levelName(level)) return level;
   }
-  throw UsageError("\"" + name + "\" is no level of what is proven: there are none and group");
+  throw UsageError(translate("\"{0}\" is no level of what is proven: there are none and group", name));
 }
 
 ProofLevel levelOf(const FreezeReceipt& receipt) {

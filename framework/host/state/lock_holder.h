@@ -17,7 +17,7 @@ using WaitingReport = std::function<void(const std::string& text)>;
 void writeHolder(const std::filesystem::path& file, const std::string& command);
 
 // Who has a lock by the word in a file, and since when: "qmfi (process 4711, snapshot create), which has worked on
-// /data for 12 s", or "another process" where there is no word. hasDone: "worked on /data".
+// /data for 12 s", or "another process" where there is no word. hasDone: "worked on /data", in the user's language.
 std::string holderText(const std::filesystem::path& file, const std::string& hasDone);
 
 // When a process gives up to wait for a lock; without a time it does not.

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -24,7 +25,7 @@ FreezeReceipt::Time timeIn(const Json& json, const char* key) {
 ThawAnswer thawAnswerOf(const std::string& name) {
   if (name == "no_failure") return ThawAnswer::noFailure;
   if (name == "unknown") return ThawAnswer::unknown;
-  throw HostError("the receipt knows no thaw \"" + name + "\"");
+  throw HostError(translate("the receipt knows no thaw \"{0}\"", name));
 }
 
 FileSystemReceipt fileSystemOf(const Json& json) {
@@ -52,7 +53,7 @@ FreezeReceipt wholeReceiptOf(const Json& json) {
 }
 
 HostError noReceipt(const Json::exception& error) {
-  return HostError(std::string("the receipt makes no sense: ") + error.what());
+  return HostError(translate("the receipt makes no sense: {0}", error.what()));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -36,7 +37,9 @@ std::string phaseName(Phase phase) {
 
 Phase phaseOfName(const std::string& name) {
   const auto* const found = std::find(phaseNames.begin(), phaseNames.end(), name);
-  if (found == phaseNames.end()) throw HostError("the state store holds a snapshot in the unknown phase " + name);
+  if (found == phaseNames.end()) {
+    throw HostError(translate("the state store holds a snapshot in the unknown phase {0}", name));
+  }
   return static_cast<Phase>(found - phaseNames.begin());
 }
 
@@ -55,16 +58,20 @@ std::string newSnapshotId() {
 
 void requireSnapshotName(const std::string& name) {
   if (name.empty() || name.size() > longestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) {
-    throw UsageError("\"" + name + "\" cannot name a snapshot: 1 to 64 letters, digits, \".\", \"_\" and \"-\" do");
+    throw UsageError(
+        translate("\"{0}\" cannot name a snapshot: 1 to 64 letters, digits, \".\", \"_\" and \"-\" do", name));
   }
   // A directory is called by the name.
-  if (name == "." || name == "..") throw UsageError("\"" + name + "\" cannot name a snapshot: it names a directory");
+  if (name == "." || name == "..") {
+    throw UsageError(translate("\"{0}\" cannot name a snapshot: it names a directory", name));
+  }
 }
 
 void requireUsersSnapshotName(const std::string& name) {
   requireSnapshotName(name);
   if (looksLikeId(name)) {
-    throw UsageError("\"" + name + "\" cannot name a snapshot: eight hexadecimal digits are an id, perhaps another's");
+    throw UsageError(
+        translate("\"{0}\" cannot name a snapshot: eight hexadecimal digits are an id, perhaps another's", name));
   }
 }
 

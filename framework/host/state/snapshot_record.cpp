@@ -7,6 +7,7 @@
 #include "failure/host_error.h"
 #include "failure/percent_code.h"
 #include "state/receipt_json.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -45,7 +46,7 @@ SnapshotNode nodeOf(const Json& json) {
 }
 
 Snapshot snapshotOf(const Json& json) {
-  if (json.at("record_version").get<int>() != recordVersion) throw HostError("it is of a later version");
+  if (json.at("record_version").get<int>() != recordVersion) throw HostError(translate("it is of a later version"));
   Snapshot snapshot;
   snapshot.id = percentDecoded(json.at("id").get<std::string>());
   snapshot.name = percentDecoded(json.at("name").get<std::string>());
@@ -60,7 +61,7 @@ Snapshot snapshotOf(const Json& json) {
   if (json.contains("held")) snapshot.held = percentDecoded(json.at("held").get<std::string>());
   if (json.contains("receipt")) snapshot.receipt = receiptOf(json.at("receipt"));
   for (const Json& node : json.at("nodes")) snapshot.nodes.push_back(nodeOf(node));
-  if (snapshot.nodes.empty()) throw HostError("it has no file system");
+  if (snapshot.nodes.empty()) throw HostError(translate("it has no file system"));
   return snapshot;
 }
 

@@ -6,13 +6,14 @@
 #include <cerrno>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
 namespace fs = std::filesystem;
 
 void makeStateDirectory(const fs::path& directory) {
-  const std::string what = "the state directory " + directory.string() + " cannot be used";
+  const std::string what = translate("the state directory {0} cannot be used", directory.string());
   std::error_code error;
   const fs::path withoutSlash = directory.has_filename() ? directory : directory.parent_path();
   fs::create_directories(withoutSlash.parent_path(), error);
@@ -29,15 +30,18 @@ void requireOutside(const fs::path& directory, const std::vector<std::string>& m
   fs::path present = fs::absolute(directory);
   while (!fs::exists(present) && present.has_relative_path()) present = present.parent_path();
   struct stat own {};
-  if (stat(present.c_str(), &own) != 0) throw systemError(present.string() + " cannot be read").about(present.string());
+  if (stat(present.c_str(), &own) != 0) {
+    throw systemError(translate("{0} cannot be read", present.string())).about(present.string());
+  }
   for (const std::string& mountPoint : mountPoints) {
     struct stat frozen {};
     // What is no mount point is for the provider to refuse.
     if (stat(mountPoint.c_str(), &frozen) != 0 || own.st_dev != frozen.st_dev) continue;
-    throw HostError("the state directory " + directory.string() + " lies on the file system of " + mountPoint +
-                    ", which is to be frozen; --state-dir names another one")
+    throw HostError(translate("the state directory {0} lies on the file system of {1}, which is to be frozen; "
+                              "--state-dir names another one",
+                              directory.string(), mountPoint))
         .about(directory.string())
-        .advise("name another one by --state-dir");
+        .advise(translate("name another one by --state-dir"));
   }
 }
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -23,7 +24,7 @@ fs::path holderFileIn(const fs::path& directory) {
 }
 
 HostError cannotBeLocked(const fs::path& directory) {
-  return systemError("the state directory " + directory.string() + " cannot be locked");
+  return systemError(translate("the state directory {0} cannot be locked", directory.string()));
 }
 
 Descriptor openDirectory(const fs::path& directory) {
@@ -50,7 +51,9 @@ Descriptor waitForLock(const fs::path& directory, const WaitingReport& report, W
       continue;
     }
     if (errno != EWOULDBLOCK && errno != EINTR) throw cannotBeLocked(directory);
-    pauses.pause([&] { return holderText(holderFileIn(directory), "held the state directory " + directory.string()); });
+    pauses.pause([&] {
+      return holderText(holderFileIn(directory), translate("held the state directory {0}", directory.string()));
+    });
   }
 }
 

@@ -10,6 +10,7 @@
 #include "state/receipt_json.h"
 #include "state/state_directory.h"
 #include "system/durable_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -72,7 +73,7 @@ std::int64_t schemaVersion(const Database& database) {
 // A store of a later version may mean other things by the same names.
 void requireKnownVersion(const Database& database) {
   if (schemaVersion(database) > currentSchemaVersion) {
-    throw HostError("the state store " + database.path().string() + " was made by a later version of qmfi");
+    throw HostError(translate("the state store {0} was made by a later version of qmfi", database.path().string()));
   }
 }
 
@@ -136,7 +137,7 @@ std::vector<SnapshotNode> readNodes(Statement& rows, const std::string& id, Soun
   reading([&] {
     rows.again().bind(id);
     while (rows.step()) nodes.push_back(readNode(rows, reading));
-    if (nodes.empty()) throw DamagedDatabase("it has no file system");
+    if (nodes.empty()) throw DamagedDatabase(translate("it has no file system"));
   });
   return nodes;
 }
@@ -261,7 +262,7 @@ void evenOnFullDisk(Database& database, Action action) {
 
 void renameIfThere(const fs::path& from, const fs::path& to) {
   if (rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT) return;
-  throw systemError(from.string() + " could not be renamed to " + to.string()).about(from.string());
+  throw systemError(translate("{0} could not be renamed to {1}", from.string(), to.string())).about(from.string());
 }
 
 }  // namespace
@@ -289,7 +290,9 @@ std::optional<fs::path> StateStore::moveAsideIfDamaged(const fs::path& directory
   renameIfThere(database.string() + "-journal", aside.string() + "-journal");
   renameIfThere(database, aside);
   const int error = qmfi_system::writeOutDirectory(directory);
-  if (error != 0) throw systemError(directory.string() + " could not be written out", error).about(directory.string());
+  if (error != 0) {
+    throw systemError(translate("{0} could not be written out", directory.string()), error).about(directory.string());
+  }
   return aside;
 }
 
@@ -310,7 +313,7 @@ void StateStore::replaceDamaged(const Snapshot& snapshot) {
 void StateStore::requireUnknown(const Snapshot& snapshot) const {
   for (const std::string& name : {snapshot.id, snapshot.name}) {
     if (find(name) || findDamaged(name)) {
-      throw HostError(Failure::nameTaken, "a snapshot \"" + name + "\" exists already").about(name);
+      throw HostError(Failure::nameTaken, translate("a snapshot \"{0}\" exists already", name)).about(name);
     }
   }
 }

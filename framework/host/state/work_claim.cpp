@@ -16,6 +16,7 @@
 
 #include "failure/host_error.h"
 #include "state/state_directory.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -30,6 +31,9 @@ constexpr off_t firstByte = off_t{1} << 48;
 constexpr off_t countOfBytes = off_t{1} << 32;
 constexpr std::string_view holderPrefix = "lock-";
 constexpr std::size_t numberDigits = 8;
+
+// What is claimed of a snapshot begins so in all languages: all processes have to mean the same by it.
+constexpr std::string_view snapshotWork = "the snapshot ";
 
 // Of two things with the same number one waits for the other, which is rare and does no harm.
 std::uint32_t numberOf(const std::string& what) {
@@ -82,10 +86,22 @@ bool isClaimed(const Descriptor& database, std::uint32_t number) {
   return firstClaimed(database, firstByte + number, 1).has_value();
 }
 
+// What a holder has done.
+std::string workedOn(const std::string& what) {
+  if (!what.starts_with(snapshotWork)) return translate("worked on {0}", what);
+  return translate("worked on the snapshot {0}", what.substr(snapshotWork.size()));
+}
+
+HostError notClaimed(const std::string& what, const std::string& database) {
+  if (!what.starts_with(snapshotWork)) return systemError(translate("{0} cannot be claimed in {1}", what, database));
+  const std::string id = what.substr(snapshotWork.size());
+  return systemError(translate("the snapshot {0} cannot be claimed in {1}", id, database));
+}
+
 }  // namespace
 
 std::string workOnSnapshot(const std::string& id) {
-  return "the snapshot " + id;
+  return std::string(snapshotWork) + id;
 }
 
 WorkClaim::WorkClaim(Descriptor database, fs::path holderFile)
@@ -103,7 +119,7 @@ std::optional<WorkClaim> WorkClaim::take(const fs::path& directory, const std::s
   const struct flock lock = writeLock(firstByte + number, 1);
   const bool isLocked = database.valid() && fcntl(database.get(), F_OFD_SETLK, &lock) == 0;
   if (!isLocked && database.valid() && (errno == EAGAIN || errno == EACCES)) return std::nullopt;
-  if (!isLocked) throw systemError(what + " cannot be claimed in " + databaseIn(directory).string()).about(what);
+  if (!isLocked) throw notClaimed(what, databaseIn(directory).string()).about(what);
   WorkClaim claim(std::move(database), holderFileOf(directory, number));
   writeHolder(claim.m_holderFile, command);
   return claim;
@@ -112,7 +128,7 @@ std::optional<WorkClaim> WorkClaim::take(const fs::path& directory, const std::s
 std::optional<std::string> workerOn(const fs::path& directory, const std::string& what) {
   const std::uint32_t number = numberOf(what);
   if (!isClaimed(openDatabase(directory, O_RDONLY), number)) return std::nullopt;
-  return holderText(holderFileOf(directory, number), "worked on " + what);
+  return holderText(holderFileOf(directory, number), workedOn(what));
 }
 
 bool isAnythingWorkedOn(const fs::path& directory) {
@@ -124,10 +140,9 @@ void waitForWorker(const fs::path& directory, const std::optional<std::string>& 
   WaitingPauses pauses(report, end);
   const Descriptor database = openDatabase(directory, O_RDONLY);
   const off_t start = what ? firstByte + numberOf(*what) : firstByte;
+  const std::string hasDone = what ? workedOn(*what) : translate("worked on a part of the state");
   while (const auto number = firstClaimed(database, start, what ? 1 : countOfBytes)) {
-    pauses.pause([&] {
-      return holderText(holderFileOf(directory, *number), "worked on " + what.value_or("a part of the state"));
-    });
+    pauses.pause([&] { return holderText(holderFileOf(directory, *number), hasDone); });
   }
 }
 

@@ -11,7 +11,7 @@
 
 namespace qmfi_host {
 
-// How the claim on a snapshot is called.
+// How the claim on a snapshot is called, in every language.
 std::string workOnSnapshot(const std::string& id);
 
 // The right to work on a snapshot or a mount point while the lock of the state directory is let go. One process at a

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "failure/host_error.h"
+#include "german_texts.h"
 #include "support/temporary_directory.h"
 
 namespace qmfi_host {
@@ -102,6 +103,16 @@ TEST(StateLock, TellsForWhomItWaitsAndHowLongThatOneHasIt) {
               testing::MatchesRegex("waits for qmfi \\(process 4711, snapshot create\\), which has held the state "
                                     "directory " +
                                     directory.path() + " for 360[0-9] s"));
+}
+
+TEST(StateLock, TellsForWhomItWaitsInTheUsersLanguage) {
+  const GermanTexts german;
+  const TemporaryDirectory directory;
+  age(directory.write("lock", "process 4711, snapshot create\n"), 3600);
+  EXPECT_THAT(reportOfWaiting(directory),
+              testing::MatchesRegex("wartet auf qmfi \\(Prozess 4711, snapshot create\\), seit 360[0-9] s im Besitz "
+                                    "der Sperre des Zustandsverzeichnisses " +
+                                    directory.path()));
 }
 
 TEST(StateLock, IsWaitedForNoLongerThanAsked) {

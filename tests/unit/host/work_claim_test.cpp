@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "failure/host_error.h"
+#include "german_texts.h"
 #include "state/state_lock.h"
 #include "state/state_store.h"
 #include "support/temporary_directory.h"
@@ -90,6 +91,15 @@ TEST_F(WorkClaimTest, HoldsThoughItsFileIsRemoved) {
   std::filesystem::remove(m_directory.file(holderFiles().front()));
   EXPECT_FALSE(take("/data"));
   EXPECT_EQ(worker("/data"), "another process, which has worked on /data");
+}
+
+TEST_F(WorkClaimTest, IsTheSameInAllLanguages) {
+  const std::optional<WorkClaim> claim = take(workOnSnapshot("17b4f33e"));
+  const GermanTexts german;
+  EXPECT_FALSE(take(workOnSnapshot("17b4f33e")));
+  EXPECT_THAT(worker(workOnSnapshot("17b4f33e")),
+              Optional(MatchesRegex("qmfi \\(Prozess " + std::to_string(getpid()) +
+                                    ", snapshot delete\\), seit [0-9] s mit dem Snapshot 17b4f33e beschäftigt")));
 }
 
 TEST_F(WorkClaimTest, IsWaitedForWithAWordForWhom) {
