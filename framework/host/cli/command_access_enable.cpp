@@ -45,7 +45,7 @@ class AccessEnable : public Command {
     Provider& provider = providers.named(access->provider);
     Node node(provider, mountPoint);
     // A check repairs, which nobody else may see. What is mounted already is not checked.
-    if (!provider.isMounted(node)) requireUnusedDevice(access->device, "checked");
+    if (!provider.isMounted(node)) requireUnusedDevice(access->device, DevicePurpose::check);
     node.storeState(access->state);
     progress.choice(mountPoint, provider.name(), "");
     progress.step(Step::online, mountPoint);

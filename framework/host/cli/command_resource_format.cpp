@@ -28,7 +28,7 @@ class ResourceFormat : public Command {
     OpenProviders providers(settings);
     m_device = trustedDevice(providers, m_device);
     requireNoSnapshot(openState(settings), m_device);
-    requireUnusedDevice(m_device, "formatted");
+    requireUnusedDevice(m_device, DevicePurpose::format);
     Provider& provider = providerOfDevice(providers, m_device);
     if (!m_force) requireConsent(provider, settings, out);
     settings.signals->throwIfPending();

@@ -6,6 +6,7 @@
 
 #include "system/loop_device.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -41,11 +42,11 @@ bool isSuspended(dev_t device) {
 
 std::string kindOf(const std::string& path) {
   const std::optional<dev_t> device = blockDeviceAt(path);
-  if (!device) return "no block device";
-  if (qmfi_system::isLoopDevice(*device)) return "a loop device";
+  if (!device) return translate("no block device");
+  if (qmfi_system::isLoopDevice(*device)) return translate("a loop device");
   const std::string identity = mapperIdentity(*device);
-  if (!identity.empty()) return "a device-mapper device (" + identity + ")";
-  return "a block device (" + deviceNumberText(*device) + ")";
+  if (!identity.empty()) return translate("a device-mapper device ({0})", identity);
+  return translate("a block device ({0})", deviceNumberText(*device));
 }
 
 }  // namespace qmfi_host

@@ -21,8 +21,8 @@ std::string mapperIdentity(dev_t device);
 // Whether a device-mapper device lets its users wait.
 bool isSuspended(dev_t device);
 
-// What is at a path, for a sentence: "a loop device", "a device-mapper device (CRYPT-...)", "a block device
-// (8:16)", "no block device".
+// What is at a path, for a sentence in the user's language: "a loop device", "a device-mapper device (CRYPT-...)", "a
+// block device (8:16)", "no block device".
 std::string kindOf(const std::string& path);
 
 }  // namespace qmfi_host

@@ -12,6 +12,7 @@
 
 #include "failure/host_error.h"
 #include "failure/one_line.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -27,14 +28,16 @@ bool isTellable(unsigned char character) {
 }
 
 HostError failureOf(const std::string& path, const std::string& verb, const std::string& reason) {
-  return HostError("the splitter program " + path + " failed to " + verb + ": " + reason).about(path).because(reason);
+  return HostError(translate("the splitter program {0} failed to {1}: {2}", path, verb, reason))
+      .about(path)
+      .because(reason);
 }
 
 std::string reasonOf(int error) {
-  if (error == ETIME) return "it did not answer in time";
-  if (error == EPIPE) return "it ended without an answer";
-  if (error == EMSGSIZE) return "its answer is too long";
-  return systemError("it could not be spoken to", error).what();
+  if (error == ETIME) return translate("it did not answer in time");
+  if (error == EPIPE) return translate("it ended without an answer");
+  if (error == EMSGSIZE) return translate("its answer is too long");
+  return systemError(translate("it could not be spoken to"), error).what();
 }
 
 }  // namespace
@@ -49,9 +52,10 @@ void requireTellable(const SplitPlan& plan) {
   const std::string& device = plan.device;
   const bool isPlain = std::all_of(device.begin(), device.end(), isTellable);
   if (isPlain && device.starts_with(deviceDirectory)) return;
-  throw HostError("the volume \"" + device +
-                  "\" cannot be split by a program: its name must begin with /dev/ and hold letters, digits and \".\", "
-                  "\"_\", \"+\", \"-\" only; nothing was frozen");
+  throw HostError(
+      translate("the volume \"{0}\" cannot be split by a program: its name must begin with /dev/ and hold letters, "
+                "digits and \".\", \"_\", \"+\", \"-\" only; nothing was frozen",
+                device));
 }
 
 std::string requestOf(const std::string& verb, const std::vector<SplitPlan>& plans) {
@@ -67,10 +71,10 @@ bool CommandProgram::isThere() const {
 
 void CommandProgram::requireUsable() const {
   if (!std::filesystem::path(m_path).is_absolute()) {
-    throw HostError("the splitter program " + m_path + " must be named by its absolute path");
+    throw HostError(translate("the splitter program {0} must be named by its absolute path", m_path));
   }
   requireTrusted(m_path);
-  if (!isThere()) throw systemError("the splitter program " + m_path + " cannot be run").about(m_path);
+  if (!isThere()) throw systemError(translate("the splitter program {0} cannot be run", m_path)).about(m_path);
 }
 
 Json CommandProgram::ask(const std::string& verb, const SplitPlan& plan, std::chrono::seconds time) const {
@@ -81,20 +85,20 @@ Json CommandProgram::ask(const std::string& verb, const SplitPlan& plan, std::ch
   dialogue.sendEnd();
   Json answer = answerIn(dialogue, verb, error);
   if (dialogue.endsWell(deadline)) return answer;
-  throw failureOf(m_path, verb, "it said that all is done, and then did not end with status 0");
+  throw failureOf(m_path, verb, translate("it said that all is done, and then did not end with status 0"));
 }
 
 Json CommandProgram::answerIn(const ProgramDialogue& dialogue, const std::string& verb, int error) const {
   if (error != 0) throw failureOf(m_path, verb, reasonOf(error));
   Json answer = Json::parse(dialogue.answer(), nullptr, false);
-  if (!answer.is_object()) throw failureOf(m_path, verb, "its answer is no JSON object in one line");
+  if (!answer.is_object()) throw failureOf(m_path, verb, translate("its answer is no JSON object in one line"));
   const auto reason = answer.find("error");
   if (reason != answer.end()) {
     const std::string text = reason->is_string() ? reason->get<std::string>() : reason->dump();
     throw failureOf(m_path, verb, inOneLine(text.substr(0, longestReason)));
   }
   if (answer.value("ok", Json()) == true) return answer;
-  throw failureOf(m_path, verb, "its answer has neither \"ok\": true nor \"error\"");
+  throw failureOf(m_path, verb, translate("its answer has neither \"ok\": true nor \"error\""));
 }
 
 }  // namespace qmfi_host

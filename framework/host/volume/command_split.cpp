@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -31,12 +32,13 @@ void CommandSplit::requireSplit() {
   try {
     m_program.answerIn(m_dialogue, "split", m_error);
   } catch (const HostError& failure) {
-    throw HostError(std::string(failure.what()) + "; the volumes were " + m_devices);
+    throw HostError(translate("{0}; the volumes were {1}", failure.what(), m_devices));
   }
   m_dialogue.sendEnd();
   if (m_dialogue.endsWell(ProgramDialogue::Clock::now() + endTime)) return;
-  throw HostError("the splitter program " + m_program.path() +
-                  " said that all is split, and then did not end with status 0; the volumes were " + m_devices);
+  throw HostError(translate(
+      "the splitter program {0} said that all is split, and then did not end with status 0; the volumes were {1}",
+      m_program.path(), m_devices));
 }
 
 }  // namespace qmfi_host

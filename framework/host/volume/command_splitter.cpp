@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 #include "volume/block_device.h"
 #include "volume/command_split.h"
@@ -33,12 +34,14 @@ std::uint64_t bytesIn(const Json& answer, const char* key) {
 // What the program names is mounted, so it must be what root made, and not the volume itself.
 dev_t attachedDevice(const CommandProgram& program, const SplitPlan& plan, const Json& answer) {
   const std::string path = textIn(answer, "device");
-  const std::string what = "the splitter program " + program.path() + " failed to attach: ";
-  if (!path.starts_with('/')) throw HostError(what + "its answer has no absolute path as \"device\"");
+  const auto failure = [&](const std::string& reason) {
+    return HostError(translate("the splitter program {0} failed to {1}: {2}", program.path(), "attach", reason));
+  };
+  if (!path.starts_with('/')) throw failure(translate("its answer has no absolute path as \"device\""));
   requireTrustedUpTo(path);
   const std::optional<dev_t> device = blockDeviceAt(path);
-  if (!device) throw HostError(what + "its \"device\" " + path + " is no block device");
-  if (device == blockDeviceAt(plan.device)) throw HostError(what + "its \"device\" " + path + " is the volume itself");
+  if (!device) throw failure(translate("its \"device\" {0} is no block device", path));
+  if (device == blockDeviceAt(plan.device)) throw failure(translate("its \"device\" {0} is the volume itself", path));
   return *device;
 }
 
@@ -69,7 +72,9 @@ SplitPlan CommandSplitter::plan(const std::string& device, const std::string& sn
   requireUsable();
   const std::string snapshot = device + "-" + snapshotId;
   SplitPlan plan{device, snapshot, device, snapshot, {}, name()};
-  if (!blockDeviceAt(device)) throw HostError("the volume " + device + " cannot be split: it is no block device");
+  if (!blockDeviceAt(device)) {
+    throw HostError(translate("the volume {0} cannot be split: it is no block device", device));
+  }
   requireTellable(plan);
   requireAbsent(snapshot);
   requirePossibleName(snapshot);
@@ -82,7 +87,7 @@ std::unique_ptr<GroupSplit> CommandSplitter::prepare(const std::vector<SplitPlan
   std::set<std::string> names;
   for (const SplitPlan& plan : plans) {
     if (names.insert(copyNameOf(plan)).second) continue;
-    throw HostError("two copies would have the name " + copyNameOf(plan) + "; nothing was frozen");
+    throw HostError(translate("two copies would have the name {0}; nothing was frozen", copyNameOf(plan)));
   }
   return std::make_unique<CommandSplit>(m_program, plans);
 }

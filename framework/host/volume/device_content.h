@@ -6,9 +6,12 @@
 
 namespace qmfi_host {
 
+// What a device that nobody uses is wanted for.
+enum class DevicePurpose { format, check };
+
 // Throws HostError when the path is not a block device, or the device is mounted or otherwise in use. purpose: what
-// cannot be done to it then ("formatted").
-void requireUnusedDevice(const std::string& device, const std::string& purpose);
+// cannot be done to it then.
+void requireUnusedDevice(const std::string& device, DevicePurpose purpose);
 
 // The name of what a device's content says it is: a file system, a partition table, a member of a volume group; empty
 // when it says nothing. Throws HostError when the device cannot be read.

@@ -11,6 +11,7 @@
 
 #include "failure/host_error.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -33,26 +34,26 @@ class HeldNode : public SnapshotDevice {
 void requireAbsent(const std::string& path) {
   std::error_code error;
   if (fs::symlink_status(path, error).type() != fs::file_type::not_found) {
-    throw HostError("the name " + path + ", which the snapshot needs, is taken");
+    throw HostError(translate("the name {0}, which the snapshot needs, is taken", path));
   }
 }
 
 void removeName(const std::string& path) {
   // What cannot have a name is not there either.
   if (unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENAMETOOLONG) {
-    throw systemError(path + " could not be removed").about(path);
+    throw systemError(translate("{0} could not be removed", path)).about(path);
   }
 }
 
 std::unique_ptr<SnapshotDevice> holdDevice(const std::string& path) {
   Descriptor device(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!device.valid()) throw systemError("the device " + path + " cannot be read").about(path);
+  if (!device.valid()) throw systemError(translate("the device {0} cannot be read", path)).about(path);
   return std::make_unique<HeldNode>(std::move(device));
 }
 
 std::unique_ptr<SnapshotDevice> makeNode(const std::string& path, dev_t device) {
   if (mknod(path.c_str(), S_IFBLK | 0600, device) != 0) {
-    throw systemError("the device " + path + " could not be made").about(path);
+    throw systemError(translate("the device {0} could not be made", path)).about(path);
   }
   try {
     return holdDevice(path);
@@ -67,7 +68,7 @@ void makeRawNode(const SplitPlan& plan, dev_t device) {
   std::error_code error;
   if (raw.empty() || !fs::is_directory(fs::path(raw).parent_path(), error)) return;
   if (mknod(raw.c_str(), S_IFBLK | 0600, device) != 0) {
-    throw systemError("the device " + raw + " could not be made").about(raw);
+    throw systemError(translate("the device {0} could not be made", raw)).about(raw);
   }
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -26,7 +27,7 @@ class ExtentMap {
     map.fm_length = FIEMAP_MAX_OFFSET - offset;
     map.fm_extent_count = extentsPerPiece;
     if (ioctl(file, FS_IOC_FIEMAP, &map) != 0) {
-      throw systemError("the extents of " + name + " cannot be read").about(name);
+      throw systemError(translate("the extents of {0} cannot be read", name)).about(name);
     }
     return map.fm_mapped_extents;
   }

@@ -10,6 +10,7 @@
 
 #include "failure/host_error.h"
 #include "system/loop_device.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -35,9 +36,9 @@ bool isFile(const LoopBacking& loop, const struct stat& file) {
 // A free loop device, as a node at the path.
 void makeFreeNode(qmfi_system::FreeLoopDevices& devices, const std::string& device) {
   const int number = devices.next();
-  if (number < 0) throw systemError("no loop device is free");
+  if (number < 0) throw systemError(translate("no loop device is free"));
   if (mknod(device.c_str(), S_IFBLK | 0600, qmfi_system::loopDevice(number)) != 0) {
-    throw systemError("the device " + device + " could not be made").about(device);
+    throw systemError(translate("the device {0} could not be made", device)).about(device);
   }
 }
 
@@ -45,42 +46,46 @@ Descriptor openLoopControl() {
   Descriptor control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
   if (!control.valid()) {
     throw systemError(
-        "/dev/loop-control, which gives the devices of snapshots, cannot be opened; \"modprobe loop\" makes it")
+        translate(
+            "/dev/loop-control, which gives the devices of snapshots, cannot be opened; \"modprobe loop\" makes it"))
         .about("/dev/loop-control")
-        .advise("\"modprobe loop\" makes it");
+        .advise(translate("\"modprobe loop\" makes it"));
   }
   return control;
 }
 
+HostError cannotBeRead(const std::string& device) {
+  return systemError(translate("the device {0} cannot be read", device)).about(device);
+}
+
+HostError cannotBeSplit(const std::string& device, const std::string& text) {
+  return HostError(Failure::cannotBeSplit, text).about(device);
+}
+
 HostError notAttached(const std::string& device, const std::string& file, int reason) {
-  return systemError("the device " + device + " could not be attached to " + file, reason).about(device);
+  return systemError(translate("the device {0} could not be attached to {1}", device, file), reason).about(device);
 }
 
 }  // namespace
 
 std::string backingFileOf(const std::string& device) {
   const auto status = statusOf(device);
-  if (!status) throw systemError("the device " + device + " cannot be read").about(device);
+  if (!status) throw cannotBeRead(device);
   if (!isLoopNode(*status)) {
-    throw HostError(Failure::cannotBeSplit, "the volume " + device + " cannot be split: it does not consist of a file")
-        .about(device);
+    throw cannotBeSplit(device, translate("the volume {0} cannot be split: it does not consist of a file", device));
   }
   // Whoever may not look is told so, and not that there is nothing.
-  if (faccessat(AT_FDCWD, device.c_str(), R_OK, AT_EACCESS) != 0) {
-    throw systemError("the device " + device + " cannot be read").about(device);
-  }
+  if (faccessat(AT_FDCWD, device.c_str(), R_OK, AT_EACCESS) != 0) throw cannotBeRead(device);
   const auto loop = qmfi_system::loopBacking(device);
   std::string name = qmfi_system::backingFileName(status->st_rdev);
   const auto file = statusOf(name);
   if (!loop || !file || !isFile(*loop, *file)) {
-    throw HostError(Failure::cannotBeSplit,
-                    "the volume " + device + " cannot be split: its file \"" + name + "\" cannot be found")
-        .about(device);
+    throw cannotBeSplit(device,
+                        translate("the volume {0} cannot be split: its file \"{1}\" cannot be found", device, name));
   }
   if (loop->offset != 0 || loop->sizeLimit != 0) {
-    throw HostError(Failure::cannotBeSplit,
-                    "the volume " + device + " cannot be split: it covers only a part of its file " + name)
-        .about(device);
+    throw cannotBeSplit(
+        device, translate("the volume {0} cannot be split: it covers only a part of its file {1}", device, name));
   }
   return name;
 }
@@ -100,7 +105,7 @@ void requireLoopControl() {
 Descriptor attachLoopDevice(const std::string& device, const std::string& file) {
   const Descriptor control = openLoopControl();
   const Descriptor backing(open(file.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-  if (!backing.valid()) throw systemError("the snapshot file " + file + " cannot be opened").about(file);
+  if (!backing.valid()) throw systemError(translate("the snapshot file {0} cannot be opened", file)).about(file);
   qmfi_system::FreeLoopDevices devices(control);
   for (;;) {
     makeFreeNode(devices, device);
@@ -115,7 +120,7 @@ Descriptor attachLoopDevice(const std::string& device, const std::string& file) 
 
 void detachLoopDevice(const std::string& device) {
   const int failure = qmfi_system::detachLoopDevice(device);
-  if (failure != 0) throw systemError("the device " + device + " could not be detached", failure).about(device);
+  if (failure != 0) throw systemError(translate("the device {0} could not be detached", device), failure).about(device);
 }
 
 }  // namespace qmfi_host

@@ -9,6 +9,7 @@
 #include "failure/host_error.h"
 #include "failure/one_line.h"
 #include "system/program.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -46,7 +47,7 @@ Json rowsIn(const std::string& printed) {
     const Json::json_pointer rows("/report/0/lv");
     if (!report.is_discarded() && report.contains(rows) && report.at(rows).is_array()) return report.at(rows);
   }
-  throw HostError("lvm printed no report: " + inOneLine(withoutIndentation(printed)));
+  throw HostError(translate("lvm printed no report: {0}", inOneLine(withoutIndentation(printed))));
 }
 
 LogicalVolume volumeIn(const Json& row) {
@@ -67,8 +68,8 @@ std::string LvmProgram::run(const std::vector<std::string>& words) const {
   program.words.insert(program.words.end(), words.begin(), words.end());
   const qmfi_system::ProgramEnd end = qmfi_system::captureProgram(program);
   if (end.exitStatus == 0) return end.output;
-  throw HostError("lvm " + words.front() + " failed with status " + std::to_string(end.shellStatus()) + ": " +
-                  inOneLine(withoutIndentation(end.output)));
+  throw HostError(translate("lvm {0} failed with status {1}: {2}", words.front(), end.shellStatus(),
+                            inOneLine(withoutIndentation(end.output))));
 }
 
 std::string LvmProgram::lockDirectory() const {
@@ -76,7 +77,8 @@ std::string LvmProgram::lockDirectory() const {
   const std::size_t begin = setting.find('"');
   const std::size_t end = setting.rfind('"');
   if (begin == end) {
-    throw HostError("lvm does not say where it keeps its locks: " + inOneLine(withoutIndentation(setting)));
+    throw HostError(
+        translate("lvm does not say where it keeps its locks: {0}", inOneLine(withoutIndentation(setting))));
   }
   std::filesystem::path directory = setting.substr(begin + 1, end - begin - 1);
   std::error_code error;
@@ -88,7 +90,7 @@ std::string LvmProgram::lockDirectory() const {
 
 std::pair<std::string, std::string> LvmProgram::namesOf(const std::string& device) const {
   const Json rows = rowsIn(run({"lvs", "--reportformat", "json", "--options", "vg_name,lv_name", device}));
-  if (rows.size() != 1) throw HostError("the volume " + device + " is no logical volume");
+  if (rows.size() != 1) throw HostError(translate("the volume {0} is no logical volume", device));
   return {rows[0].value("vg_name", ""), rows[0].value("lv_name", "")};
 }
 
@@ -103,7 +105,7 @@ VolumeGroup LvmProgram::groupOf(const std::string& name) const {
     group.freeBytes = numberIn<std::uint64_t>(row, "vg_free");
     group.volumes.emplace(row.value("lv_name", ""), volumeIn(row));
   }
-  if (group.extentBytes == 0) throw HostError("lvm tells nothing of the volume group " + name);
+  if (group.extentBytes == 0) throw HostError(translate("lvm tells nothing of the volume group {0}", name));
   return group;
 }
 

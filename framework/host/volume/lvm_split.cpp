@@ -8,6 +8,7 @@
 
 #include "failure/host_error.h"
 #include "failure/one_line.h"
+#include "texts/translation.h"
 #include "volume/lvm_program.h"
 
 namespace qmfi_host {
@@ -32,17 +33,23 @@ std::string withoutLastAnswer(std::string_view answer) {
   const std::size_t lastLine = text.rfind("No such command");
   if (lastLine != std::string::npos) text.erase(lastLine);
   const std::string said = withoutIndentation(text);
-  return said.empty() ? "it says nothing" : inOneLine(said);
+  return said.empty() ? translate("it says nothing") : inOneLine(said);
 }
 
 std::string reasonOf(int error, std::string_view answer) {
-  if (error == ETIME) return "it did not answer in time";
-  if (error != 0 && answer.empty()) return "it ended without an answer";
+  if (error == ETIME) return translate("it did not answer in time");
+  if (error != 0 && answer.empty()) return translate("it ended without an answer");
   return withoutLastAnswer(answer);
 }
 
 std::string nameOf(const LvmSnapshot& snapshot) {
   return snapshot.group + "/" + snapshot.origin;
+}
+
+std::string failureText(const std::string& volume, const std::string& reason, LvmMode mode) {
+  return mode == LvmMode::trial
+             ? translate("the volume {0} cannot be split by lvm: {1}; nothing was frozen", volume, reason)
+             : translate("the volume {0} could not be split by lvm: {1}", volume, reason);
 }
 
 }  // namespace
@@ -64,7 +71,7 @@ LvmSplit::LvmSplit(const std::string& program, std::vector<LvmSnapshot> snapshot
   trial += lastWord;
   m_commands += lastWord;
   const int error = m_shell.ask(trial, lastAnswer, ProgramDialogue::Clock::now() + preparationTime);
-  requireMade(error, " cannot be split by lvm: ", "; nothing was frozen");
+  requireMade(error, LvmMode::trial);
 }
 
 LvmSplit::~LvmSplit() {
@@ -78,16 +85,14 @@ int LvmSplit::split(std::chrono::steady_clock::time_point deadline) noexcept {
 }
 
 void LvmSplit::requireSplit() {
-  requireMade(m_error, " could not be split by lvm: ", "");
+  requireMade(m_error, LvmMode::earnest);
 }
 
-void LvmSplit::requireMade(int error, const std::string& failure, const std::string& consequence) const {
+void LvmSplit::requireMade(int error, LvmMode mode) const {
   for (const LvmSnapshot& snapshot : m_snapshots) {
     const std::string made = "Logical volume \"" + snapshot.name + "\" created.";
     if (error == 0 && m_shell.answer().find(made) != std::string_view::npos) continue;
-    std::string text = "the volume " + nameOf(snapshot);
-    text.append(failure).append(reasonOf(error, m_shell.answer())).append(consequence);
-    throw HostError(text);
+    throw HostError(failureText(nameOf(snapshot), reasonOf(error, m_shell.answer()), mode));
   }
 }
 

@@ -43,7 +43,7 @@ class LvmSplit : public GroupSplit {
   void requireSplit() override;
 
  private:
-  void requireMade(int error, const std::string& failure, const std::string& consequence) const;
+  void requireMade(int error, LvmMode mode) const;
 
   std::vector<LvmSnapshot> m_snapshots;
   std::string m_commands;

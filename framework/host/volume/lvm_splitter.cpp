@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "volume/block_device.h"
 #include "volume/device_nodes.h"
 #include "volume/lvm_split.h"
@@ -19,24 +20,23 @@ namespace qmfi_host {
 namespace {
 
 constexpr std::string_view deviceDirectory = "/dev/";
-constexpr std::string_view nothingFrozen = "; nothing was frozen";
 constexpr double fullMetadata = 95;
 
 HostError refusal(const LvmNames& names, const std::string& reason) {
   return HostError(Failure::cannotBeSplit,
-                   "the volume " + names.whole() + " cannot be split: " + reason + std::string(nothingFrozen))
+                   translate("the volume {0} cannot be split: {1}; nothing was frozen", names.whole(), reason))
       .about(names.whole())
       .because(reason);
 }
 
 void requireRoomInPool(const LvmNames& names, const VolumeGroup& group, const std::string& poolName) {
   const LogicalVolume* const pool = findVolume(group, poolName);
-  if (pool == nullptr) throw refusal(names, "lvm tells nothing of its pool " + poolName);
+  if (pool == nullptr) throw refusal(names, translate("lvm tells nothing of its pool {0}", poolName));
   constexpr double full = 100;
-  if (pool->data >= full) throw refusal(names, "its pool " + poolName + " is full");
+  if (pool->data >= full) throw refusal(names, translate("its pool {0} is full", poolName));
   if (pool->metadata >= fullMetadata) {
-    throw refusal(names, "the metadata of its pool " + poolName + " are " +
-                             std::to_string(static_cast<int>(pool->metadata)) + "% full");
+    throw refusal(names,
+                  translate("the metadata of its pool {0} are {1}% full", poolName, static_cast<int>(pool->metadata)));
   }
 }
 
@@ -46,8 +46,11 @@ std::uint64_t takeExtents(const LvmNames& names, VolumeGroup& group, const Logic
   const std::uint64_t extents = extentsOf(size, volume.bytes, group.extentBytes);
   const std::uint64_t free = group.freeBytes / group.extentBytes;
   if (extents > free) {
-    throw refusal(names, "its snapshot wants " + std::to_string(extents) + " extents, and the volume group has " +
-                             std::to_string(free) + " free; --snapshot-size sets another size");
+    throw refusal(
+        names,
+        translate(
+            "its snapshot wants {0} extents, and the volume group has {1} free; --snapshot-size sets another size",
+            extents, free));
   }
   group.freeBytes -= extents * group.extentBytes;
   return extents;
@@ -57,13 +60,13 @@ LvmSnapshot snapshotFor(const SplitPlan& plan, VolumeGroup& group, const Snapsho
   const LvmNames names = lvmNamesIn(plan.volumeFile);
   const std::string copy = lvmNamesIn(plan.snapshotFile).volume;
   const LogicalVolume* const volume = findVolume(group, names.volume);
-  if (volume == nullptr) throw refusal(names, "it is not there");
-  if (findVolume(group, copy) != nullptr) throw refusal(names, "there is a volume " + copy);
+  if (volume == nullptr) throw refusal(names, translate("it is not there"));
+  if (findVolume(group, copy) != nullptr) throw refusal(names, translate("there is a volume {0}", copy));
   if (isThin(*volume)) {
     requireRoomInPool(names, group, volume->pool);
     return {names.group, names.volume, copy, std::nullopt};
   }
-  if (!volume->origin.empty()) throw refusal(names, "it is a snapshot itself");
+  if (!volume->origin.empty()) throw refusal(names, translate("it is a snapshot itself"));
   return {names.group, names.volume, copy, takeExtents(names, group, *volume, size)};
 }
 
@@ -87,11 +90,10 @@ void requireNestedFreezes(const std::string& kernel) {
   const auto first = std::from_chars(kernel.data(), end, version.first);
   if (first.ptr != end && *first.ptr == '.') std::from_chars(first.ptr + 1, end, version.second);
   if (version >= firstVersion) return;
-  throw HostError(
-      Failure::cannotBeSplit,
-      "the kernel " + kernel +
-          " cannot suspend a logical volume whose file system is frozen, so lvm cannot split it; Linux 6.8 and "
-          "later can; nothing was frozen");
+  throw HostError(Failure::cannotBeSplit,
+                  translate("the kernel {0} cannot suspend a logical volume whose file system is frozen, so lvm cannot "
+                            "split it; Linux 6.8 and later can; nothing was frozen",
+                            kernel));
 }
 
 LvmSplitter::LvmSplitter(LvmSettings settings, const std::filesystem::path& recordDirectory)
@@ -111,8 +113,9 @@ void LvmSplitter::requireUsable() const {
 
 SplitPlan LvmSplitter::plan(const std::string& device, const std::string& snapshotId) const {
   if (blockDeviceAt(device) && !isFor(device)) {
-    throw HostError(Failure::cannotBeSplit, "the volume " + device + " cannot be split by lvm: it is " +
-                                                kindOf(device) + ", and no logical volume")
+    throw HostError(
+        Failure::cannotBeSplit,
+        translate("the volume {0} cannot be split by lvm: it is {1}, and no logical volume", device, kindOf(device)))
         .about(device);
   }
   requireUsable();
@@ -150,7 +153,7 @@ std::unique_ptr<SnapshotDevice> LvmSplitter::attach(const SplitPlan& plan) const
   // Where udev is late or not there.
   if (!blockDeviceAt(plan.snapshotDevice)) m_lvm.run({"vgmknodes", names.whole()});
   const std::optional<dev_t> device = blockDeviceAt(plan.snapshotDevice);
-  if (!device) throw HostError("lvm has made no device " + plan.snapshotDevice);
+  if (!device) throw HostError(translate("lvm has made no device {0}", plan.snapshotDevice));
   std::unique_ptr<SnapshotDevice> held = holdDevice(plan.snapshotDevice);
   if (!plan.rawDevice.empty()) removeName(plan.rawDevice);
   makeRawNode(plan, *device);

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "volume/block_device.h"
 
 namespace qmfi_host {
@@ -60,7 +61,7 @@ LvmNames lvmNamesIn(const std::string& path) {
     LvmNames names{path.substr(deviceDirectory.size(), slash - deviceDirectory.size()), path.substr(slash + 1)};
     if (isName(names.group) && isName(names.volume)) return names;
   }
-  throw HostError(path + " is not the path of a logical volume");
+  throw HostError(translate("{0} is not the path of a logical volume", path));
 }
 
 bool isThin(const LogicalVolume& volume) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -16,9 +17,10 @@ void requirePossibleName(const std::string& path) {
   const auto longest = static_cast<std::size_t>(told > 0 ? told : NAME_MAX);
   // The byte that ends it counts.
   if (asked.filename().native().size() <= longest && path.size() < PATH_MAX) return;
-  throw HostError("the name " + path + ", which the snapshot needs, is too long: between slashes it may have " +
-                  std::to_string(longest) + " bytes, and " + std::to_string(PATH_MAX - 1) +
-                  " in all; nothing was frozen");
+  throw HostError(
+      translate("the name {0}, which the snapshot needs, is too long: between slashes it may have {1} bytes, and {2} "
+                "in all; nothing was frozen",
+                path, longest, PATH_MAX - 1));
 }
 
 }  // namespace qmfi_host

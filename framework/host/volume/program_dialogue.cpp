@@ -10,6 +10,7 @@
 #include "failure/host_error.h"
 #include "system/pipe.h"
 #include "system/poll_until.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -44,7 +45,9 @@ ProgramDialogue::ProgramDialogue(const std::vector<std::string>& words, Errors e
   m_talk = qmfi_system::aboveStandardStreams(Descriptor(ends[0]));
   const Descriptor theirs = qmfi_system::aboveStandardStreams(Descriptor(ends[1]));
   const Descriptor nowhere = openNowhere();
-  if (!isMade || !m_talk.valid() || !theirs.valid() || !nowhere.valid()) throw systemError(words[0] + " cannot be run");
+  if (!isMade || !m_talk.valid() || !theirs.valid() || !nowhere.valid()) {
+    throw systemError(translate("{0} cannot be run", words[0]));
+  }
   int error = 0;
   const qmfi_system::ProgramStreams streams{.input = theirs.get(),
                                             .output = theirs.get(),
@@ -52,7 +55,7 @@ ProgramDialogue::ProgramDialogue(const std::vector<std::string>& words, Errors e
   m_program.start(words, qmfi_system::plainEnvironment, streams, qmfi_system::ProcessGroup::own, error);
   if (error == 0) return;
   kill();
-  throw systemError(words[0] + " cannot be run", error);
+  throw systemError(translate("{0} cannot be run", words[0]), error);
 }
 
 ProgramDialogue::~ProgramDialogue() {

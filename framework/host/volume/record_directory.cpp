@@ -10,6 +10,7 @@
 #include "failure/host_error.h"
 #include "system/durable_file.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 #include "volume/device_nodes.h"
 
 namespace qmfi_host {
@@ -60,16 +61,17 @@ std::string RecordDirectory::fileOf(const std::string& snapshotFile) const {
 void RecordDirectory::requirePossible(const std::string& snapshotFile) const {
   const fs::path longest = qmfi_system::unfinishedFileOf(fileOf(snapshotFile));
   if (longest.filename().native().size() <= longestFileName) return;
-  throw HostError("the name " + snapshotFile + ", which the snapshot needs, is too long; nothing was frozen");
+  throw HostError(translate("the name {0}, which the snapshot needs, is too long; nothing was frozen", snapshotFile));
 }
 
 void RecordDirectory::keep(const std::string& snapshotFile, const std::string& text) const {
   if (mkdir(m_directory.c_str(), 0700) != 0 && errno != EEXIST) {
-    throw systemError("the directory " + m_directory.string() + " could not be made").about(m_directory.string());
+    throw systemError(translate("the directory {0} could not be made", m_directory.string()))
+        .about(m_directory.string());
   }
   const int error = qmfi_system::replaceFile(fileOf(snapshotFile), text);
   if (error != 0) {
-    throw systemError("the record of " + snapshotFile + " could not be written", error).about(snapshotFile);
+    throw systemError(translate("the record of {0} could not be written", snapshotFile), error).about(snapshotFile);
   }
 }
 
@@ -79,7 +81,8 @@ void RecordDirectory::remove(const std::string& snapshotFile) const {
   removeName(record);
   const int error = qmfi_system::writeOutDirectory(m_directory);
   if (error != 0 && error != ENOENT) {
-    throw systemError(m_directory.string() + " could not be written out", error).about(m_directory.string());
+    throw systemError(translate("{0} could not be written out", m_directory.string()), error)
+        .about(m_directory.string());
   }
 }
 

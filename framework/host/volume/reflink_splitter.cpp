@@ -16,6 +16,7 @@
 #include "system/durable_file.h"
 #include "system/loop_device.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 #include "volume/block_device.h"
 #include "volume/device_nodes.h"
@@ -53,7 +54,7 @@ class FilesSplit : public GroupSplit {
 
   void requireSplit() override {
     if (m_error != 0) {
-      throw systemError("the volume " + m_last->device + " could not be split", m_error).about(m_last->device);
+      throw systemError(translate("the volume {0} could not be split", m_last->device), m_error).about(m_last->device);
     }
   }
 
@@ -164,7 +165,7 @@ std::unique_ptr<SnapshotDevice> ReflinkSplitter::attach(const SplitPlan& plan) c
   auto device = std::make_unique<LoopSnapshotDevice>(attachLoopDevice(plan.snapshotDevice, plan.snapshotFile));
   struct stat status {};
   if (stat(plan.snapshotDevice.c_str(), &status) != 0) {
-    throw systemError("the device " + plan.snapshotDevice + " cannot be read").about(plan.snapshotDevice);
+    throw systemError(translate("the device {0} cannot be read", plan.snapshotDevice)).about(plan.snapshotDevice);
   }
   makeRawNode(plan, status.st_rdev);
   return device;
@@ -191,7 +192,8 @@ VolumeStatus ReflinkSplitter::look(const SplitPlan& plan, LookAt what) const {
 void ReflinkSplitter::keepRecord(const SplitPlan& plan, const std::string& text) const {
   const int error = qmfi_system::replaceFile(recordFileOf(plan.snapshotFile), text);
   if (error != 0) {
-    throw systemError("the record of " + plan.snapshotFile + " could not be written", error).about(plan.snapshotFile);
+    throw systemError(translate("the record of {0} could not be written", plan.snapshotFile), error)
+        .about(plan.snapshotFile);
   }
 }
 
@@ -211,7 +213,7 @@ void ReflinkSplitter::release(const SplitPlan& plan) const {
   const std::string directory = fs::path(plan.snapshotFile).parent_path();
   const int error = qmfi_system::writeOutDirectory(directory);
   if (error != 0 && error != ENOENT && error != ENOTDIR) {
-    throw systemError(directory + " could not be written out", error).about(directory);
+    throw systemError(translate("{0} could not be written out", directory), error).about(directory);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -17,8 +18,8 @@ constexpr unsigned unitBits = 10;
 constexpr std::uint64_t wholePercent = 100;
 
 UsageError wrongSize(const std::string& text) {
-  return UsageError("\"" + text +
-                    "\" is no size of a snapshot: \"20%\" of the volume is one, and \"512M\" (K, M, G, T)");
+  return UsageError(
+      translate("\"{0}\" is no size of a snapshot: \"20%\" of the volume is one, and \"512M\" (K, M, G, T)", text));
 }
 
 std::uint64_t dividedUp(std::uint64_t number, std::uint64_t by) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "volume/block_device.h"
 
 namespace qmfi_host {
@@ -26,7 +27,8 @@ std::string Splitters::names() const {
 const VolumeSplitter& Splitters::named(const std::string& name) const {
   const VolumeSplitter* const splitter = find(name);
   if (splitter == nullptr) {
-    throw HostError(Failure::cannotBeSplit, "there is no splitter \"" + name + "\", which the snapshot was made with")
+    throw HostError(Failure::cannotBeSplit,
+                    translate("there is no splitter \"{0}\", which the snapshot was made with", name))
         .about(name);
   }
   return *splitter;
@@ -41,8 +43,8 @@ const VolumeSplitter& Splitters::choose(const std::string& device, const std::op
   if (name) {
     const VolumeSplitter* const splitter = find(*name);
     if (splitter == nullptr) {
-      UsageError error("there is no splitter \"" + *name + "\"; there are " + names());
-      error.about(*name).advise("choose one of " + names());
+      UsageError error(translate("there is no splitter \"{0}\"; there are {1}", *name, names()));
+      error.about(*name).advise(translate("choose one of {0}", names()));
       throw UsageError(error);
     }
     return *splitter;
@@ -52,9 +54,9 @@ const VolumeSplitter& Splitters::choose(const std::string& device, const std::op
   if (found != m_all.end()) return **found;
   throw HostError(
       Failure::cannotBeSplit,
-      "the volume " + device + " cannot be split: it is " + kindOf(device) +
-          ", and qmfi itself splits loop devices over files and logical volumes; QMFI_SPLITTER_COMMAND names "
-          "a program that splits others; nothing was frozen")
+      translate("the volume {0} cannot be split: it is {1}, and qmfi itself splits loop devices over files and logical "
+                "volumes; QMFI_SPLITTER_COMMAND names a program that splits others; nothing was frozen",
+                device, kindOf(device)))
       .about(device);
 }
 

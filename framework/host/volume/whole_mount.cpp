@@ -8,6 +8,7 @@
 
 #include "failure/host_error.h"
 #include "system/mount_point.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -34,12 +35,14 @@ std::string rootOf(std::uint64_t mount) {
 
 void requireWholeMount(const std::string& mountPoint) {
   const std::optional<std::uint64_t> mount = qmfi_system::mountNumberOf(mountPoint);
-  if (!mount) throw systemError(mountPoint + " cannot be read").about(mountPoint);
+  if (!mount) throw systemError(translate("{0} cannot be read", mountPoint)).about(mountPoint);
   const std::string root = rootOf(*mount);
   if (root == "/") return;
-  if (root.empty()) throw HostError(mountPoint + " is not in " + mountTable);
-  throw HostError("only the directory " + root + " of a file system is mounted on " + mountPoint +
-                  ", and a snapshot is one of the whole; name the mount point of the whole file system");
+  if (root.empty()) throw HostError(translate("{0} is not in {1}", mountPoint, mountTable));
+  throw HostError(
+      translate("only the directory {0} of a file system is mounted on {1}, and a snapshot is one of the whole; name "
+                "the mount point of the whole file system",
+                root, mountPoint));
 }
 
 }  // namespace qmfi_host

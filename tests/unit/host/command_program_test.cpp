@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "failure/host_error.h"
+#include "german_texts.h"
 #include "support/temporary_directory.h"
 #include "volume/command_split.h"
 
@@ -55,6 +56,14 @@ TEST_F(CommandProgramTest, IsToldOfPlainNamesBelowTheDeviceDirectoryOnly) {
                                          "letters, digits and \".\", \"_\", \"+\", \"-\" only; nothing was frozen"))
         << device;
   }
+}
+
+TEST_F(CommandProgramTest, FailsInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT([&] { CommandSplit(program("echo nothing"), twoPlans); },
+              ThrowsMessage<HostError>("das Splitter-Programm " + m_program.path() +
+                                       " ist bei \"prepare\" gescheitert: seine Antwort ist kein JSON-Objekt in einer "
+                                       "Zeile"));
 }
 
 TEST_F(CommandProgramTest, IsUsedOnlyWhereRootAloneCanChangeIt) {

@@ -46,9 +46,9 @@ TEST_F(DeviceContentTest, IsAFailureWhereItCannotBeRead) {
 }
 
 TEST_F(DeviceContentTest, MustBeOfABlockDeviceToBeReplaced) {
-  EXPECT_THAT([] { requireUnusedDevice("/dev/null", "formatted"); },
+  EXPECT_THAT([] { requireUnusedDevice("/dev/null", DevicePurpose::format); },
               testing::ThrowsMessage<HostError>("/dev/null is not a block device"));
-  EXPECT_THAT([] { requireUnusedDevice("/nonexistent", "formatted"); },
+  EXPECT_THAT([] { requireUnusedDevice("/nonexistent", DevicePurpose::format); },
               testing::ThrowsMessage<HostError>("/nonexistent cannot be read: No such file or directory"));
 }
 

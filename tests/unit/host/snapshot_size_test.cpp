@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "failure/host_error.h"
+#include "german_texts.h"
 
 namespace qmfi_host {
 namespace {
@@ -28,6 +29,13 @@ TEST(SnapshotSize, IsAPartOfTheVolumeOrBytes) {
                                           "M, G, T)"))
         << text;
   }
+}
+
+TEST(SnapshotSize, ThatIsNoneIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT([] { snapshotSizeOf("5X"); },
+              ThrowsMessage<UsageError>("\"5X\" ist keine Größe eines Snapshots: \"20%\" des Volumes ist eine, und "
+                                        "\"512M\" (K, M, G, T)"));
 }
 
 }  // namespace
