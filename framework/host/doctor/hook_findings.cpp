@@ -3,6 +3,7 @@
 
 #include "failure/host_error.h"
 #include "snapshot/hook_directory.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -10,13 +11,14 @@ Findings hookFindings(const std::filesystem::path& directory) {
   Findings findings;
   try {
     const HookDirectory found = hooksIn(directory);
-    const std::string count = std::to_string(found.programs.size());
     findings.push_back(
-        {Weight::good, "hooks", directory.string() + " has programs that run around a freeze: " + count});
+        {Weight::good, "hooks",
+         translate("{0} has programs that run around a freeze: {1}", directory.string(), found.programs.size())});
     for (const std::string& path : found.ignored) {
-      const std::string why =
-          " is not run: a hook is an executable file named by letters, digits, \"_\" and \"-\" only";
-      findings.push_back({Weight::notice, "hooks", path + why});
+      findings.push_back(
+          {Weight::notice, "hooks",
+           translate("{0} is not run: a hook is an executable file named by letters, digits, \"_\" and \"-\" only",
+                     path)});
     }
   } catch (const HostError& error) {
     findings.push_back({Weight::problem, "hooks", error.what()});

@@ -15,6 +15,7 @@
 #include "failure/host_error.h"
 #include "failure/shell_word.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 #include "volume/lvm_splitter.h"
 
 namespace qmfi_host {
@@ -58,10 +59,12 @@ bool isHalted(const fs::path& process) {
 Finding kernelFinding(const std::string& version) {
   try {
     requireNestedFreezes(version);
-    return {Weight::good, "kernel", "Linux " + version + " can split files behind loop devices and logical volumes"};
+    return {Weight::good, "kernel",
+            translate("Linux {0} can split files behind loop devices and logical volumes", version)};
   } catch (const HostError&) {
-    return {Weight::notice, "kernel",
-            "Linux " + version + " can split files behind loop devices; logical volumes need Linux 6.8 or later"};
+    return {
+        Weight::notice, "kernel",
+        translate("Linux {0} can split files behind loop devices; logical volumes need Linux 6.8 or later", version)};
   }
 }
 
@@ -74,9 +77,11 @@ Finding privilegeFinding(const std::string& status) {
     const char* const digits = status.data() + begin + key.size();
     std::from_chars(digits, status.data() + status.size(), capabilities, hexadecimal);
   }
-  if ((capabilities >> CAP_SYS_ADMIN & 1) != 0) return {Weight::good, "privileges", "qmfi may freeze and mount"};
+  if ((capabilities >> CAP_SYS_ADMIN & 1) != 0) {
+    return {Weight::good, "privileges", translate("qmfi may freeze and mount")};
+  }
   return {Weight::problem, "privileges",
-          "qmfi may neither freeze nor mount: it lacks CAP_SYS_ADMIN, as in a container"};
+          translate("qmfi may neither freeze nor mount: it lacks CAP_SYS_ADMIN, as in a container")};
 }
 
 Findings haltedWriterFindings(const std::string& processes) {
@@ -84,8 +89,8 @@ Findings haltedWriterFindings(const std::string& processes) {
   for (const fs::path& process : numberedEntries(processes)) {
     if (!isHalted(process)) continue;
     findings.push_back({Weight::problem, "freeze",
-                        "process " + process.filename().string() + " (" + lineOf(process / "comm") +
-                            ") waits to change a file system, which is probably frozen",
+                        translate("process {0} ({1}) waits to change a file system, which is probably frozen",
+                                  process.filename().string(), lineOf(process / "comm")),
                         "qmfi thaw MOUNTPOINT"});
   }
   return findings;
@@ -97,7 +102,8 @@ Findings unreadVariableFindings(const std::vector<std::string>& variables) {
     const std::string name = variable.substr(0, variable.find('='));
     if (!name.starts_with("QMFI_")) continue;
     if (std::find(readVariables.begin(), readVariables.end(), name) != readVariables.end()) continue;
-    findings.push_back({Weight::notice, "settings", "nobody reads the variable " + name, "unset " + shellWord(name)});
+    findings.push_back(
+        {Weight::notice, "settings", translate("nobody reads the variable {0}", name), "unset " + shellWord(name)});
   }
   return findings;
 }

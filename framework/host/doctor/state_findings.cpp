@@ -9,6 +9,7 @@
 #include "failure/shell_word.h"
 #include "snapshot/alternate_directories.h"
 #include "state/snapshot_record.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -18,25 +19,34 @@ namespace {
 using qmfi_pdk_4_4::CFiMount;
 
 std::string called(const Snapshot& snapshot) {
-  return "the snapshot " + snapshot.id + (snapshot.name == snapshot.id ? "" : " (" + snapshot.name + ")");
+  return snapshot.id + (snapshot.name == snapshot.id ? "" : " (" + snapshot.name + ")");
 }
 
 // Nothing for a snapshot that is as it should be, or is being worked on.
 Findings ofSnapshot(const SnapshotStatus& status) {
   const Snapshot& snapshot = status.snapshot;
   const std::string command = "qmfi snapshot ";
-  const auto told = [&](Weight weight, const std::string& what, const std::string& mend) {
-    return Findings{{weight, "snapshot", called(snapshot) + " " + what, mend}};
+  const std::string name = called(snapshot);
+  const auto told = [&](Weight weight, const std::string& text, const std::string& mend) {
+    return Findings{{weight, "snapshot", text, mend}};
   };
   const std::string& state = status.state;
   if (state == "damaged") {
-    return told(Weight::problem, "is damaged: " + status.damage, command + "delete " + snapshot.id);
+    return told(Weight::problem, translate("the snapshot {0} is damaged: {1}", name, status.damage),
+                command + "delete " + snapshot.id);
   }
   if (state == "interrupted") {
-    return told(Weight::problem, "was interrupted while " + phaseName(snapshot.phase), "qmfi recover");
+    return told(Weight::problem,
+                translate("the snapshot {0} was interrupted while {1}", name, phaseName(snapshot.phase)),
+                "qmfi recover");
   }
-  if (state == "gone") return told(Weight::problem, "has lost a copy", command + "delete " + snapshot.id);
-  if (state == "unmounted") return told(Weight::notice, "is not mounted", command + "mount " + snapshot.id);
+  if (state == "gone") {
+    return told(Weight::problem, translate("the snapshot {0} has lost a copy", name),
+                command + "delete " + snapshot.id);
+  }
+  if (state == "unmounted") {
+    return told(Weight::notice, translate("the snapshot {0} is not mounted", name), command + "mount " + snapshot.id);
+  }
   return {};
 }
 
@@ -55,7 +65,7 @@ std::set<std::string> alternatesOf(const std::vector<SnapshotStatus>& known) {
 }
 
 Finding ofUnusableRecord(const KeptRecord& record, const HostError& error) {
-  return {Weight::notice, "copy", "the record of " + record.snapshotFile + " is of no use: " + error.what()};
+  return {Weight::notice, "copy", translate("the record of {0} is of no use: {1}", record.snapshotFile, error.what())};
 }
 
 }  // namespace
@@ -63,9 +73,10 @@ Finding ofUnusableRecord(const KeptRecord& record, const HostError& error) {
 Finding directoryFinding(const std::string& what, const std::filesystem::path& directory) {
   try {
     requireTrusted(directory);
-    return {Weight::good, "directory", directory.string() + " (" + what + ") is root's alone"};
+    return {Weight::good, "directory", translate("{0} ({1}) is root's alone", directory.string(), what)};
   } catch (const HostError& error) {
-    return {Weight::problem, "directory", directory.string() + " (" + what + ") is refused: " + error.what()};
+    return {Weight::problem, "directory",
+            translate("{0} ({1}) is refused: {2}", directory.string(), what, error.what())};
   }
 }
 
@@ -73,7 +84,7 @@ Findings snapshotFindings(const std::vector<SnapshotStatus>& known) {
   Findings findings;
   for (const SnapshotStatus& status : known) append(findings, ofSnapshot(status));
   if (findings.empty()) {
-    findings.push_back({Weight::good, "snapshot", std::to_string(known.size()) + " known, and all as they should be"});
+    findings.push_back({Weight::good, "snapshot", translate("{0} known, and all as they should be", known.size())});
   }
   return findings;
 }
@@ -86,9 +97,10 @@ Findings unknownSnapshotFindings(const std::vector<SnapshotStatus>& known, const
       try {
         const Snapshot snapshot = snapshotOfRecord(record.text);
         if (!told.insert(snapshot.id).second) continue;
-        findings.push_back({Weight::problem, "copy",
-                            record.snapshotFile + " belongs to " + called(snapshot) + ", which is not known",
-                            "qmfi recover --rescan"});
+        findings.push_back(
+            {Weight::problem, "copy",
+             translate("{0} belongs to the snapshot {1}, which is not known", record.snapshotFile, called(snapshot)),
+             "qmfi recover --rescan"});
       } catch (const HostError& error) {
         findings.push_back(ofUnusableRecord(record, error));
       }
@@ -107,7 +119,7 @@ Findings strangeMountFindings(const std::vector<SnapshotStatus>& known, std::str
     const std::optional<CFiMount> mount = qmfi_pdk_4_4::wholeMount(qmfi_pdk_4_4::wordsOf(line));
     if (!mount || !mount->mountPoint.starts_with(below) || alternates.contains(mount->mountPoint)) continue;
     findings.push_back({Weight::problem, "mount",
-                        mount->mountPoint + " is mounted, and belongs to no snapshot of this state",
+                        translate("{0} is mounted, and belongs to no snapshot of this state", mount->mountPoint),
                         "umount " + shellWord(mount->mountPoint)});
   }
   return findings;

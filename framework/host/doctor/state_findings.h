@@ -13,7 +13,7 @@
 
 namespace qmfi_host {
 
-// Whether root alone can change a directory, which need not be there. what: what it is for.
+// Whether root alone can change a directory, which need not be there. what: what it is for, in the user's language.
 Finding directoryFinding(const std::string& what, const std::filesystem::path& directory);
 
 // The snapshots, damaged ones included, that are not as they should be. known: all of the state.

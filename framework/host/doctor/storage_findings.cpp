@@ -2,6 +2,7 @@
 #include "doctor/storage_findings.h"
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "volume/lvm_volumes.h"
 
 namespace qmfi_host {
@@ -14,14 +15,10 @@ constexpr double full = 95;
 Finding findingOf(const VolumeSplitter& splitter) {
   try {
     splitter.requireUsable();
-    return {Weight::good, "splitter", splitter.name() + " can be used"};
+    return {Weight::good, "splitter", translate("{0} can be used", splitter.name())};
   } catch (const HostError& error) {
-    return {Weight::notice, "splitter", splitter.name() + " cannot be used: " + error.what()};
+    return {Weight::notice, "splitter", translate("{0} cannot be used: {1}", splitter.name(), error.what())};
   }
-}
-
-std::string percent(double part) {
-  return std::to_string(static_cast<int>(part)) + "%";
 }
 
 Weight weightOf(double used) {
@@ -31,12 +28,13 @@ Weight weightOf(double used) {
 Findings ofPool(const std::string& name, const LogicalVolume& pool) {
   Findings findings;
   if (pool.data >= nearlyFull) {
-    findings.push_back({weightOf(pool.data), "room", "the pool " + name + " is " + percent(pool.data) + " full",
+    findings.push_back({weightOf(pool.data), "room",
+                        translate("the pool {0} is {1}% full", name, static_cast<int>(pool.data)),
                         "lvextend --extents +20%LV " + name});
   }
   if (pool.metadata >= nearlyFull) {
     findings.push_back({weightOf(pool.metadata), "room",
-                        "the metadata of the pool " + name + " are " + percent(pool.metadata) + " full",
+                        translate("the metadata of the pool {0} are {1}% full", name, static_cast<int>(pool.metadata)),
                         "lvextend --poolmetadatasize +64M " + name});
   }
   return findings;
@@ -45,7 +43,7 @@ Findings ofPool(const std::string& name, const LogicalVolume& pool) {
 Findings ofCopy(const std::string& name, const LogicalVolume& copy) {
   if (copy.data < nearlyFull) return {};
   return {{weightOf(copy.data), "room",
-           "the copy " + name + " is " + percent(copy.data) + " full; when it is full it is lost",
+           translate("the copy {0} is {1}% full; when it is full it is lost", name, static_cast<int>(copy.data)),
            "lvextend --extents +20%ORIGIN " + name}};
 }
 

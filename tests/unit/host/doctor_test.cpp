@@ -7,6 +7,7 @@
 #include "doctor/state_findings.h"
 #include "doctor/storage_findings.h"
 #include "fake_provider.h"
+#include "german_texts.h"
 #include "state/snapshot_record.h"
 #include "support/temporary_directory.h"
 
@@ -125,6 +126,16 @@ TEST(Doctor, TellsWhatIsNearlyFull) {
                           "notice|room|the pool data/pool is 80% full|lvextend --extents +20%LV data/pool",
                           "problem|room|the metadata of the pool data/pool are 95% full|"
                           "lvextend --poolmetadatasize +64M data/pool"));
+}
+
+TEST(Doctor, TellsWhatItFindsInTheUsersLanguage) {
+  const GermanTexts german;
+  EXPECT_THAT(linesOf(snapshotFindings({statusWith("00000003", "half", "interrupted")})),
+              ElementsAre("problem|snapshot|der Snapshot 00000003 (half) wurde in der Phase \"deleting\" unterbrochen|"
+                          "qmfi recover"));
+  EXPECT_EQ(testing::PrintToString(kernelFinding("6.1.0")),
+            "notice|kernel|Linux 6.1.0 kann Dateien hinter Loop-Geräten splitten; logische Volumes brauchen Linux 6.8 "
+            "oder später|");
 }
 
 TEST(Doctor, FindsNothingWhereLvmIsNot) {
