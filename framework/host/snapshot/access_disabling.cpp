@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "provider/node.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -32,7 +33,7 @@ void disableAccess(Provider& provider, StateStore& store, const std::string& mou
   Node node(provider, mountPoint);
   node.initialise(&config);
   const std::vector<std::string> devices = node.subObjects();
-  if (devices.empty()) throw HostError(mountPoint + " has no device");
+  if (devices.empty()) throw HostError(translate("{0} has no device", mountPoint));
   store.save({mountPoint, provider.name(), devices.front(), node.fetchState()});
   try {
     unlocked([&] { provider.disableAccess(node, devices.front(), force); });

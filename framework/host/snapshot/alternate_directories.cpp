@@ -13,6 +13,7 @@
 
 #include "failure/host_error.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -67,7 +68,7 @@ class Descent {
     const fs::path next = m_path / name;
     const bool made = mkdirat(m_here.get(), name.c_str(), S_IRWXU) == 0 || errno == EEXIST;
     if (!made || !enter(name)) {
-      throw systemError("the directory " + next.string() + " cannot be made").about(next.string());
+      throw systemError(translate("the directory {0} cannot be made", next.string())).about(next.string());
     }
   }
 
@@ -80,7 +81,7 @@ class Descent {
   Look look() const {
     Look look;
     if (statx(m_here.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_MNT_ID, &look.status) != 0) {
-      throw systemError(m_path.string() + " cannot be read").about(m_path.string());
+      throw systemError(translate("{0} cannot be read", m_path.string())).about(m_path.string());
     }
     return look;
   }
@@ -100,8 +101,8 @@ std::optional<Descent> reach(const fs::path& path) {
     const int reason = errno;
     // What passes for gone is left behind for ever.
     if ((reason == ENOENT || reason == ENOTDIR) && !descent.hasDirectory(name)) return std::nullopt;
-    throw systemError((descent.path() / name).string() + " cannot be entered", reason)
-        .about((descent.path() / name).string());
+    const std::string entered = descent.path() / name;
+    throw systemError(translate("{0} cannot be entered", entered), reason).about(entered);
   }
   return descent;
 }
@@ -113,8 +114,8 @@ void removeEmpty(const Descent& parent, const std::string& name) {
   // A read-only file system refuses before it has looked whether there is anything.
   struct stat status {};
   if (fstatat(parent.here().get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT) return;
-  throw systemError("the mount point " + (parent.path() / name).string() + " could not be removed", reason)
-      .about((parent.path() / name).string());
+  const std::string mountPoint = parent.path() / name;
+  throw systemError(translate("the mount point {0} could not be removed", mountPoint), reason).about(mountPoint);
 }
 
 bool isMissing(const fs::path& path) {
@@ -123,18 +124,20 @@ bool isMissing(const fs::path& path) {
 }
 
 HostError inUse(const fs::path& own) {
-  return HostError(Failure::nameTaken, own.string() +
-                                           " is in use already; --name gives the snapshot another name, "
-                                           "--alternate-dir another place")
+  return HostError(Failure::nameTaken,
+                   translate("{0} is in use already; --name gives the snapshot another name, --alternate-dir another "
+                             "place",
+                             own.string()))
       .about(own.string());
 }
 
 void requireRootsAlone(const Descent& descent, const Look& look) {
   if (look.isRootsAlone()) return;
-  throw HostError("others than root can enter " + descent.path().string() +
-                  ", where a snapshot is to be mounted; root must own it, with mode 0700")
+  throw HostError(translate("others than root can enter {0}, where a snapshot is to be mounted; root must own it, with "
+                            "mode 0700",
+                            descent.path().string()))
       .about(descent.path().string())
-      .advise("give it to root, with mode 0700");
+      .advise(translate("give it to root, with mode 0700"));
 }
 
 }  // namespace
@@ -156,12 +159,13 @@ void PrivateAlternateDirectories::claim(const Snapshot& snapshot) const {
   if (mkdirat(descent.here().get(), snapshot.name.c_str(), S_IRWXU) == 0) return;
   const fs::path own = directory / snapshot.name;
   if (errno == EEXIST) {
-    throw HostError(
-        Failure::nameTaken,
-        own.string() + " is in use already: another snapshot is mounted there, or something has been left in it")
+    throw HostError(Failure::nameTaken,
+                    translate("{0} is in use already: another snapshot is mounted there, or something has been left "
+                              "in it",
+                              own.string()))
         .about(own.string());
   }
-  throw systemError("the directory " + own.string() + " cannot be made").about(own.string());
+  throw systemError(translate("the directory {0} cannot be made", own.string())).about(own.string());
 }
 
 void PrivateAlternateDirectories::make(const Snapshot& snapshot, const SnapshotNode& node) const {
@@ -179,31 +183,32 @@ void PrivateAlternateDirectories::make(const Snapshot& snapshot, const SnapshotN
     if (look.status.stx_mnt_id == mount) requireRootsAlone(descent, look);
   }
   if (look.isMountPoint()) {
-    throw HostError(ExitStatus::busy, "something is mounted on " + node.alternate + " already; \"umount " +
-                                          node.alternate + "\" takes it away")
+    throw HostError(ExitStatus::busy,
+                    translate("something is mounted on {0} already; \"umount {0}\" takes it away", node.alternate))
         .about(node.alternate)
-        .advise("\"umount " + node.alternate + "\" takes it away");
+        .advise(translate("\"umount {0}\" takes it away", node.alternate));
   }
 }
 
 void PrivateAlternateDirectories::secure(const SnapshotNode& node) const {
   const std::optional<Descent> alternate = reach(node.alternate);
-  if (!alternate) throw HostError(node.alternate + " is gone, or a link stands in its path");
+  if (!alternate) throw HostError(translate("{0} is gone, or a link stands in its path", node.alternate));
   struct stat device {};
   if (stat(node.volume.snapshotDevice.c_str(), &device) != 0) {
-    throw systemError(node.volume.snapshotDevice + " cannot be read").about(node.volume.snapshotDevice);
+    throw systemError(translate("{0} cannot be read", node.volume.snapshotDevice)).about(node.volume.snapshotDevice);
   }
   const Look look = alternate->look();
   if (!look.isMountPoint() || look.device() != device.st_rdev) {
-    throw HostError(node.alternate + " does not show the snapshot of " + node.mountPoint +
-                    ": the file system there is not on " + node.volume.snapshotDevice);
+    throw HostError(translate("{0} does not show the snapshot of {1}: the file system there is not on {2}",
+                              node.alternate, node.mountPoint, node.volume.snapshotDevice));
   }
   mount_attr attributes{};
   attributes.attr_set = MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV;
   // What is mounted within it would have neither of them in other mount namespaces.
   attributes.propagation = MS_PRIVATE;
   if (mount_setattr(alternate->here().get(), "", AT_EMPTY_PATH, &attributes, sizeof(attributes)) != 0) {
-    throw systemError(node.alternate + " cannot be kept from devices and set-user-id programs").about(node.alternate);
+    throw systemError(translate("{0} cannot be kept from devices and set-user-id programs", node.alternate))
+        .about(node.alternate);
   }
 }
 
@@ -231,7 +236,7 @@ void removeAlternateDirectory(const Snapshot& snapshot, const SnapshotNode& node
     if (errno == ENOTEMPTY || errno == EEXIST) return;
     // Something else in its place is not ours.
     if (errno == ENOENT || errno == ENOTDIR) continue;
-    throw systemError("the directory " + above.string() + " could not be removed").about(above.string());
+    throw systemError(translate("the directory {0} could not be removed", above.string())).about(above.string());
   }
 }
 

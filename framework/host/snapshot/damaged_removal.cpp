@@ -9,6 +9,7 @@
 #include "snapshot/alternate_directories.h"
 #include "snapshot/foreign_mounts.h"
 #include "snapshot/snapshot_removal.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -27,11 +28,8 @@ bool isCertain(const Snapshot& snapshot, const SnapshotNode& node) {
 }
 
 void tellWhatIsLeft(const SnapshotNode& node) {
-  std::string text = "what belongs to the file system \"" + node.mountPoint + "\" is not certain and is left:";
-  for (const std::string& path : {node.alternate, node.volume.snapshotDevice, node.volume.snapshotFile}) {
-    text += " \"" + path + "\"";
-  }
-  printNotice(text);
+  printNotice(translate("what belongs to the file system \"{0}\" is not certain and is left: \"{1}\" \"{2}\" \"{3}\"",
+                        node.mountPoint, node.alternate, node.volume.snapshotDevice, node.volume.snapshotFile));
 }
 
 // The provider of a file system may be what is not known any more.
@@ -40,7 +38,7 @@ void removePastProviders(const Splitters& splitters, const Snapshot& snapshot) {
     tryOrReport([&] {
       const bool isForeign = isForeignMount(node, splitters);
       if (!isForeign && umount2(node.alternate.c_str(), UMOUNT_NOFOLLOW) != 0 && errno != EINVAL && errno != ENOENT) {
-        throw systemError(node.alternate + " could not be unmounted").about(node.alternate);
+        throw systemError(translate("{0} could not be unmounted", node.alternate)).about(node.alternate);
       }
       if (!isForeign) removeAlternateDirectory(snapshot, node);
       splitters.named(node.volume.splitter).release(node.volume);

@@ -19,6 +19,7 @@
 #include "failure/host_error.h"
 #include "snapshot/nested_nodes.h"
 #include "snapshot/own_snapshots.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 #include "volume/block_device.h"
 
@@ -40,13 +41,13 @@ struct Place {
 };
 
 HostError cannotBeEntered(const std::string& path) {
-  return systemError(path + ", where files are to be restored, cannot be entered").about(path);
+  return systemError(translate("{0}, where files are to be restored, cannot be entered", path)).about(path);
 }
 
 struct statx lookAt(const Descriptor& directory, const std::string& path) {
   struct statx status {};
   if (statx(directory.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_MNT_ID, &status) != 0) {
-    throw systemError(path + " cannot be read").about(path);
+    throw systemError(translate("{0} cannot be read", path)).about(path);
   }
   return status;
 }
@@ -61,22 +62,26 @@ bool isWholeMount(const struct statx& root) {
 Descriptor openOriginal(const SnapshotNode& node) {
   const std::string& mountPoint = node.mountPoint;
   Descriptor root(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!root.valid()) throw systemErrorOfNamed(mountPoint + " cannot be opened").about(mountPoint);
+  if (!root.valid()) throw systemErrorOfNamed(translate("{0} cannot be opened", mountPoint)).about(mountPoint);
   const struct statx status = lookAt(root, mountPoint);
   const bool isSame = blockDeviceAt(node.volume.device) == makedev(status.stx_dev_major, status.stx_dev_minor);
   if (isSame && isWholeMount(status)) return root;
-  throw HostError("the file system of " + node.volume.device + ", of which the snapshot was taken, is not mounted on " +
-                  mountPoint + " as a whole; \"findmnt --target " + mountPoint + "\" shows what is there")
+  throw HostError(
+      translate("the file system of {0}, of which the snapshot was taken, is not mounted on {1} as a whole; "
+                "\"findmnt --target {1}\" shows what is there",
+                node.volume.device, mountPoint))
       .about(mountPoint)
-      .advise("mount it there, or restore into a directory by --to");
+      .advise(translate("mount it there, or restore into a directory by --to"));
 }
 
 void requireWritable(const Descriptor& root, const std::string& mountPoint) {
   struct statvfs status {};
-  if (fstatvfs(root.get(), &status) != 0) throw systemError(mountPoint + " cannot be read").about(mountPoint);
+  if (fstatvfs(root.get(), &status) != 0) {
+    throw systemError(translate("{0} cannot be read", mountPoint)).about(mountPoint);
+  }
   if ((status.f_flag & ST_RDONLY) == 0) return;
   throw HostError(Failure::readOnly,
-                  mountPoint + " is mounted read-only; \"mount -o remount,rw " + mountPoint + "\" makes it writable")
+                  translate("{0} is mounted read-only; \"mount -o remount,rw {0}\" makes it writable", mountPoint))
       .about(mountPoint);
 }
 
@@ -95,9 +100,9 @@ std::vector<std::string> allMountPoints() {
 
 HostError somethingMountedOn(const std::string& path) {
   return HostError(ExitStatus::busy,
-                   "something else is mounted on " + path + ", where files are to be restored; unmount it")
+                   translate("something else is mounted on {0}, where files are to be restored; unmount it", path))
       .about(path)
-      .advise("unmount it");
+      .advise(translate("unmount it"));
 }
 
 // What is mounted there would be changed in place of what lies below it. The snapshot's own are where they were.
@@ -145,7 +150,7 @@ Place placeBelow(const fs::path& directory, const RestoredPart& part, bool makes
     const fs::path name = *ahead.begin();
     const fs::path named = place.name / name;
     if (makes && mkdirat(place.directory.get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
-      throw systemError("the directory " + named.string() + " cannot be made").about(named);
+      throw systemError(translate("the directory {0} cannot be made", named.string())).about(named);
     }
     Descriptor next(openat(place.directory.get(), name.c_str(), directoryFlags));
     if (!next.valid() && errno == ENOENT && !makes) break;
@@ -163,16 +168,19 @@ Place placeBelow(const fs::path& directory, const RestoredPart& part, bool makes
 HostError failureOf(const RestoredPart& part, const RsyncEnd& end) {
   constexpr int partlyTransferred = 23;
   const std::vector<std::string>& reasons = end.messages;
-  const std::string status = "rsync ended with status " + std::to_string(end.status);
-  const std::string cause = reasons.empty() ? status : reasons.front();
+  const std::string cause = reasons.empty() ? translate("rsync ended with status {0}", end.status) : reasons.front();
   const bool isFull = std::any_of(reasons.begin(), reasons.end(), [](const std::string& line) {
     return line.ends_with("(" + std::to_string(ENOSPC) + ")") || line.ends_with("(" + std::to_string(EDQUOT) + ")");
   });
   const Failure kind = isFull ? Failure::storageFull : Failure::failed;
   if (end.status != partlyTransferred) {
-    return HostError(kind, part.path + " could not be restored: " + cause).about(part.path).because(cause);
+    return HostError(kind, translate("{0} could not be restored: {1}", part.path, cause))
+        .about(part.path)
+        .because(cause);
   }
-  return HostError(kind, part.path + " could be restored only in part", reasons).about(part.path).because(cause);
+  return HostError(kind, translate("{0} could be restored only in part", part.path), reasons)
+      .about(part.path)
+      .because(cause);
 }
 
 }  // namespace
@@ -185,15 +193,16 @@ std::string requireRestoreDirectory(const StateStore& store, const std::string& 
   const bool isThere = fs::exists(directory);
   const fs::path above = isThere ? directory : directory.parent_path();
   if (!fs::is_directory(above)) {
-    throw HostError(Failure::notFound, above.string() + " is no directory, so nothing can be restored into it")
+    throw HostError(Failure::notFound,
+                    translate("{0} is no directory, so nothing can be restored into it", above.string()))
         .about(above);
   }
   requireNoSnapshot(store, above);
   requireNoSnapshot(store, directory);
   if (!isThere || fs::is_empty(directory) || force) return directory;
-  throw HostError(Failure::forceNeeded, directory.string() +
-                                            " is not empty; --force restores into it all the same, and replaces what "
-                                            "has the names of restored files")
+  throw HostError(Failure::forceNeeded, translate("{0} is not empty; --force restores into it all the same, and "
+                                                  "replaces what has the names of restored files",
+                                                  directory.string()))
       .about(directory);
 }
 
@@ -206,7 +215,9 @@ void requireRestorableInPlace(const Snapshot& snapshot, const RestoredPart& part
 
 void requireInCopy(const Snapshot& snapshot, const RestoredPart& part) {
   const Descriptor copy(open(part.node.alternate.c_str(), directoryFlags));
-  if (!copy.valid()) throw systemError(part.node.alternate + " cannot be opened").about(part.node.alternate);
+  if (!copy.valid()) {
+    throw systemError(translate("{0} cannot be opened", part.node.alternate)).about(part.node.alternate);
+  }
   if (part.inside.empty()) return;
   open_how how{};
   how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
@@ -215,7 +226,8 @@ void requireInCopy(const Snapshot& snapshot, const RestoredPart& part) {
   if (found.valid()) return;
   // What lies behind a link is not in the snapshot by this name.
   if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) throw notInSnapshot(snapshot.name, part.path);
-  throw systemError(part.path + " cannot be looked up in the snapshot " + snapshot.name).about(part.path);
+  throw systemError(translate("{0} cannot be looked up in the snapshot {1}", part.path, snapshot.name))
+      .about(part.path);
 }
 
 std::string targetOf(const RestoredPart& part, const RestoreWay& way) {
@@ -234,7 +246,7 @@ bool restorePart(const RestoredPart& part, const RestoreWay& way, const Deferred
   if (end.isInterrupted) return false;
   if (end.status != 0) throw failureOf(part, end);
   if (!way.onlyTells && syncfs(place.directory.get()) != 0) {
-    throw systemError(part.path + " could not be written out").about(part.path);
+    throw systemError(translate("{0} could not be written out", part.path)).about(part.path);
   }
   return true;
 }

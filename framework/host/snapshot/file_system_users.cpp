@@ -17,6 +17,7 @@
 
 #include "failure/host_error.h"
 #include "system/loop_device.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -88,8 +89,10 @@ std::string unitOf(const std::string& controlGroup) {
 
 std::string describe(const fs::path& process) {
   const std::string unit = unitOf(firstLineOf(process / "cgroup"));
-  return "process " + process.filename().string() + " (" + printable(firstLineOf(process / "comm")) + ")" +
-         (unit.empty() ? "" : ", " + printable(unit));
+  const std::string number = process.filename();
+  const std::string name = printable(firstLineOf(process / "comm"));
+  return unit.empty() ? translate("process {0} ({1})", number, name)
+                      : translate("process {0} ({1}), {2}", number, name, printable(unit));
 }
 
 bool isProcess(const fs::path& entry) {
@@ -97,33 +100,34 @@ bool isProcess(const fs::path& entry) {
   return std::all_of(name.begin(), name.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
-}  // namespace
-
-std::vector<std::string> usersOf(dev_t device) {
+// textOf: what a process is called.
+std::vector<std::string> allUsersOf(dev_t device, std::string (*textOf)(const fs::path& process)) {
   std::vector<std::string> users;
   for (const fs::path& entry : entriesOf("/proc")) {
-    if (isProcess(entry) && uses(entry, device)) users.push_back(describe(entry));
+    if (isProcess(entry) && uses(entry, device)) users.push_back(textOf(entry));
   }
   for (const int number : qmfi_system::attachedLoopDevices()) {
     const std::string node = "/dev/loop" + std::to_string(number);
     const auto backing = qmfi_system::loopBacking(node);
-    if (backing && backing->fileSystem == device) users.push_back("loop device " + node);
+    if (backing && backing->fileSystem == device) users.push_back(translate("loop device {0}", node));
   }
   return users;
 }
 
-namespace {
-
-std::string toThisProcess(const std::string& user) {
-  const bool isThis = user.starts_with("process " + std::to_string(getpid()) + " ");
-  return isThis ? "this qmfi itself, by a file that it was started with" : user;
+std::string describeToUser(const fs::path& process) {
+  const bool isThis = process.filename() == std::to_string(getpid());
+  return isThis ? translate("this qmfi itself, by a file that it was started with") : describe(process);
 }
 
 void listUsers(std::vector<std::string>& list, const std::string& mountPoint, dev_t device) {
-  for (const std::string& user : usersOf(device)) list.push_back(mountPoint + ": " + toThisProcess(user));
+  for (const std::string& user : allUsersOf(device, describeToUser)) list.push_back(mountPoint + ": " + user);
 }
 
 }  // namespace
+
+std::vector<std::string> usersOf(dev_t device) {
+  return allUsersOf(device, describe);
+}
 
 void requireUnused(const Snapshot& snapshot) {
   std::vector<std::string> list;
@@ -135,11 +139,12 @@ void requireUnused(const Snapshot& snapshot) {
     listUsers(list, node.alternate, mounted.st_dev);
   }
   if (list.empty()) return;
-  throw HostError(
-      ExitStatus::busy,
-      "the snapshot " + snapshot.name + " is in use; --force unmounts it all the same, and its users get errors", list)
+  throw HostError(ExitStatus::busy,
+                  translate("the snapshot {0} is in use; --force unmounts it all the same, and its users get errors",
+                            snapshot.name),
+                  list)
       .about(snapshot.name)
-      .advise("end what uses it; --force unmounts it all the same");
+      .advise(translate("end what uses it; --force unmounts it all the same"));
 }
 
 void requireUnused(const std::vector<std::string>& mountPoints) {
@@ -150,10 +155,11 @@ void requireUnused(const std::vector<std::string>& mountPoints) {
   }
   if (list.empty()) return;
   throw HostError(ExitStatus::busy,
-                  "what is to be restored is in use; --force restores it all the same, and changes it below its users",
+                  translate("what is to be restored is in use; --force restores it all the same, and changes it below "
+                            "its users"),
                   list)
       .about(mountPoints.front())
-      .advise("end what uses it; --force restores it all the same");
+      .advise(translate("end what uses it; --force restores it all the same"));
 }
 
 }  // namespace qmfi_host

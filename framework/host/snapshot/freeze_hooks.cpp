@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "texts/translation.h"
+
 namespace qmfi_host {
 
 namespace {
@@ -24,10 +26,6 @@ std::vector<std::string> wordsOf(const std::string& program, const Snapshot& sna
   std::vector<std::string> words = {program, snapshot.id, snapshot.name};
   for (const SnapshotNode& node : snapshot.nodes) words.push_back(node.mountPoint);
   return words;
-}
-
-std::string secondsText(std::chrono::seconds time) {
-  return std::to_string(time.count()) + " s";
 }
 
 // What a hook has said, a line each, without that it is ready. Of much the last.
@@ -56,11 +54,20 @@ void FreezeHooks::Hook::awaitReady(const DeferredSignals& signals) {
     signals.throwIfPending();
     error = m_dialogue.receiveLine(readyLine, std::min(deadline, Clock::now() + attention));
   }
-  if (error == 0) return;
-  std::string reason = "refused the snapshot";
-  if (error == ETIME) reason = "was not ready within " + secondsText(m_time);
-  if (error == EMSGSIZE) reason = "says too much before it is ready";
-  throw failure(reason, "nothing was frozen");
+  if (error != 0) throw notReady(error);
+}
+
+HostError FreezeHooks::Hook::notReady(int error) const {
+  if (error == ETIME) {
+    return failure(translate("the hook {0} was not ready within {1} s; nothing was frozen", m_program, m_time.count()),
+                   translate("was not ready within {0} s", m_time.count()));
+  }
+  if (error == EMSGSIZE) {
+    return failure(translate("the hook {0} says too much before it is ready; nothing was frozen", m_program),
+                   translate("says too much before it is ready"));
+  }
+  return failure(translate("the hook {0} refused the snapshot; nothing was frozen", m_program),
+                 translate("refused the snapshot"));
 }
 
 void FreezeHooks::Hook::end(const std::string& outcome) {
@@ -69,17 +76,22 @@ void FreezeHooks::Hook::end(const std::string& outcome) {
   m_dialogue.send(outcome, deadline);
   m_dialogue.sendEnd();
   if (m_dialogue.endsWell(deadline)) return;
-  const bool isLate = Clock::now() >= deadline;
-  throw failure(isLate ? "did not end within " + secondsText(m_time) + " after the thaw" : "failed after the thaw",
-                "no snapshot is kept");
+  if (Clock::now() < deadline) {
+    throw failure(translate("the hook {0} failed after the thaw; no snapshot is kept", m_program),
+                  translate("failed after the thaw"));
+  }
+  throw failure(
+      translate("the hook {0} did not end within {1} s after the thaw; no snapshot is kept", m_program, m_time.count()),
+      translate("did not end within {0} s after the thaw", m_time.count()));
 }
 
-HostError FreezeHooks::Hook::failure(const std::string& reason, const std::string& consequence) const {
+// reason: what is told where the hook has not said anything.
+HostError FreezeHooks::Hook::failure(const std::string& text, const std::string& reason) const {
   const std::vector<std::string> said = linesOf(m_dialogue.answer());
-  return HostError(Failure::failed, "the hook " + m_program + " " + reason + "; " + consequence, said)
+  return HostError(Failure::failed, text, said)
       .about(m_program)
       .because(said.empty() ? reason : said.back())
-      .advise("see to what the hook says; --no-hooks takes the snapshot without it");
+      .advise(translate("see to what the hook says; --no-hooks takes the snapshot without it"));
 }
 
 // Once there is an object its destructor runs, whatever is thrown here.

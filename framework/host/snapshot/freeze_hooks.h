@@ -45,7 +45,8 @@ class FreezeHooks {
     const std::string& program() const { return m_program; }
 
    private:
-    HostError failure(const std::string& reason, const std::string& consequence) const;
+    HostError notReady(int error) const;
+    HostError failure(const std::string& text, const std::string& reason) const;
 
     std::string m_program;
     std::chrono::seconds m_time;

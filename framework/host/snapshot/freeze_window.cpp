@@ -17,6 +17,7 @@
 #include "snapshot/process_limits.h"
 #include "snapshot/thaw.h"
 #include "system/signal_masks.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -86,7 +87,7 @@ std::unique_ptr<CFiFreezeWatchdog> startWatchdog(const std::vector<FreezeGroup>&
   try {
     return std::make_unique<CFiFreezeWatchdog>(fileSystems);
   } catch (const std::system_error& error) {
-    throw systemError("the freeze cannot be watched over, so nothing was frozen", error.code().value());
+    throw systemError(translate("the freeze cannot be watched over, so nothing was frozen"), error.code().value());
   }
 }
 
@@ -103,7 +104,7 @@ std::chrono::seconds watchedTime(const Window& window) {
 void watch(CFiFreezeWatchdog& watchdog, Window& window) {
   window.watchedUntil = Clock::now() + watchedTime(window);
   if (!watchdog.watchUntil(window.watchedUntil)) {
-    throw HostError("the process that watches over the freeze has ended, so nothing was frozen");
+    throw HostError(translate("the process that watches over the freeze has ended, so nothing was frozen"));
   }
 }
 
@@ -176,8 +177,8 @@ void passThrough(Window& window, const Splits& splits) noexcept {
   window.end = wallTime();
 }
 
-std::string milliseconds(Clock::duration duration) {
-  return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()) + " ms";
+std::chrono::milliseconds::rep milliseconds(Clock::duration duration) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
 }
 
 // A name as the arguments of messages have it: bytes that are no text stand replaced there.
@@ -214,8 +215,8 @@ void thawAfter(ProviderError& failure, std::span<const FreezeTarget> targets) {
 
 // Why a file system could not be frozen. answer: what it refused with.
 std::string refusalOf(const std::string& mountPoint, int answer) {
-  if (answer != EBUSY) return systemError(mountPoint + " cannot be frozen", answer).what();
-  return mountPoint + " is frozen already, by somebody else: \"qmfi thaw " + mountPoint + "\" ends that";
+  if (answer != EBUSY) return systemError(translate("{0} cannot be frozen", mountPoint), answer).what();
+  return translate("{0} is frozen already, by somebody else: \"qmfi thaw {0}\" ends that", mountPoint);
 }
 
 // A freeze that was refused, with what stands in its way. Each is asked by itself, with nothing else frozen: one that
@@ -234,8 +235,8 @@ ProviderError refusedFreeze(const std::string& what, int status, const FreezeGro
     if (!found.empty()) found += "; ";
     found += refusalOf(target.fileSystem->mountPoint(), answer);
   }
-  const std::string together =
-      all + ": each can be frozen by itself; together they were refused, or a path has led elsewhere meanwhile";
+  const std::string together = translate(
+      "{0}: each can be frozen by itself; together they were refused, or a path has led elsewhere meanwhile", all);
   ProviderError error(what, status, {}, found.empty() ? together : found);
   if (isFrozenByOther) error.setFailure(Failure::frozenByOther);
   if (refusing.size() == 1) error.about(refusing.front());
@@ -245,7 +246,7 @@ ProviderError refusedFreeze(const std::string& what, int status, const FreezeGro
 // A freeze that failed half-way would otherwise last until its time-out.
 void requireFrozen(const GroupPassage& passage) {
   if (passage.quiesceStatus == 0) return;
-  const std::string what = "the file systems could not be frozen";
+  const std::string what = translate("the file systems could not be frozen");
   ProviderError failure = passage.group.provider->failure(what, passage.quiesceStatus);
   thawAfter(failure, perhapsFrozen(passage.group, failure));
   if (!failure.messages().empty()) throw ProviderError(failure);
@@ -285,7 +286,7 @@ void requireThawed(const GroupPassage& passage, bool isLate) {
     return;
   }
   try {
-    provider.throwIfMessages("the file systems could not be thawed");
+    provider.throwIfMessages(translate("the file systems could not be thawed"));
   } catch (ProviderError& failure) {
     thawAfter(failure, passage.group.targets);
     throw;
@@ -325,16 +326,19 @@ void requireFrozenAndThawed(const Window& window) {
 void requireProved(const Window& window) {
   if (window.secondFreeze == EBUSY) return;
   const std::string& mountPoint = window.lastAsked->fileSystem->mountPoint();
-  const std::string which = "the file system of " + window.lastAsked->device + " on " + mountPoint;
+  const std::string& device = window.lastAsked->device;
   if (window.secondFreeze != 0) {
-    throw systemError(which + " does not tell whether it is frozen", window.secondFreeze).about(mountPoint);
+    throw systemError(translate("the file system of {0} on {1} does not tell whether it is frozen", device, mountPoint),
+                      window.secondFreeze)
+        .about(mountPoint);
   }
-  throw HostError(which +
-                  " was not frozen, though its provider said so: another one has been mounted there meanwhile, or the "
-                  "path has been changed; everything is thawed, and \"findmnt --target " +
-                  mountPoint + "\" shows what is there")
+  throw HostError(
+      translate("the file system of {0} on {1} was not frozen, though its provider said so: another one has "
+                "been mounted there meanwhile, or the path has been changed; everything is thawed, and "
+                "\"findmnt --target {1}\" shows what is there",
+                device, mountPoint))
       .about(mountPoint)
-      .advise("\"findmnt --target " + mountPoint + "\" shows what is there");
+      .advise(translate("\"findmnt --target {0}\" shows what is there", mountPoint));
 }
 
 void requireSplit(const Window& window, const Splits& splits) {
@@ -346,11 +350,12 @@ void requireConsistent(const Window& window, const Splits& splits) {
   const bool isGivenUp = window.splitError == ETIME;
   if (!isGivenUp) requireSplit(window, splits);
   if (const std::optional<Overrun> overrun = overrunOf(window)) {
-    throw HostError(ExitStatus::timedOut, "the snapshot is not consistent: freezing and splitting took " +
-                                              milliseconds(overrun->taken) + ", and the freeze time-out of " +
-                                              std::to_string(overrun->allowed.count()) +
-                                              " s may have ended the freeze before; --freeze-timeout sets a longer one")
-        .because("freezing and splitting took " + milliseconds(overrun->taken));
+    const auto taken = milliseconds(overrun->taken);
+    throw HostError(ExitStatus::timedOut,
+                    translate("the snapshot is not consistent: freezing and splitting took {0} ms, and the freeze "
+                              "time-out of {1} s may have ended the freeze before; --freeze-timeout sets a longer one",
+                              taken, overrun->allowed.count()))
+        .because(translate("freezing and splitting took {0} ms", taken));
   }
   requireProved(window);
   if (isGivenUp) requireSplit(window, splits);

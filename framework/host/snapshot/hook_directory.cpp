@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -35,7 +36,7 @@ std::vector<std::string> sortedEntries(const fs::path& directory) {
     paths.push_back(entry->path());
   }
   if (error && error != std::errc::no_such_file_or_directory) {
-    throw systemError("the hooks in " + directory.string() + " cannot be read", error.value()).about(directory);
+    throw systemError(translate("the hooks in {0} cannot be read", directory.string()), error.value()).about(directory);
   }
   std::sort(paths.begin(), paths.end());
   return paths;

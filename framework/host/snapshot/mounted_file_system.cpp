@@ -11,6 +11,7 @@
 
 #include "failure/host_error.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -30,7 +31,7 @@ class OpenFileSystem : public MountedFileSystem {
 
   void flush() override {
     if (syncfs(m_directory.get()) != 0) {
-      throw systemError(m_place.mountPoint + " could not be written out").about(m_place.mountPoint);
+      throw systemError(translate("{0} could not be written out", m_place.mountPoint)).about(m_place.mountPoint);
     }
   }
 
@@ -53,18 +54,23 @@ class OpenFileSystem : public MountedFileSystem {
 
 std::unique_ptr<MountedFileSystem> KernelFileSystems::open(const FileSystemPlace& place) const {
   Descriptor directory(::open(place.mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.valid()) throw systemError(place.mountPoint + " cannot be opened").about(place.mountPoint);
+  if (!directory.valid()) {
+    throw systemError(translate("{0} cannot be opened", place.mountPoint)).about(place.mountPoint);
+  }
   struct stat mounted {};
   struct stat node {};
   if (fstat(directory.get(), &mounted) != 0) {
-    throw systemError(place.mountPoint + " cannot be read").about(place.mountPoint);
+    throw systemError(translate("{0} cannot be read", place.mountPoint)).about(place.mountPoint);
   }
-  if (stat(place.device.c_str(), &node) != 0) throw systemError(place.device + " cannot be read").about(place.device);
+  if (stat(place.device.c_str(), &node) != 0) {
+    throw systemError(translate("{0} cannot be read", place.device)).about(place.device);
+  }
   if (!S_ISBLK(node.st_mode) || mounted.st_dev != node.st_rdev) {
-    throw HostError(place.mountPoint + " does not lead to the file system of " + place.device +
-                    ": another one has been mounted there, or the path has been changed; nothing was frozen, and "
-                    "\"findmnt --target " +
-                    place.mountPoint + "\" shows what is there");
+    throw HostError(
+        translate("{0} does not lead to the file system of {1}: another one has been mounted there, or the "
+                  "path has been changed; nothing was frozen, and \"findmnt --target {0}\" shows what is "
+                  "there",
+                  place.mountPoint, place.device));
   }
   return std::make_unique<OpenFileSystem>(place, std::move(directory));
 }

@@ -9,6 +9,7 @@
 #include "snapshot/alternate_directories.h"
 #include "snapshot/nested_nodes.h"
 #include "system/loop_device.h"
+#include "texts/translation.h"
 #include "volume/loop_device.h"
 
 namespace qmfi_host {
@@ -48,8 +49,9 @@ void requireNoSnapshot(const StateStore& store, const std::string& path) {
     for (const SnapshotNode& node : snapshot.nodes) {
       if (!isPartOf(snapshot, node, path, device)) continue;
       throw HostError(Failure::partOfSnapshot,
-                      path + " is part of the snapshot " + snapshot.name +
-                          ", which stays as it is; \"qmfi snapshot unmount\" and \"delete\" take it away")
+                      translate("{0} is part of the snapshot {1}, which stays as it is; \"qmfi snapshot unmount\" and "
+                                "\"delete\" take it away",
+                                path, snapshot.name))
           .about(path);
     }
   }

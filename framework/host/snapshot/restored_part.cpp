@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "snapshot/nested_nodes.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -15,9 +16,11 @@ namespace fs = std::filesystem;
 
 std::string plainPath(const std::string& path) {
   const fs::path named(path);
-  if (!named.is_absolute()) throw UsageError("\"" + path + "\" is no absolute path; what is restored is named by one");
+  if (!named.is_absolute()) {
+    throw UsageError(translate("\"{0}\" is no absolute path; what is restored is named by one", path));
+  }
   if (std::find(named.begin(), named.end(), "..") != named.end()) {
-    throw UsageError("\"" + path + "\" has \"..\" in it; name the path without");
+    throw UsageError(translate("\"{0}\" has \"..\" in it; name the path without", path));
   }
   std::string plain = named.lexically_normal();
   if (plain.size() > 1 && plain.ends_with('/')) plain.pop_back();
@@ -52,14 +55,14 @@ std::vector<RestoredPart> partsOf(Snapshot snapshot, const std::vector<std::stri
   for (const std::string& path : paths) {
     RestoredPart part = partAt(snapshot, plainPath(path));
     const auto isSame = [&](const RestoredPart& other) { return other.path == part.path; };
-    if (std::any_of(parts.begin(), parts.end(), isSame)) throw UsageError(part.path + " is given twice");
+    if (std::any_of(parts.begin(), parts.end(), isSame)) throw UsageError(translate("{0} is given twice", part.path));
     parts.push_back(std::move(part));
   }
   return parts;
 }
 
 HostError notInSnapshot(const std::string& snapshotName, const std::string& path) {
-  return HostError(Failure::notFound, "the snapshot " + snapshotName + " has no " + path).about(path);
+  return HostError(Failure::notFound, translate("the snapshot {0} has no {1}", snapshotName, path)).about(path);
 }
 
 }  // namespace qmfi_host

@@ -20,6 +20,7 @@
 #include "system/child_process.h"
 #include "system/pipe.h"
 #include "system/poll_until.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -48,12 +49,12 @@ void requireProgram(const char* program, const char* package) {
   requireTrusted(program);
   if (access(program, X_OK) == 0) return;
   const std::string cause = systemError(program).cause().value_or("");
-  throw HostError(ExitStatus::programMissing, std::string("files are copied by means of ") + program +
-                                                  ", which cannot be run: " + cause + "; install the package " +
-                                                  package)
+  throw HostError(ExitStatus::programMissing,
+                  translate("files are copied by means of {0}, which cannot be run: {1}; install the package {2}",
+                            program, cause, package))
       .about(program)
       .because(cause)
-      .advise(std::string("install the package ") + package);
+      .advise(translate("install the package {0}", package));
 }
 
 // Takes the output to pieces as it comes.
@@ -72,7 +73,7 @@ class RsyncOutput {
   }
 
   std::vector<std::string> messages() && {
-    if (m_more > 0) m_messages.push_back("and " + std::to_string(m_more) + " more");
+    if (m_more > 0) m_messages.push_back(translate("and {0} more", m_more));
     return std::move(m_messages);
   }
 
@@ -117,15 +118,17 @@ class RunningRsync {
 
   void start(const RsyncTask& task, const Descriptor& target) {
     const Descriptor nothing(qmfi_system::aboveStandardStreams(Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC))));
-    if (!m_printed.valid() || !nothing.valid()) throw systemError("rsync cannot be run");
-    if (fchdir(target.get()) != 0) throw systemError("the directory that rsync is to write to cannot be entered");
+    if (!m_printed.valid() || !nothing.valid()) throw systemError(translate("rsync cannot be run"));
+    if (fchdir(target.get()) != 0) {
+      throw systemError(translate("the directory that rsync is to write to cannot be entered"));
+    }
     const int output = m_printed.writeEnd.get();
     const qmfi_system::ProgramStreams streams{.input = nothing.get(), .output = output, .errors = output};
     int error = 0;
     m_child.start(rsyncWords(task), qmfi_system::plainEnvironment, streams, qmfi_system::ProcessGroup::own, error);
     // What this process is in cannot be unmounted.
-    if (chdir("/") != 0) throw systemError("/ cannot be entered");
-    if (error != 0) throw systemError("rsync cannot be run", error);
+    if (chdir("/") != 0) throw systemError(translate("{0} cannot be entered", "/"));
+    if (error != 0) throw systemError(translate("rsync cannot be run"), error);
     m_printed.writeEnd.reset();
   }
 
@@ -220,7 +223,7 @@ RsyncEnd runRsync(const RsyncTask& task, const Descriptor& target, const Deferre
                   const std::function<void(const FileChange&)>& tell) {
   if (signals.pending()) return {.isInterrupted = true};
   const Descriptor come(signalfd(-1, &DeferredSignals::all(), SFD_CLOEXEC | SFD_NONBLOCK));
-  if (!come.valid()) throw systemError("signals cannot be waited for");
+  if (!come.valid()) throw systemError(translate("signals cannot be waited for"));
   RsyncOutput output(tell);
   RunningRsync running;
   running.start(task, target);

@@ -14,6 +14,7 @@
 #include "snapshot/snapshot_removal.h"
 #include "snapshot/storage_space.h"
 #include "state/snapshot_record.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -36,9 +37,10 @@ FreezeReceipt inOrderOf(const Snapshot& snapshot, FreezeReceipt receipt, const s
 void requireLevel(const FreezeReceipt& receipt, ProofLevel required) {
   if (levelOf(receipt) >= required) return;
   throw HostError(ExitStatus::weakerThanRequired,
-                  "it is not proven that all file systems were frozen until their volumes had been split, since the "
-                  "thaw came after a time-out; the snapshot is not kept, as --require " +
-                      levelName(required) + " asks; --freeze-timeout sets a longer time-out");
+                  translate("it is not proven that all file systems were frozen until their volumes had been split, "
+                            "since the thaw came after a time-out; the snapshot is not kept, as --require {0} asks; "
+                            "--freeze-timeout sets a longer time-out",
+                            levelName(required)));
 }
 
 Snapshot SnapshotCreation::run(const SnapshotRequest& request) {
@@ -201,8 +203,8 @@ void SnapshotCreation::mountAlternate(SnapshotNode& planned, Node& primary) {
   planned.alternate =
       provider.buildAlternate(primary, m_snapshot.id, planned.volume.device, planned.volume.snapshotDevice);
   if (planned.alternate != asked) {
-    throw HostError("the provider " + provider.name() + " mounted the snapshot of " + planned.mountPoint + " on " +
-                    planned.alternate + ", and not on " + asked + " as it was asked to");
+    throw HostError(translate("the provider {0} mounted the snapshot of {1} on {2}, and not on {3} as it was asked to",
+                              provider.name(), planned.mountPoint, planned.alternate, asked));
   }
   Node alternate(provider, planned.alternate);
   alternate.initialiseAlternate(primary);
@@ -224,7 +226,7 @@ void SnapshotCreation::undo() {
 }
 
 void SnapshotCreation::tellWhatIsLeft() const {
-  printNotice("the unfinished snapshot " + m_snapshot.id + " is left; \"qmfi recover\" removes it");
+  printNotice(translate("the unfinished snapshot {0} is left; \"qmfi recover\" removes it", m_snapshot.id));
 }
 
 }  // namespace qmfi_host

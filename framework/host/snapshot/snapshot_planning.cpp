@@ -7,6 +7,7 @@
 
 #include "failure/host_error.h"
 #include "provider/freeze_timeout.h"
+#include "texts/translation.h"
 #include "volume/possible_name.h"
 
 namespace qmfi_host {
@@ -15,16 +16,28 @@ namespace {
 
 dev_t fileSystemOf(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) throw systemError(path + " cannot be read").about(path);
+  if (stat(path.c_str(), &status) != 0) throw systemError(translate("{0} cannot be read", path)).about(path);
   return status.st_dev;
 }
 
 // Providers hand names to programs as words, and refuse such a one only when they do so, after the freeze.
-void requireWord(const std::string& what, const std::string& name) {
-  if (name.find_first_of(" \t\n") == std::string::npos) return;
-  throw HostError("no snapshot can be taken with " + what + " \"" + name +
-                  "\": a name with a blank, a tab or a line feed cannot be given to the programs that mount; use "
-                  "another name");
+bool isWord(const std::string& name) {
+  return name.find_first_of(" \t\n") == std::string::npos;
+}
+
+void requireWords(const std::string& mountPoint, const std::string& device) {
+  if (!isWord(mountPoint)) {
+    throw HostError(
+        translate("no snapshot can be taken with the mount point \"{0}\": a name with a blank, a tab or a line feed "
+                  "cannot be given to the programs that mount; use another name",
+                  mountPoint));
+  }
+  if (!isWord(device)) {
+    throw HostError(
+        translate("no snapshot can be taken with the device \"{0}\": a name with a blank, a tab or a line feed cannot "
+                  "be given to the programs that mount; use another name",
+                  device));
+  }
 }
 
 }  // namespace
@@ -51,9 +64,8 @@ SnapshotPlanning::Part& SnapshotPlanning::partOf(const ClaimedFileSystem& fileSy
 
 SnapshotNode SnapshotPlanning::plan(Node& node, const Snapshot& snapshot) const {
   const std::vector<std::string> devices = node.subObjects();
-  if (devices.empty()) throw HostError(node.name() + " has no device");
-  requireWord("the mount point", node.name());
-  requireWord("the device", devices.front());
+  if (devices.empty()) throw HostError(translate("{0} has no device", node.name()));
+  requireWords(node.name(), devices.front());
   SnapshotNode planned;
   const ProviderDescriptor& descriptor = node.provider().descriptor();
   planned.provider = node.provider().name();
@@ -83,10 +95,12 @@ void requireVolumesOutside(const Snapshot& planned, const Splitters& splitters) 
     const std::string place = splitters.named(node.volume.splitter).workPlace(node.volume);
     const auto found = place.empty() ? frozen.end() : frozen.find(fileSystemOf(place));
     if (found == frozen.end()) continue;
-    const bool isVolume = place == node.volume.volumeFile;
-    throw HostError((isVolume ? "the volume of " + node.mountPoint + " lies on "
-                              : "what splits the volume of " + node.mountPoint + " writes to " + place + " on ") +
-                    found->second + ", which is to be frozen with it");
+    if (place == node.volume.volumeFile) {
+      throw HostError(
+          translate("the volume of {0} lies on {1}, which is to be frozen with it", node.mountPoint, found->second));
+    }
+    throw HostError(translate("what splits the volume of {0} writes to {1} on {2}, which is to be frozen with it",
+                              node.mountPoint, place, found->second));
   }
 }
 

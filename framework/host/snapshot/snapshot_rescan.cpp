@@ -6,6 +6,7 @@
 
 #include "failure/host_error.h"
 #include "state/snapshot_record.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -17,7 +18,7 @@ Snapshot snapshotOf(const KeptRecord& record) {
   const bool isBeside = std::any_of(snapshot.nodes.begin(), snapshot.nodes.end(), [&](const SnapshotNode& node) {
     return node.volume.snapshotFile == record.snapshotFile;
   });
-  if (!isBeside) throw HostError("it tells of other files");
+  if (!isBeside) throw HostError(translate("it tells of other files"));
   return snapshot;
 }
 
@@ -26,7 +27,7 @@ bool readRecord(const KeptRecord& record, std::vector<Snapshot>& snapshots) {
     snapshots.push_back(snapshotOf(record));
     return true;
   } catch (const HostError& error) {
-    reportError(HostError("the record of " + record.snapshotFile + " is of no use: " + error.what()));
+    reportError(HostError(translate("the record of {0} is of no use: {1}", record.snapshotFile, error.what())));
     return false;
   }
 }

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -42,12 +43,12 @@ void requireSpace(const Splitters& splitters, const Snapshot& planned, const std
     if (storage.needs <= storage.free) continue;
     throw HostError(
         Failure::storageFull,
-        "the storage of " + storage.mountPoint + " has " + bytesText(storage.free) + " free, and needs " +
-            bytesText(storage.needs) +
-            " if all is overwritten that snapshots share with their volumes; what is written to a full one is "
-            "lost. --overcommit takes the snapshot all the same")
+        translate("the storage of {0} has {1} free, and needs {2} if all is overwritten that snapshots share "
+                  "with their volumes; what is written to a full one is lost. --overcommit takes the "
+                  "snapshot all the same",
+                  storage.mountPoint, bytesText(storage.free), bytesText(storage.needs)))
         .about(storage.mountPoint)
-        .advise("make room, or take the snapshot all the same by --overcommit");
+        .advise(translate("make room, or take the snapshot all the same by --overcommit"));
   }
 }
 

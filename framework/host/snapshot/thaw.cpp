@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <string>
 
+#include "texts/translation.h"
+
 namespace qmfi_host {
 
 HostError cannotBeThawed(const std::string& mountPoint, int errorNumber) {
-  HostError error = systemError("the file system on " + mountPoint + " could not be thawed", errorNumber);
+  HostError error = systemError(translate("the file system on {0} could not be thawed", mountPoint), errorNumber);
   const bool canBeFrozen = errorNumber != EOPNOTSUPP && errorNumber != ENOTTY;
   if (canBeFrozen) error.setFailure(Failure::freezeUncertain);
   return error.about(mountPoint);

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "german_texts.h"
 #include "system/descriptor.h"
 
 namespace qmfi_host {
@@ -44,6 +45,12 @@ TEST(FileSystemUsers, AreThoseWithAnOpenFile) {
   EXPECT_THAT(usersOf(deviceOf(place)), Not(Contains(StartsWith(self()))));
   const Descriptor opened(open(file, O_RDONLY | O_CLOEXEC));
   EXPECT_THAT(usersOf(deviceOf(place)), Contains(StartsWith(self())));
+}
+
+TEST(FileSystemUsers, AreToldInTheUsersLanguage) {
+  const GermanTexts german;
+  const Descriptor opened(open(file, O_RDONLY | O_CLOEXEC));
+  EXPECT_THAT(usersOf(deviceOf(place)), Contains(StartsWith("Prozess " + std::to_string(getpid()) + " (host_test)")));
 }
 
 TEST(FileSystemUsers, AreThoseThatWorkThere) {

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "german_texts.h"
 #include "support/temporary_directory.h"
 
 namespace qmfi_host {
@@ -130,6 +131,15 @@ TEST_F(FreezeHooksTest, OneThatEndsWellBeforeItIsReadyRefusesToo) {
   EXPECT_EQ(error.what(), "the hook " + refusing + " refused the snapshot; nothing was frozen");
   EXPECT_THAT(error.lines(), IsEmpty());
   EXPECT_EQ(error.cause(), "refused the snapshot");
+}
+
+TEST_F(FreezeHooksTest, RefusalIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  const std::string refusing = program("one", "exit 1");
+  const HostError error = refusal({refusing});
+  EXPECT_EQ(error.what(), "der Hook " + refusing + " hat den Snapshot abgelehnt; nichts wurde eingefroren");
+  EXPECT_EQ(error.cause(), "hat den Snapshot abgelehnt");
+  EXPECT_EQ(error.hint(), "beheben, was der Hook meldet; mit --no-hooks wird der Snapshot ohne ihn gemacht");
 }
 
 TEST_F(FreezeHooksTest, OneThatIsLateIsKilled) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_provider.h"
+#include "german_texts.h"
 
 namespace qmfi_host {
 namespace {
@@ -48,6 +49,17 @@ TEST_F(StorageSpaceTest, IsEnoughForEveryBlockOfTheVolumes) {
           "the storage of /mnt/a has 5.0 MiB free, and needs 5.0 MiB if all is overwritten that snapshots share "
           "with their volumes; what is written to a full one is lost. --overcommit takes the snapshot all the "
           "same"));
+}
+
+TEST_F(StorageSpaceTest, LackIsToldInTheUsersLanguage) {
+  const GermanTexts german;
+  addVolume("a", storage, 3 * mebibyte, 0, mebibyte);
+  EXPECT_THAT(
+      [&] { requireSpace(m_splitters, snapshotOf({"a"}), {}); },
+      ThrowsMessage<HostError>(
+          "der Speicher von /mnt/a hat 1.0 MiB frei und braucht 3.0 MiB, wenn alles überschrieben wird, was Snapshots "
+          "mit ihren Volumes teilen; was auf einen vollen geschrieben wird, ist verloren. Mit --overcommit wird der "
+          "Snapshot trotzdem gemacht"));
 }
 
 TEST_F(StorageSpaceTest, IsCountedForEachStorage) {
