@@ -4,6 +4,7 @@
 #include "cli/json_progress.h"
 #include "cli/text_progress.h"
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -17,13 +18,18 @@ std::string formOf(const ProgressOptions& options, bool json, bool isTerminal) {
   return isTerminal && !json ? "text" : "none";
 }
 
+UsageError notTogether(const std::string& one, const std::string& other) {
+  return UsageError(translate("{0} and {1} cannot be given together", one, other));
+}
+
 void requireOneMeaning(const ProgressOptions& options, const std::string& form, bool json) {
   const std::string given = "--progress=" + options.form;
-  if (options.quiet && options.verbose) throw UsageError("--quiet and --verbose cannot be given together");
-  if (options.quiet && form != "none") throw UsageError("--quiet and " + given + " cannot be given together");
-  if (options.verbose && form == "none") throw UsageError("--verbose and " + given + " cannot be given together");
+  if (options.quiet && options.verbose) throw notTogether("--quiet", "--verbose");
+  if (options.quiet && form != "none") throw notTogether("--quiet", given);
+  if (options.verbose && form == "none") throw notTogether("--verbose", given);
   if (json && form == "text") {
-    throw UsageError("--json and " + given + " cannot be given together: each line of the errors is JSON then");
+    throw UsageError(
+        translate("{0} and {1} cannot be given together: each line of the errors is JSON then", "--json", given));
   }
 }
 

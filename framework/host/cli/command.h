@@ -83,7 +83,7 @@ class Command {
 struct CommandEntry {
   const char* group;  // the word before the command's own; empty when there is none
   const char* name;
-  const char* help;
+  const char* help;  // for translated()
   std::unique_ptr<Command> (*make)();
 };
 

@@ -6,6 +6,7 @@
 #include "snapshot/access_disabling.h"
 #include "snapshot/own_snapshots.h"
 #include "snapshot/progress.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -14,8 +15,8 @@ namespace {
 class AccessDisable : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.arguments("MOUNTPOINT", m_mountPoints, "File systems to be taken out of use");
-    options.flag("--force", m_force, "Unmount also what is in use");
+    options.arguments("MOUNTPOINT", m_mountPoints, translatable("File systems to be taken out of use"));
+    options.flag("--force", m_force, translatable("Unmount also what is in use"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {

@@ -7,6 +7,7 @@
 #include "provider/node.h"
 #include "snapshot/own_snapshots.h"
 #include "snapshot/progress.h"
+#include "texts/translation.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -16,7 +17,7 @@ namespace {
 class AccessEnable : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.arguments("MOUNTPOINT", m_mountPoints, "File systems that were taken out of use");
+    options.arguments("MOUNTPOINT", m_mountPoints, translatable("File systems that were taken out of use"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
@@ -39,7 +40,10 @@ class AccessEnable : public Command {
     const WorkClaim claim = state.claim(mountPoint);
     StateStore& store = state.store();
     const std::optional<DisabledAccess> access = store.findDisabledAccess(mountPoint);
-    if (!access) throw HostError(Failure::notDisabled, mountPoint + " has not been taken out of use").about(mountPoint);
+    if (!access) {
+      throw HostError(Failure::notDisabled, translate("{0} has not been taken out of use", mountPoint))
+          .about(mountPoint);
+    }
     if (!access->damage.empty()) return forget(providers, store, *access);
     requireNoSnapshot(store, access->device);
     Provider& provider = providers.named(access->provider);
@@ -61,8 +65,8 @@ class AccessEnable : public Command {
                                        [&](Provider* provider) { return provider->claim(access.mountPoint).claimed; });
     if (!isMounted) {
       const std::string way =
-          "once it is mounted by hand, \"qmfi access enable " + access.mountPoint + "\" forgets that";
-      throw HostError("what is known of " + access.mountPoint + " is damaged (" + access.damage + "); " + way)
+          translate("once it is mounted by hand, \"qmfi access enable {0}\" forgets that", access.mountPoint);
+      throw HostError(translate("what is known of {0} is damaged ({1}); {2}", access.mountPoint, access.damage, way))
           .about(access.mountPoint)
           .because(access.damage)
           .advise(way);

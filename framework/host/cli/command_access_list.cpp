@@ -5,6 +5,7 @@
 #include "cli/command_table.h"
 #include "failure/json_text.h"
 #include "failure/one_line.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -19,18 +20,18 @@ class AccessList : public Command {
     if (settings.json) {
       printJson(out, disabled);
     } else {
-      for (const DisabledAccess& one : disabled) {
-        if (!one.damage.empty()) {
-          out << inOneLine(one.mountPoint) << ": damaged (" << one.damage << ")\n";
-          continue;
-        }
-        out << inOneLine(one.mountPoint) << " (" << inOneLine(one.device) << ") by " << one.provider << "\n";
-      }
+      for (const DisabledAccess& one : disabled) out << textOf(one) << "\n";
     }
     return ExitStatus::done;
   }
 
  private:
+  static std::string textOf(const DisabledAccess& one) {
+    const std::string mountPoint = inOneLine(one.mountPoint);
+    if (!one.damage.empty()) return translate("{0}: damaged ({1})", mountPoint, one.damage);
+    return translate("{0} ({1}) by {2}", mountPoint, inOneLine(one.device), one.provider);
+  }
+
   static void printJson(std::ostream& out, const std::vector<DisabledAccess>& disabled) {
     Json array = Json::array();
     for (const DisabledAccess& one : disabled) {

@@ -11,6 +11,7 @@
 #include "provider/mount_options.h"
 #include "provider/node.h"
 #include "snapshot/own_snapshots.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -22,16 +23,16 @@ void requireWritable(const std::string& mountPoint) {
   // What cannot be read is for the provider to refuse.
   if (statvfs(mountPoint.c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) == 0) return;
   throw HostError(Failure::readOnly,
-                  mountPoint +
-                      " is mounted read-only, and switching its cache would make it writable; \"mount -o remount,rw\" "
-                      "does that if it is meant")
+                  translate("{0} is mounted read-only, and switching its cache would make it writable; \"mount -o "
+                            "remount,rw\" does that if it is meant",
+                            mountPoint))
       .about(mountPoint);
 }
 
 class CacheCommand : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("MOUNTPOINT", m_mountPoint, "File system whose way of writing changes");
+    options.argument("MOUNTPOINT", m_mountPoint, translatable("File system whose way of writing changes"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
@@ -61,8 +62,8 @@ void requireOption(const Provider& provider, const Node& node,
                    const std::string ProviderDescriptor::CacheOptions::*which) {
   const std::optional<ProviderDescriptor::CacheOptions>& options = provider.descriptor().cache;
   if (!options || hasMountOption(node.name(), (*options).*which)) return;
-  throw HostError("the way in which " + node.name() + " writes was not changed: the mount table does not show " +
-                  (*options).*which)
+  throw HostError(translate("the way in which {0} writes was not changed: the mount table does not show {1}",
+                            node.name(), (*options).*which))
       .about(node.name());
 }
 

@@ -7,6 +7,7 @@
 #include "failure/json_text.h"
 #include "failure/one_line.h"
 #include "system/mount_point.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -19,11 +20,17 @@ struct PathClaim {
   std::optional<std::string> above = {};  // the claimed mount point that a path lies below which is not claimed itself
 };
 
-void printText(std::ostream& out, const PathClaim& claim) {
-  out << inOneLine(claim.path) << (claim.answer.claimed ? ": claimed in group" : ": not claimed");
-  for (const std::string& group : claim.answer.groups) out << " " << group;
-  if (claim.above) out << "; it lies in the file system on " << inOneLine(*claim.above);
-  out << "\n";
+std::string textOfClaimed(const std::string& path, const std::vector<std::string>& groups) {
+  std::string names;
+  for (const std::string& group : groups) names += (names.empty() ? "" : " ") + group;
+  return names.empty() ? translate("{0}: claimed in group", path) : translate("{0}: claimed in group {1}", path, names);
+}
+
+std::string textOf(const PathClaim& claim) {
+  const std::string path = inOneLine(claim.path);
+  if (claim.answer.claimed) return textOfClaimed(path, claim.answer.groups);
+  if (!claim.above) return translate("{0}: not claimed", path);
+  return translate("{0}: not claimed; it lies in the file system on {1}", path, inOneLine(*claim.above));
 }
 
 void printJson(std::ostream& out, const std::vector<PathClaim>& claims) {
@@ -41,14 +48,16 @@ void printJson(std::ostream& out, const std::vector<PathClaim>& claims) {
 // The paths are given to the providers as they stand, so that the answer is the provider's own.
 class Claim : public Command {
  public:
-  void declare(CommandOptions& options) override { options.arguments("PATH", m_paths, "Mount points of file systems"); }
+  void declare(CommandOptions& options) override {
+    options.arguments("PATH", m_paths, translatable("Mount points of file systems"));
+  }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     OpenProviders providers(settings);
     std::vector<PathClaim> claims;
     for (const std::string& path : m_paths) {
       claims.push_back(claimOrAbove(providers, path));
-      if (!settings.json) printText(out, claims.back());
+      if (!settings.json) out << textOf(claims.back()) << "\n";
     }
     if (settings.json) printJson(out, claims);
     const bool allClaimed =

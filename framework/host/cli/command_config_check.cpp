@@ -7,6 +7,7 @@
 #include "provider/installed_providers.h"
 #include "provider/provider_descriptor.h"
 #include "provider/trusted_files.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -50,7 +51,7 @@ void printJson(std::ostream& out, const FileErrors& errors) {
 
 void printText(std::ostream& out, const FileErrors& errors) {
   for (const FileError& error : errors) out << inOneLine(error.what()) << "\n";
-  if (errors.empty()) out << "nothing is wrong\n";
+  if (errors.empty()) out << translate("nothing is wrong") << "\n";
 }
 
 // Looks and changes nothing.

@@ -1,12 +1,13 @@
 // qmfi config show [--origin]
 #include <algorithm>
-#include <iomanip>
 #include <nlohmann/json.hpp>
 
 #include "cli/command_table.h"
+#include "cli/text_width.h"
 #include "failure/json_text.h"
 #include "failure/one_line.h"
 #include "settings/setting_table.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -16,7 +17,7 @@ std::string textOf(const SettingEntry& entry, const SettingData& data) {
   if (const auto* const text = std::get_if<std::string>(&data)) return inOneLine(*text);
   if (const auto* const number = std::get_if<std::int64_t>(&data)) return std::to_string(*number);
   if (const auto* const flag = std::get_if<bool>(&data)) return *flag ? "true" : "false";
-  return "(" + std::string(entry.unset) + ")";
+  return "(" + std::string(translated(entry.unset)) + ")";
 }
 
 Json jsonOfData(const SettingData& data) {
@@ -25,6 +26,8 @@ Json jsonOfData(const SettingData& data) {
   if (const auto* const flag = std::get_if<bool>(&data)) return *flag;
   return nullptr;
 }
+
+constexpr const char* standardName = translatable("default");
 
 const char* kindName(SettingOrigin::Kind kind) {
   switch (kind) {
@@ -37,11 +40,11 @@ const char* kindName(SettingOrigin::Kind kind) {
     case SettingOrigin::Kind::standard:
       break;
   }
-  return "default";
+  return standardName;
 }
 
 std::string textOf(const SettingOrigin& origin) {
-  if (origin.kind == SettingOrigin::Kind::standard) return kindName(origin.kind);
+  if (origin.kind == SettingOrigin::Kind::standard) return translated(standardName);
   return origin.line == 0 ? origin.name : inOneLine(origin.name) + ":" + std::to_string(origin.line);
 }
 
@@ -62,16 +65,16 @@ void printJson(std::ostream& out, const SettingValues& values) {
 }
 
 void printText(std::ostream& out, const SettingValues& values, bool withOrigin) {
-  constexpr int keyWidth = 23;
+  constexpr std::size_t keyWidth = 23;
   std::size_t valueWidth = 0;
   for (const SettingEntry& entry : settingTable()) {
-    valueWidth = std::max(valueWidth, textOf(entry, values.at(keyOf(entry)).data).size());
+    valueWidth = std::max(valueWidth, widthOf(textOf(entry, values.at(keyOf(entry)).data)));
   }
   for (const SettingEntry& entry : settingTable()) {
     const SettingValue& value = values.at(keyOf(entry));
-    out << std::left << std::setw(keyWidth) << keyOf(entry);
-    if (withOrigin) out << std::setw(static_cast<int>(valueWidth) + 2);
-    out << textOf(entry, value.data) << (withOrigin ? textOf(value.origin) : "") << "\n";
+    const std::string text = textOf(entry, value.data);
+    out << padded(keyOf(entry), keyWidth) << (withOrigin ? padded(text, valueWidth + 2) + textOf(value.origin) : text)
+        << "\n";
   }
 }
 
@@ -79,7 +82,7 @@ void printText(std::ostream& out, const SettingValues& values, bool withOrigin) 
 class ConfigShow : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.flag("--origin", m_withOrigin, "Also where each value comes from (always with --json)");
+    options.flag("--origin", m_withOrigin, translatable("Also where each value comes from (always with --json)"));
   }
 
   bool needsRoot() const override { return false; }

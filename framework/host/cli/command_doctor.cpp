@@ -20,6 +20,7 @@
 #include "failure/json_text.h"
 #include "failure/one_line.h"
 #include "system/small_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -36,7 +37,7 @@ std::vector<std::string> variables() {
 Finding mountNamespaceFinding() {
   try {
     requireMachinesMountNamespace();
-    return {Weight::good, "mounts", "other programs see what qmfi mounts"};
+    return {Weight::good, "mounts", translate("other programs see what qmfi mounts")};
   } catch (const HostError& error) {
     return {Weight::notice, "mounts", error.what()};
   }

@@ -28,7 +28,7 @@ Json jsonOfKind(const FailureKind& kind) {
 class Explain : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.optionalArgument("ID", m_id, "Id of a failure, or an exit status (default: all failures)");
+    options.optionalArgument("ID", m_id, translatable("Id of a failure, or an exit status (default: all failures)"));
   }
 
   bool needsRoot() const override { return false; }
@@ -41,9 +41,9 @@ class Explain : public Command {
       if (isMeant(kind) && !settings.json) printText(out, kind);
     }
     if (array.empty()) {
-      throw HostError(ExitStatus::notFound, "there is no failure \"" + *m_id + "\"")
+      throw HostError(ExitStatus::notFound, translate("there is no failure \"{0}\"", *m_id))
           .about(*m_id)
-          .advise("\"qmfi explain\" lists all");
+          .advise(translate("\"qmfi explain\" lists all"));
     }
     if (settings.json) out << jsonDocument(array);
     return ExitStatus::done;

@@ -27,48 +27,53 @@ namespace {
 
 constexpr std::string_view completionWord = "complete";
 
-constexpr const char* description =
+constexpr const char* description = translatable(
     "Takes snapshots of mounted file systems through a snapshot provider.\n"
     "Exit status: 0 done, 1 failed, 2 wrong words, 3 partly done, 4 not found, 5 busy,\n"
     "6 freeze timed out (all thawed), 7 perhaps still frozen, 8 no permission, 9 locked,\n"
-    "10 less is proven than --require asks for.";
+    "10 less is proven than --require asks for.");
 
 // Nothing is a directory of that name, and the loader would take it for "wherever libraries are".
 std::string refuseEmpty(const std::string& directory) {
-  return directory.empty() ? "the name of a directory is empty" : "";
+  return directory.empty() ? translate("the name of a directory is empty") : "";
 }
 
-// Where the value comes from that an option does not give: what counts most stands first.
-std::string otherwise(const char* key) {
+// The help of an option with where the value comes from that it does not give: what counts most stands first.
+std::string helpOf(const char* purpose, const char* key) {
   const SettingEntry& entry = *findSetting("", key);
   std::string sources;
   for (const char* const variable : entry.variables) sources += variable == nullptr ? "" : std::string(variable) + ", ";
   const auto* const standard = std::get_if<std::string>(&entry.standard);
-  return " (default: " + sources + "settings files, " + (standard == nullptr ? entry.unset : *standard) + ")";
+  sources += translate("settings files") + (", " + (standard == nullptr ? translated(entry.unset) : *standard));
+  return translate("{0} (default: {1})", translated(purpose), sources);
 }
 
 void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
-  app.add_option("--provider", options.provider, "Snapshot provider" + otherwise("provider"))->type_name("NAME");
-  app.add_option("--provider-dir", options.providerDirectory, "Directory of the providers" + otherwise("provider_dir"))
+  app.add_option("--provider", options.provider, helpOf(translatable("Snapshot provider"), "provider"))
+      ->type_name("NAME");
+  app.add_option("--provider-dir", options.providerDirectory,
+                 helpOf(translatable("Directory of the providers"), "provider_dir"))
       ->check(refuseEmpty)
       ->type_name("DIR");
   app.add_option("--state-dir", options.stateDirectory,
-                 "Directory in which qmfi remembers snapshots" + otherwise("state_dir"))
+                 helpOf(translatable("Directory in which qmfi remembers snapshots"), "state_dir"))
       ->check(refuseEmpty)
       ->type_name("DIR");
   app.add_option("--splitter-command", options.splitterCommand,
-                 "Program that splits what qmfi cannot, by its absolute path" + otherwise("splitter_command"))
+                 helpOf(translatable("Program that splits what qmfi cannot, by its absolute path"), "splitter_command"))
       ->type_name("PROGRAM");
-  app.add_option("--lock-wait", options.lockWait, "How long another qmfi is waited for" + otherwise("lock_wait"))
+  app.add_option("--lock-wait", options.lockWait,
+                 helpOf(translatable("How long another qmfi is waited for"), "lock_wait"))
       ->check(CLI::Range(0, longestLockWait))
       ->type_name("SECONDS");
-  app.add_option("--language", options.language, "Language of messages" + otherwise("language"))->type_name("LANGUAGE");
-  app.add_flag("--json", json, "Print JSON");
-  app.add_flag("-q,--quiet", options.progress.quiet, "Tell nothing but results and failures");
+  app.add_option("--language", options.language, helpOf(translatable("Language of messages"), "language"))
+      ->type_name("LANGUAGE");
+  app.add_flag("--json", json, translate("Print JSON"));
+  app.add_flag("-q,--quiet", options.progress.quiet, translate("Tell nothing but results and failures"));
   app.add_flag("-v,--verbose", options.progress.verbose,
-               "Tell each step, also without a terminal, and which provider and splitter was chosen");
+               translate("Tell each step, also without a terminal, and which provider and splitter was chosen"));
   app.add_option("--progress", options.progress.form,
-                 "How steps are told on standard error (default: auto, as text on a terminal)")
+                 translate("How steps are told on standard error (default: auto, as text on a terminal)"))
       ->check(CLI::IsMember({"auto", "none", "text", "json"}))
       ->type_name("FORM");
 }
@@ -79,13 +84,13 @@ using Commands = std::map<const CLI::App*, std::unique_ptr<Command>>;
 Commands declareCommands(CLI::App& app) {
   std::map<std::string, CLI::App*> groups = {{"", &app}};
   for (const CommandGroup& group : commandGroups()) {
-    CLI::App* const added = app.add_subcommand(group.name, group.help);
+    CLI::App* const added = app.add_subcommand(group.name, translated(group.help));
     added->require_subcommand(1);
     groups[group.name] = added;
   }
   Commands commands;
   for (const CommandEntry& entry : commandTable()) {
-    CLI::App* const parser = groups.at(entry.group)->add_subcommand(entry.name, entry.help);
+    CLI::App* const parser = groups.at(entry.group)->add_subcommand(entry.name, translated(entry.help));
     std::unique_ptr<Command> command = entry.make();
     CommandOptions options(*parser);
     command->declare(options);
@@ -138,12 +143,13 @@ std::string wordsOf(const CLI::App& parser) {
 }
 
 HostError unwritableOutput() {
-  return HostError(Failure::outputFailed, "the output could not be written");
+  return HostError(Failure::outputFailed, translate("the output could not be written"));
 }
 
 // Programs find why qmfi ends as it does in the last line of its errors, unless that was a program of the user's.
 void tellStatus(std::ostream& errors, ExitStatus status) {
-  printError(errors, HostError(status, "not everything is done, or as it should be; standard output tells of each"));
+  printError(errors, HostError(status, translate("not everything is done, or as it should be; standard output tells of "
+                                                 "each")));
 }
 
 void meetWrongSettings(WrongSettings way, const std::vector<FileError>& wrong) {
@@ -158,14 +164,14 @@ ExitStatus runCommand(Command& command, const OptionValues& options, Settings& s
     const std::unique_ptr<Progress> progress = chosenProgress(options.progress, settings.json, isTerminal, errors);
     settings.progress = progress.get();
     if (command.needsRoot() && geteuid() != 0) {
-      throw HostError(ExitStatus::noPermission, "freezing and mounting file systems needs root");
+      throw HostError(ExitStatus::noPermission, translate("freezing and mounting file systems needs root"));
     }
     chooseSettings(settings, options);
     meetWrongSettings(command.wrongSettings(), settings.files.errors);
     const ExitStatus status = command.run(settings, out);
     if (!out.flush()) throw unwritableOutput();
     if (const auto signal = settings.signals->pending()) {
-      printNotice(*signal + " has come, and ends qmfi only now that its work is done");
+      printNotice(translate("{0} has come, and ends qmfi only now that its work is done", *signal));
     }
     if (settings.json && status != ExitStatus::done && !command.runsProgram()) tellStatus(errors, status);
     return status;
@@ -179,7 +185,7 @@ ExitStatus runCommand(Command& command, const OptionValues& options, Settings& s
   }
 }
 
-constexpr const char* wayToHelp = "Run with --help for more information.";
+constexpr const char* wayToHelp = translatable("Run with --help for more information.");
 
 // What the words came to before one that makes no sense.
 const CLI::App& lastParser(const CLI::App& app) {
@@ -207,12 +213,12 @@ std::vector<std::string> knownWords(const CLI::App& app, const std::string& unkn
 // The parser misses a command where there is a word that it does not know.
 HostError wrongUsage(const CLI::App& app, const CLI::Error& error) {
   const std::vector<std::string> unknown = app.remaining(true);
-  if (unknown.empty()) return UsageError(error.what()).advise(wayToHelp);
+  if (unknown.empty()) return UsageError(error.what()).advise(translated(wayToHelp));
   const bool isMissing = error.get_name() == "RequiredError";
-  const std::string word = isMissing ? "\"" + unknown.front() + "\" is not known. " : "";
+  const std::string word = isMissing ? translate("\"{0}\" is not known.", unknown.front()) + " " : "";
   const std::optional<std::string> meant = similarWord(unknown.front(), knownWords(app, unknown.front()));
-  if (!meant) return UsageError(word + error.what()).about(unknown.front()).advise(wayToHelp);
-  const std::string question = "Did you mean \"" + *meant + "\"?";
+  if (!meant) return UsageError(word + error.what()).about(unknown.front()).advise(translated(wayToHelp));
+  const std::string question = translate("Did you mean \"{0}\"?", *meant);
   const std::string text = isMissing ? word + question + " " + error.what() : error.what() + (". " + question);
   return UsageError(text).about(unknown.front()).advise(question);
 }
@@ -229,7 +235,7 @@ ExitStatus endParsing(const CLI::App& app, ExitStatus wrongStatus, const CLI::Pa
   HostError failure = wrongUsage(app, error);
   failure.setExitStatus(wrongStatus);
   printError(errors, failure);
-  if (!json) errors << wayToHelp << "\n";
+  if (!json) errors << translated(wayToHelp) << "\n";
   return wrongStatus;
 }
 

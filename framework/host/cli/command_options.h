@@ -14,7 +14,8 @@ namespace qmfi_host {
 
 // Declares options to the reader of the command line. Every destination must live until the command line has been read,
 // and is untouched by what the user leaves out. Names ("-n,--name") are written as CLI11 reads them; help says what
-// the option does, placeholder stands for its value there.
+// the option does, as a text for translated() or in the user's language already, placeholder stands for its value
+// there.
 class CommandOptions {
  public:
   // app: the sub-command that the options are declared to; it must outlive this object.

@@ -3,7 +3,9 @@
 
 #include "cli/command_session.h"
 #include "cli/command_table.h"
+#include "cli/labelled_lines.h"
 #include "failure/json_text.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -17,11 +19,14 @@ Json jsonOf(const ProviderIdentity& provider) {
 }
 
 void printText(std::ostream& out, const ProviderIdentity& provider) {
-  out << "provider     " << provider.name << "\nversion      " << provider.version << "\nattributes  ";
-  for (const int attribute : provider.attributes) out << " " << attribute;
-  out << "\nfile systems";
-  for (const std::string& type : provider.fileSystemTypes) out << " " << type;
-  out << "\n";
+  std::string attributes;
+  for (const int one : provider.attributes) attributes += (attributes.empty() ? "" : " ") + std::to_string(one);
+  std::string types;
+  for (const std::string& one : provider.fileSystemTypes) types += (types.empty() ? "" : " ") + one;
+  printLabelled(out, {{translate("provider"), provider.name},
+                      {translate("version"), provider.version},
+                      {translate("attributes"), attributes},
+                      {translate("file systems"), types}});
 }
 
 class ProviderShow : public Command {

@@ -11,6 +11,7 @@
 #include "conformance/conformance_report.h"
 #include "failure/host_error.h"
 #include "provider/trusted_files.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -32,13 +33,17 @@ void printList(std::ostream& out, const ConformanceCases& cases) {
 class ProviderVerify : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("LIBRARY", m_library, "The provider's shared library, lib<name>.so");
-    options.texts("--on", m_mountPoints, "MOUNTPOINT",
-                  "Freezes this file system too, several times for some seconds; may be given again (needs root)");
-    options.texts("--case", m_patterns, "PATTERN", "Only cases of these names, as \"messages.*\"; may be given again");
-    options.number("--time", m_seconds, 1, mostSeconds, "SECONDS", "How long each case may take (default: 20)");
-    options.text("--junit", m_junitFile, "FILE", "Writes a report for build servers there");
-    options.flag("--list", m_isList, "Lists the cases with the rule of each, and tries none");
+    options.argument("LIBRARY", m_library, translatable("The provider's shared library, lib<name>.so"));
+    options.texts(
+        "--on", m_mountPoints, "MOUNTPOINT",
+        translatable("Freezes this file system too, several times for some seconds; may be given again (needs "
+                     "root)"));
+    options.texts("--case", m_patterns, "PATTERN",
+                  translatable("Only cases of these names, as \"messages.*\"; may be given again"));
+    options.number("--time", m_seconds, 1, mostSeconds, "SECONDS",
+                   translatable("How long each case may take (default: 20)"));
+    options.text("--junit", m_junitFile, "FILE", translatable("Writes a report for build servers there"));
+    options.flag("--list", m_isList, translatable("Lists the cases with the rule of each, and tries none"));
   }
 
   bool needsRoot() const override { return !m_mountPoints.empty(); }
@@ -61,7 +66,10 @@ class ProviderVerify : public Command {
                           .told = [&](const CaseResult& result) { tell(settings, out, result); }});
     if (settings.json) out << jsonDocument(jsonOfReport(subject, results));
     if (!settings.json) printSummary(out, results);
-    if (m_junitFile) writeAskedFile("the report", *m_junitFile, junitOfReport(subject, results));
+    if (m_junitFile) {
+      writeAskedFile(*m_junitFile, junitOfReport(subject, results),
+                     translate("the report {0} cannot be written", *m_junitFile));
+    }
     return hasVerdict(results, Verdict::failed) ? ExitStatus::failed : ExitStatus::done;
   }
 

@@ -8,6 +8,7 @@
 #include "cli/object_results.h"
 #include "snapshot/snapshot_recovery.h"
 #include "snapshot/snapshot_rescan.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -18,7 +19,7 @@ class Recover : public Command {
  public:
   void declare(CommandOptions& options) override {
     options.flag("--rescan", m_rescan,
-                 "Look for snapshots that the state does not know any more, also when it is damaged");
+                 translatable("Look for snapshots that the state does not know any more, also when it is damaged"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
@@ -60,7 +61,7 @@ class Recover : public Command {
 
   static void rescanInto(const Splitters& splitters, StateStore& store, ObjectResults& results) {
     const bool isWhole = rescan(store, splitters, [&](const std::string& id) {
-      results.tell("snapshot " + id + " found");
+      results.tell(translate("snapshot {0} found", id));
       results.mention({{"id", id}}, "found");
     });
     results.addUnnamed(isWhole ? ExitStatus::done : ExitStatus::failed);
@@ -71,9 +72,10 @@ class Recover : public Command {
     results.add({{"id", snapshot.id}}, [&](Json&) {
       requireProviders(providers, snapshot);
       recoverSnapshot(providers, splitters, state.store(), snapshot, state.unlocked(), progress);
-      std::string outcome = snapshot.phase == Phase::unmounted ? "unmounted" : "removed";
-      results.tell("snapshot " + snapshot.id + " " + outcome);
-      return outcome;
+      const bool isKept = snapshot.phase == Phase::unmounted;
+      results.tell(isKept ? translate("snapshot {0} unmounted", snapshot.id)
+                          : translate("snapshot {0} removed", snapshot.id));
+      return isKept ? "unmounted" : "removed";
     });
   }
 

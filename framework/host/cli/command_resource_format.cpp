@@ -10,6 +10,7 @@
 #include "provider/claim.h"
 #include "snapshot/own_snapshots.h"
 #include "snapshot/progress.h"
+#include "texts/translation.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -20,8 +21,8 @@ namespace {
 class ResourceFormat : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("DEVICE", m_device, "Device to be formatted; what is on it is lost");
-    options.flag("--force", m_force, "Do not ask, and format also a device that holds something else");
+    options.argument("DEVICE", m_device, translatable("Device to be formatted; what is on it is lost"));
+    options.flag("--force", m_force, translatable("Do not ask, and format also a device that holds something else"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
@@ -38,7 +39,7 @@ class ResourceFormat : public Command {
     if (settings.json) {
       out << jsonDocument({{"device", m_device}, {"outcome", "done"}});
     } else {
-      out << m_device << " formatted\n";
+      out << translate("{0} formatted", m_device) << "\n";
     }
     return ExitStatus::done;
   }
@@ -48,19 +49,20 @@ class ResourceFormat : public Command {
     const std::string content = contentOf(m_device);
     if (!content.empty() && !provider.ownsContentOf(m_device)) {
       throw HostError(Failure::forceNeeded,
-                      m_device + " holds something else (" + content + "); --force formats it all the same")
+                      translate("{0} holds something else ({1}); --force formats it all the same", m_device, content))
           .about(m_device);
     }
     // A question would stand before the JSON.
     if (isatty(STDIN_FILENO) == 0 || settings.json) {
-      throw HostError(Failure::forceNeeded,
-                      "formatting destroys what is on " + m_device + "; without a terminal to ask, --force is needed")
+      throw HostError(
+          Failure::forceNeeded,
+          translate("formatting destroys what is on {0}; without a terminal to ask, --force is needed", m_device))
           .about(m_device);
     }
-    out << "Formatting destroys what is on " << m_device << ". Type \"yes\" to go on: " << std::flush;
+    out << translate("Formatting destroys what is on {0}. Type \"yes\" to go on:", m_device) << " " << std::flush;
     std::string answer;
     settings.signals->deliverDuring([&] { std::getline(std::cin, answer); });
-    if (answer != "yes") throw HostError(m_device + " is left as it is").about(m_device);
+    if (answer != "yes") throw HostError(translate("{0} is left as it is", m_device)).about(m_device);
   }
 
   std::string m_device;

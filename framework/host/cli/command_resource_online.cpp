@@ -12,6 +12,7 @@
 #include "provider/claim.h"
 #include "snapshot/own_snapshots.h"
 #include "snapshot/progress.h"
+#include "texts/translation.h"
 #include "volume/device_content.h"
 
 namespace qmfi_host {
@@ -28,8 +29,9 @@ bool knows(Provider& provider, const std::string& content) {
 void requireOwnContent(Provider& provider, const std::string& device) {
   const std::string content = contentOf(device);
   if (content.empty() || provider.ownsContentOf(device) || knows(provider, content)) return;
-  throw HostError(Failure::wrongContent, device + " holds something else (" + content + "), which the provider " +
-                                             provider.name() + " neither checks nor mounts")
+  throw HostError(Failure::wrongContent,
+                  translate("{0} holds something else ({1}), which the provider {2} neither checks nor mounts", device,
+                            content, provider.name()))
       .about(device);
 }
 
@@ -45,26 +47,27 @@ void requireNothingCovered(const std::string& device, const std::string& mountPo
   const std::filesystem::directory_iterator first(mountPoint, error);
   if (error || first == std::filesystem::directory_iterator() || isMountedOn(device, mountPoint)) return;
   throw HostError(Failure::forceNeeded,
-                  mountPoint + " is not empty, and what is in it would be covered; --force mounts over it")
+                  translate("{0} is not empty, and what is in it would be covered; --force mounts over it", mountPoint))
       .about(mountPoint);
 }
 
 class ResourceOnline : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("DEVICE", m_device, "Device with the file system");
-    options.optionalArgument("MOUNTPOINT", m_mountPoint, "Where it is mounted (default: the device's name in /)");
-    options.text("-o,--options", m_options, "OPTIONS", "Mount options, separated by commas");
-    options.flag("--force", m_force, "Mount also over a directory that is not empty");
+    options.argument("DEVICE", m_device, translatable("Device with the file system"));
+    options.optionalArgument("MOUNTPOINT", m_mountPoint,
+                             translatable("Where it is mounted (default: the device's name in /)"));
+    options.text("-o,--options", m_options, "OPTIONS", translatable("Mount options, separated by commas"));
+    options.flag("--force", m_force, translatable("Mount also over a directory that is not empty"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     if (m_mountPoint && !m_mountPoint->starts_with('/')) {
-      throw UsageError("the mount point " + *m_mountPoint + " is not an absolute path");
+      throw UsageError(translate("the mount point {0} is not an absolute path", *m_mountPoint));
     }
     // A semicolon ends an option in the text that carries the options to the provider.
     if (m_options && m_options->find(';') != std::string::npos) {
-      throw UsageError("mount options cannot hold a semicolon");
+      throw UsageError(translate("mount options cannot hold a semicolon"));
     }
     if (m_mountPoint) m_mountPoint = trustedMountPoint(*m_mountPoint);
     OpenProviders providers(settings);

@@ -6,6 +6,8 @@
 #include <exception>
 #include <functional>
 
+#include "texts/translation.h"
+
 namespace qmfi_host {
 
 namespace {
@@ -35,7 +37,7 @@ StateLock waitForLock(const Settings& settings, bool untilNobodyWorks, WaitingEn
 StateStore openStore(const std::filesystem::path& directory, bool movesDamagedAside) {
   if (movesDamagedAside) {
     if (const auto moved = StateStore::moveAsideIfDamaged(directory)) {
-      printNotice("the state store is damaged; it is now " + moved->string());
+      printNotice(translate("the state store is damaged; it is now {0}", moved->string()));
     }
   }
   return StateStore(directory);
@@ -70,8 +72,10 @@ WorkClaim LockedState::claim(const std::string& what) {
 std::optional<WorkClaim> LockedState::claimUnlessWorkedOn(const std::string& what) {
   const std::filesystem::path& directory = m_settings.stateDirectory;
   std::optional<WorkClaim> claim = WorkClaim::take(directory, what, m_settings.command);
-  if (!claim) printNotice("does not wait for " + workerOn(directory, what).value_or("another process"));
-  return claim;
+  if (claim) return claim;
+  const std::optional<std::string> worker = workerOn(directory, what);
+  printNotice(worker ? translate("does not wait for {0}", *worker) : translate("does not wait for another process"));
+  return std::nullopt;
 }
 
 RunUnlocked LockedState::unlocked() {
@@ -98,8 +102,9 @@ void requireProviders(Providers& providers, const Snapshot& snapshot) {
 
 HostError damageOf(const DamagedSnapshot& damaged) {
   const std::string& id = damaged.snapshot.id;
-  const std::string way = "\"qmfi snapshot delete " + id + "\" removes what can be found of it";
-  return HostError(Failure::snapshotDamaged, "the snapshot " + id + " is damaged (" + damaged.damage + "); " + way)
+  const std::string way = translate("\"qmfi snapshot delete {0}\" removes what can be found of it", id);
+  return HostError(Failure::snapshotDamaged,
+                   translate("the snapshot {0} is damaged ({1}); {2}", id, damaged.damage, way))
       .about(id)
       .because(damaged.damage)
       .advise(way);
@@ -108,7 +113,7 @@ HostError damageOf(const DamagedSnapshot& damaged) {
 namespace {
 
 HostError unknownSnapshot(const std::string& idOrName) {
-  return HostError(Failure::noSuchSnapshot, "there is no snapshot \"" + idOrName + "\"").about(idOrName);
+  return HostError(Failure::noSuchSnapshot, translate("there is no snapshot \"{0}\"", idOrName)).about(idOrName);
 }
 
 }  // namespace
@@ -128,8 +133,9 @@ Snapshot requireSnapshot(const StateStore& store, const std::string& idOrName) {
 
 void requireComplete(const Snapshot& snapshot) {
   if (isAtRest(snapshot.phase)) return;
-  throw HostError(Failure::snapshotInterrupted, "the snapshot " + snapshot.id + " was interrupted (" +
-                                                    phaseName(snapshot.phase) + "); \"qmfi recover\" cleans it up")
+  throw HostError(Failure::snapshotInterrupted,
+                  translate("the snapshot {0} was interrupted ({1}); \"qmfi recover\" cleans it up", snapshot.id,
+                            phaseName(snapshot.phase)))
       .about(snapshot.id);
 }
 

@@ -5,6 +5,7 @@
 #include "cli/present_status.h"
 #include "cli/snapshot_output.h"
 #include "cli/taken_snapshot.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -25,7 +26,7 @@ class SnapshotCreate : public Command {
     if (!out.flush()) {
       // Who gets the status of a failure need not look for what was made nevertheless.
       taken.remove();
-      throw HostError("the output could not be written, so the snapshot was removed");
+      throw HostError(translate("the output could not be written, so the snapshot was removed"));
     }
     return ExitStatus::done;
   }

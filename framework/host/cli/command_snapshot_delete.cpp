@@ -5,6 +5,7 @@
 #include "snapshot/damaged_removal.h"
 #include "snapshot/file_system_users.h"
 #include "snapshot/snapshot_removal.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -13,13 +14,14 @@ namespace {
 // Not for force either: a hold is ended by a word of its own.
 void requireNotHeld(const Snapshot& snapshot) {
   if (snapshot.held.empty()) return;
-  throw HostError(ExitStatus::busy, "the snapshot " + snapshot.name + " is held (" + snapshot.held +
-                                        "); \"qmfi snapshot release " + snapshot.name + "\" lets it be removed");
+  throw HostError(ExitStatus::busy,
+                  translate("the snapshot {0} is held ({1}); \"qmfi snapshot release {0}\" lets it be removed",
+                            snapshot.name, snapshot.held));
 }
 
 class SnapshotDelete : public SnapshotCommand {
   void declareOptions(CommandOptions& options) override {
-    options.flag("--force", m_force, "Unmount also what is in use; its users get errors");
+    options.flag("--force", m_force, translatable("Unmount also what is in use; its users get errors"));
   }
 
   bool resumes(Phase phase) const override { return phase == Phase::deleting || phase == Phase::lent; }
@@ -35,7 +37,7 @@ class SnapshotDelete : public SnapshotCommand {
   }
 
   void printChanged(const Snapshot& snapshot, std::ostream& out) const override {
-    out << "snapshot " << snapshot.id << " deleted\n";
+    out << translate("snapshot {0} deleted", snapshot.id) << "\n";
   }
 
   bool m_force = false;

@@ -8,6 +8,7 @@
 #include "cli/object_results.h"
 #include "failure/host_error.h"
 #include "state/snapshot_record.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -36,7 +37,8 @@ ExitStatus setHeld(const Settings& settings, const std::vector<std::string>& ids
   for (const std::string& idOrName : idsOrNames) {
     results.add({{"snapshot", idOrName}}, [&](Json&) {
       setHeld(splitters, state, idOrName, reason);
-      results.tell("snapshot " + idOrName + (reason.empty() ? " released" : " held"));
+      results.tell(reason.empty() ? translate("snapshot {0} released", idOrName)
+                                  : translate("snapshot {0} held", idOrName));
       return "done";
     });
   }
@@ -46,13 +48,14 @@ ExitStatus setHeld(const Settings& settings, const std::vector<std::string>& ids
 class SnapshotHold : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.arguments("SNAPSHOT", m_idsOrNames, "Ids or names of snapshots");
-    options.text("--reason", m_reason, "TEXT", "Why it is to be kept; told to whoever wants to remove it");
+    options.arguments("SNAPSHOT", m_idsOrNames, translatable("Ids or names of snapshots"));
+    options.text("--reason", m_reason, "TEXT",
+                 translatable("Why it is to be kept; told to whoever wants to remove it"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
-    if (m_reason && m_reason->empty()) throw UsageError("--reason: the text is empty");
-    return setHeld(settings, m_idsOrNames, m_reason.value_or("no reason was given"), out);
+    if (m_reason && m_reason->empty()) throw UsageError(translate("{0}: the text is empty", "--reason"));
+    return setHeld(settings, m_idsOrNames, m_reason.value_or(translate("no reason was given")), out);
   }
 
  private:
@@ -63,7 +66,7 @@ class SnapshotHold : public Command {
 class SnapshotRelease : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.arguments("SNAPSHOT", m_idsOrNames, "Ids or names of snapshots");
+    options.arguments("SNAPSHOT", m_idsOrNames, translatable("Ids or names of snapshots"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {

@@ -7,6 +7,7 @@
 #include "cli/snapshot_metrics.h"
 #include "cli/snapshot_output.h"
 #include "cli/snapshot_table.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -15,13 +16,15 @@ namespace {
 class SnapshotList : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.text("-o,--columns", m_columns, "COLUMN,...", "What is shown of each, of " + allColumns());
-    options.flag("--no-headings", m_noHeadings, "No line that names the columns");
-    options.flag("--metrics", m_metrics, "Numbers for monitoring, in the text format of Prometheus");
+    options.text("-o,--columns", m_columns, "COLUMN,...", translate("What is shown of each, of {0}", allColumns()));
+    options.flag("--no-headings", m_noHeadings, translatable("No line that names the columns"));
+    options.flag("--metrics", m_metrics, translatable("Numbers for monitoring, in the text format of Prometheus"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
-    if (m_metrics && settings.json) throw UsageError("--metrics and --json cannot be given together");
+    if (m_metrics && settings.json) {
+      throw UsageError(translate("{0} and {1} cannot be given together", "--metrics", "--json"));
+    }
     const TableLooks looks{m_columns ? columnsOf(*m_columns) : usualColumns(), !m_noHeadings};
     if (m_metrics) {
       printMetrics(out, knownSnapshots(settings, LookAt::everything));

@@ -5,6 +5,7 @@
 #include "cli/snapshot_preview.h"
 #include "failure/one_line.h"
 #include "snapshot/storage_space.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -44,26 +45,40 @@ void printJson(std::ostream& out, const SnapshotPreview& preview, bool isPossibl
 }
 
 void printObstacles(std::ostream& out, const std::vector<Obstacle>& obstacles) {
-  for (const Obstacle& obstacle : obstacles) out << "  in the way: " << inOneLine(obstacle.text) << "\n";
+  for (const Obstacle& obstacle : obstacles) {
+    out << "  " << translate("in the way: {0}", inOneLine(obstacle.text)) << "\n";
+  }
+}
+
+void printNode(std::ostream& out, const std::string& mountPoint, const SnapshotNode& node,
+               const PreviewedFileSystem& fileSystem) {
+  out << translate("{0} ({1}, {2}), frozen for {3} s at most", mountPoint, inOneLine(node.volume.device), node.provider,
+                   fileSystem.timeout.count())
+      << "\n  -> "
+      << translate("{0} ({1}) by {2}", inOneLine(node.alternate), inOneLine(node.volume.snapshotDevice),
+                   node.volume.splitter)
+      << "\n     "
+      << translate("a full overwrite needs {0} of {1} free", bytesText(fileSystem.volume.occupied),
+                   bytesText(fileSystem.volume.free))
+      << "\n";
 }
 
 void printText(std::ostream& out, const PreviewedFileSystem& fileSystem) {
-  out << inOneLine(fileSystem.mountPoint);
+  const std::string mountPoint = inOneLine(fileSystem.mountPoint);
   if (fileSystem.node) {
-    const SnapshotNode& node = *fileSystem.node;
-    out << " (" << inOneLine(node.volume.device) << ", " << node.provider << "), frozen for "
-        << fileSystem.timeout.count() << " s at most\n  -> " << inOneLine(node.alternate) << " ("
-        << inOneLine(node.volume.snapshotDevice) << ") by " << node.volume.splitter << "\n     a full overwrite needs "
-        << bytesText(fileSystem.volume.occupied) << " of " << bytesText(fileSystem.volume.free) << " free";
+    printNode(out, mountPoint, *fileSystem.node, fileSystem);
+  } else {
+    out << mountPoint << "\n";
   }
-  out << "\n";
   printObstacles(out, fileSystem.obstacles);
 }
 
 void printText(std::ostream& out, const SnapshotPreview& preview, bool isPossible) {
-  out << "snapshot " << preview.name << (isPossible ? ": nothing is in the way" : ": cannot be taken") << "\n";
+  out << (isPossible ? translate("snapshot {0}: nothing is in the way", preview.name)
+                     : translate("snapshot {0}: cannot be taken", preview.name))
+      << "\n";
   printObstacles(out, preview.obstacles);
-  for (const std::string& hook : preview.hooks) out << "  hook: " << inOneLine(hook) << "\n";
+  for (const std::string& hook : preview.hooks) out << "  " << translate("hook: {0}", inOneLine(hook)) << "\n";
   for (const PreviewedFileSystem& fileSystem : preview.fileSystems) printText(out, fileSystem);
 }
 

@@ -18,13 +18,15 @@
 #include "snapshot/progress.h"
 #include "snapshot/retention.h"
 #include "snapshot/snapshot_removal.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
 namespace {
 
 std::string nameOf(const Snapshot& snapshot) {
-  return "snapshot " + snapshot.id + (snapshot.name == snapshot.id ? "" : " (" + snapshot.name + ")");
+  if (snapshot.name == snapshot.id) return translate("snapshot {0}", snapshot.id);
+  return translate("snapshot {0} ({1})", snapshot.id, snapshot.name);
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -33,18 +35,18 @@ std::string joined(const std::vector<std::string>& texts) {
   return all;
 }
 
-constexpr const char* workedOn = "another qmfi works on it";
+constexpr const char* workedOn = translatable("another qmfi works on it");
 
 std::string heldText(const Snapshot& snapshot) {
-  return snapshot.held.empty() ? "" : "it is held (" + inOneLine(snapshot.held) + ")";
+  return snapshot.held.empty() ? "" : translate("it is held ({0})", inOneLine(snapshot.held));
 }
 
 // Empty for one that may be removed.
 std::string whyLeftAlone(const Settings& settings, const DamagedSnapshot& known) {
-  if (!known.damage.empty()) return "it is damaged";
+  if (!known.damage.empty()) return translate("it is damaged");
   if (isAtRest(known.snapshot.phase)) return heldText(known.snapshot);
-  if (workerOn(settings.stateDirectory, workOnSnapshot(known.snapshot.id))) return workedOn;
-  return "it was interrupted, and \"qmfi recover\" cleans it up";
+  if (workerOn(settings.stateDirectory, workOnSnapshot(known.snapshot.id))) return translated(workedOn);
+  return translate("it was interrupted, and \"qmfi recover\" cleans it up");
 }
 
 // One of the snapshots that the pattern names.
@@ -56,16 +58,28 @@ struct Candidate {
   bool isToGo() const { return leftAlone.empty() && reasons.empty(); }
 };
 
+// What becomes of a snapshot, for programs and as a line, with the snapshot and the reasons filled in, for
+// translated().
+struct Fate {
+  const char* outcome;
+  const char* line;
+};
+
+constexpr Fate deleted{"deleted", translatable("{0} deleted: {1}")};
+constexpr Fate wouldBeDeleted{"would be deleted", translatable("{0} would be deleted: {1}")};
+constexpr Fate kept{"kept", translatable("{0} kept: {1}")};
+constexpr Fate leftAlone{"left alone", translatable("{0} left alone: {1}")};
+
 // What becomes of the snapshots: a line for each at once, or all of them as one JSON array at the end.
 class PruneReport {
  public:
   PruneReport(std::ostream& out, bool isJson) : m_out(out), m_isJson(isJson) {}
 
-  // Of one that is neither kept nor left alone. fate: "deleted"...
-  void tellFate(const Candidate& one, const std::string& fate) { add(one, fate, {"no rule keeps it"}); }
+  // Of one that is neither kept nor left alone.
+  void tellFate(const Candidate& one, const Fate& fate) { tell(one, fate, {translate("no rule keeps it")}); }
 
   void tellKept(const Candidate& one) {
-    one.leftAlone.empty() ? add(one, "kept", one.reasons) : add(one, "left alone", {one.leftAlone});
+    one.leftAlone.empty() ? tell(one, kept, one.reasons) : tell(one, leftAlone, {one.leftAlone});
   }
 
   // A failure has been told already.
@@ -78,12 +92,15 @@ class PruneReport {
   }
 
  private:
-  void add(const Candidate& one, const std::string& fate, const std::vector<std::string>& reasons) {
-    if (m_isJson) {
-      m_all.push_back({{"id", one.snapshot.id}, {"name", one.snapshot.name}, {"outcome", fate}, {"reasons", reasons}});
-    } else {
-      m_out << nameOf(one.snapshot) << " " << fate << ": " << joined(reasons) << "\n";
-    }
+  void tell(const Candidate& one, const Fate& fate, const std::vector<std::string>& reasons) {
+    if (m_isJson) return add(one, fate.outcome, reasons);
+    const std::string name = nameOf(one.snapshot);
+    const std::string all = joined(reasons);
+    m_out << filledIn(fate.line, translated(fate.line), fmt::make_format_args(name, all)) << "\n";
+  }
+
+  void add(const Candidate& one, const char* outcome, const std::vector<std::string>& reasons) {
+    m_all.push_back({{"id", one.snapshot.id}, {"name", one.snapshot.name}, {"outcome", outcome}, {"reasons", reasons}});
   }
 
   std::ostream& m_out;
@@ -98,13 +115,14 @@ class SnapshotPrune : public Command {
     const auto keep = [&](const char* name, std::optional<int>& count, const char* help) {
       options.number(name, count, 1, most, "N", help);
     };
-    options.argument("PATTERN", m_pattern, "Names of snapshots, with *, ? and [] as in a shell");
-    keep("--keep-last", m_rules.last, "Keep the newest N");
-    keep("--keep-hourly", m_rules.hourly, "Keep the newest of each hour, for the last N hours that have one");
-    keep("--keep-daily", m_rules.daily, "The same for days");
-    keep("--keep-weekly", m_rules.weekly, "The same for weeks, which begin with Monday");
-    keep("--keep-monthly", m_rules.monthly, "The same for months");
-    options.flag("--dry-run", m_isDryRun, "Only tell what would be removed");
+    options.argument("PATTERN", m_pattern, translatable("Names of snapshots, with *, ? and [] as in a shell"));
+    keep("--keep-last", m_rules.last, translatable("Keep the newest N"));
+    keep("--keep-hourly", m_rules.hourly,
+         translatable("Keep the newest of each hour, for the last N hours that have one"));
+    keep("--keep-daily", m_rules.daily, translatable("The same for days"));
+    keep("--keep-weekly", m_rules.weekly, translatable("The same for weeks, which begin with Monday"));
+    keep("--keep-monthly", m_rules.monthly, translatable("The same for months"));
+    options.flag("--dry-run", m_isDryRun, translatable("Only tell what would be removed"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
@@ -118,7 +136,7 @@ class SnapshotPrune : public Command {
  private:
   ExitStatus tellOnly(const Settings& settings, PruneReport& report) const {
     for (const Candidate& one : candidates(settings, openState(settings))) {
-      one.isToGo() ? report.tellFate(one, "would be deleted") : report.tellKept(one);
+      one.isToGo() ? report.tellFate(one, wouldBeDeleted) : report.tellKept(one);
     }
     return ExitStatus::done;
   }
@@ -128,7 +146,7 @@ class SnapshotPrune : public Command {
     OpenProviders providers(settings);
     const MachineSplitters splitters(splitterSettings(settings));
     // None stands in its own way where qmfi was started within it.
-    if (chdir("/") != 0) throw systemError("/ cannot be entered").about("/");
+    if (chdir("/") != 0) throw systemError(translate("{0} cannot be entered", "/")).about("/");
     SeveralOutcomes outcomes;
     for (Candidate& one : candidates(settings, state.store())) {
       if (!one.isToGo()) {
@@ -138,7 +156,7 @@ class SnapshotPrune : public Command {
       settings.signals->deliverDuringLong([&] {
         const ExitStatus outcome = outcomeOf([&] {
           remove(providers, splitters.all(), state, one, *settings.progress);
-          one.isToGo() ? report.tellFate(one, "deleted") : report.tellKept(one);
+          one.isToGo() ? report.tellFate(one, deleted) : report.tellKept(one);
         });
         if (outcome != ExitStatus::done) report.tellFailed(one);
         outcomes.add(outcome);
@@ -151,7 +169,7 @@ class SnapshotPrune : public Command {
   void requireRule() const {
     const auto counts = {m_rules.last, m_rules.hourly, m_rules.daily, m_rules.weekly, m_rules.monthly};
     if (std::any_of(counts.begin(), counts.end(), [](const auto& count) { return count.has_value(); })) return;
-    throw UsageError("no rule says which snapshots are kept: --keep-last, --keep-hourly and others do");
+    throw UsageError(translate("no rule says which snapshots are kept: --keep-last, --keep-hourly and others do"));
   }
 
   // Oldest first.
@@ -184,7 +202,7 @@ class SnapshotPrune : public Command {
     const std::optional<WorkClaim> claim = state.claimUnlessWorkedOn(workOnSnapshot(one.snapshot.id));
     const std::optional<Snapshot> now = state.store().find(one.snapshot.id);
     if (!claim || (now && !isAtRest(now->phase))) {
-      one.leftAlone = workedOn;
+      one.leftAlone = translated(workedOn);
       return;
     }
     if (!now) return;

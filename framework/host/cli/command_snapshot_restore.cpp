@@ -22,6 +22,7 @@
 #include "snapshot/file_system_users.h"
 #include "snapshot/snapshot_mounting.h"
 #include "snapshot/snapshot_removal.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -82,30 +83,34 @@ class MountedForAWhile {
 class SnapshotRestore : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("SNAPSHOT", m_snapshotName, "Id or name of the snapshot");
-    options.optionalArguments("PATH", m_paths, "Original paths of files and directories (default: all file systems)");
+    options.argument("SNAPSHOT", m_snapshotName, translatable("Id or name of the snapshot"));
+    options.optionalArguments("PATH", m_paths,
+                              translatable("Original paths of files and directories (default: all file systems)"));
     options.text("--to", m_directory, "DIR",
-                 "Into this directory, new or empty and root's alone, with the original paths");
+                 translatable("Into this directory, new or empty and root's alone, with the original paths"));
     options.flag("--in-place", m_isInPlace,
-                 "To where they were, as they were; what is there now is kept in a snapshot of its own");
+                 translatable("To where they were, as they were; what is there now is kept in a snapshot of its own"));
     options.flag("--force", m_way.force,
-                 "Also below the users of a file system, or into a directory that is not empty");
-    options.flag("--checksum", m_way.compares, "Compare contents also where size and time are the same");
+                 translatable("Also below the users of a file system, or into a directory that is not empty"));
+    options.flag("--checksum", m_way.compares, translatable("Compare contents also where size and time are the same"));
     options.flag("--overcommit", m_overcommit,
-                 "As of \"snapshot create\", for the snapshot of what is there now (default: settings files)");
-    options.flag("--dry-run", m_way.onlyTells, "Only tell what would be changed");
+                 translatable("As of \"snapshot create\", for the snapshot of what is there now (default: settings "
+                              "files)"));
+    options.flag("--dry-run", m_way.onlyTells, translatable("Only tell what would be changed"));
     options.examples({"qmfi snapshot restore nightly /mnt/orders/2026 --to /root/restored",
                       "qmfi snapshot restore nightly /mnt/orders/2026 --in-place --dry-run",
                       "qmfi snapshot restore nightly --in-place"});
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
-    if (m_directory.has_value() == m_isInPlace) throw UsageError("either --to DIR or --in-place says where files go");
+    if (m_directory.has_value() == m_isInPlace) {
+      throw UsageError(translate("either --to DIR or --in-place says where files go"));
+    }
     LockedState state(settings);
     if (m_directory) m_way.directory = requireRestoreDirectory(state.store(), *m_directory, m_way.force);
     requireRsync();
     // None stands in its own way where qmfi was started within it.
-    if (chdir("/") != 0) throw systemError("/ cannot be entered").about("/");
+    if (chdir("/") != 0) throw systemError(translate("{0} cannot be entered", "/")).about("/");
     const std::string id = requireKnown(state.store(), m_snapshotName);
     const WorkClaim claim = state.claim(workOnSnapshot(id));
     Snapshot snapshot = requireSnapshot(state.store(), id);
@@ -146,7 +151,7 @@ class SnapshotRestore : public Command {
     for (int number = 2; state.store().find(m_before); ++number) m_before = dated + "-" + std::to_string(number);
     // It takes the lock itself.
     state.unlocked()([&] { TakenSnapshot(settings, CreateOptions(mountPointsOf(parts), m_before, m_overcommit)); });
-    results.tell("snapshot " + m_before + " holds what was there before");
+    results.tell(translate("snapshot {0} holds what was there before", m_before));
     out.flush();
   }
 
@@ -184,7 +189,9 @@ class SnapshotRestore : public Command {
     if (m_way.onlyTells) {
       object["changes"] = std::move(changes);
     } else {
-      results.tell(inOneLine(part.path) + " restored" + (m_isInPlace ? "" : " to " + inOneLine(targetOf(part, m_way))));
+      const std::string path = inOneLine(part.path);
+      results.tell(m_isInPlace ? translate("{0} restored", path)
+                               : translate("{0} restored to {1}", path, inOneLine(targetOf(part, m_way))));
     }
     return true;
   }
@@ -194,16 +201,23 @@ class SnapshotRestore : public Command {
   void reportPartly(const std::vector<RestoredPart>& parts) const {
     const std::string& path = parts.front().path;
     std::vector<std::string> lines;
-    for (auto part = std::next(parts.begin()); part != parts.end(); ++part) lines.push_back(part->path + ": not begun");
-    reportError(withWayOn(HostError(Failure::interrupted, path + " is restored only in part", lines), path));
+    for (auto part = std::next(parts.begin()); part != parts.end(); ++part) {
+      lines.push_back(translate("{0}: not begun", part->path));
+    }
+    const std::string text = translate("{0} is restored only in part", path);
+    reportError(withWayOn(HostError(Failure::interrupted, text, lines), path));
+  }
+
+  std::string wayOn(const std::string& path) const {
+    if (!m_isInPlace) return translate("the same command with --force goes on from there");
+    return translate(
+        "the same command goes on from there, and \"qmfi snapshot restore {0} {1} --in-place\" brings back "
+        "what was there before",
+        m_before, shellWord(path));
   }
 
   HostError withWayOn(const HostError& error, const std::string& path) const {
-    std::string way = std::string("the same command") + (m_isInPlace ? "" : " with --force") + " goes on from there";
-    if (m_isInPlace) {
-      way += ", and \"qmfi snapshot restore " + m_before + " " + shellWord(path) +
-             " --in-place\" brings back what was there before";
-    }
+    const std::string way = wayOn(path);
     HostError result(error.failure(), error.what() + ("; " + way), error.lines());
     result.about(path).advise(way);
     if (error.cause()) result.because(*error.cause());

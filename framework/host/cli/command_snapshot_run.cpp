@@ -7,6 +7,7 @@
 #include "cli/users_program.h"
 #include "failure/host_error.h"
 #include "snapshot/alternate_directories.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -20,7 +21,7 @@ qmfi_system::Environment variablesOf(const Snapshot& snapshot) {
 // Whoever lends qmfi more rights than its user has does not lend them to every program.
 void requireUsersOwnRights() {
   if (getauxval(AT_SECURE) == 0) return;
-  throw HostError(ExitStatus::noPermission, "no program is run with more rights than those of its user");
+  throw HostError(ExitStatus::noPermission, translate("no program is run with more rights than those of its user"));
 }
 
 class SnapshotRun : public Command {
@@ -38,7 +39,7 @@ class SnapshotRun : public Command {
   ExitStatus run(const Settings& settings, std::ostream& /*out*/) override {
     requireUsersOwnRights();
     if (settings.program.empty()) {
-      throw UsageError("no program is named: -- PROGRAM ARGUMENT... is the end of the line");
+      throw UsageError(translate("no program is named: -- PROGRAM ARGUMENT... is the end of the line"));
     }
     // What cannot be run is known before anything is frozen.
     const UsersProgram program(settings.program);

@@ -5,6 +5,7 @@
 #include "cli/snapshot_output.h"
 #include "cli/timeline_picture.h"
 #include "cli/written_file.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -13,13 +14,17 @@ namespace {
 class SnapshotShow : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.argument("SNAPSHOT", m_snapshot, "Id or name of the snapshot");
-    options.text("--timeline", m_timeline, "FILE", "Draws when each file system was frozen into this file, as SVG");
+    options.argument("SNAPSHOT", m_snapshot, translatable("Id or name of the snapshot"));
+    options.text("--timeline", m_timeline, "FILE",
+                 translatable("Draws when each file system was frozen into this file, as SVG"));
   }
 
   ExitStatus run(const Settings& settings, std::ostream& out) override {
     const SnapshotStatus snapshot = presentStatus(settings, requireSnapshot(openState(settings), m_snapshot));
-    if (m_timeline) writeAskedFile("the picture", *m_timeline, timelineOf(snapshot.snapshot));
+    if (m_timeline) {
+      writeAskedFile(*m_timeline, timelineOf(snapshot.snapshot),
+                     translate("the picture {0} cannot be written", *m_timeline));
+    }
     if (settings.json) {
       printJson(out, snapshot);
     } else {

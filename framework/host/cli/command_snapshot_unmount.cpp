@@ -3,6 +3,7 @@
 #include "cli/snapshot_command.h"
 #include "snapshot/file_system_users.h"
 #include "snapshot/snapshot_removal.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -10,7 +11,7 @@ namespace {
 
 class SnapshotUnmount : public SnapshotCommand {
   void declareOptions(CommandOptions& options) override {
-    options.flag("--force", m_force, "Unmount also what is in use; its users get errors");
+    options.flag("--force", m_force, translatable("Unmount also what is in use; its users get errors"));
   }
 
   bool resumes(Phase phase) const override { return phase == Phase::unmounting; }
@@ -21,7 +22,7 @@ class SnapshotUnmount : public SnapshotCommand {
   }
 
   void printChanged(const Snapshot& snapshot, std::ostream& out) const override {
-    out << "snapshot " << snapshot.id << " unmounted\n";
+    out << translate("snapshot {0} unmounted", snapshot.id) << "\n";
   }
 
   bool m_force = false;

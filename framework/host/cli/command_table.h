@@ -13,7 +13,7 @@ namespace qmfi_host {
 // A word that groups commands.
 struct CommandGroup {
   const char* name;
-  const char* help;
+  const char* help;  // for translated()
 };
 
 // All groups, and all commands in the order in which the help lists them. Both live as long as the program.

@@ -9,6 +9,7 @@
 #include "provider/thaw_requests.h"
 #include "snapshot/thaw.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 #include "trust/trusted_path.h"
 
 namespace qmfi_host {
@@ -28,7 +29,7 @@ std::vector<unsigned long> trustedThawRequests(const std::filesystem::path& dire
 class Thaw : public Command {
  public:
   void declare(CommandOptions& options) override {
-    options.arguments("MOUNTPOINT", m_mountPoints, "File systems that may be frozen");
+    options.arguments("MOUNTPOINT", m_mountPoints, translatable("File systems that may be frozen"));
   }
 
   WrongSettings wrongSettings() const override { return WrongSettings::tell; }
@@ -39,7 +40,8 @@ class Thaw : public Command {
     for (const std::string& mountPoint : m_mountPoints) {
       results.add({{"mount_point", mountPoint}}, [&](Json&) {
         const bool wasFrozen = thaw(mountPoint, requests);
-        results.tell(inOneLine(mountPoint) + (wasFrozen ? ": thawed" : ": was not frozen"));
+        const std::string name = inOneLine(mountPoint);
+        results.tell(wasFrozen ? translate("{0}: thawed", name) : translate("{0}: was not frozen", name));
         return wasFrozen ? "thawed" : "not_frozen";
       });
     }
@@ -50,7 +52,7 @@ class Thaw : public Command {
   // Whether it was frozen.
   static bool thaw(const std::string& mountPoint, const std::vector<unsigned long>& requests) {
     const qmfi_system::Descriptor directory(open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.valid()) throw systemErrorOfNamed(mountPoint + " cannot be opened").about(mountPoint);
+    if (!directory.valid()) throw systemErrorOfNamed(translate("{0} cannot be opened", mountPoint)).about(mountPoint);
     int error = 0;
     for (const unsigned long request : requests) {
       const CFiThawAnswer answer = thawFileSystem({directory.get(), request});

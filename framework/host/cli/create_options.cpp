@@ -11,6 +11,7 @@
 #include "cli/dated_name.h"
 #include "failure/host_error.h"
 #include "provider/freeze_timeout.h"
+#include "texts/translation.h"
 #include "volume/snapshot_size.h"
 
 namespace qmfi_host {
@@ -19,26 +20,32 @@ CreateOptions::CreateOptions(std::vector<std::string> mountPoints, std::string n
     : m_mountPoints(std::move(mountPoints)), m_name(std::move(name)), m_overcommit(overcommit) {}
 
 void CreateOptions::declare(CommandOptions& options) {
-  options.arguments("MOUNTPOINT", m_mountPoints, "File systems that are frozen together");
-  options.text("--name", m_name, "NAME",
-               "Name of the snapshot, with the time in the place of %F, %H and the like (default: its id)");
+  options.arguments("MOUNTPOINT", m_mountPoints, translatable("File systems that are frozen together"));
+  options.text(
+      "--name", m_name, "NAME",
+      translatable("Name of the snapshot, with the time in the place of %F, %H and the like (default: its id)"));
   options.number("--freeze-timeout", m_freezeTimeout, shortestFreezeTimeout, longestFreezeTimeout, "SECONDS",
-                 "Time after which the freeze ends by itself (default: settings files, the provider's configuration)");
+                 translatable("Time after which the freeze ends by itself (default: settings files, the provider's "
+                              "configuration)"));
   options.texts("--splitter", m_splitters, "[MOUNTPOINT=]NAME",
-                "What splits the volumes, or that of one file system (default: by what the volume is)");
+                translatable("What splits the volumes, or that of one file system (default: by what the volume is)"));
   options.text("--snapshot-size", m_snapshotSize, "SIZE",
-               "Room for a classic snapshot of a logical volume, as 20% of it or 512M (default: settings files, 20%)");
+               translatable("Room for a classic snapshot of a logical volume, as 20% of it or 512M (default: settings "
+                            "files, 20%)"));
   options.flag("--overcommit", m_overcommit,
-               "Also where the storage has no room for an overwrite of the volumes (default: settings files)");
+               translatable("Also where the storage has no room for an overwrite of the volumes (default: settings "
+                            "files)"));
   options.text("--require", m_required, "LEVEL",
-               "What must be proven of the freeze, group or none; a snapshot of which less is proven is not kept "
-               "(default: settings files, none)");
-  options.flag("--private-mounts", m_privateMounts, "Also in another mount namespace than that of process 1");
-  options.flag("--no-hooks", m_withoutHooks, "Without the programs that run around the freeze: see qmfi-hooks(7)");
+               translatable("What must be proven of the freeze, group or none; a snapshot of which less is proven is "
+                            "not kept (default: settings files, none)"));
+  options.flag("--private-mounts", m_privateMounts,
+               translatable("Also in another mount namespace than that of process 1"));
+  options.flag("--no-hooks", m_withoutHooks,
+               translatable("Without the programs that run around the freeze: see qmfi-hooks(7)"));
   options.text("--alternate-dir", m_alternateDirectory, "DIR",
-               std::string("Where the directories lie in which snapshots are mounted, root's alone (default: "
-                           "QMFI_ALTERNATE_DIR, settings files, ") +
-                   standardAlternateDirectory + ")");
+               translate("Where the directories lie in which snapshots are mounted, root's alone (default: "
+                         "QMFI_ALTERNATE_DIR, settings files, {0})",
+                         standardAlternateDirectory));
 }
 
 std::vector<std::string> CreateOptions::mountPoints() const {
@@ -47,7 +54,7 @@ std::vector<std::string> CreateOptions::mountPoints() const {
   std::vector<std::string> sorted = mountPoints;
   std::sort(sorted.begin(), sorted.end());
   const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
-  if (twice != sorted.end()) throw UsageError(*twice + " is given twice");
+  if (twice != sorted.end()) throw UsageError(translate("{0} is given twice", *twice));
   return mountPoints;
 }
 
@@ -85,7 +92,7 @@ void CreateOptions::readSplitters(SnapshotRequest& request) const {
     }
     const std::string mountPoint = canonicalPath(choice.substr(0, end));
     if (std::find(asked.begin(), asked.end(), mountPoint) == asked.end()) {
-      throw UsageError("--splitter: no snapshot of " + mountPoint + " is asked for");
+      throw UsageError(translate("--splitter: no snapshot of {0} is asked for", mountPoint));
     }
     request.splitters[mountPoint] = choice.substr(end + 1);
   }
@@ -93,7 +100,9 @@ void CreateOptions::readSplitters(SnapshotRequest& request) const {
 
 std::string CreateOptions::alternateDirectory(const Settings& settings) const {
   if (!m_alternateDirectory) return settings.create.alternateDirectory;
-  if (m_alternateDirectory->empty()) throw UsageError("--alternate-dir: the name of a directory is empty");
+  if (m_alternateDirectory->empty()) {
+    throw UsageError(translate("{0}: the name of a directory is empty", "--alternate-dir"));
+  }
   return *m_alternateDirectory;
 }
 

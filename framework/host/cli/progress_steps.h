@@ -12,7 +12,7 @@ namespace qmfi_host {
 struct StepName {
   Step step;
   const char* key;    // for programs; stays as it is
-  const char* words;  // for people, with "%" in the place of the object
+  const char* words;  // for people, with "{0}" in the place of the object; for translated()
 };
 
 // All steps, in the order of the enumeration; they live as long as the program.

@@ -9,6 +9,7 @@
 #include "cli/snapshot_output.h"
 #include "failure/json_text.h"
 #include "state/receipt_json.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -57,17 +58,14 @@ Json receiptJson(const Snapshot& snapshot) {
           {"file_systems", std::move(fileSystems)}};
 }
 
-void printLevel(std::ostream& out, const Snapshot& snapshot) {
-  if (snapshot.receipt) out << "proven     " << levelName(levelOf(*snapshot.receipt)) << "\n";
-}
-
 void printMoments(std::ostream& out, const Snapshot& snapshot, std::size_t position) {
   const FileSystemReceipt* const one = fileSystemAt(snapshot, position);
   if (one == nullptr) return;
-  out << "     frozen from " << millisecondsText(one->frozen) << " to " << millisecondsText(one->thawAsked);
-  if (one->proven) out << ", proven at " << millisecondsText(*one->proven);
-  if (one->thaw == ThawAnswer::unknown) out << ", thawed nobody knows when";
-  out << "; writes waited " << millisecondsText(longestStall(*one)) << " at most\n";
+  out << "     "
+      << translate("frozen from {0} to {1}", millisecondsText(one->frozen), millisecondsText(one->thawAsked));
+  if (one->proven) out << ", " << translate("proven at {0}", millisecondsText(*one->proven));
+  if (one->thaw == ThawAnswer::unknown) out << ", " << translate("thawed nobody knows when");
+  out << "; " << translate("writes waited {0} at most", millisecondsText(longestStall(*one))) << "\n";
 }
 
 }  // namespace qmfi_host

@@ -17,9 +17,6 @@ nlohmann::ordered_json receiptJson(const Snapshot& snapshot);
 // A moment of the world's time: "2026-11-22T01:30:00.250113Z".
 std::string exactUtcTime(FreezeReceipt::Time time);
 
-// A line with the level; nothing without a receipt.
-void printLevel(std::ostream& out, const Snapshot& snapshot);
-
 // A line with the moments of one of the snapshot's file systems; nothing without a receipt.
 void printMoments(std::ostream& out, const Snapshot& snapshot, std::size_t position);
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/object_results.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -25,7 +26,7 @@ void describe(const Snapshot& snapshot, Json& object) {
 }  // namespace
 
 void SnapshotCommand::declare(CommandOptions& options) {
-  options.arguments("SNAPSHOT", m_idsOrNames, "Ids or names of snapshots");
+  options.arguments("SNAPSHOT", m_idsOrNames, translatable("Ids or names of snapshots"));
   declareOptions(options);
 }
 
@@ -34,7 +35,7 @@ ExitStatus SnapshotCommand::run(const Settings& settings, std::ostream& out) {
   OpenProviders providers(settings);
   const MachineSplitters splitters(splitterSettings(settings));
   // None stands in its own way where qmfi was started within it.
-  if (chdir("/") != 0) throw systemError("/ cannot be entered").about("/");
+  if (chdir("/") != 0) throw systemError(translate("{0} cannot be entered", "/")).about("/");
   ObjectResults results(settings, out);
   for (const std::string& idOrName : m_idsOrNames) {
     const auto change = [&](Json& object) {

@@ -6,10 +6,12 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "cli/labelled_lines.h"
 #include "cli/receipt_output.h"
 #include "failure/json_text.h"
 #include "failure/one_line.h"
 #include "snapshot/storage_space.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -51,6 +53,36 @@ Json jsonOf(const SnapshotStatus& status) {
   return json;
 }
 
+// What is known of the snapshot as a whole.
+std::vector<LabelledLine> linesOf(const SnapshotStatus& status) {
+  const Snapshot& snapshot = status.snapshot;
+  const std::string phase = isAtRest(snapshot.phase) ? "" : " (" + phaseName(snapshot.phase) + ")";
+  std::vector<LabelledLine> lines = {{translate("snapshot"), snapshot.id},
+                                     {translate("name"), snapshot.name},
+                                     {translate("created"), localTime(snapshot.created)},
+                                     {translate("frozen for"), millisecondsText(snapshot.frozen)}};
+  if (snapshot.receipt) lines.push_back({translate("proven"), levelName(levelOf(*snapshot.receipt))});
+  lines.push_back({translate("state"), status.state + phase});
+  lines.push_back({translate("mounted"), isMounted(status) ? translate("yes") : translate("no")});
+  lines.push_back({translate("size"), bytesText(bytesOf(status))});
+  if (!snapshot.held.empty()) lines.push_back({translate("held"), inOneLine(snapshot.held)});
+  return lines;
+}
+
+void printNode(std::ostream& out, const SnapshotNode& node, const NodeStatus& status) {
+  const std::string alternate = inOneLine(node.alternate);
+  const std::string& device = node.volume.snapshotDevice;
+  const std::string size = bytesText(status.volume.bytes);
+  const std::string& splitter = node.volume.splitter;
+  out << inOneLine(node.mountPoint) << " (" << inOneLine(node.volume.device) << ", " << node.provider << ")\n  -> "
+      << (status.mounted ? translate("{0} ({1}), mounted, {2} by {3}", alternate, device, size, splitter)
+                         : translate("{0} ({1}), not mounted, {2} by {3}", alternate, device, size, splitter))
+      << "\n     "
+      << translate("a full overwrite needs {0} of {1} free", bytesText(status.volume.needs),
+                   bytesText(status.volume.free))
+      << "\n";
+}
+
 }  // namespace
 
 std::string millisecondsText(std::chrono::microseconds duration) {
@@ -78,23 +110,10 @@ void printJson(std::ostream& out, const std::vector<SnapshotStatus>& snapshots) 
 }
 
 void printText(std::ostream& out, const SnapshotStatus& status) {
-  const Snapshot& snapshot = status.snapshot;
-  const bool isAtWork = !isAtRest(snapshot.phase);
-  out << "snapshot   " << snapshot.id << "\nname       " << snapshot.name << "\ncreated    "
-      << localTime(snapshot.created) << "\nfrozen for " << millisecondsText(snapshot.frozen) << "\n";
-  printLevel(out, snapshot);
-  out << "state      " << status.state << (isAtWork ? " (" + phaseName(snapshot.phase) + ")" : "") << "\nmounted    "
-      << (isMounted(status) ? "yes" : "no") << "\nsize       " << bytesText(bytesOf(status)) << "\n";
-  if (!snapshot.held.empty()) out << "held       " << inOneLine(snapshot.held) << "\n";
+  printLabelled(out, linesOf(status));
   for (std::size_t i = 0; i < status.nodes.size(); ++i) {
-    const SnapshotNode& node = snapshot.nodes[i];
-    const VolumeStatus& volume = status.nodes[i].volume;
-    out << inOneLine(node.mountPoint) << " (" << inOneLine(node.volume.device) << ", " << node.provider << ")\n  -> "
-        << inOneLine(node.alternate) << " (" << node.volume.snapshotDevice << "), "
-        << (status.nodes[i].mounted ? "" : "not ") << "mounted, " << bytesText(volume.bytes) << " by "
-        << node.volume.splitter << "\n     a full overwrite needs " << bytesText(volume.needs) << " of "
-        << bytesText(volume.free) << " free\n";
-    printMoments(out, snapshot, i);
+    printNode(out, status.snapshot.nodes[i], status.nodes[i]);
+    printMoments(out, status.snapshot, i);
   }
 }
 

@@ -13,6 +13,7 @@
 #include "snapshot/own_snapshots.h"
 #include "snapshot/snapshot_planning.h"
 #include "snapshot/storage_space.h"
+#include "texts/translation.h"
 #include "volume/machine_splitters.h"
 #include "volume/whole_mount.h"
 
@@ -39,7 +40,7 @@ std::optional<StateStore> readableState(const Settings& settings, std::vector<Ob
   try {
     store.emplace(openState(settings));
   } catch (const HostError& error) {
-    printNotice("the snapshots that there are cannot be looked at without root's rights: " + std::string(error.what()));
+    printNotice(translate("the snapshots that there are cannot be looked at without root's rights: {0}", error.what()));
   }
   return store;
 }

@@ -8,10 +8,12 @@
 #include <utility>
 
 #include "cli/snapshot_output.h"
+#include "cli/text_width.h"
 #include "failure/host_error.h"
 #include "failure/one_line.h"
 #include "snapshot/alternate_directories.h"
 #include "snapshot/storage_space.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -44,7 +46,7 @@ std::string ageText(std::chrono::seconds age) {
 
 struct Column {
   const char* name;
-  const char* heading;
+  const char* heading;  // for translated()
   std::size_t narrowest;
   bool isUsual;
   bool isKnownOfDamaged;
@@ -52,49 +54,49 @@ struct Column {
 };
 
 constexpr std::array columns = {
-    Column{"id", "ID", 8, true, true,
+    Column{"id", translatable("ID"), 8, true, true,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return status.snapshot.id; }},
-    Column{"name", "NAME", 4, true, true,
+    Column{"name", translatable("NAME"), 4, true, true,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return status.snapshot.name; }},
-    Column{"created", "CREATED", 19, true, false,
+    Column{"created", translatable("CREATED"), 19, true, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return localTime(status.snapshot.created); }},
-    Column{"age", "AGE", 0, false, false,
+    Column{"age", translatable("AGE"), 0, false, false,
            [](const SnapshotStatus& status, Snapshot::Time now) {
              return ageText(std::chrono::floor<std::chrono::seconds>(now - status.snapshot.created));
            }},
     Column{
-        "frozen", "FROZEN FOR", 10, true, false,
+        "frozen", translatable("FROZEN FOR"), 10, true, false,
         [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return millisecondsText(status.snapshot.frozen); }},
-    Column{"proof", "PROOF", 0, false, false,
+    Column{"proof", translatable("PROOF"), 0, false, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              const auto& receipt = status.snapshot.receipt;
              return receipt ? levelName(levelOf(*receipt)) : std::string();
            }},
-    Column{"state", "STATE", 11, true, true,
+    Column{"state", translatable("STATE"), 11, true, true,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return status.state + (status.snapshot.held.empty() ? "" : ", held");
            }},
-    Column{"mounted", "MOUNTED", 0, true, false,
+    Column{"mounted", translatable("MOUNTED"), 0, true, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return std::string(isMounted(status) ? "yes" : "no");
            }},
-    Column{"size", "SIZE", 0, true, false,
+    Column{"size", translatable("SIZE"), 0, true, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return bytesText(bytesOf(status)); }},
-    Column{"provider", "PROVIDER", 0, true, false,
+    Column{"provider", translatable("PROVIDER"), 0, true, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return joined(status.snapshot, [](const SnapshotNode& node) { return node.provider; });
            }},
-    Column{"splitter", "SPLITTER", 0, false, false,
+    Column{"splitter", translatable("SPLITTER"), 0, false, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return joined(status.snapshot, [](const SnapshotNode& node) { return node.volume.splitter; });
            }},
-    Column{"held", "HELD", 0, false, false,
+    Column{"held", translatable("HELD"), 0, false, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) { return inOneLine(status.snapshot.held); }},
-    Column{"directory", "DIRECTORY", 0, false, false,
+    Column{"directory", translatable("DIRECTORY"), 0, false, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return isMounted(status) ? inOneLine(ownDirectoryOf(status.snapshot)) : std::string();
            }},
-    Column{"mount_points", "FILE SYSTEMS", 0, true, false,
+    Column{"mount_points", translatable("FILE SYSTEMS"), 0, true, false,
            [](const SnapshotStatus& status, Snapshot::Time /*now*/) {
              return joined(status.snapshot, [](const SnapshotNode& node) { return node.mountPoint; });
            }},
@@ -118,22 +120,13 @@ Row rowOf(const SnapshotStatus& status, const std::vector<const Column*>& shown,
   return row;
 }
 
-// Bytes that begin a character of UTF-8.
-std::size_t widthOf(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char character) {
-    constexpr unsigned kindMask = 0xc0;
-    constexpr unsigned continuation = 0x80;
-    return (static_cast<unsigned char>(character) & kindMask) != continuation;
-  }));
-}
-
 // The last column is as wide as its texts are.
 void printRows(std::ostream& out, const std::vector<Row>& rows, std::vector<std::size_t> widths) {
   for (const Row& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
   }
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i + 1 < row.size(); ++i) out << row[i] << std::string(widths[i] - widthOf(row[i]) + 2, ' ');
+    for (std::size_t i = 0; i + 1 < row.size(); ++i) out << padded(row[i], widths[i] + 2);
     out << row.back() << "\n";
   }
 }
@@ -158,10 +151,12 @@ std::vector<std::string> columnsOf(const std::string& names) {
   std::vector<std::string> chosen;
   std::istringstream list(names);
   for (std::string name; std::getline(list, name, ',');) {
-    if (find(name) == nullptr) throw UsageError("there is no column \"" + name + "\"; there are " + allColumns());
+    if (find(name) == nullptr) {
+      throw UsageError(translate("there is no column \"{0}\"; there are {1}", name, allColumns()));
+    }
     chosen.push_back(name);
   }
-  if (chosen.empty()) throw UsageError("no column is named; there are " + allColumns());
+  if (chosen.empty()) throw UsageError(translate("no column is named; there are {0}", allColumns()));
   return chosen;
 }
 
@@ -173,7 +168,7 @@ void printTable(std::ostream& out, const std::vector<SnapshotStatus>& snapshots,
   Row headings;
   std::vector<std::size_t> widths;
   for (const Column* const column : shown) {
-    headings.emplace_back(column->heading);
+    headings.emplace_back(translated(column->heading));
     widths.push_back(column->narrowest);
   }
   if (looks.headings) rows.push_back(std::move(headings));

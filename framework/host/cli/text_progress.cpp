@@ -3,11 +3,11 @@
 
 #include <iomanip>
 #include <sstream>
-#include <string_view>
 
 #include "cli/progress_steps.h"
 #include "cli/snapshot_output.h"
 #include "failure/one_line.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -25,30 +25,26 @@ std::string secondsText(std::chrono::milliseconds time) {
   return text.str();
 }
 
-std::string withObject(std::string_view words, const std::string& object) {
-  const std::size_t place = words.find('%');
-  return std::string(words.substr(0, place)) + object + std::string(words.substr(place + 1));
-}
-
 }  // namespace
 
 void TextProgress::step(Step step, const std::string& object) const {
-  tell(withObject(nameOf(step).words, object));
+  const char* const words = nameOf(step).words;
+  tell(filledIn(words, translated(words), fmt::make_format_args(object)));
 }
 
 void TextProgress::choice(const std::string& object, const std::string& provider, const std::string& splitter) const {
   if (!m_tellsChoices) return;
-  tell(object + ": provider " + provider + (splitter.empty() ? "" : ", splitter " + splitter));
+  tell(splitter.empty() ? translate("{0}: provider {1}", object, provider)
+                        : translate("{0}: provider {1}, splitter {2}", object, provider, splitter));
 }
 
 void TextProgress::thawed(std::chrono::microseconds frozen, const std::optional<std::string>& signal) const {
-  tell("frozen for " + millisecondsText(frozen));
-  if (signal) tell("interrupted by " + *signal + "; thawed");
+  tell(translate("frozen for {0}", millisecondsText(frozen)));
+  if (signal) tell(translate("interrupted by {0}; thawed", *signal));
 }
 
 void TextProgress::retry(int attempt, int attempts, std::chrono::milliseconds pause) const {
-  tell("not possible now; attempt " + std::to_string(attempt) + " of " + std::to_string(attempts) + " in " +
-       std::to_string(pause.count()) + " ms");
+  tell(translate("not possible now; attempt {0} of {1} in {2} ms", attempt, attempts, pause.count()));
 }
 
 void TextProgress::tell(const std::string& text) const {

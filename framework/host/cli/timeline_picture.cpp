@@ -11,6 +11,7 @@
 #include "failure/host_error.h"
 #include "failure/one_line.h"
 #include "failure/plain_text.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -72,7 +73,7 @@ class Drawing {
     pugi::xml_node node = box(at(from), y, std::max(at(to) - at(from), narrowest), height, colour);
     node.append_child("title")
         .append_child(pugi::node_pcdata)
-        .set_value((what + ", " + millisecondsText(from) + " to " + millisecondsText(to)).c_str());
+        .set_value(translate("{0}, {1} to {2}", what, millisecondsText(from), millisecondsText(to)).c_str());
   }
 
   // anchor: "start", "middle" or "end".
@@ -119,10 +120,11 @@ void drawFileSystem(Drawing& drawing, const std::string& mountPoint, const FileS
   constexpr double baseline = 13;
   constexpr double gap = 10;
   drawing.text(left - gap, y + baseline, "end", inOneLine(mountPoint));
-  drawing.span(one.freezeAsked, one.frozen, y, barHeight, changingColour, "being frozen");
-  drawing.span(one.frozen, one.thawAsked, y, barHeight, frozenColour, "frozen");
-  drawing.span(one.thawAsked, one.thawed, y, barHeight, changingColour, "being thawed");
-  if (one.proven) drawing.span(*one.proven, *one.proven, y, barHeight, proofColour, "proven to be frozen");
+  drawing.span(one.freezeAsked, one.frozen, y, barHeight, changingColour, translate("being frozen"));
+  drawing.span(one.frozen, one.thawAsked, y, barHeight, frozenColour, translate("frozen"));
+  drawing.span(one.thawAsked, one.thawed, y, barHeight, changingColour, translate("being thawed"));
+  if (!one.proven) return;
+  drawing.span(*one.proven, *one.proven, y, barHeight, proofColour, translate("proven to be frozen"));
 }
 
 void drawLegend(Drawing& drawing, double y) {
@@ -130,12 +132,12 @@ void drawLegend(Drawing& drawing, double y) {
   constexpr double distance = 165;
   constexpr double gap = 15;
   double x = left;
-  for (const auto& [colour, meaning] : {std::pair{frozenColour, "frozen"},
-                                        {changingColour, "being frozen, thawed"},
-                                        {proofColour, "proof of the freeze"},
-                                        {splitColour, "volumes are split"}}) {
+  for (const auto& [colour, meaning] : {std::pair{frozenColour, translatable("frozen")},
+                                        {changingColour, translatable("being frozen, thawed")},
+                                        {proofColour, translatable("proof of the freeze")},
+                                        {splitColour, translatable("volumes are split")}}) {
     drawing.box(x, y, size, size, colour);
-    drawing.text(x + gap, y + size, "start", meaning);
+    drawing.text(x + gap, y + size, "start", translated(meaning));
     x += distance;
   }
 }
@@ -144,7 +146,7 @@ void drawLegend(Drawing& drawing, double y) {
 
 std::string timelineOf(const Snapshot& snapshot) {
   if (!snapshot.receipt) {
-    throw HostError("snapshot " + snapshot.id + " has no receipt, so there is no time line of its freeze")
+    throw HostError(translate("snapshot {0} has no receipt, so there is no time line of its freeze", snapshot.id))
         .about(snapshot.id);
   }
   const FreezeReceipt& receipt = *snapshot.receipt;
@@ -155,10 +157,12 @@ std::string timelineOf(const Snapshot& snapshot) {
   constexpr double legendBelow = 45;
   constexpr double margin = 8;
   Drawing drawing(bottom + footHeight, receipt.over);
-  drawing.text(left, titleLine, "start", "Snapshot " + snapshot.name + ", " + exactUtcTime(receipt.begin));
-  drawing.text(left, secondLine, "start",
-               "proven: " + levelName(levelOf(receipt)) + "; all thawed after " + millisecondsText(receipt.over));
-  drawing.span(receipt.splitBegan, receipt.splitEnded, top - margin, bottom - top, splitColour, "volumes are split");
+  drawing.text(left, titleLine, "start", translate("Snapshot {0}, {1}", snapshot.name, exactUtcTime(receipt.begin)));
+  drawing.text(
+      left, secondLine, "start",
+      translate("proven: {0}; all thawed after {1}", levelName(levelOf(receipt)), millisecondsText(receipt.over)));
+  drawing.span(receipt.splitBegan, receipt.splitEnded, top - margin, bottom - top, splitColour,
+               translate("volumes are split"));
   for (std::size_t i = 0; i < rows; ++i) {
     drawFileSystem(drawing, snapshot.nodes[i].mountPoint, receipt.fileSystems[i],
                    top + rowHeight * static_cast<double>(i));

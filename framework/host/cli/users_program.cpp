@@ -19,6 +19,7 @@
 #include "failure/host_error.h"
 #include "system/child_process.h"
 #include "system/descriptor.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -35,7 +36,7 @@ constexpr int signalStatuses = 128;
 HostError cannotBeRun(const std::string& program, int error) {
   const bool isMissing = error == ENOENT;
   return HostError(isMissing ? ExitStatus::programMissing : ExitStatus::programUnusable,
-                   systemError("the program " + program + " cannot be run", error).what());
+                   systemError(translate("the program {0} cannot be run", program), error).what());
 }
 
 // 0, or why a file cannot be run.
@@ -82,7 +83,7 @@ qmfi_system::Environment withVariables(const qmfi_system::Environment& variables
 class SignalPassing {
  public:
   SignalPassing() : m_signals(signalfd(-1, &DeferredSignals::all(), SFD_CLOEXEC | SFD_NONBLOCK)) {
-    if (!m_signals.valid()) throw systemError("signals cannot be passed on to the program");
+    if (!m_signals.valid()) throw systemError(translate("signals cannot be passed on to the program"));
   }
 
   int watchFd() const { return m_signals.get(); }
@@ -110,7 +111,7 @@ int waitFor(ChildProcess& program, const SignalPassing& signals) {
   }
   int status = 0;
   const ChildEnd how = program.waitAndReap(status);
-  if (how == ChildEnd::lost) throw HostError("how the program has ended was told to somebody else");
+  if (how == ChildEnd::lost) throw HostError(translate("how the program has ended was told to somebody else"));
   return how == ChildEnd::killed ? signalStatuses + status : status;
 }
 
@@ -168,7 +169,7 @@ int UsersProgram::run(const std::string& directory, const qmfi_system::Environme
   const DefaultAction ofChildren(SIGCHLD);
   ChildProcess program;
   int error = 0;
-  if (chdir(directory.c_str()) != 0) throw systemError(directory + " cannot be entered");
+  if (chdir(directory.c_str()) != 0) throw systemError(translate("{0} cannot be entered", directory));
   {
     const DefaultAction ofPipes(SIGPIPE);
     const UsersLimit descriptors(RLIMIT_NOFILE, m_descriptors);
@@ -176,7 +177,7 @@ int UsersProgram::run(const std::string& directory, const qmfi_system::Environme
     program.start(m_words, environment.data(), {}, qmfi_system::ProcessGroup::callers, error);
   }
   // What this process is in cannot be unmounted.
-  if (chdir("/") != 0) throw systemError("/ cannot be entered");
+  if (chdir("/") != 0) throw systemError(translate("{0} cannot be entered", "/"));
   if (error != 0) {
     end(program);
     throw cannotBeRun(m_words.front(), error);

@@ -8,11 +8,11 @@
 
 namespace qmfi_host {
 
-void writeAskedFile(const std::string& what, const std::string& path, const std::string& text) {
+void writeAskedFile(const std::string& path, const std::string& text, const std::string& failure) {
   const int error = qmfi_system::replaceFile(path, text);
   if (error == 0) return;
   errno = error;
-  throw systemErrorOfNamed(what + " " + path + " cannot be written").about(path);
+  throw systemErrorOfNamed(failure).about(path);
 }
 
 }  // namespace qmfi_host

@@ -6,9 +6,9 @@
 
 namespace qmfi_host {
 
-// Writes a text to a file of mode 0600, in place of what has that name. what: "the report", for the failure. Throws
-// HostError; what was there before is there still then.
-void writeAskedFile(const std::string& what, const std::string& path, const std::string& text);
+// Writes a text to a file of mode 0600, in place of what has that name. failure: "the report a.xml cannot be written",
+// in the user's language. Throws HostError with that and the reason; what was there before is there still then.
+void writeAskedFile(const std::string& path, const std::string& text, const std::string& failure);
 
 }  // namespace qmfi_host
 

@@ -93,7 +93,7 @@ TEST_F(SettingsTest, OfSeveralFilesAreShownWithTheirPlaces) {
   EXPECT_EQ(nlohmann::json::parse(json.document)[4], nlohmann::json::parse(R"({
     "key": "lock_wait", "value": 20,
     "origin": {"kind": "file", "name": "/etc/qmfi/conf.d/20-host.toml", "line": 3}})"));
-  EXPECT_EQ(qmfi({"config", "check"}).output, "nothing is wrong\n");
+  EXPECT_EQ(qmfi({"config", "check"}).output, "keine Fehler gefunden\n");
 }
 
 TEST_F(SettingsTest, ThatAreWrongFailWhatTheyAreForAndNothingElse) {

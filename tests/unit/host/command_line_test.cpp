@@ -4,9 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <CLI/CLI.hpp>
 #include <fstream>
 #include <sstream>
 
+#include "cli/command_options.h"
+#include "german_texts.h"
 #include "support/json_schema.h"
 
 namespace qmfi_host {
@@ -211,6 +214,21 @@ std::string helpOfNewSnapshot(const std::string& command, const std::string& pur
          " --no-hooks Without the programs that run around the freeze: see qmfi-hooks(7)"
          " --alternate-dir DIR Where the directories lie in which snapshots are mounted, root's alone"
          " (default: QMFI_ALTERNATE_DIR, settings files, /run/qmfi/snapshots)";
+}
+
+TEST(CommandLine, HelpOfOptionsIsInTheUsersLanguage) {
+  const GermanTexts german;
+  CLI::App app("", "qmfi");
+  CommandOptions options(app);
+  std::optional<std::string> directory;
+  bool isForced = false;
+  options.flag("--force", isForced, translatable("Unmount also what is in use"));
+  options.text("--in", directory, "DIR", translate("What is shown of each, of {0}", "id, name"));
+  options.examples({"qmfi thaw /mnt/a"});
+  EXPECT_THAT(
+      wordsOf(app.help()),
+      testing::EndsWith(" --force Auch aushängen, was in Benutzung ist --in DIR Was von jedem gezeigt wird, aus "
+                        "id, name Beispiele: qmfi thaw /mnt/a"));
 }
 
 TEST(CommandLine, HelpTellsOfEveryCommandArgumentAndOption) {

@@ -15,6 +15,7 @@
 #include "cli/text_progress.h"
 #include "failure/deferred_signals.h"
 #include "failure/host_error.h"
+#include "german_texts.h"
 #include "support/json_schema.h"
 #include "support/text_file.h"
 
@@ -52,6 +53,21 @@ TEST(TextProgress, IsALineForEachStepWithTheTimeInFront) {
             "[   9.072 s] interrupted by SIGINT; thawed\n"
             "[  10.584 s] not possible now; attempt 2 of 6 in 100 ms\n"
             "[  12.096 s] mounting /mnt/100%\\x0a\xff\n");
+}
+
+TEST(TextProgress, IsInTheUsersLanguage) {
+  const GermanTexts german;
+  std::ostringstream told;
+  tellOfEverything(TextProgress(told, true, inStepsOf(milliseconds(1512))));
+  EXPECT_EQ(told.str(),
+            "[   1.512 s] die Provider werden nach /mnt/a gefragt\n"
+            "[   3.024 s] /mnt/a: Provider sample, Splitter reflink\n"
+            "[   4.536 s] /dev/a: Provider sample\n"
+            "[   6.048 s] 12.3 ms lang eingefroren\n"
+            "[   7.560 s] 0.4 ms lang eingefroren\n"
+            "[   9.072 s] durch SIGINT unterbrochen; aufgetaut\n"
+            "[  10.584 s] jetzt nicht möglich; Versuch 2 von 6 in 100 ms\n"
+            "[  12.096 s] /mnt/100%\\x0a\xff wird eingehängt\n");
 }
 
 TEST(TextProgress, TellsOfChoicesWhereMoreIsAskedForOnly) {

@@ -10,6 +10,7 @@
 #include "cli/snapshot_output.h"
 #include "cli/snapshot_table.h"
 #include "failure/host_error.h"
+#include "german_texts.h"
 #include "support/environment.h"
 
 namespace qmfi_host {
@@ -302,6 +303,15 @@ TEST(SnapshotTable, AgeIsInTheLargestUnitOfWhichThereAreTwo) {
   }
 }
 
+TEST(SnapshotTable, HasHeadingsInTheUsersLanguageAndStatesForPrograms) {
+  const GermanTexts german;
+  std::ostringstream text;
+  printTable(text, {makeStatus()}, {{"id", "mounted", "size", "state"}, true}, {});
+  EXPECT_EQ(text.str(),
+            "KENNUNG   EINGEHÄNGT  GRÖSSE   ZUSTAND\n"
+            "17b4f33e  no          3.5 MiB  unmounted\n");
+}
+
 TEST(SnapshotTable, UnknownColumnIsRefusedWithThoseThatThereAre) {
   const std::string all =
       "id, name, created, age, frozen, proof, state, mounted, size, provider, splitter, held, directory, mount_points";
@@ -392,6 +402,33 @@ TEST(SnapshotOutput, OneSnapshotIsShownWithItsReceipt) {
                                              "waited 12.3 ms at most\n/mnt/b "));
   EXPECT_THAT(text.str(), testing::EndsWith("\n     frozen from 2.0 ms to 8.0 ms, proven at 3.5 ms, thawed nobody "
                                             "knows when; writes waited 10.0 ms at most\n"));
+}
+
+TEST(SnapshotOutput, OneSnapshotIsShownInTheUsersLanguage) {
+  const EnvironmentVariable zone("TZ", "UTC");
+  const GermanTexts german;
+  std::ostringstream text;
+  SnapshotStatus status = statusWithReceipt();
+  status.snapshot.receipt->fileSystems[1].thaw = ThawAnswer::unknown;
+  printText(text, status);
+  EXPECT_EQ(text.str(),
+            "Snapshot    17b4f33e\n"
+            "Name        nightly\n"
+            "erstellt    2024-11-21 00:00:00\n"
+            "eingefroren 12.3 ms\n"
+            "bewiesen    none\n"
+            "Zustand     unmounted\n"
+            "eingehängt  nein\n"
+            "Größe       3.5 MiB\n"
+            "/mnt/a (/dev/a, sample)\n"
+            "  -> /mnt/a_alt (/dev/a-17b4f33e), eingehängt, 3.0 MiB durch reflink\n"
+            "     vollständiges Überschreiben braucht 2.0 MiB von 5.0 MiB freien\n"
+            "     eingefroren von 1.0 ms bis 11.0 ms, bewiesen bei 3.0 ms; Schreibvorgänge warteten höchstens 12.3 ms\n"
+            "/mnt/b (/dev/b, sample)\n"
+            "  -> /mnt/b_alt (/dev/b-17b4f33e), nicht eingehängt, 512.0 KiB durch lvm\n"
+            "     vollständiges Überschreiben braucht 0.0 KiB von 0.0 KiB freien\n"
+            "     eingefroren von 2.0 ms bis 8.0 ms, bewiesen bei 3.5 ms, aufgetaut zu unbekannter Zeit; "
+            "Schreibvorgänge warteten höchstens 10.0 ms\n");
 }
 
 TEST(SnapshotOutput, InterruptedSnapshotIsShownWithItsPhase) {
