@@ -62,7 +62,7 @@ TEST_F(PlacesTest, EveryFileOfAProviderHasToBeRoots) {
   const std::ofstream settings("/etc/qmfi/qmfsfi.conf", std::ios::app);
   for (const std::string file :
        {"/usr/lib/qmfi/providers/libqmfsfi.so", "/usr/lib/qmfi/providers/qmfsfi.provider", "/etc/qmfi/qmfsfi.conf",
-        "/usr/share/qmfi/catalogs/qmfsfi/de.res", "/usr/share/qmfi/catalogs/qmfi/de.res"}) {
+        "/usr/share/qmfi/catalogs/qmfsfi/de.res", "/usr/share/qmfi/catalogs/qmfi/de/LC_MESSAGES/qmfi.mo"}) {
     const fs::path path = fs::canonical(file);
     const GivenAway given(path);
     expectRefused(qmfi({"claim", "/mnt/a"}),
