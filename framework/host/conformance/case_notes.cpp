@@ -10,6 +10,7 @@
 #include <new>
 
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -40,7 +41,7 @@ struct CaseNotes::Page {
 
 CaseNotes::CaseNotes() {
   void* const page = mmap(nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (page == MAP_FAILED) throw systemError("there is no memory to note results in");
+  if (page == MAP_FAILED) throw systemError(translate("there is no memory to note results in"));
   m_page = new (page) Page{};
 }
 

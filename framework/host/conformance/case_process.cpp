@@ -17,6 +17,7 @@
 #include "failure/host_error.h"
 #include "system/descriptor.h"
 #include "system/poll_until.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -76,10 +77,10 @@ bool hasEndedBy(const Descriptor& child, std::chrono::steady_clock::time_point d
 CaseProcessEnd runCaseProcess(const std::function<void()>& work, std::chrono::milliseconds limit,
                               const std::function<void()>& checkpoint, const std::function<void()>& relieve) {
   const Descriptor outputs(memfd_create("outputs", MFD_CLOEXEC));
-  if (!outputs.valid()) throw systemError("there is no memory for what a provider prints");
+  if (!outputs.valid()) throw systemError(translate("there is no memory for what a provider prints"));
   const pid_t parent = getpid();
   const pid_t child = fork();
-  if (child < 0) throw systemError("no process can be started to try a provider in");
+  if (child < 0) throw systemError(translate("no process can be started to try a provider in"));
   if (child == 0) runChild(work, parent, outputs.get());
   setpgid(child, child);
   int status = 0;
@@ -92,7 +93,7 @@ CaseProcessEnd runCaseProcess(const std::function<void()>& work, std::chrono::mi
       while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
     });
     const Descriptor watched(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    if (!watched.valid()) throw systemError("the process that tries a provider cannot be watched");
+    if (!watched.valid()) throw systemError(translate("the process that tries a provider cannot be watched"));
     if (!hasEndedBy(watched, std::chrono::steady_clock::now() + limit, checkpoint)) {
       end.otherwise = "took longer than " + std::to_string(limit.count() / 1000) + " s";
     }

@@ -9,6 +9,7 @@
 #include "conformance/case_process.h"
 #include "conformance/examined_freeze.h"
 #include "failure/host_error.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -29,7 +30,8 @@ class Precaution {
     for (const auto& fileSystem : m_fileSystems) freezable.push_back(fileSystem->freezable());
     constexpr std::chrono::seconds margin(5);
     m_watchdog.emplace(freezable);
-    if (!m_watchdog->watchUntil(Clock::now() + limit + margin)) throw HostError("the watchdog over freezes is gone");
+    if (!m_watchdog->watchUntil(Clock::now() + limit + margin))
+      throw HostError(translate("the watchdog over freezes is gone"));
   }
 
   // Thaws all, and keeps which had been left frozen.

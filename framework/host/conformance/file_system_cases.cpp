@@ -16,6 +16,7 @@
 #include "failure/host_error.h"
 #include "system/descriptor.h"
 #include "system/pipe.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -90,7 +91,7 @@ class OrderedWriter {
   explicit OrderedWriter(const Subject& subject) {
     for (const FileSystemPlace& place : subject.places) {
       m_files.emplace_back(open(place.mountPoint.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
-      if (!m_files.back().valid()) throw systemError("no file can be made in " + place.mountPoint);
+      if (!m_files.back().valid()) throw systemError(translate("no file can be made in {0}", place.mountPoint));
       write(m_files.back(), 0);
     }
     m_thread = std::thread([this] { run(); });
@@ -180,7 +181,7 @@ void freezesAllOrNone(Examination& it) {
   MountedFileSystem& held = *fileSystems.back();
   const unsigned long seconds = static_cast<unsigned long>(ampleTimeout.count());
   if (ioctl(held.freezable().descriptor, it.subject().places.back().freezeRequest, seconds) != 0) {
-    throw systemError(held.mountPoint() + " cannot be frozen");
+    throw systemError(translate("{0} cannot be frozen", held.mountPoint()));
   }
   const int answer = nodes.freeze();
   const bool isFirstFrozen = isFrozen(*fileSystems.front());
@@ -230,7 +231,7 @@ void endsFreezeInTime(Examination& it) {
 class Freezer {
  public:
   explicit Freezer(Examination& it) : m_pipe(qmfi_system::makePipe()), m_process(fork()) {
-    if (m_process < 0) throw systemError("no process can be started to freeze in");
+    if (m_process < 0) throw systemError(translate("no process can be started to freeze in"));
     if (m_process == 0) work(it);
     m_pipe.writeEnd.reset();
     char answer = 0;

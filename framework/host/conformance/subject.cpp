@@ -5,6 +5,7 @@
 #include "failure/host_error.h"
 #include "provider/provider_entry_points.h"
 #include "provider/trusted_files.h"
+#include "texts/translation.h"
 
 namespace qmfi_host {
 
@@ -23,7 +24,8 @@ FileSystemPlace placeOf(const std::string& mountPoint, const ProviderDescriptor&
   const std::optional<qmfi_pdk_4_4::CFiMount> mount = qmfi_pdk_4_4::wholeMountOn(mountPoint);
   const std::string device = mount ? qmfi_pdk_4_4::devicePathOf(*mount) : std::string();
   if (device.empty()) {
-    throw HostError(ExitStatus::notFound, "no file system of a device is mounted on " + mountPoint).about(mountPoint);
+    throw HostError(ExitStatus::notFound, translate("no file system of a device is mounted on {0}", mountPoint))
+        .about(mountPoint);
   }
   return {mountPoint, device, descriptor.freezeRequest, descriptor.thawRequest};
 }
@@ -32,14 +34,15 @@ FileSystemPlace placeOf(const std::string& mountPoint, const ProviderDescriptor&
 
 Subject subjectOf(const std::filesystem::path& library, const std::vector<std::string>& mountPoints) {
   if (!std::filesystem::exists(library)) {
-    throw HostError(ExitStatus::notFound, "there is no library " + library.string()).about(library);
+    throw HostError(ExitStatus::notFound, translate("there is no library {0}", library.string())).about(library);
   }
   Subject subject{.library = std::filesystem::canonical(library)};
   subject.name = providerNameOf(library.filename());
   if (subject.name.empty()) {
-    throw UsageError("\"" + library.filename().string() +
-                     "\" is not what the library of a provider is called: lib and the provider's name, a word of "
-                     "letters, digits and _, and .so");
+    throw UsageError(
+        translate("\"{0}\" is not what the library of a provider is called: lib and the provider's name, a "
+                  "word of letters, digits and _, and .so",
+                  library.filename().string()));
   }
   try {
     subject.descriptor = readDescriptor(descriptorOf(subject.library.parent_path(), subject.name));
