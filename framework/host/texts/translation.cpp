@@ -27,7 +27,8 @@ void chooseLanguage(const std::string& locale, const std::filesystem::path& cata
 }
 
 const char* translated(const char* english) {
-  return dgettext(domain, english);
+  // What is found by the empty text is the heading of the catalog.
+  return *english == '\0' ? english : dgettext(domain, english);
 }
 
 const char* translatedPlural(const char* one, const char* several, unsigned long count) {

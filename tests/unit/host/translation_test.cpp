@@ -48,6 +48,11 @@ TEST_F(TranslationTest, TextThatIsNotInTheCatalogStaysEnglish) {
   EXPECT_EQ(translatePlural("{0} such thing", "{0} such things", 2, 2), "2 such things");
 }
 
+TEST_F(TranslationTest, EmptyTextStaysEmpty) {
+  choose("de");
+  EXPECT_STREQ(translated(""), "");
+}
+
 TEST_F(TranslationTest, TranslationThatCannotBeFilledInGivesWayToTheEnglishText) {
   EXPECT_EQ(filledIn("{0} is busy", "{0} wird von {1} benutzt", fmt::make_format_args("/mnt/a")), "/mnt/a is busy");
 }
