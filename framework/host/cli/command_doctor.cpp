@@ -45,14 +45,15 @@ Finding mountNamespaceFinding() {
 
 Findings machineFindings() {
   const std::string status = qmfi_system::readSmallFile(std::string(processTable) + "/self/status").value_or("");
-  Findings findings = {kernelFinding(runningKernel()), privilegeFinding(status), mountNamespaceFinding()};
+  Findings findings = {kernelFinding(runningKernel()), privilegeFinding(status), mountNamespaceFinding(),
+                       restoreFinding()};
   append(findings, haltedWriterFindings(processTable));
   append(findings, unreadVariableFindings(variables()));
   return findings;
 }
 
 Findings stateFindings(const Settings& settings, const Splitters& splitters) {
-  Findings findings = {directoryFinding("state", settings.stateDirectory)};
+  Findings findings = {directoryFinding(translate("state"), settings.stateDirectory)};
   try {
     const std::vector<SnapshotStatus> known = knownSnapshots(settings, LookAt::copy);
     append(findings, snapshotFindings(known));
@@ -96,7 +97,7 @@ class Doctor : public Command {
     append(findings, settingsFindings(settings.files));
     append(findings, hookFindings(settings.create.hookDirectory));
     OpenProviders providers(settings);
-    findings.push_back(directoryFinding("providers", settings.providerDirectory));
+    findings.push_back(directoryFinding(translate("providers"), settings.providerDirectory));
     append(findings, providerFindings(providers, providers.names()));
     const MachineSplitters splitters(splitterSettings(settings));
     append(findings, splitterFindings(splitters.all()));

@@ -14,6 +14,8 @@
 
 #include "failure/host_error.h"
 #include "failure/shell_word.h"
+#include "settings/setting_table.h"
+#include "snapshot/rsync_program.h"
 #include "system/small_file.h"
 #include "texts/translation.h"
 #include "volume/lvm_splitter.h"
@@ -24,9 +26,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::array<std::string_view, 9> readVariables = {
-    "QMFI_ALTERNATE_DIR", "QMFI_CATALOG_DIR", "QMFI_CONF_DIR",         "QMFI_CONFIG_DIR", "QMFI_LOG_DIR",
-    "QMFI_PROVIDER_DIR",  "QMFI_STATE_DIR",   "QMFI_SPLITTER_COMMAND", "QMFI_TRACE_LEVEL"};
+// Those that are read beside the variables of settings.
+constexpr std::array<std::string_view, 5> otherVariables = {"QMFI_CATALOG_DIR", "QMFI_CONF_DIR", "QMFI_CONFIG_DIR",
+                                                            "QMFI_LOG_DIR", "QMFI_TRACE_LEVEL"};
 
 // Where the kernel lets those wait who want to change a frozen file system.
 constexpr std::string_view placeOfHalt = "percpu_rwsem_wait";
@@ -34,6 +36,15 @@ constexpr std::string_view placeOfHalt = "percpu_rwsem_wait";
 std::string lineOf(const fs::path& file) {
   const std::optional<std::string> text = qmfi_system::readSmallFile(file);
   return text ? text->substr(0, text->find('\n')) : std::string();
+}
+
+bool isRead(std::string_view variable) {
+  const auto isOfSetting = [&](const SettingEntry& entry) {
+    return std::any_of(entry.variables.begin(), entry.variables.end(),
+                       [&](const char* known) { return known != nullptr && variable == known; });
+  };
+  return std::find(otherVariables.begin(), otherVariables.end(), variable) != otherVariables.end() ||
+         std::any_of(settingTable().begin(), settingTable().end(), isOfSetting);
 }
 
 std::vector<fs::path> numberedEntries(const fs::path& directory) {
@@ -84,6 +95,15 @@ Finding privilegeFinding(const std::string& status) {
           translate("qmfi may neither freeze nor mount: it lacks CAP_SYS_ADMIN, as in a container")};
 }
 
+Finding restoreFinding() {
+  try {
+    requireRsync();
+    return {Weight::good, "restore", translate("rsync can copy files back")};
+  } catch (const HostError& error) {
+    return {Weight::notice, "restore", translate("files of snapshots cannot be copied back: {0}", error.what())};
+  }
+}
+
 Findings haltedWriterFindings(const std::string& processes) {
   Findings findings;
   for (const fs::path& process : numberedEntries(processes)) {
@@ -100,8 +120,7 @@ Findings unreadVariableFindings(const std::vector<std::string>& variables) {
   Findings findings;
   for (const std::string& variable : variables) {
     const std::string name = variable.substr(0, variable.find('='));
-    if (!name.starts_with("QMFI_")) continue;
-    if (std::find(readVariables.begin(), readVariables.end(), name) != readVariables.end()) continue;
+    if (!name.starts_with("QMFI_") || isRead(name)) continue;
     findings.push_back(
         {Weight::notice, "settings", translate("nobody reads the variable {0}", name), "unset " + shellWord(name)});
   }

@@ -17,6 +17,9 @@ Finding kernelFinding(const std::string& version);
 // /proc/PID/status.
 Finding privilegeFinding(const std::string& status);
 
+// Whether files of snapshots can be copied back.
+Finding restoreFinding();
+
 // Processes that have come to a halt because a file system is frozen, in a directory like /proc.
 Findings haltedWriterFindings(const std::string& processes);
 

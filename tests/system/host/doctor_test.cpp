@@ -29,6 +29,7 @@ TEST_F(DoctorTest, FindsNoProblemAndChangesNothing) {
   EXPECT_THAT(outcome.output, ContainsRegex("good     kernel +Linux "));
   EXPECT_THAT(outcome.output, HasSubstr("good     provider    qmfsfi 7.0.0.0 works; file systems: qmfs\n"));
   EXPECT_THAT(outcome.output, HasSubstr("good     splitter    reflink can be used\n"));
+  EXPECT_THAT(outcome.output, HasSubstr("good     restore     rsync can copy files back\n"));
   EXPECT_FALSE(fs::exists(state));
 }
 

@@ -614,6 +614,7 @@ TEST_F(RestoreTest, RsyncThatIsMissingIsToldBeforeAnythingIsDone) {
   fs::rename("/usr/bin/rsync", "/usr/bin/rsync-aside");
   const Outcome outcome = restore({"nightly", "--in-place"});
   const Outcome json = qmfiHere({"snapshot", "restore", "nightly", "--in-place", "--json"});
+  const Outcome doctor = qmfiHere({"doctor"});
   fs::rename("/usr/bin/rsync-aside", "/usr/bin/rsync");
   EXPECT_EQ(
       outcome.output,
@@ -621,6 +622,10 @@ TEST_F(RestoreTest, RsyncThatIsMissingIsToldBeforeAnythingIsDone) {
       "package rsync\n");
   EXPECT_EQ(outcome.status, 127);
   EXPECT_EQ(json.status, 127);
+  EXPECT_THAT(doctor.output,
+              testing::HasSubstr("notice   restore     files of snapshots cannot be copied back: files are "
+                                 "copied by means of /usr/bin/rsync, which cannot be run: No such file "
+                                 "or directory; install the package rsync\n"));
   EXPECT_EQ(namesOfSnapshots().size(), 1U);
 }
 

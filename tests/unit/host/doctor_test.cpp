@@ -8,6 +8,7 @@
 #include "doctor/storage_findings.h"
 #include "fake_provider.h"
 #include "german_texts.h"
+#include "settings/setting_table.h"
 #include "state/snapshot_record.h"
 #include "support/temporary_directory.h"
 
@@ -81,6 +82,17 @@ TEST(Doctor, NamesSettingsThatNobodyReads) {
   EXPECT_THAT(
       linesOf(unreadVariableFindings({"PATH=/bin", "QMFI_STATE_DIR=/state", "QMFI_LOGDIR=/log", "QMFI_LOG_DIR="})),
       ElementsAre("notice|settings|nobody reads the variable QMFI_LOGDIR|unset QMFI_LOGDIR"));
+}
+
+TEST(Doctor, KnowsTheVariableOfEverySetting) {
+  std::vector<std::string> variables = {"QMFI_CATALOG_DIR=/", "QMFI_CONF_DIR=/", "QMFI_CONFIG_DIR=/", "QMFI_LOG_DIR=/",
+                                        "QMFI_TRACE_LEVEL=6"};
+  for (const SettingEntry& entry : settingTable()) {
+    for (const char* const variable : entry.variables) {
+      if (variable != nullptr) variables.push_back(std::string(variable) + "=x");
+    }
+  }
+  EXPECT_THAT(linesOf(unreadVariableFindings(variables)), IsEmpty());
 }
 
 TEST(Doctor, StartsEveryProvider) {
