@@ -120,7 +120,9 @@ std::string describeToUser(const fs::path& process) {
 }
 
 void listUsers(std::vector<std::string>& list, const std::string& mountPoint, dev_t device) {
-  for (const std::string& user : allUsersOf(device, describeToUser)) list.push_back(mountPoint + ": " + user);
+  for (const std::string& user : allUsersOf(device, describeToUser)) {
+    list.push_back(translate("{0}: {1}", mountPoint, user));
+  }
 }
 
 }  // namespace
