@@ -48,6 +48,16 @@ std::string helpOf(const char* purpose, const char* key) {
   return translate("{0} (default: {1})", translated(purpose), sources);
 }
 
+// What the parser itself says in every help.
+void declareHelp(CLI::App& app) {
+  app.option_defaults()->group(translate("Options"));
+  app.set_help_flag("-h,--help", translate("Print this help message and exit"));
+  for (const char* const label : {translatable("Usage"), translatable("Positionals"), translatable("OPTIONS"),
+                                  translatable("REQUIRED"), translatable("SUBCOMMAND")}) {
+    app.get_formatter()->label(label, translated(label));
+  }
+}
+
 void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
   app.add_option("--provider", options.provider, helpOf(translatable("Snapshot provider"), "provider"))
       ->type_name("NAME");
@@ -78,19 +88,27 @@ void declareGlobalOptions(CLI::App& app, OptionValues& options, bool& json) {
       ->type_name("FORM");
 }
 
+// A group of commands, or one of them. The parser does not hand on everything that declareHelp says.
+CLI::App* addParser(CLI::App& parent, const char* name, const char* help) {
+  CLI::App* const added = parent.add_subcommand(name, translated(help));
+  added->group(translate("Subcommands"));
+  added->get_help_ptr()->group(translate("Options"));
+  return added;
+}
+
 // The declared commands, by the parser of each.
 using Commands = std::map<const CLI::App*, std::unique_ptr<Command>>;
 
 Commands declareCommands(CLI::App& app) {
   std::map<std::string, CLI::App*> groups = {{"", &app}};
   for (const CommandGroup& group : commandGroups()) {
-    CLI::App* const added = app.add_subcommand(group.name, translated(group.help));
+    CLI::App* const added = addParser(app, group.name, group.help);
     added->require_subcommand(1);
     groups[group.name] = added;
   }
   Commands commands;
   for (const CommandEntry& entry : commandTable()) {
-    CLI::App* const parser = groups.at(entry.group)->add_subcommand(entry.name, translated(entry.help));
+    CLI::App* const parser = addParser(*groups.at(entry.group), entry.name, entry.help);
     std::unique_ptr<Command> command = entry.make();
     CommandOptions options(*parser);
     command->declare(options);
@@ -285,8 +303,9 @@ int runCommandLine(int count, const char* const* words, std::ostream& out, std::
   CLI::App app(translated(description), "qmfi");
   Settings settings;
   OptionValues options;
+  declareHelp(app);
   declareGlobalOptions(app, options, settings.json);
-  app.set_version_flag("--version", "qmfi " QMFI_VERSION);
+  app.set_version_flag("--version", "qmfi " QMFI_VERSION, translate("Display program version information and exit"));
   app.require_subcommand(1);
   // Global options may stand behind the command, too. The commands take this over when they are added.
   app.fallthrough();

@@ -185,6 +185,19 @@ std::string withoutLineNumber(const std::string& output) {
   return std::regex_replace(output, std::regex("(line|Zeile) [0-9]+"), "$1 N");
 }
 
+TEST_F(CommandsTest, HelpIsInTheUsersLanguage) {
+  EXPECT_EQ(qmfi({"thaw", "--help"}, {"LC_ALL=de_DE.UTF-8"}).output,
+            "Dateisysteme auftauen, die jemand eingefroren zurückgelassen hat\n"
+            "Aufruf: qmfi thaw [OPTIONEN] MOUNTPOINT...\n"
+            "\n"
+            "Argumente:\n"
+            "  MOUNTPOINT ... ERFORDERLICH Dateisysteme, die eingefroren sein können\n"
+            "\n"
+            "Optionen:\n"
+            "  -h,--help                   Diese Hilfe anzeigen und beenden\n"
+            "\n");
+}
+
 TEST_F(CommandsTest, ErrorOfTheProviderIsShownWithItsIdentifierInTheUsersLanguage) {
   const ScriptInPlaceOf check("/sbin/fsck", "echo looking at it; echo it is damaged; exit 8");
   const std::vector<std::string> words = {"resource", "online", spare, "/mnt/spare"};
