@@ -30,8 +30,9 @@ class Precaution {
     for (const auto& fileSystem : m_fileSystems) freezable.push_back(fileSystem->freezable());
     constexpr std::chrono::seconds margin(5);
     m_watchdog.emplace(freezable);
-    if (!m_watchdog->watchUntil(Clock::now() + limit + margin))
+    if (!m_watchdog->watchUntil(Clock::now() + limit + margin)) {
       throw HostError(translate("the watchdog over freezes is gone"));
+    }
   }
 
   // Thaws all, and keeps which had been left frozen.
